@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Writes docs/index.md: every public header with the first line of its documentation, folder by folder. --check fails
-when the file is not what would be written."""
+"""Writes docs/index.md (every public header with the first line of its documentation, folder by folder) and the umbrella
+header src/trimora/trimora.h. --check fails when a file is not what would be written."""
 import os
 import re
 import subprocess
 import sys
 
 INDEX = 'docs/index.md'
+UMBRELLA = 'src/trimora/trimora.h'
 
 
 def headers():
@@ -32,17 +33,30 @@ def render():
     return '\n'.join(lines) + '\n'
 
 
+def umbrella():
+    lines = ['#pragma once', '', '// Made by `scripts/index.py`: every public header of the library.', '']
+    own = [path for path in headers() if path.startswith('src/trimora/') and path != UMBRELLA]
+    lines += [f'#include "{path[len("src/"):]}"' for path in sorted(own, key=sort_key)]
+    return '\n'.join(lines) + '\n'
+
+
+def sort_key(path):
+    """As clang-format orders includes."""
+    return path
+
+
 def main():
-    text = render()
-    if '--check' in sys.argv:
-        with open(INDEX, encoding='utf-8') as file:
-            if file.read() != text:
-                print(f'{INDEX} is out of date: run scripts/index.py')
-                return 1
-        return 0
-    with open(INDEX, 'w', encoding='utf-8') as file:
-        file.write(text)
-    return 0
+    status = 0
+    for path, text in ((INDEX, render()), (UMBRELLA, umbrella())):
+        if '--check' in sys.argv:
+            with open(path, encoding='utf-8') as file:
+                if file.read() != text:
+                    print(f'{path} is out of date: run scripts/index.py')
+                    status = 1
+        else:
+            with open(path, 'w', encoding='utf-8') as file:
+                file.write(text)
+    return status
 
 
 sys.exit(main())

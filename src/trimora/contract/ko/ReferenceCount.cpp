@@ -1,0 +1,7 @@
+#include "trimora/contract/ko/ReferenceCount.h"
+
+namespace ko {
+
+ReferenceCount::~ReferenceCount() = default;
+
+}  // namespace ko
