@@ -1,0 +1,99 @@
+#include "trimora/connectivity/sortAdjTris.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+// Fan order by selection: the triangle after each one is the first of those left that has the directed edge from the vertex to
+// the corner before it; it changes places with what stands there. A vertex of many triangles looks its candidates up in
+// a sorted list instead of walking all that is left; both give the same order.
+
+namespace koGeom {
+
+namespace {
+
+constexpr int maxSearched = 64;  // triangles up to which a walk is faster than sorting
+
+/// The corner before `vertex` in winding order; the last corner is taken for `vertex` when neither other is.
+int cornerBefore(int vertex, MeshTriangle const& triangle) {
+    int const corner = triangle[0] == vertex ? 0 : triangle[1] == vertex ? 1 : 2;
+    return triangle[(corner + 2) % 3];
+}
+
+bool hasDirectedEdge(MeshTriangle const& triangle, int from, int to) {
+    return (triangle[0] == from && triangle[1] == to) ||
+           (triangle[1] == from && triangle[2] == to) || (triangle[2] == from && triangle[0] == to);
+}
+
+void sortBySearching(int vertex, MeshTriangle const* triangles, ko::vector<int>& tris) {
+    for (auto current = tris.begin(); current != tris.end(); ++current) {
+        int const previousCorner = cornerBefore(vertex, triangles[*current]);
+        auto const next = std::find_if(current + 1, tris.end(), [&](int t) {
+            return hasDirectedEdge(triangles[t], vertex, previousCorner);
+        });
+        if (next != tris.end())
+            std::iter_swap(current + 1, next);
+    }
+}
+
+/// The triangles of a long list with the directed edges that leave the vertex, and where each triangle stands now.
+class LongFan {
+public:
+    LongFan(int vertex, MeshTriangle const* triangles, ko::vector<int> const& tris)
+        : tris_(tris), order_(tris.size()), places_(tris.size()) {
+        std::iota(order_.begin(), order_.end(), std::size_t{0});
+        std::iota(places_.begin(), places_.end(), std::size_t{0});
+        for (std::size_t i = 0; i < tris.size(); ++i)
+            for (int corner = 0; corner < 3; ++corner)
+                if (triangles[tris[i]][corner] == vertex)
+                    leaving_.emplace_back(triangles[tris[i]][(corner + 1) % 3], i);
+        std::sort(leaving_.begin(), leaving_.end());
+    }
+
+    int triangle(std::size_t place) const { return tris_[order_[place]]; }
+
+    /// Puts the first triangle behind `place` whose edge runs to `head` right behind it.
+    void bringNext(std::size_t place, int head) {
+        std::size_t next = order_.size();
+        auto candidate =
+            std::lower_bound(leaving_.begin(), leaving_.end(), std::pair(head, std::size_t{0}));
+        for (; candidate != leaving_.end() && candidate->first == head; ++candidate)
+            if (places_[candidate->second] > place)
+                next = std::min(next, places_[candidate->second]);
+        if (next == order_.size())
+            return;
+        std::swap(order_[place + 1], order_[next]);
+        places_[order_[place + 1]] = place + 1;
+        places_[order_[next]] = next;
+    }
+
+private:
+    ko::vector<int> const& tris_;
+    ko::vector<std::size_t> order_;                    // numbers in tris_, as they stand
+    ko::vector<std::size_t> places_;                   // and the inverse
+    ko::vector<std::pair<int, std::size_t>> leaving_;  // (head, number in tris_), sorted
+};
+
+void sortByLookup(int vertex, MeshTriangle const* triangles, ko::vector<int>& tris) {
+    LongFan fan(vertex, triangles, tris);
+    for (std::size_t place = 0; place < tris.size(); ++place)
+        fan.bringNext(place, cornerBefore(vertex, triangles[fan.triangle(place)]));
+    ko::vector<int> sorted(tris.size());
+    for (std::size_t place = 0; place < tris.size(); ++place)
+        sorted[place] = fan.triangle(place);
+    tris.swap(sorted);
+}
+
+}  // namespace
+
+void sortAdjTris(int vertex, int numTris, int const* tris, MeshTriangle const* triangles,
+                 ko::vector<int>& out) {
+    ko::vector<int> sorted(tris, tris + std::max(numTris, 0));
+    if (numTris <= maxSearched)
+        sortBySearching(vertex, triangles, sorted);
+    else
+        sortByLookup(vertex, triangles, sorted);
+    out.swap(sorted);
+}
+
+}  // namespace koGeom
