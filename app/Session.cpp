@@ -1,0 +1,215 @@
+// One watcher thread serves the bar, the signal flag and the deadline. A phase that polls its progress is cancelled through it and
+// given a grace; one that does not is ended with the process. Nothing is written before the work is done, so ending is safe.
+
+#include "Session.h"
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "toolkit/pendingOutput.h"
+#include "trimora/contract/koGeom/debugChannel.h"
+
+namespace app {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto watchInterval = std::chrono::milliseconds(50);
+constexpr auto grace = std::chrono::seconds(2);  // for a cancelled phase to reach its next poll
+
+volatile std::sig_atomic_t numInterrupts = 0;
+
+[[noreturn]] void endAtOnce() {
+    trimora::discardPendingOutput();
+    _exit(Cancelled);
+}
+
+extern "C" void onInterrupt(int) {
+    numInterrupts = numInterrupts + 1;
+    if (numInterrupts > 1)
+        endAtOnce();
+}
+
+void installHandlers() {
+    struct sigaction action = {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write, told as such
+}
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// What a container may use can be less than what the machine has.
+double machineBytes() {
+    double bytes = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
+    double limit = 0.0;
+    if (std::ifstream("/sys/fs/cgroup/memory.max") >> limit && limit > 0.0)
+        bytes = std::min(bytes, limit);
+    return bytes;
+}
+
+double parseBytes(std::string const& text) {
+    char* end = nullptr;
+    double value = std::strtod(text.c_str(), &end);
+    std::string const unit(end);
+    if (unit == "K" || unit == "k")
+        value *= 1024.0;
+    else if (unit == "M" || unit == "m")
+        value *= 1024.0 * 1024.0;
+    else if (unit == "G" || unit == "g")
+        value *= 1024.0 * 1024.0 * 1024.0;
+    else if (!unit.empty())
+        value = 0.0;
+    if (end == text.c_str() || !(value > 0.0) || !std::isfinite(value))
+        throw Failure{UsageError, "--max-memory takes bytes with an optional K, M or G, not '" + text + "'"};
+    return value;
+}
+
+int chooseThreads(int asked) {
+    if (asked > 0)
+        return asked;
+    int const cores = koUtil::ThreadPool::get().numThreads;
+    char const* const limit = std::getenv("OMP_NUM_THREADS");
+    int const bound = limit != nullptr ? std::atoi(limit) : 0;
+    return bound > 0 ? std::min(bound, cores) : cores;
+}
+
+bool choosesBar(CommonOptions const& options) {
+    if (options.quiet || options.progress == "never")
+        return false;
+    return options.progress == "always" || isatty(STDERR_FILENO) != 0;
+}
+
+}  // namespace
+
+Session::Session(CommonOptions const& options)
+    : options_(options),
+      maxBytes_(options.maxMemory.empty() ? 0.75 * machineBytes() : parseBytes(options.maxMemory)),
+      showBar_(choosesBar(options)), pool_(new koUtil::ThreadPool(chooseThreads(options.threads))),
+      start_(Clock::now()) {
+    koUtil::ThreadPool::setShared(pool_.get());
+    if (options_.debug)
+        koGeom::debugChannel().setSink([](char const* text) { std::fputs(text, stderr); });
+    progress_.setListener([this](double fraction, char const*) { fraction_ = fraction; });
+    numInterrupts = 0;
+    installHandlers();
+    watcher_ = std::thread(&Session::watch, this);
+}
+
+Session::~Session() {
+    finish();
+    progress_.setListener(nullptr);
+    koGeom::debugChannel().setSink(nullptr);
+    koUtil::ThreadPool::setShared(nullptr);
+}
+
+void Session::beginPhase(char const* caption, bool pollsProgress) {
+    throwIfCancelled();
+    std::lock_guard<std::mutex> const lock(captionMutex_);
+    caption_ = caption;
+    pollsProgress_ = pollsProgress;
+    phaseStart_ = secondsSince(start_);
+    fraction_ = 0.0;
+}
+
+void Session::throwIfCancelled() const {
+    if (timedOut_)
+        throw Failure{Cancelled, "timed out after " + std::to_string(options_.timeout) +
+                                     " s; nothing was written; allow more with --timeout"};
+    if (progress_.cancelled())
+        throw Failure{Cancelled, "cancelled; nothing was written"};
+}
+
+void Session::requireMemory(double bytes, std::string const& what) const {
+    if (bytes > maxBytes_)
+        throw Failure{Refused, what + " needs about " + bytesInWords(bytes) + " of memory and the limit is " +
+                                   bytesInWords(maxBytes_) + "; raise it with --max-memory"};
+}
+
+void Session::finish() {
+    if (finished_.exchange(true))
+        return;
+    watcher_.join();
+    eraseBar();
+}
+
+void Session::watch() {
+    while (!finished_) {
+        std::this_thread::sleep_for(watchInterval);
+        endIfOverdue();
+        if (showBar_)
+            drawBar();
+    }
+}
+
+void Session::endIfOverdue() {
+    bool const late = options_.timeout > 0.0 && secondsSince(start_) > options_.timeout;
+    if (finished_ || (numInterrupts == 0 && !late))
+        return;
+    if (!cancelSent_) {
+        cancelSent_ = true;
+        cancelledAt_ = Clock::now();
+        timedOut_ = numInterrupts == 0;
+        progress_.cancel();
+    }
+    if (pollsProgress_ && Clock::now() - cancelledAt_ < grace)
+        return;
+    eraseBar();
+    std::fprintf(stderr, timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
+                                   : "trimora: cancelled; nothing was written\n");
+    endAtOnce();
+}
+
+void Session::drawBar() {
+    double const seconds = secondsSince(start_);
+    if (seconds < 0.5)
+        return;  // short runs stay quiet
+    std::string caption;
+    {
+        std::lock_guard<std::mutex> const lock(captionMutex_);
+        caption = caption_;
+    }
+    double const done = fraction_;
+    if (pollsProgress_ && done > 0.01) {
+        constexpr int width = 24;
+        int const filled = static_cast<int>(done * width);
+        std::string const bar = std::string(static_cast<std::size_t>(filled), '#') +
+                                std::string(static_cast<std::size_t>(width - filled), '.');
+        std::fprintf(stderr, "\r\033[K%-28s [%s] %3.0f%%  %.0f s left", caption.c_str(), bar.c_str(), 100.0 * done,
+                     std::ceil((seconds - phaseStart_) * (1.0 - done) / done));
+    } else {
+        std::fprintf(stderr, "\r\033[K%-28s %.0f s", caption.c_str(), seconds);
+    }
+    std::fflush(stderr);
+    barDrawn_ = true;
+}
+
+void Session::eraseBar() {
+    if (barDrawn_)
+        std::fputs("\r\033[K", stderr);
+    barDrawn_ = false;
+}
+
+std::string bytesInWords(double bytes) {
+    char const* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+    int unit = 0;
+    for (; bytes >= 1024.0 && unit < 4; ++unit)
+        bytes /= 1024.0;
+    char text[32];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+    return text;
+}
+
+}  // namespace app

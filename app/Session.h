@@ -1,0 +1,99 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/contract/koUtil/ThreadPool.h"
+
+namespace app {
+
+/// How the process ends; told in the manual, so scripts rely on the numbers.
+enum ExitCode {
+    Done = 0,
+    DefectsFound = 1,
+    UsageError = 2,
+    CannotRead = 3,
+    CannotWrite = 4,
+    Refused = 5,
+    Cancelled = 6,
+};
+
+/// A failure that ends the command: one line for standard error, and the exit code.
+struct Failure {
+    ExitCode code;
+    std::string message;
+};
+
+struct CommonOptions {
+    bool json = false;
+    bool quiet = false;
+    bool debug = false;
+    bool dropNonfinite = false;
+    int threads = 0;               ///< 0: all cores that the process may use, bounded by OMP_NUM_THREADS
+    double timeout = 0.0;          ///< seconds; 0: none
+    std::string progress = "auto"; ///< auto, always, never
+    std::string maxMemory;         ///< bytes with an optional K, M, G; empty: three quarters of the machine's
+};
+
+/// One run of a subcommand: the thread pool, the progress bar, Ctrl-C, the deadline and the memory limit. There is
+/// one at a time, made by main.
+class Session {
+  public:
+    explicit Session(CommonOptions const& options);
+    ~Session();
+    Session(Session const&) = delete;
+    Session& operator=(Session const&) = delete;
+
+    CommonOptions const& options() const { return options_; }
+    koUtil::Progress& progress() { return progress_; }
+
+    /// Names the phase that the bar shows, and says whether its code polls the progress. Cancelling a phase that does not poll ends
+    /// the process at once with code 6.
+    void beginPhase(char const* caption, bool pollsProgress);
+
+    /// Throws Failure with code 6 once the run was cancelled or its time was up; call between phases.
+    void throwIfCancelled() const;
+
+    std::uint64_t maxBytes() const { return static_cast<std::uint64_t>(maxBytes_); }
+
+    /// Throws Failure with code 5 when `bytes` pass the limit; `what` names the work.
+    void requireMemory(double bytes, std::string const& what) const;
+
+    /// Takes the bar off the terminal, so that a report can be printed.
+    void finish();
+
+  private:
+    void watch();
+    void endIfOverdue();
+    void drawBar();
+    void eraseBar();
+
+    CommonOptions options_;
+    double maxBytes_;
+    bool showBar_;
+    std::unique_ptr<koUtil::ThreadPool> pool_;
+    koUtil::Progress progress_;
+    std::chrono::steady_clock::time_point start_;
+    std::chrono::steady_clock::time_point cancelledAt_;
+    std::atomic<bool> pollsProgress_ = false;
+    std::atomic<bool> finished_ = false;
+    std::atomic<bool> timedOut_ = false;
+    std::atomic<double> fraction_ = 0.0;
+    std::atomic<double> phaseStart_ = 0.0;  // seconds after start_
+    bool cancelSent_ = false;
+    bool barDrawn_ = false;
+    std::mutex captionMutex_;
+    std::string caption_;
+    std::thread watcher_;  // last: it reads all the others
+};
+
+/// Bytes in words, "1.5 GiB".
+std::string bytesInWords(double bytes);
+
+}  // namespace app

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+
+#include <CLI/CLI.hpp>
+
+#include "Session.h"
+
+namespace app {
+
+/// What the command line asked for: the options that all subcommands share, and the work of the one that was named.
+struct Invocation {
+    CommonOptions common;
+    std::function<ExitCode(Session&)> work;
+};
+
+/// Each adds one subcommand, whose callback sets Invocation::work.
+void addInfo(CLI::App& app, Invocation& invocation);
+void addCheck(CLI::App& app, Invocation& invocation);
+void addRepair(CLI::App& app, Invocation& invocation);
+void addWeld(CLI::App& app, Invocation& invocation);
+void addConvert(CLI::App& app, Invocation& invocation);
+void addCurvature(CLI::App& app, Invocation& invocation);
+
+/// A subcommand with the shared options.
+CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name, char const* description);
+
+}  // namespace app

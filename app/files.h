@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "Session.h"
+#include "toolkit/ReadReport.h"
+#include "trimora/contract/koGeom/CompactMesh.h"
+
+namespace app {
+
+/// Bytes of memory a triangle (with its share of vertices) takes at the peak of each job, the mesh itself included; measured
+/// on a mesh of 1.6 million triangles and rounded up.
+inline constexpr double infoBytesPerTriangle = 200.0;
+inline constexpr double weldBytesPerTriangle = 250.0;
+inline constexpr double curvatureBytesPerTriangle = 250.0;
+inline constexpr double checkBytesPerTriangle = 600.0;
+inline constexpr double repairBytesPerTriangle = 900.0;
+
+struct LoadedMesh {
+    std::string path;
+    koGeom::CompactMesh mesh;
+    trimora::ReadReport report;
+};
+
+/// Reads the mesh and makes sure that the job fits into memory. Throws Failure.
+void loadMesh(Session& session, std::string const& path, double bytesPerTriangle, LoadedMesh& loaded);
+
+/// Writes the mesh. Throws Failure.
+void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh);
+
+/// Throws Failure with code 2 where the report and the output would both go to standard output.
+void requireSeparateOutputs(Session const& session, std::string const& outputPath);
+
+/// Prints text to standard output. Throws Failure when it cannot be written whole.
+void printOut(std::string const& text);
+
+/// As printOut, for reports that --quiet leaves out; when the mesh itself goes to standard output they go to standard error.
+void printReport(Session const& session, std::string const& text, std::string const& outputPath = {});
+
+}  // namespace app

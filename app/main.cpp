@@ -1,0 +1,89 @@
+// The `trimora` command: arguments in, one subcommand run in a session, an exit code out. Every failure is one line on
+// standard error.
+
+#include <cstdio>
+#include <new>
+
+#include "commands.h"
+#include "trimora/version.h"
+
+namespace app {
+
+CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name, char const* description) {
+    CLI::App* const command = app.add_subcommand(name, description);
+    CommonOptions& common = invocation.common;
+    command->add_flag("--json", common.json, "one JSON object on standard output, nothing else there");
+    command->add_option("--threads", common.threads,
+                        "threads to use (default: all cores of the process, at most OMP_NUM_THREADS)")
+        ->check(CLI::Range(1, 1024));
+    command->add_flag("--quiet", common.quiet, "no report and no progress; failures are still told");
+    command->add_option("--progress", common.progress, "auto: on a terminal (default); always; never")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    command->add_option("--timeout", common.timeout, "seconds after which the run ends with code 6")
+        ->check(CLI::PositiveNumber);
+    command->add_option("--max-memory", common.maxMemory,
+                        "refuse above this many bytes, say 500M or 8G (default: 3/4 of the machine's)");
+    command->add_flag("--drop-nonfinite", common.dropNonfinite,
+                      "leave out faces at vertices with NaN or infinite coordinates");
+    command->add_flag("--debug", common.debug, "the library's timed messages on standard error");
+    return command;
+}
+
+namespace {
+
+int fail(Failure const& failure) {
+    std::fprintf(stderr, "trimora: %s\n", failure.message.c_str());
+    return failure.code;
+}
+
+int run(Invocation const& invocation) {
+    try {
+        Session session(invocation.common);
+        try {
+            ExitCode const code = invocation.work(session);
+            session.finish();
+            return code;
+        } catch (Failure const& failure) {
+            session.finish();
+            return fail(failure);
+        }
+    } catch (Failure const& failure) {
+        return fail(failure);
+    } catch (std::bad_alloc const&) {
+        return fail({Refused, "out of memory; use a smaller mesh or a machine with more memory"});
+    } catch (std::exception const& error) {
+        return fail({Refused, std::string("unexpected failure: ") + error.what()});
+    }
+}
+
+int main(int argc, char** argv) {
+    CLI::App app("Checks, repairs, welds, converts and measures triangle meshes.", "trimora");
+    app.set_version_flag("--version", std::string("trimora ") + koGeom::trimoraVersion());
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 done and clean; 1 defects found or left; 2 usage; 3 input unreadable; 4 output not "
+               "written;\n5 refused because of a limit; 6 cancelled or timed out. '-' is standard input or output.");
+    Invocation invocation;
+    addInfo(app, invocation);
+    addCheck(app, invocation);
+    addRepair(app, invocation);
+    addWeld(app, invocation);
+    addConvert(app, invocation);
+    addCurvature(app, invocation);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        if (error.get_exit_code() == 0)
+            return app.exit(error);  // help or version
+        std::fprintf(stderr, "trimora: %s; 'trimora --help' lists the commands\n", error.what());
+        return UsageError;
+    }
+    return run(invocation);
+}
+
+}  // namespace
+
+}  // namespace app
+
+int main(int argc, char** argv) {
+    return app::main(argc, argv);
+}

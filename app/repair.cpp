@@ -1,0 +1,99 @@
+// trimora repair IN OUT: welds, then mends one defect after the other, and tells each step.
+
+#include "commands.h"
+#include "files.h"
+#include "reports.h"
+
+namespace app {
+
+namespace {
+
+struct RepairArguments {
+    std::string input;
+    std::string output;
+    bool noWeld = false;
+    bool selfIntersections = false;
+    std::optional<double> angle;
+    bool dryRun = false;
+};
+
+trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mesh, RepairArguments const& arguments,
+                                char const* caption) {
+    session.beginPhase(caption, true);
+    trimora::CheckOptions options;
+    options.foldAngle = arguments.angle.value_or(options.foldAngle);
+    trimora::CheckResult const result = trimora::checkMesh(mesh, options, session.progress());
+    session.throwIfCancelled();
+    return result;
+}
+
+trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh, RepairArguments const& arguments) {
+    session.beginPhase("repairing", true);
+    trimora::RepairOptions options;
+    options.weld = !arguments.noWeld;
+    options.selfIntersections = arguments.selfIntersections;
+    options.foldAngle = arguments.angle;
+    trimora::RepairOutcome outcome = trimora::repairMesh(mesh, options, session.progress());
+    session.throwIfCancelled();
+    if (!outcome.refusal.empty())
+        throw Failure{Refused, arguments.input + ": " + outcome.refusal};
+    return outcome;
+}
+
+Json repairJson(RepairArguments const& arguments, trimora::CheckResult const& before, trimora::CheckResult const& after,
+                trimora::RepairOutcome const& outcome, trimora::ReadReport const& report) {
+    Json json = {{"file", arguments.input},
+                 {"output", arguments.dryRun ? Json(nullptr) : Json(arguments.output)},
+                 {"before", toJson(before)},
+                 {"after", toJson(after)},
+                 {"fullyRepaired", outcome.fullyRepaired},
+                 {"steps", Json::array()},
+                 {"read", toJson(report)}};
+    for (trimora::RepairStep const& step : outcome.steps)
+        json["steps"].push_back(toJson(step));
+    return json;
+}
+
+ExitCode repair(Session& session, RepairArguments const& arguments) {
+    if (!arguments.dryRun && arguments.output.empty())
+        throw Failure{UsageError, "repair needs an output file, or --dry-run"};
+    requireSeparateOutputs(session, arguments.output);
+    LoadedMesh loaded;
+    loadMesh(session, arguments.input, repairBytesPerTriangle, loaded);
+    trimora::CheckResult const before = checkState(session, loaded.mesh, arguments, "checking before");
+    trimora::RepairOutcome const outcome = repairState(session, loaded.mesh, arguments);
+    trimora::CheckResult const after = checkState(session, loaded.mesh, arguments, "checking after");
+    if (!arguments.dryRun)
+        storeMesh(session, arguments.output, loaded.mesh);
+    session.finish();
+    if (session.options().json) {
+        printOut(toText(repairJson(arguments, before, after, outcome, loaded.report)));
+    } else {
+        std::string const summary =
+            arguments.input + ": " + std::to_string(before.triangles) + " triangles before, " +
+            std::to_string(after.triangles) + " after; " +
+            (outcome.fullyRepaired ? "nothing that was asked for is left" : "NOT fully repaired") + "\n";
+        std::string const target = arguments.dryRun ? "  nothing written (--dry-run)\n" : "  written to " + arguments.output + "\n";
+        printReport(session, summary + repairTable(outcome) + target, arguments.output);
+    }
+    return outcome.fullyRepaired ? Done : DefectsFound;
+}
+
+}  // namespace
+
+void addRepair(CLI::App& app, Invocation& invocation) {
+    CLI::App* const command = addSubcommand(app, invocation, "repair", "weld a mesh and mend its defects, step by step");
+    auto const arguments = std::make_shared<RepairArguments>();
+    command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
+    command->add_option("OUT", arguments->output, "mesh file, or - for standard output");
+    command->add_flag("--no-weld", arguments->noWeld, "keep vertices at equal positions apart");
+    command->add_flag("--self-intersections", arguments->selfIntersections, "remove triangles that cut one another");
+    command->add_option("--angle", arguments->angle, "degrees; remove triangles on edges that open by less")
+        ->check(CLI::Range(0.0, 180.0));
+    command->add_flag("--dry-run", arguments->dryRun, "tell what would be done and write nothing");
+    command->callback([&invocation, arguments] {
+        invocation.work = [arguments](Session& session) { return repair(session, *arguments); };
+    });
+}
+
+}  // namespace app

@@ -1,0 +1,192 @@
+#include "reports.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace app {
+
+namespace {
+
+std::string format(char const* pattern, ...) {
+    char line[512];
+    va_list arguments;
+    va_start(arguments, pattern);
+    std::vsnprintf(line, sizeof line, pattern, arguments);
+    va_end(arguments);
+    return line;
+}
+
+Json toJson(trimora::ReadReport::Attribute const& attribute) {
+    return {{"lines", attribute.lines},
+            {"kept", attribute.kept},
+            {"seams", attribute.seams},
+            {"missing", attribute.missing},
+            {"badIndex", attribute.badIndex}};
+}
+
+Json optionalCount(std::optional<int> const& count) {
+    return count ? Json(*count) : Json(nullptr);
+}
+
+std::string countOrDash(std::optional<int> const& count) {
+    return count ? std::to_string(*count) : "-";
+}
+
+std::string offenceLine(trimora::Offence const& offence) {
+    std::string numbers;
+    for (int const element : offence.elements) {
+        if (!numbers.empty())
+            numbers += '-';
+        numbers += std::to_string(element);
+    }
+    return format("      %-16s at %.6g %.6g %.6g\n", numbers.c_str(), static_cast<double>(offence.position[0]),
+                  static_cast<double>(offence.position[1]), static_cast<double>(offence.position[2]));
+}
+
+class CheckTable {
+  public:
+    explicit CheckTable(trimora::CheckResult const& result) : result_(result) {}
+
+    void row(char const* label, std::string const& value) { text_ += format("  %-24s %s\n", label, value.c_str()); }
+
+    // A defect: its count, and where the first ones are.
+    void defect(char const* label, char const* key, std::string const& value) {
+        row(label, value);
+        for (auto const& offences : result_.offences) {
+            if (offences.defect != key)
+                continue;
+            for (trimora::Offence const& offence : offences.first)
+                text_ += offenceLine(offence);
+        }
+    }
+
+    std::string take() { return std::move(text_); }
+
+  private:
+    trimora::CheckResult const& result_;
+    std::string text_;
+};
+
+}  // namespace
+
+Json toJson(trimora::ReadReport const& report) {
+    Json json = {{"format", report.format},
+                 {"lines", report.lines},
+                 {"vertices", report.vertices},
+                 {"faces", report.faces},
+                 {"polygons", report.polygons},
+                 {"triangles", report.triangles},
+                 {"dropped",
+                  {{"total", report.dropped.total()},
+                   {"tooFewCorners", report.dropped.tooFewCorners},
+                   {"notANumber", report.dropped.notANumber},
+                   {"outOfRange", report.dropped.outOfRange},
+                   {"nonfinite", report.dropped.nonfinite}}},
+                 {"textureCoordinates", toJson(report.textureCoordinates)},
+                 {"normals", toJson(report.normals)},
+                 {"nonfiniteVertices", report.nonfiniteVertices},
+                 {"incompleteVertices", report.incompleteVertices},
+                 {"verticesWithMore", report.verticesWithMore},
+                 {"otherElements", report.otherElements},
+                 {"unknownLines", report.unknownLines},
+                 {"numProblems", report.numProblems},
+                 {"problems", Json::array()}};
+    for (auto const& problem : report.problems)
+        json["problems"].push_back({{"line", problem.line}, {"text", problem.text}});
+    return json;
+}
+
+Json toJson(trimora::CheckResult const& result) {
+    Json json = {{"vertices", result.vertices},
+                 {"triangles", result.triangles},
+                 {"components", result.components},
+                 {"boundaries", result.boundaries},
+                 {"boundaryEdges", result.boundaryEdges},
+                 {"eulerCharacteristic", result.eulerCharacteristic},
+                 {"closed", result.closed},
+                 {"unusedVertices", result.unusedVertices},
+                 {"coincidentVertices", result.coincidentVertices},
+                 {"duplicateTriangles", result.duplicateTriangles},
+                 {"degenerateTriangles", result.degenerateTriangles},
+                 {"nonManifoldEdges", result.nonManifoldEdges},
+                 {"nonManifoldVertices", optionalCount(result.nonManifoldVertices)},
+                 {"oriented", result.oriented},
+                 {"intersectingTriangles", optionalCount(result.intersectingTriangles)},
+                 {"foldedEdges", result.foldedEdges},
+                 {"clean", result.clean},
+                 {"first", Json::object()}};
+    for (auto const& offences : result.offences) {
+        Json& list = json["first"][offences.defect];
+        for (auto const& offence : offences.first)
+            list.push_back({{"elements", offence.elements}, {"position", offence.position}});
+    }
+    return json;
+}
+
+Json toJson(trimora::RepairStep const& step) {
+    return {{"what", step.what},
+            {"trianglesRemoved", step.trianglesRemoved},
+            {"trianglesTurned", step.trianglesTurned},
+            {"verticesRemoved", step.verticesRemoved},
+            {"verticesSplit", step.verticesSplit},
+            {"seconds", step.seconds}};
+}
+
+std::string toText(Json const& json) {
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string checkTable(std::string const& path, trimora::CheckResult const& result) {
+    CheckTable table(result);
+    table.row("vertices", std::to_string(result.vertices));
+    table.row("triangles", std::to_string(result.triangles));
+    table.row("components", std::to_string(result.components));
+    table.row("boundaries", std::to_string(result.boundaries) + " (" + std::to_string(result.boundaryEdges) + " edges)");
+    table.row("Euler characteristic", std::to_string(result.eulerCharacteristic));
+    table.row("closed", result.closed ? "yes" : "no");
+    table.row("unused vertices", std::to_string(result.unusedVertices));
+    table.row("coincident vertices", std::to_string(result.coincidentVertices));
+    table.defect("duplicate triangles", "duplicateTriangles", std::to_string(result.duplicateTriangles));
+    table.defect("degenerate triangles", "degenerateTriangles", std::to_string(result.degenerateTriangles));
+    table.defect("non-manifold edges", "nonManifoldEdges", std::to_string(result.nonManifoldEdges));
+    table.defect("non-manifold vertices", "nonManifoldVertices", countOrDash(result.nonManifoldVertices));
+    table.row("oriented", result.oriented ? "yes" : "no");
+    table.defect("intersecting triangles", "intersectingTriangles", countOrDash(result.intersectingTriangles));
+    table.defect("folded edges", "foldedEdges", std::to_string(result.foldedEdges));
+    return path + ": " + (result.clean ? "clean" : "NOT clean") + "\n" + table.take();
+}
+
+std::string repairTable(trimora::RepairOutcome const& outcome) {
+    std::string text;
+    if (outcome.steps.empty())
+        text += "  nothing to repair\n";
+    for (trimora::RepairStep const& step : outcome.steps) {
+        text += format("  %-44s", step.what.c_str());
+        auto const count = [&text](int number, char const* what) {
+            if (number > 0)
+                text += format(" %d %s", number, what);
+        };
+        count(step.trianglesRemoved, "triangles removed");
+        count(step.trianglesTurned, "triangles turned");
+        count(step.verticesRemoved, "vertices removed");
+        count(step.verticesSplit, "vertices split off");
+        text += format(" (%.3f s)\n", step.seconds);
+    }
+    return text;
+}
+
+std::string readTable(trimora::ReadReport const& report) {
+    std::string text = format("  read as %s: %lld lines, %lld vertices, %lld faces (%lld polygons), %lld triangles\n",
+                              report.format.c_str(), static_cast<long long>(report.lines),
+                              static_cast<long long>(report.vertices), static_cast<long long>(report.faces),
+                              static_cast<long long>(report.polygons), static_cast<long long>(report.triangles));
+    if (report.dropped.total() > 0)
+        text += format("  %lld faces dropped\n", static_cast<long long>(report.dropped.total()));
+    for (auto const& problem : report.problems)
+        text += format("  line %lld: %s\n", static_cast<long long>(problem.line), problem.text.c_str());
+    if (report.numProblems > static_cast<std::int64_t>(report.problems.size()))
+        text += format("  %lld problems in all\n", static_cast<long long>(report.numProblems));
+    return text;
+}
+
+}  // namespace app

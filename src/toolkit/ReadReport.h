@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace trimora {
+
+/// What a reader met in a file: everything that the mesh cannot tell, and everything that did not get into it.
+struct ReadReport {
+    /// One thing that is wrong at one place. Lines count from 1.
+    struct Problem {
+        std::int64_t line = 0;
+        std::string text;
+    };
+
+    /// Faces that did not get into the mesh. A face is counted once, under the first reason that it meets.
+    struct DroppedFaces {
+        std::int64_t tooFewCorners = 0;
+        std::int64_t notANumber = 0;  ///< a corner is no index
+        std::int64_t outOfRange = 0;  ///< a corner names no vertex of the file
+        std::int64_t nonfinite =
+            0;  ///< a corner is NaN or infinite, and ReadOptions::dropNonfinite was set
+        std::int64_t total() const { return tooFewCorners + notANumber + outOfRange + nonfinite; }
+    };
+
+    /// Texture coordinates or normals. A mesh holds one for each vertex; a file may hold one for each corner.
+    struct Attribute {
+        std::int64_t lines = 0;     ///< how many the file lists
+        bool kept = false;          ///< they were one a vertex and are in the mesh
+        std::int64_t seams = 0;     ///< vertices at which corners disagree
+        std::int64_t missing = 0;   ///< vertices of faces for which none is given
+        std::int64_t badIndex = 0;  ///< corners that name one which the file does not list
+    };
+
+    static constexpr std::size_t maxProblems = 20;
+
+    std::string format;  ///< name of the format, say "obj"
+    std::int64_t lines = 0;
+    std::int64_t vertices = 0;
+    std::int64_t faces = 0;      ///< faces in the file, dropped ones included
+    std::int64_t polygons = 0;   ///< faces kept that have more than three corners
+    std::int64_t triangles = 0;  ///< triangles in the mesh
+    DroppedFaces dropped;
+    Attribute textureCoordinates;
+    Attribute normals;
+
+    std::int64_t nonfiniteVertices =
+        0;  ///< vertices with a coordinate that is NaN or infinite, kept
+    std::int64_t incompleteVertices =
+        0;  ///< vertices with a coordinate that is absent (now 0) or no number (now NaN)
+    std::int64_t verticesWithMore =
+        0;  ///< vertices with values behind the third, weights or colours: not kept
+    std::int64_t otherElements = 0;  ///< points, lines, curves and surfaces: not kept
+    std::int64_t unknownLines = 0;   ///< lines whose first word means nothing in the format
+
+    /// The face of each triangle, counted from 0 over the faces kept, in the order of the file. Empty while every face
+    /// is a triangle: triangle t is face t then.
+    std::vector<int> trianglePolygon;
+
+    std::int64_t numProblems = 0;  ///< how many there were
+    std::vector<Problem>
+        problems;  ///< the first of them, maxProblems at most, in the order of the file
+};
+
+}  // namespace trimora

@@ -1,0 +1,126 @@
+// Drives the library's repair one fix at a time. Which fix comes next is read off the same tests, in the same order, as
+// the repair itself uses; their results are kept in between, so that nothing is tested twice.
+
+#include "toolkit/checkedRepair.h"
+
+#include <algorithm>
+
+#include "toolkit/meshCheck.h"
+#include "trimora/assembly/meshCompact.h"
+#include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/repair/MeshCharacteristics.h"
+#include "trimora/repair/MeshRepair.h"
+
+namespace trimora {
+
+namespace {
+
+using koGeom::CompactMesh;
+using koGeom::MeshCharacteristics;
+
+class StepwiseRepair {
+  public:
+    StepwiseRepair(CompactMesh& mesh, RepairOptions const& options, koUtil::Progress& progress)
+        : mesh_(mesh), options_(options), progress_(progress), repair_(mesh) {
+        repair_.checkSelfIntersection(options.selfIntersections);
+        repair_.checkGoodAngles(options.foldAngle.has_value());
+        if (options.foldAngle)
+            repair_.setMinGoodAngle(*options.foldAngle);
+    }
+
+    RepairOutcome run();
+
+  private:
+    void weld();
+    std::string nextFix();
+    void fix(std::string const& what);
+    int numTurned(std::vector<int> const& before) const;
+
+    CompactMesh& mesh_;
+    RepairOptions const& options_;
+    koUtil::Progress& progress_;
+    koGeom::MeshRepair repair_;
+    RepairOutcome outcome_;
+};
+
+RepairOutcome StepwiseRepair::run() {
+    progress_.setCaption("repairing");
+    if (options_.weld)
+        weld();
+    while (!progress_.cancelled() && repair_.canRepair()) {
+        fix(nextFix());
+        progress_.setCaption(outcome_.steps.back().what.c_str());
+    }
+    outcome_.cancelled = progress_.cancelled();
+    outcome_.fullyRepaired = !outcome_.cancelled && !repair_.needsRepair();
+    progress_.set(1.0);
+    return std::move(outcome_);
+}
+
+void StepwiseRepair::weld() {
+    koOS::StopWatch watch;
+    watch.start();
+    int const numVertices = mesh_.getNumVertices();
+    koUtil::Progress unwatched;
+    koGeom::meshCompact(mesh_, unwatched);
+    int const numMerged = numVertices - mesh_.getNumVertices();
+    if (numMerged > 0)
+        outcome_.steps.push_back({"weld coincident vertices", 0, 0, numMerged, 0, watch.clear()});
+}
+
+// The first failing test decides, as it does in the repair.
+std::string StepwiseRepair::nextFix() {
+    ko::Reference<MeshCharacteristics> const tests = repair_.getCharacteristics();
+    if (!tests->checkGoodTriangles())
+        return "remove duplicate and degenerate triangles";
+    if (!tests->checkManifold()) {
+        return tests->getNumNonManifoldEdges() > 0 ? "remove surplus triangles on non-manifold edges"
+                                                   : "split non-manifold vertices";
+    }
+    if (!tests->checkOriented())
+        return repair_.hasMobiusStrip() ? "remove a Moebius strip" : "orient";
+    if (options_.selfIntersections && !tests->checkNonIntersecting())
+        return "remove intersecting triangles";
+    return "remove folded triangles";
+}
+
+void StepwiseRepair::fix(std::string const& what) {
+    koOS::StopWatch watch;
+    watch.start();
+    int const numVertices = mesh_.getNumVertices();
+    int const numTriangles = mesh_.getNumTriangles();
+    int const* const raw = mesh_.getTrianglesRaw();
+    std::vector<int> const before(raw, raw + 3 * static_cast<std::ptrdiff_t>(numTriangles));
+    repair_.repair();
+
+    RepairStep step;
+    step.what = what;
+    step.trianglesRemoved = numTriangles - mesh_.getNumTriangles();
+    step.verticesRemoved = std::max(0, numVertices - mesh_.getNumVertices());
+    step.verticesSplit = std::max(0, mesh_.getNumVertices() - numVertices);
+    step.trianglesTurned = what == "orient" ? numTurned(before) : 0;
+    step.seconds = watch.clear();
+    outcome_.steps.push_back(step);
+}
+
+int StepwiseRepair::numTurned(std::vector<int> const& before) const {
+    int const* const after = mesh_.getTrianglesRaw();
+    int turned = 0;
+    for (std::size_t i = 0; i < before.size(); i += 3)
+        turned += std::equal(after + i, after + i + 3, before.begin() + static_cast<std::ptrdiff_t>(i)) ? 0 : 1;
+    return turned;
+}
+
+}  // namespace
+
+RepairOutcome repairMesh(CompactMesh& mesh, RepairOptions const& options, koUtil::Progress& progress) {
+    if (!options.weld && options.selfIntersections && numCoincidentVertices(mesh) > 0) {
+        RepairOutcome refused;
+        refused.refusal = "removing intersections without welding would delete triangles along every unwelded seam; "
+                          "leave out --no-weld or --self-intersections";
+        return refused;
+    }
+    return StepwiseRepair(mesh, options, progress).run();
+}
+
+}  // namespace trimora

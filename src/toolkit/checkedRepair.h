@@ -1,0 +1,46 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/export.h"
+
+namespace trimora {
+
+struct RepairOptions {
+    bool weld = true;                 ///< merge vertices at exactly equal positions first
+    bool selfIntersections = false;   ///< remove triangles that cut one another
+    std::optional<double> foldAngle;  ///< degrees; remove triangles on edges that open by less
+};
+
+/// One single fix and what it changed.
+struct RepairStep {
+    std::string what;
+    int trianglesRemoved = 0;
+    int trianglesTurned = 0;
+    int verticesRemoved = 0;
+    int verticesSplit = 0;  ///< new vertices made by parting one that several fans shared
+    double seconds = 0.0;
+};
+
+struct RepairOutcome {
+    std::vector<RepairStep> steps;
+    bool fullyRepaired = false;  ///< nothing that was asked for is left
+    bool cancelled = false;      ///< stopped between two fixes; the mesh is valid and partly repaired
+    std::string refusal;         ///< not empty: why nothing was done, and what to do instead
+};
+
+/// Repairs a mesh fix by fix and tells each one: weld, duplicate and degenerate triangles, non-manifold edges, then
+/// vertices, orientation, Moebius strips, and on request intersections and folds. Material is removed, vertices are
+/// parted, triangles are turned; no hole is filled and no vertex moved.
+///
+/// refusal     intersections without welding, where coincident vertices exist: triangles that touch along such a
+///             seam count as cutting, and much of the mesh would go
+/// progress    polled between two fixes
+TRIMORA_API RepairOutcome repairMesh(koGeom::CompactMesh& mesh, RepairOptions const& options,
+                                     koUtil::Progress& progress);
+
+}  // namespace trimora

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "toolkit/FileOutcome.h"
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/export.h"
+
+#include <cstddef>
+
+namespace trimora {
+
+class InputFile;
+class OutputFile;
+struct ReadOptions;
+struct ReadReport;
+struct WriteOptions;
+
+/// The OBJ row of the table of formats.
+FileOutcome readObj(InputFile const& file, koGeom::CompactMesh& mesh, ReadReport& report,
+                    ReadOptions const& options);
+FileOutcome writeObj(OutputFile& file, koGeom::CompactMesh const& mesh,
+                     WriteOptions const& options);
+
+/// The same reader with another size of its pieces: nothing of the outcome may change.
+TRIMORA_API FileOutcome readObjInPieces(InputFile const& file, std::size_t pieceSize,
+                                        koGeom::CompactMesh& mesh, ReadReport& report,
+                                        ReadOptions const& options);
+
+}  // namespace trimora

@@ -1,0 +1,248 @@
+// The report behind `trimora check`: every test of the library over one mesh, with the first offenders of each. The tests
+// run in the order of their cost, the intersection test last.
+
+#include "toolkit/meshCheck.h"
+
+#include <algorithm>
+#include <deque>
+#include <utility>
+
+#include "trimora/assembly/meshCompact.h"
+#include "trimora/connectivity/MeshBoundaries.h"
+#include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/connectivity/meshComponents.h"
+#include "trimora/repair/MeshIntersect.h"
+#include "trimora/repair/MeshOrient.h"
+#include "trimora/repair/meshDuplicateTris.h"
+#include "trimora/repair/meshFindAnglesLessThan.h"
+#include "trimora/repair/meshManifold.h"
+
+namespace trimora {
+
+namespace {
+
+using koGeom::BitVector;
+using koGeom::CompactMesh;
+using koGeom::MeshAdjTris;
+
+constexpr std::size_t maxOffences = 5;
+
+class MeshChecker {
+  public:
+    MeshChecker(CompactMesh const& mesh, CheckOptions const& options, koUtil::Progress& progress)
+        : mesh_(mesh), options_(options), progress_(progress) {}
+
+    CheckResult run();
+
+  private:
+    void countElements();
+    void countEdges(MeshAdjTris const& adjTris);
+    void testTriangles();
+    void testManifold(MeshAdjTris const& adjTris);
+    void testOrientation(MeshAdjTris const& adjTris);
+    void testFolds(MeshAdjTris const& adjTris);
+    void testIntersections();
+    void conclude();
+
+    std::array<float, 3> positionOf(int vertex) const;
+    Offence triangleOffence(int triangle) const;
+    void note(char const* defect, std::vector<Offence> first);
+    template <class Numbers>
+    void noteTriangles(char const* defect, Numbers const& numbers);
+    template <class Edges>
+    void noteEdges(char const* defect, Edges const& edges);
+
+    CompactMesh const& mesh_;
+    CheckOptions const& options_;
+    koUtil::Progress& progress_;
+    koGeom::SimpleMeshCache cache_;
+    CheckResult result_;
+};
+
+CheckResult MeshChecker::run() {
+    progress_.setCaption("checking the triangles");
+    countElements();
+    ko::Reference<MeshAdjTris> const adjTris = cache_.getAdjTris(mesh_);
+    using Test = void (MeshChecker::*)(MeshAdjTris const&);
+    Test const tests[] = {&MeshChecker::countEdges, &MeshChecker::testManifold,
+                          &MeshChecker::testOrientation, &MeshChecker::testFolds};
+    testTriangles();
+    double done = 0.1;
+    for (Test const test : tests) {
+        progress_.set(done);
+        if (progress_.cancelled())
+            break;
+        (this->*test)(*adjTris);
+        done += 0.1;
+    }
+    if (options_.testIntersections && !progress_.cancelled())
+        testIntersections();
+    conclude();
+    return std::move(result_);
+}
+
+void MeshChecker::countElements() {
+    result_.vertices = mesh_.getNumVertices();
+    result_.triangles = mesh_.getNumTriangles();
+    result_.coincidentVertices = numCoincidentVertices(mesh_);
+}
+
+// Each undirected edge is met at its lower end: the far ends of a vertex's triangles, sorted, tell how many use each.
+void MeshChecker::countEdges(MeshAdjTris const& adjTris) {
+    result_.components = koGeom::meshComponents(mesh_, adjTris, nullptr);
+    result_.boundaries = cache_.getBoundaries(mesh_)->size();
+    int const* const triangles = mesh_.getTrianglesRaw();
+    int numEdges = 0;
+    std::vector<int> farEnds;
+    for (int v = 0; v < result_.vertices; ++v) {
+        farEnds.clear();
+        int const* const around = adjTris.triIndices(v);
+        int const numAround = adjTris.numTris(v);
+        for (int i = 0; i < numAround; ++i) {
+            if (i > 0 && around[i] == around[i - 1])
+                continue;  // a triangle that names the vertex twice stands twice in its set
+            int const* const corners = triangles + 3 * static_cast<std::ptrdiff_t>(around[i]);
+            for (int k = 0; k < 3; ++k) {
+                auto const [low, high] = std::minmax(corners[k], corners[(k + 1) % 3]);
+                if (low == v && high != v)
+                    farEnds.push_back(high);
+            }
+        }
+        result_.unusedVertices += numAround == 0 ? 1 : 0;
+        std::sort(farEnds.begin(), farEnds.end());
+        for (auto it = farEnds.begin(); it != farEnds.end();) {
+            auto const next = std::upper_bound(it, farEnds.end(), *it);
+            ++numEdges;
+            result_.boundaryEdges += next - it == 1 ? 1 : 0;
+            it = next;
+        }
+    }
+    result_.eulerCharacteristic = result_.vertices - result_.unusedVertices - numEdges + result_.triangles;
+    result_.closed = result_.triangles > 0 && result_.boundaryEdges == 0;
+}
+
+void MeshChecker::testTriangles() {
+    koGeom::MeshDuplicateTrisResult found;
+    koGeom::meshDuplicateTris(mesh_, found);
+    result_.duplicateTriangles = static_cast<int>(found.duplicates.size());
+    result_.degenerateTriangles = static_cast<int>(found.topoDegenerate.size() + found.geomDegenerate.size());
+    std::vector<int> duplicates(found.duplicates.begin(), found.duplicates.end());
+    std::sort(duplicates.begin(), duplicates.end());
+    noteTriangles("duplicateTriangles", duplicates);
+    std::vector<int> degenerate(found.topoDegenerate.begin(), found.topoDegenerate.end());
+    degenerate.insert(degenerate.end(), found.geomDegenerate.begin(), found.geomDegenerate.end());
+    noteTriangles("degenerateTriangles", degenerate);
+}
+
+void MeshChecker::testManifold(MeshAdjTris const& adjTris) {
+    koGeom::MeshManifoldResult found;
+    koGeom::meshManifold(mesh_, adjTris, found);
+    result_.nonManifoldEdges = static_cast<int>(found.badEdgeAdj.size());
+    noteEdges("nonManifoldEdges", found.badEdgeAdj);
+    if (result_.nonManifoldEdges > 0)
+        return;
+    BitVector const& badVertices = found;
+    std::vector<Offence> first;
+    for (int v = 0; v < result_.vertices && first.size() < maxOffences; ++v) {
+        if (badVertices.isBitSet(v) != 0)
+            first.push_back({{v}, positionOf(v)});
+    }
+    result_.nonManifoldVertices = badVertices.count;
+    note("nonManifoldVertices", std::move(first));
+}
+
+void MeshChecker::testOrientation(MeshAdjTris const& adjTris) {
+    result_.oriented = koGeom::meshOriented(mesh_, adjTris);
+}
+
+void MeshChecker::testFolds(MeshAdjTris const& adjTris) {
+    koGeom::MeshDihedralAnglesResult found;
+    koGeom::meshFindAnglesLessThan(mesh_, adjTris, options_.foldAngle, found);
+    result_.foldedEdges = static_cast<int>(found.edges.size());
+    noteEdges("foldedEdges", found.edges);
+}
+
+void MeshChecker::testIntersections() {
+    progress_.setCaption("checking intersections");
+    CompactMesh welded;
+    welded = mesh_;
+    koUtil::Progress unwatched;
+    koGeom::meshCompact(welded, unwatched);
+
+    koGeom::SimpleMeshCache cache;
+    ko::Reference<koGeom::Octree> const octree = cache.getOctree(welded, -1);
+    ko::Reference<koGeom::OctreeTris> const octreeTris = cache.getOctreeTris(welded);
+    koGeom::MeshIntersect intersect(welded, *octree, *octreeTris);
+    std::deque<koGeom::MeshIntersectPair> pairs;
+    koUtil::Progress child;
+    progress_.subPhase(0.5, child);
+    intersect.selfIntersect(child, pairs);
+
+    BitVector cutting(result_.triangles);
+    for (koGeom::MeshIntersectPair const& pair : pairs)
+        cutting.setBit(pair.start.triangle);
+    result_.intersectingTriangles = cutting.count;
+    std::vector<Offence> first;
+    for (int t = 0; t < result_.triangles && first.size() < maxOffences; ++t) {
+        if (cutting.isBitSet(t) != 0)
+            first.push_back(triangleOffence(t));
+    }
+    note("intersectingTriangles", std::move(first));
+}
+
+void MeshChecker::conclude() {
+    result_.cancelled = progress_.cancelled();
+    result_.clean = result_.duplicateTriangles == 0 && result_.degenerateTriangles == 0 &&
+                    result_.nonManifoldEdges == 0 && result_.nonManifoldVertices.value_or(0) == 0 &&
+                    result_.oriented && result_.intersectingTriangles.value_or(0) == 0 && result_.foldedEdges == 0 &&
+                    !result_.cancelled;
+    progress_.set(1.0);
+}
+
+std::array<float, 3> MeshChecker::positionOf(int vertex) const {
+    float const* const p = mesh_.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(vertex);
+    return {p[0], p[1], p[2]};
+}
+
+Offence MeshChecker::triangleOffence(int triangle) const {
+    return {{triangle}, positionOf(mesh_.getTrianglesRaw()[3 * static_cast<std::ptrdiff_t>(triangle)])};
+}
+
+void MeshChecker::note(char const* defect, std::vector<Offence> first) {
+    if (!first.empty())
+        result_.offences.push_back({defect, std::move(first)});
+}
+
+template <class Numbers>
+void MeshChecker::noteTriangles(char const* defect, Numbers const& numbers) {
+    std::vector<Offence> first;
+    for (std::size_t i = 0; i < std::min(numbers.size(), maxOffences); ++i)
+        first.push_back(triangleOffence(numbers[i]));
+    note(defect, std::move(first));
+}
+
+template <class Edges>
+void MeshChecker::noteEdges(char const* defect, Edges const& edges) {
+    std::vector<Offence> first;
+    for (auto const& [a, b] : edges) {
+        if (first.size() == maxOffences)
+            break;
+        first.push_back({{a, b}, positionOf(a)});
+    }
+    note(defect, std::move(first));
+}
+
+}  // namespace
+
+int numCoincidentVertices(CompactMesh const& mesh) {
+    CompactMesh welded(mesh.getNumVertices(), mesh.getVertices(), nullptr, nullptr, nullptr);
+    koUtil::Progress unwatched;
+    koGeom::meshCompact(welded, unwatched);
+    return mesh.getNumVertices() - welded.getNumVertices();
+}
+
+CheckResult checkMesh(CompactMesh const& mesh, CheckOptions const& options, koUtil::Progress& progress) {
+    return MeshChecker(mesh, options, progress).run();
+}
+
+}  // namespace trimora

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "toolkit/FileOutcome.h"
+#include "toolkit/ReadReport.h"
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/export.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace trimora {
+
+struct ReadOptions {
+    std::string format;  ///< name of a format; empty takes it from the path's extension
+    bool dropNonfinite =
+        false;  ///< leave out faces at vertices that are NaN or infinite; the vertices stay
+
+    /// Bytes that reading may take, estimated as readMemoryPerByte for each byte of the file before it is read;
+    /// 0 is no limit. More is refused with FileOutcome::Failure::Limit.
+    std::uint64_t maxMemory = 0;
+
+    koUtil::Progress* progress = nullptr;  ///< not owned; cancelled: the mesh stays as it was
+};
+
+/// Bytes of memory that a byte of a text file may take while it is read, polygons and their report included.
+inline constexpr std::uint64_t readMemoryPerByte = 4;
+
+/// Reads a mesh file, and takes what programs really write.
+///
+/// OBJ: line ends LF, CR LF and CR; blanks and tabs anywhere; lines continued with a backslash; relative (negative)
+/// indices; faces of any size, mixed, cut into fans from their first corner; vertices behind the faces that use them;
+/// numbers in every decimal form with a point, in any locale, rounded to the nearest float; NaN and infinities in the
+/// spellings of the common C libraries. Comments, groups and materials are skipped. The vertices keep their order and
+/// count, the faces theirs. Texture coordinates and normals are kept where each vertex has one.
+///
+/// path        '-' is standard input
+/// mesh        out: replaced, with one modification of type Topology; on failure as it was
+/// report      out: what the file held and what was not kept; on failure what was seen until then
+/// returns     done, or what went wrong and where; never throws but for a failed allocation outside the reading
+/// cost        linear in the bytes, one pass in pieces on the shared pool; the outcome does not depend on its size
+/// memory      about the size of the file for triangles; see readMemoryPerByte
+TRIMORA_API FileOutcome readMesh(std::string const& path, koGeom::CompactMesh& mesh,
+                                 ReadReport& report, ReadOptions const& options = {});
+
+/// The same from text in memory; `name` stands for the path in messages.
+TRIMORA_API FileOutcome readMeshText(std::string_view text, std::string const& name,
+                                     koGeom::CompactMesh& mesh, ReadReport& report,
+                                     ReadOptions const& options = {});
+
+}  // namespace trimora

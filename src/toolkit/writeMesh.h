@@ -1,0 +1,36 @@
+#pragma once
+
+#include "toolkit/FileOutcome.h"
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/export.h"
+
+#include <string>
+
+namespace trimora {
+
+struct WriteOptions {
+    std::string format;              ///< name of a format; empty takes it from the path's extension
+    bool textureCoordinates = true;  ///< write them when the mesh has them
+    bool normals = true;  ///< write them when the mesh has them and they were not merely computed
+    std::string comment;  ///< goes to the head of the file, one comment line for each of its lines
+
+    koUtil::Progress* progress = nullptr;  ///< not owned; cancelled: no output is left
+};
+
+/// Writes a mesh file.
+///
+/// Numbers are the shortest decimals that read back to the same floats. OBJ: vertices, texture coordinates, normals,
+/// then the triangles, or the mesh's polygons when it has no triangles; lines end in a line feed, without blanks.
+///
+/// path        '-' is standard output. A file is written beside its final place and renamed when it is complete, so
+///             that an existing one is never half overwritten; a symbolic link is followed; what is no plain file
+///             (a pipe, a device) is written directly
+/// mesh        triangle indices have to be in range
+/// returns     done, or what went wrong; then an existing file is untouched and no other one is left behind
+/// cost        linear; numbers are formatted on the shared pool; some 20 MB of scratch
+TRIMORA_API FileOutcome writeMesh(std::string const& path, koGeom::CompactMesh const& mesh,
+                                  WriteOptions const& options = {});
+
+}  // namespace trimora

@@ -1,0 +1,200 @@
+// The command from outside: exit codes, one line for each failure, JSON alone on standard output, and no output file
+// that is half written.
+
+#include <doctest/doctest.h>
+
+#include "app/runCommand.h"
+#include "support/builders.h"
+#include "toolkit/sampleMeshes.h"
+#include "toolkit/writeMesh.h"
+
+using namespace commandTest;
+
+namespace {
+
+void store(std::string const& path, koGeom::CompactMesh const& mesh) {
+    REQUIRE(trimora::writeMesh(path, mesh));
+}
+
+}  // namespace
+
+TEST_CASE("checkTellsEveryDefectOfADamagedScan") {
+    TemporaryFolder const folder;
+    store(folder / "damaged.obj", trimora::makeDamagedScan(4, 1));
+
+    Run const check = run("check --json " + (folder / "damaged.obj"));
+    CHECK(check.code == 1);
+    CHECK(check.err.empty());
+    auto const json = check.json();
+    for (char const* const key :
+         {"file", "vertices", "triangles", "components", "boundaries", "boundaryEdges", "eulerCharacteristic", "closed",
+          "duplicateTriangles", "degenerateTriangles", "nonManifoldEdges", "nonManifoldVertices", "oriented",
+          "intersectingTriangles", "foldedEdges", "clean", "read"}) {
+        CAPTURE(key);
+        CHECK(json.contains(key));
+    }
+    CHECK(json["degenerateTriangles"] > 0);
+    CHECK(json["coincidentVertices"] > 0);
+    CHECK(json["clean"] == false);
+
+    Run const text = run("check " + (folder / "damaged.obj"));
+    CHECK(text.code == 1);
+    CHECK(text.out.find("NOT clean") != std::string::npos);
+    CHECK(run("check --quiet " + (folder / "damaged.obj")).out.empty());
+}
+
+TEST_CASE("repairLeavesACleanMeshAndTellsEachStep") {
+    TemporaryFolder const folder;
+    store(folder / "damaged.obj", trimora::makeDamagedScan(4, 1));
+
+    Run const repair = run("repair --json " + (folder / "damaged.obj") + " " + (folder / "clean.obj"));
+    REQUIRE(repair.code == 0);
+    auto const json = repair.json();
+    CHECK(json["fullyRepaired"] == true);
+    CHECK(json["before"]["clean"] == false);
+    CHECK(json["after"]["oriented"] == true);
+    CHECK(json["after"]["nonManifoldEdges"] == 0);
+    CHECK(json["after"]["nonManifoldVertices"] == 0);
+    CHECK(json["after"]["duplicateTriangles"] == 0);
+    int removed = 0;
+    std::vector<std::string> names;
+    for (auto const& step : json["steps"]) {
+        removed += step["trianglesRemoved"].get<int>();
+        names.push_back(step["what"]);
+    }
+    CHECK(json["before"]["triangles"].get<int>() - removed == json["after"]["triangles"].get<int>());
+    CHECK(names.front() == "weld coincident vertices");
+    for (char const* const what : {"remove duplicate and degenerate triangles", "orient", "remove a Moebius strip",
+                                   "remove surplus triangles on non-manifold edges"}) {
+        CAPTURE(what);
+        CHECK(std::find(names.begin(), names.end(), what) != names.end());
+    }
+
+    SUBCASE("a repaired file needs no repair") {
+        Run const again = run("repair --no-weld --json " + (folder / "clean.obj") + " " + (folder / "again.obj"));
+        CHECK(again.code == 0);
+        CHECK(again.json()["steps"].empty());
+        CHECK(contentOf(folder / "again.obj") == contentOf(folder / "clean.obj"));
+        Run const welded = run("repair --json " + (folder / "clean.obj") + " " + (folder / "welded.obj"));
+        CHECK(welded.json()["after"]["vertices"] == json["after"]["vertices"]);
+        CHECK(welded.json()["after"]["triangles"] == json["after"]["triangles"]);
+    }
+    SUBCASE("a dry run writes nothing") {
+        std::size_t const before = folder.numFiles();
+        CHECK(run("repair --dry-run " + (folder / "damaged.obj") + " " + (folder / "no.obj")).code == 0);
+        CHECK(run("repair --dry-run " + (folder / "damaged.obj")).code == 0);
+        CHECK(folder.numFiles() == before);
+    }
+    SUBCASE("a pipe does what files do") {
+        Run const piped = run("repair - - <" + (folder / "damaged.obj"));
+        CHECK(piped.code == 0);
+        CHECK(piped.out == contentOf(folder / "clean.obj"));
+    }
+}
+
+TEST_CASE("refusesIntersectionsWithoutWeldingWhereVerticesCoincide") {
+    TemporaryFolder const folder;
+    store(folder / "soup.obj", support::soup(support::sphere(2)));
+    CHECK(run("repair --no-weld --self-intersections " + (folder / "soup.obj") + " " + (folder / "out.obj")).failedWith(5));
+    store(folder / "spheres.obj", support::joined(support::sphere(2), support::sphere(2), 0.7f, 0.1f, 0.05f));
+    Run const repair = run("repair --json --no-weld --self-intersections " + (folder / "spheres.obj") + " " + (folder / "out.obj"));
+    CHECK(repair.code == 0);
+    CHECK(repair.json()["before"]["intersectingTriangles"] > 0);
+    CHECK(repair.json()["after"]["intersectingTriangles"] == 0);
+}
+
+TEST_CASE("keepsAUnremovableMoebiusStripAndSaysSo") {
+    TemporaryFolder const folder;
+    store(folder / "strip.obj", support::moebius(9));
+    Run const repair = run("repair --json " + (folder / "strip.obj") + " " + (folder / "out.obj"));
+    CHECK(repair.code == 1);
+    CHECK(repair.json()["fullyRepaired"] == false);
+    CHECK(repair.json()["after"]["triangles"] == 18);
+}
+
+TEST_CASE("everyFailureHasItsCodeAndOneLine") {
+    TemporaryFolder const folder;
+    store(folder / "cube.obj", support::cube());
+    std::string const cube = folder / "cube.obj";
+    CHECK(run("").failedWith(2));
+    CHECK(run("polish " + cube).failedWith(2));
+    CHECK(run("check").failedWith(2));
+    CHECK(run("check --angle 700 " + cube).failedWith(2));
+    CHECK(run("check --max-memory lots " + cube).failedWith(2));
+    CHECK(run("repair " + cube).failedWith(2));
+    CHECK(run("convert --json " + cube + " -").failedWith(2));
+    CHECK(run("check " + (folder / "absent.obj")).failedWith(3));
+    CHECK(run("check " + (folder / ".")).failedWith(3));
+    CHECK(run("check " + (folder / "cube.xyz123")).failedWith(3));
+    CHECK(run("convert " + cube + " " + (folder / "no/such/folder.obj")).failedWith(4));
+    CHECK(run("convert " + cube + " " + (folder / "cube.xyz123")).failedWith(4));
+    CHECK(run("weld " + cube + " /dev/full").failedWith(4));
+    CHECK(run("check --max-memory 1K " + cube).failedWith(5));
+    CHECK(folder.numFiles() == 1);
+}
+
+TEST_CASE("oddFilesEndInAClearOutcome") {
+    TemporaryFolder const folder;
+    std::string const path = folder / "odd.obj";
+    auto const checkCode = [&path](std::string const& text) {
+        writeFile(path, text);
+        return run("check --json " + path).code;
+    };
+    CHECK(checkCode("v 1 2 3\n") == 0);
+    CHECK(checkCode("v 1 2 3\nv 4 5 6") == 0);
+    CHECK(checkCode("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 2\n") == 1);
+    CHECK(checkCode("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\nf 1 2 3\n") == 0);
+    CHECK(checkCode("v nan 0 0\nv 1 0 0\nv 0 inf 0\nv 0 0 1\nf 1 2 3\nf 2 3 4\n") < 2);
+    CHECK(checkCode("v 0 0 0\nv 1e-30 0 0\nv 0 1e-30 0\nf 1 2 3\n") == 0);
+    CHECK(checkCode("v 0 0 0\nv 1e30 0 0\nv 0 1e30 0\nf 1 2 3\n") == 0);
+
+    Run const kept = run("info --json " + path);
+    CHECK(kept.code == 0);
+    writeFile(path, "v nan 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 2 3\nf 2 3 4\n");
+    CHECK(run("info " + path).err.find("--drop-nonfinite") != std::string::npos);
+    CHECK(run("info --json --drop-nonfinite " + path).json()["triangles"] == 1);
+}
+
+TEST_CASE("curvatureWritesOneValueAVertex") {
+    TemporaryFolder const folder;
+    store(folder / "sphere.obj", support::sphere(4));
+    Run const text = run("curvature --kind gaussian --json " + (folder / "sphere.obj") + " " + (folder / "k.txt"));
+    REQUIRE(text.code == 0);
+    CHECK(text.json()["mean"].get<double>() == doctest::Approx(1.0).epsilon(0.05));
+    std::string const lines = contentOf(folder / "k.txt");
+    CHECK(std::count(lines.begin(), lines.end(), '\n') == text.json()["vertices"].get<int>());
+    REQUIRE(run("curvature " + (folder / "sphere.obj") + " " + (folder / "k.json")).code == 0);
+    auto const json = nlohmann::json::parse(contentOf(folder / "k.json"));
+    CHECK(json["values"].size() == json["vertices"].get<std::size_t>());
+}
+
+TEST_CASE("weldJoinsASoupAndConvertKeepsIt") {
+    TemporaryFolder const folder;
+    store(folder / "soup.obj", support::soup(support::sphere(2)));
+    Run const weld = run("weld --json --threads 2 " + (folder / "soup.obj") + " " + (folder / "welded.obj"));
+    CHECK(weld.code == 0);
+    CHECK(weld.json()["verticesAfter"] == support::sphere(2).getNumVertices());
+    CHECK(run("convert --quiet " + (folder / "welded.obj") + " " + (folder / "copy.obj")).code == 0);
+    CHECK(contentOf(folder / "welded.obj") == contentOf(folder / "copy.obj"));
+}
+
+TEST_CASE("aDeadlineAndAnInterruptEndWithSixAndLeaveNothing") {
+    TemporaryFolder const folder;
+    store(folder / "big.obj", support::soup(support::sphere(8)));
+    Run const late = run("repair --self-intersections --timeout 0.05 " + (folder / "big.obj") + " " + (folder / "out.obj"));
+    CHECK(late.code == 6);
+    CHECK(std::count(late.err.begin(), late.err.end(), '\n') == 1);
+    CHECK(folder.numFiles() == 1);
+
+    Run const stopped = run("repair --self-intersections " + (folder / "big.obj") + " " + (folder / "out.obj"),
+                            "timeout --foreground --signal=INT 0.3");
+    CHECK(stopped.code == 124);  // what timeout(1) answers when it had to send its signal
+    CHECK(stopped.err.find("cancelled") != std::string::npos);
+    CHECK(folder.numFiles() == 1);
+}
+
+TEST_CASE("helpAndVersionAreNoFailures") {
+    CHECK(run("--help").code == 0);
+    CHECK(run("--version").code == 0);
+    CHECK(run("repair --help").out.find("--dry-run") != std::string::npos);
+}
