@@ -3,18 +3,18 @@
 
 #include "Session.h"
 
+#include "toolkit/pendingOutput.h"
+
+#include "trimora/contract/koGeom/debugChannel.h"
+
 #include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-
 #include <sys/ioctl.h>
 #include <unistd.h>
-
-#include "toolkit/pendingOutput.h"
-#include "trimora/contract/koGeom/debugChannel.h"
 
 namespace app {
 
@@ -53,7 +53,8 @@ double secondsSince(Clock::time_point start) {
 
 // What a container may use can be less than what the machine has.
 double machineBytes() {
-    double bytes = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
+    double bytes =
+        static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
     double limit = 0.0;
     if (std::ifstream("/sys/fs/cgroup/memory.max") >> limit && limit > 0.0)
         bytes = std::min(bytes, limit);
@@ -73,7 +74,8 @@ double parseBytes(std::string const& text) {
     else if (!unit.empty())
         value = 0.0;
     if (end == text.c_str() || !(value > 0.0) || !std::isfinite(value))
-        throw Failure{UsageError, "--max-memory takes bytes with an optional K, M or G, not '" + text + "'"};
+        throw Failure{UsageError,
+                      "--max-memory takes bytes with an optional K, M or G, not '" + text + "'"};
     return value;
 }
 
@@ -97,7 +99,8 @@ bool choosesBar(CommonOptions const& options) {
 Session::Session(CommonOptions const& options)
     : options_(options),
       maxBytes_(options.maxMemory.empty() ? 0.75 * machineBytes() : parseBytes(options.maxMemory)),
-      showBar_(choosesBar(options)), pool_(new koUtil::ThreadPool(chooseThreads(options.threads))),
+      showBar_(choosesBar(options)),
+      pool_(new koUtil::ThreadPool(chooseThreads(options.threads))),
       start_(Clock::now()) {
     koUtil::ThreadPool::setShared(pool_.get());
     if (options_.debug)
@@ -134,8 +137,9 @@ void Session::throwIfCancelled() const {
 
 void Session::requireMemory(double bytes, std::string const& what) const {
     if (bytes > maxBytes_)
-        throw Failure{Refused, what + " needs about " + bytesInWords(bytes) + " of memory and the limit is " +
-                                   bytesInWords(maxBytes_) + "; raise it with --max-memory"};
+        throw Failure{Refused, what + " needs about " + bytesInWords(bytes) +
+                                   " of memory and the limit is " + bytesInWords(maxBytes_) +
+                                   "; raise it with --max-memory"};
 }
 
 void Session::finish() {
@@ -167,8 +171,9 @@ void Session::endIfOverdue() {
     if (pollsProgress_ && Clock::now() - cancelledAt_ < grace)
         return;
     eraseBar();
-    std::fprintf(stderr, timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
-                                   : "trimora: cancelled; nothing was written\n");
+    std::fprintf(stderr,
+                 timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
+                           : "trimora: cancelled; nothing was written\n");
     endAtOnce();
 }
 
@@ -187,7 +192,8 @@ void Session::drawBar() {
         int const filled = static_cast<int>(done * width);
         std::string const bar = std::string(static_cast<std::size_t>(filled), '#') +
                                 std::string(static_cast<std::size_t>(width - filled), '.');
-        std::fprintf(stderr, "\r\033[K%-28s [%s] %3.0f%%  %.0f s left", caption.c_str(), bar.c_str(), 100.0 * done,
+        std::fprintf(stderr, "\r\033[K%-28s [%s] %3.0f%%  %.0f s left", caption.c_str(),
+                     bar.c_str(), 100.0 * done,
                      std::ceil((seconds - phaseStart_) * (1.0 - done) / done));
     } else {
         std::fprintf(stderr, "\r\033[K%-28s %.0f s", caption.c_str(), seconds);

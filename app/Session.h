@@ -1,5 +1,8 @@
 #pragma once
 
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/contract/koUtil/ThreadPool.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -7,9 +10,6 @@
 #include <mutex>
 #include <string>
 #include <thread>
-
-#include "trimora/contract/koUtil/Progress.h"
-#include "trimora/contract/koUtil/ThreadPool.h"
 
 namespace app {
 
@@ -35,16 +35,17 @@ struct CommonOptions {
     bool quiet = false;
     bool debug = false;
     bool dropNonfinite = false;
-    int threads = 0;               ///< 0: all cores that the process may use, bounded by OMP_NUM_THREADS
-    double timeout = 0.0;          ///< seconds; 0: none
-    std::string progress = "auto"; ///< auto, always, never
-    std::string maxMemory;         ///< bytes with an optional K, M, G; empty: three quarters of the machine's
+    int threads = 0;       ///< 0: all cores that the process may use, bounded by OMP_NUM_THREADS
+    double timeout = 0.0;  ///< seconds; 0: none
+    std::string progress = "auto";  ///< auto, always, never
+    std::string
+        maxMemory;  ///< bytes with an optional K, M, G; empty: three quarters of the machine's
 };
 
 /// One run of a subcommand: the thread pool, the progress bar, Ctrl-C, the deadline and the memory limit. There is
 /// one at a time, made by main.
 class Session {
-  public:
+public:
     explicit Session(CommonOptions const& options);
     ~Session();
     Session(Session const&) = delete;
@@ -68,7 +69,7 @@ class Session {
     /// Takes the bar off the terminal, so that a report can be printed.
     void finish();
 
-  private:
+private:
     void watch();
     void endIfOverdue();
     void drawBar();

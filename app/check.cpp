@@ -21,7 +21,8 @@ ExitCode check(Session& session, CheckArguments const& arguments) {
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
-    trimora::CheckResult const result = trimora::checkMesh(loaded.mesh, options, session.progress());
+    trimora::CheckResult const result =
+        trimora::checkMesh(loaded.mesh, options, session.progress());
     session.throwIfCancelled();
     session.finish();
     if (session.options().json) {
@@ -38,12 +39,16 @@ ExitCode check(Session& session, CheckArguments const& arguments) {
 }  // namespace
 
 void addCheck(CLI::App& app, Invocation& invocation) {
-    CLI::App* const command = addSubcommand(app, invocation, "check", "tell everything that is wrong with a mesh");
+    CLI::App* const command =
+        addSubcommand(app, invocation, "check", "tell everything that is wrong with a mesh");
     auto const arguments = std::make_shared<CheckArguments>();
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
-    command->add_option("--angle", arguments->angle, "degrees; edges that open by less are folds (default 15)")
+    command
+        ->add_option("--angle", arguments->angle,
+                     "degrees; edges that open by less are folds (default 15)")
         ->check(CLI::Range(0.0, 180.0));
-    command->add_flag("--no-intersections", arguments->noIntersections, "leave out the intersection test");
+    command->add_flag("--no-intersections", arguments->noIntersections,
+                      "leave out the intersection test");
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return check(session, *arguments); };
     });

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <functional>
+#include "Session.h"
 
 #include <CLI/CLI.hpp>
-
-#include "Session.h"
+#include <functional>
 
 namespace app {
 
@@ -23,6 +22,7 @@ void addConvert(CLI::App& app, Invocation& invocation);
 void addCurvature(CLI::App& app, Invocation& invocation);
 
 /// A subcommand with the shared options.
-CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name, char const* description);
+CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,
+                        char const* description);
 
 }  // namespace app

@@ -27,7 +27,8 @@ ExitCode convert(Session& session, ConvertArguments const& arguments) {
                          {"read", toJson(loaded.report)}}));
     } else {
         printReport(session,
-                    arguments.input + " written to " + arguments.output + "\n" + readTable(loaded.report),
+                    arguments.input + " written to " + arguments.output + "\n" +
+                        readTable(loaded.report),
                     arguments.output);
     }
     return Done;
@@ -36,10 +37,12 @@ ExitCode convert(Session& session, ConvertArguments const& arguments) {
 }  // namespace
 
 void addConvert(CLI::App& app, Invocation& invocation) {
-    CLI::App* const command = addSubcommand(app, invocation, "convert", "read one format and write another");
+    CLI::App* const command =
+        addSubcommand(app, invocation, "convert", "read one format and write another");
     auto const arguments = std::make_shared<ConvertArguments>();
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
-    command->add_option("OUT", arguments->output, "mesh file, or - for standard output")->required();
+    command->add_option("OUT", arguments->output, "mesh file, or - for standard output")
+        ->required();
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return convert(session, *arguments); };
     });

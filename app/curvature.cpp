@@ -1,20 +1,21 @@
 // trimora curvature IN OUT --kind K: one value a vertex, as text or JSON.
 
+#include "commands.h"
+#include "files.h"
+#include "reports.h"
+#include "toolkit/writeText.h"
+
+#include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/connectivity/meshComputeNormals.h"
+#include "trimora/contract/koLinear/matrices.h"
+#include "trimora/measure/meshCurvature.h"
+
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <map>
 #include <string_view>
 #include <vector>
-
-#include "commands.h"
-#include "files.h"
-#include "reports.h"
-#include "toolkit/writeText.h"
-#include "trimora/connectivity/SimpleMeshCache.h"
-#include "trimora/connectivity/meshComputeNormals.h"
-#include "trimora/contract/koLinear/matrices.h"
-#include "trimora/measure/meshCurvature.h"
 
 namespace app {
 
@@ -55,7 +56,8 @@ Statistics summarise(std::vector<float> const& values) {
     return statistics;
 }
 
-Json summaryJson(CurvatureArguments const& arguments, std::vector<float> const& values, Statistics const& statistics) {
+Json summaryJson(CurvatureArguments const& arguments, std::vector<float> const& values,
+                 Statistics const& statistics) {
     bool const any = statistics.numFinite > 0;
     return {{"file", arguments.input},
             {"kind", arguments.kind},
@@ -84,8 +86,8 @@ std::vector<float> computeValues(koGeom::CompactMesh& mesh, std::string const& k
     auto const adjTris = cache.getAdjTris(mesh);
     auto const adjVertices = cache.getAdjVertices(mesh);
     if (!values.empty())
-        koGeom::meshCurvature(mesh, *adjTris, *adjVertices, koGeom::AffineMatrixFlt::Identity, kinds.at(kind),
-                              values.data());
+        koGeom::meshCurvature(mesh, *adjTris, *adjVertices, koGeom::AffineMatrixFlt::Identity,
+                              kinds.at(kind), values.data());
     return values;
 }
 
@@ -121,9 +123,10 @@ ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
         printOut(toText(json));
     } else {
         printReport(session,
-                    arguments.input + ": " + arguments.kind + " curvature of " + std::to_string(values.size()) +
-                        " vertices, minimum " + json["minimum"].dump() + ", maximum " + json["maximum"].dump() +
-                        ", mean " + json["mean"].dump() + "\n  written to " + arguments.output + "\n",
+                    arguments.input + ": " + arguments.kind + " curvature of " +
+                        std::to_string(values.size()) + " vertices, minimum " +
+                        json["minimum"].dump() + ", maximum " + json["maximum"].dump() + ", mean " +
+                        json["mean"].dump() + "\n  written to " + arguments.output + "\n",
                     arguments.output);
     }
     return Done;
@@ -132,12 +135,17 @@ ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
 }  // namespace
 
 void addCurvature(CLI::App& app, Invocation& invocation) {
-    CLI::App* const command = addSubcommand(app, invocation, "curvature", "one curvature value a vertex");
+    CLI::App* const command =
+        addSubcommand(app, invocation, "curvature", "one curvature value a vertex");
     auto const arguments = std::make_shared<CurvatureArguments>();
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
-    command->add_option("OUT", arguments->output, "text, one value a line, or JSON where the name ends in .json")
+    command
+        ->add_option("OUT", arguments->output,
+                     "text, one value a line, or JSON where the name ends in .json")
         ->required();
-    command->add_option("--kind", arguments->kind, "mean (default), gaussian, min or max by absolute value")
+    command
+        ->add_option("--kind", arguments->kind,
+                     "mean (default), gaussian, min or max by absolute value")
         ->check(CLI::IsMember({"mean", "gaussian", "min", "max"}));
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return curvature(session, *arguments); };

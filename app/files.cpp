@@ -1,10 +1,10 @@
 #include "files.h"
 
-#include <algorithm>
-#include <cstdio>
-
 #include "toolkit/readMesh.h"
 #include "toolkit/writeMesh.h"
+
+#include <algorithm>
+#include <cstdio>
 
 namespace app {
 
@@ -34,16 +34,20 @@ void warnOfReading(Session const& session, LoadedMesh const& loaded) {
     if (session.options().quiet)
         return;
     if (report.nonfiniteVertices > 0 && !session.options().dropNonfinite)
-        std::fprintf(stderr, "trimora: warning: %s: %lld vertices are NaN or infinite; --drop-nonfinite leaves their faces out\n",
+        std::fprintf(stderr,
+                     "trimora: warning: %s: %lld vertices are NaN or infinite; --drop-nonfinite "
+                     "leaves their faces out\n",
                      loaded.path.c_str(), static_cast<long long>(report.nonfiniteVertices));
     if (report.dropped.total() > 0)
-        std::fprintf(stderr, "trimora: warning: %s: %lld of %lld faces could not be used\n", loaded.path.c_str(),
-                     static_cast<long long>(report.dropped.total()), static_cast<long long>(report.faces));
+        std::fprintf(stderr, "trimora: warning: %s: %lld of %lld faces could not be used\n",
+                     loaded.path.c_str(), static_cast<long long>(report.dropped.total()),
+                     static_cast<long long>(report.faces));
 }
 
 }  // namespace
 
-void loadMesh(Session& session, std::string const& path, double bytesPerTriangle, LoadedMesh& loaded) {
+void loadMesh(Session& session, std::string const& path, double bytesPerTriangle,
+              LoadedMesh& loaded) {
     session.beginPhase("reading", true);
     loaded.path = path;
     trimora::ReadOptions options;
@@ -74,11 +78,14 @@ void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh co
 
 void requireSeparateOutputs(Session const& session, std::string const& outputPath) {
     if (session.options().json && outputPath == "-")
-        throw Failure{UsageError, "--json and the output both go to standard output; name a file for one of them"};
+        throw Failure{
+            UsageError,
+            "--json and the output both go to standard output; name a file for one of them"};
 }
 
 void printOut(std::string const& text) {
-    bool const written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    bool const written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
     if (!written)
         throw Failure{CannotWrite, "standard output could not be written"};
 }

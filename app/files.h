@@ -1,10 +1,11 @@
 #pragma once
 
-#include <string>
-
 #include "Session.h"
 #include "toolkit/ReadReport.h"
+
 #include "trimora/contract/koGeom/CompactMesh.h"
+
+#include <string>
 
 namespace app {
 
@@ -23,7 +24,8 @@ struct LoadedMesh {
 };
 
 /// Reads the mesh and makes sure that the job fits into memory. Throws Failure.
-void loadMesh(Session& session, std::string const& path, double bytesPerTriangle, LoadedMesh& loaded);
+void loadMesh(Session& session, std::string const& path, double bytesPerTriangle,
+              LoadedMesh& loaded);
 
 /// Writes the mesh. Throws Failure.
 void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh);
@@ -35,6 +37,7 @@ void requireSeparateOutputs(Session const& session, std::string const& outputPat
 void printOut(std::string const& text);
 
 /// As printOut, for reports that --quiet leaves out; when the mesh itself goes to standard output they go to standard error.
-void printReport(Session const& session, std::string const& text, std::string const& outputPath = {});
+void printReport(Session const& session, std::string const& text,
+                 std::string const& outputPath = {});
 
 }  // namespace app

@@ -1,12 +1,13 @@
 // trimora info IN: what is in a file, in numbers.
 
-#include <cmath>
-
 #include "commands.h"
 #include "files.h"
 #include "reports.h"
+
 #include "trimora/connectivity/meshArea.h"
 #include "trimora/connectivity/meshBoundingBox.h"
+
+#include <cmath>
 
 namespace app {
 
@@ -33,7 +34,8 @@ std::string infoTable(Json const& json) {
     std::string text = json["file"].get<std::string>() + "\n";
     for (auto const& [key, value] : json.items()) {
         if (key != "file" && key != "read")
-            text += "  " + key + std::string(key.size() < 16 ? 16 - key.size() : 1, ' ') + value.dump() + "\n";
+            text += "  " + key + std::string(key.size() < 16 ? 16 - key.size() : 1, ' ') +
+                    value.dump() + "\n";
     }
     return text;
 }

@@ -1,28 +1,35 @@
 // The `trimora` command: arguments in, one subcommand run in a session, an exit code out. Every failure is one line on
 // standard error.
 
+#include "commands.h"
+
+#include "trimora/version.h"
+
 #include <cstdio>
 #include <new>
 
-#include "commands.h"
-#include "trimora/version.h"
-
 namespace app {
 
-CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name, char const* description) {
+CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,
+                        char const* description) {
     CLI::App* const command = app.add_subcommand(name, description);
     CommonOptions& common = invocation.common;
-    command->add_flag("--json", common.json, "one JSON object on standard output, nothing else there");
-    command->add_option("--threads", common.threads,
-                        "threads to use (default: all cores of the process, at most OMP_NUM_THREADS)")
+    command->add_flag("--json", common.json,
+                      "one JSON object on standard output, nothing else there");
+    command
+        ->add_option("--threads", common.threads,
+                     "threads to use (default: all cores of the process, at most OMP_NUM_THREADS)")
         ->check(CLI::Range(1, 1024));
-    command->add_flag("--quiet", common.quiet, "no report and no progress; failures are still told");
-    command->add_option("--progress", common.progress, "auto: on a terminal (default); always; never")
+    command->add_flag("--quiet", common.quiet,
+                      "no report and no progress; failures are still told");
+    command
+        ->add_option("--progress", common.progress, "auto: on a terminal (default); always; never")
         ->check(CLI::IsMember({"auto", "always", "never"}));
     command->add_option("--timeout", common.timeout, "seconds after which the run ends with code 6")
         ->check(CLI::PositiveNumber);
-    command->add_option("--max-memory", common.maxMemory,
-                        "refuse above this many bytes, say 500M or 8G (default: 3/4 of the machine's)");
+    command->add_option(
+        "--max-memory", common.maxMemory,
+        "refuse above this many bytes, say 500M or 8G (default: 3/4 of the machine's)");
     command->add_flag("--drop-nonfinite", common.dropNonfinite,
                       "leave out faces at vertices with NaN or infinite coordinates");
     command->add_flag("--debug", common.debug, "the library's timed messages on standard error");
@@ -60,8 +67,10 @@ int main(int argc, char** argv) {
     CLI::App app("Checks, repairs, welds, converts and measures triangle meshes.", "trimora");
     app.set_version_flag("--version", std::string("trimora ") + koGeom::trimoraVersion());
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 done and clean; 1 defects found or left; 2 usage; 3 input unreadable; 4 output not "
-               "written;\n5 refused because of a limit; 6 cancelled or timed out. '-' is standard input or output.");
+    app.footer("Exit codes: 0 done and clean; 1 defects found or left; 2 usage; 3 input "
+               "unreadable; 4 output not "
+               "written;\n5 refused because of a limit; 6 cancelled or timed out. '-' is standard "
+               "input or output.");
     Invocation invocation;
     addInfo(app, invocation);
     addCheck(app, invocation);

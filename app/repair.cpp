@@ -17,8 +17,8 @@ struct RepairArguments {
     bool dryRun = false;
 };
 
-trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mesh, RepairArguments const& arguments,
-                                char const* caption) {
+trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mesh,
+                                RepairArguments const& arguments, char const* caption) {
     session.beginPhase(caption, true);
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle.value_or(options.foldAngle);
@@ -27,7 +27,8 @@ trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mes
     return result;
 }
 
-trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh, RepairArguments const& arguments) {
+trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
+                                   RepairArguments const& arguments) {
     session.beginPhase("repairing", true);
     trimora::RepairOptions options;
     options.weld = !arguments.noWeld;
@@ -40,8 +41,9 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh, 
     return outcome;
 }
 
-Json repairJson(RepairArguments const& arguments, trimora::CheckResult const& before, trimora::CheckResult const& after,
-                trimora::RepairOutcome const& outcome, trimora::ReadReport const& report) {
+Json repairJson(RepairArguments const& arguments, trimora::CheckResult const& before,
+                trimora::CheckResult const& after, trimora::RepairOutcome const& outcome,
+                trimora::ReadReport const& report) {
     Json json = {{"file", arguments.input},
                  {"output", arguments.dryRun ? Json(nullptr) : Json(arguments.output)},
                  {"before", toJson(before)},
@@ -60,9 +62,11 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
     requireSeparateOutputs(session, arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, repairBytesPerTriangle, loaded);
-    trimora::CheckResult const before = checkState(session, loaded.mesh, arguments, "checking before");
+    trimora::CheckResult const before =
+        checkState(session, loaded.mesh, arguments, "checking before");
     trimora::RepairOutcome const outcome = repairState(session, loaded.mesh, arguments);
-    trimora::CheckResult const after = checkState(session, loaded.mesh, arguments, "checking after");
+    trimora::CheckResult const after =
+        checkState(session, loaded.mesh, arguments, "checking after");
     if (!arguments.dryRun)
         storeMesh(session, arguments.output, loaded.mesh);
     session.finish();
@@ -72,8 +76,10 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
         std::string const summary =
             arguments.input + ": " + std::to_string(before.triangles) + " triangles before, " +
             std::to_string(after.triangles) + " after; " +
-            (outcome.fullyRepaired ? "nothing that was asked for is left" : "NOT fully repaired") + "\n";
-        std::string const target = arguments.dryRun ? "  nothing written (--dry-run)\n" : "  written to " + arguments.output + "\n";
+            (outcome.fullyRepaired ? "nothing that was asked for is left" : "NOT fully repaired") +
+            "\n";
+        std::string const target = arguments.dryRun ? "  nothing written (--dry-run)\n"
+                                                    : "  written to " + arguments.output + "\n";
         printReport(session, summary + repairTable(outcome) + target, arguments.output);
     }
     return outcome.fullyRepaired ? Done : DefectsFound;
@@ -82,13 +88,17 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
 }  // namespace
 
 void addRepair(CLI::App& app, Invocation& invocation) {
-    CLI::App* const command = addSubcommand(app, invocation, "repair", "weld a mesh and mend its defects, step by step");
+    CLI::App* const command =
+        addSubcommand(app, invocation, "repair", "weld a mesh and mend its defects, step by step");
     auto const arguments = std::make_shared<RepairArguments>();
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
     command->add_option("OUT", arguments->output, "mesh file, or - for standard output");
     command->add_flag("--no-weld", arguments->noWeld, "keep vertices at equal positions apart");
-    command->add_flag("--self-intersections", arguments->selfIntersections, "remove triangles that cut one another");
-    command->add_option("--angle", arguments->angle, "degrees; remove triangles on edges that open by less")
+    command->add_flag("--self-intersections", arguments->selfIntersections,
+                      "remove triangles that cut one another");
+    command
+        ->add_option("--angle", arguments->angle,
+                     "degrees; remove triangles on edges that open by less")
         ->check(CLI::Range(0.0, 180.0));
     command->add_flag("--dry-run", arguments->dryRun, "tell what would be done and write nothing");
     command->callback([&invocation, arguments] {

@@ -39,15 +39,19 @@ std::string offenceLine(trimora::Offence const& offence) {
             numbers += '-';
         numbers += std::to_string(element);
     }
-    return format("      %-16s at %.6g %.6g %.6g\n", numbers.c_str(), static_cast<double>(offence.position[0]),
-                  static_cast<double>(offence.position[1]), static_cast<double>(offence.position[2]));
+    return format("      %-16s at %.6g %.6g %.6g\n", numbers.c_str(),
+                  static_cast<double>(offence.position[0]),
+                  static_cast<double>(offence.position[1]),
+                  static_cast<double>(offence.position[2]));
 }
 
 class CheckTable {
-  public:
+public:
     explicit CheckTable(trimora::CheckResult const& result) : result_(result) {}
 
-    void row(char const* label, std::string const& value) { text_ += format("  %-24s %s\n", label, value.c_str()); }
+    void row(char const* label, std::string const& value) {
+        text_ += format("  %-24s %s\n", label, value.c_str());
+    }
 
     // A defect: its count, and where the first ones are.
     void defect(char const* label, char const* key, std::string const& value) {
@@ -62,7 +66,7 @@ class CheckTable {
 
     std::string take() { return std::move(text_); }
 
-  private:
+private:
     trimora::CheckResult const& result_;
     std::string text_;
 };
@@ -141,19 +145,28 @@ std::string checkTable(std::string const& path, trimora::CheckResult const& resu
     table.row("vertices", std::to_string(result.vertices));
     table.row("triangles", std::to_string(result.triangles));
     table.row("components", std::to_string(result.components));
-    table.row("boundaries", std::to_string(result.boundaries) + " (" + std::to_string(result.boundaryEdges) + " edges)");
+    table.row("boundaries", std::to_string(result.boundaries) + " (" +
+                                std::to_string(result.boundaryEdges) + " edges)");
     table.row("Euler characteristic", std::to_string(result.eulerCharacteristic));
     table.row("closed", result.closed ? "yes" : "no");
     table.row("unused vertices", std::to_string(result.unusedVertices));
     table.row("coincident vertices", std::to_string(result.coincidentVertices));
-    table.defect("duplicate triangles", "duplicateTriangles", std::to_string(result.duplicateTriangles));
-    table.defect("degenerate triangles", "degenerateTriangles", std::to_string(result.degenerateTriangles));
+    table.defect("duplicate triangles", "duplicateTriangles",
+                 std::to_string(result.duplicateTriangles));
+    table.defect("degenerate triangles", "degenerateTriangles",
+                 std::to_string(result.degenerateTriangles));
     table.defect("non-manifold edges", "nonManifoldEdges", std::to_string(result.nonManifoldEdges));
-    table.defect("non-manifold vertices", "nonManifoldVertices", countOrDash(result.nonManifoldVertices));
+    table.defect("non-manifold vertices", "nonManifoldVertices",
+                 countOrDash(result.nonManifoldVertices));
     table.row("oriented", result.oriented ? "yes" : "no");
-    table.defect("intersecting triangles", "intersectingTriangles", countOrDash(result.intersectingTriangles));
+    table.defect("intersecting triangles", "intersectingTriangles",
+                 countOrDash(result.intersectingTriangles));
     table.defect("folded edges", "foldedEdges", std::to_string(result.foldedEdges));
-    return path + ": " + (result.clean ? "clean" : "NOT clean") + "\n" + table.take();
+    std::string text = path + ": " + (result.clean ? "clean" : "NOT clean") + "\n" + table.take();
+    if (result.coincidentVertices > 0)
+        text += "  vertices coincide: triangles that touch there do not hang together; weld to see "
+                "them as one surface\n";
+    return text;
 }
 
 std::string repairTable(trimora::RepairOutcome const& outcome) {
@@ -161,7 +174,7 @@ std::string repairTable(trimora::RepairOutcome const& outcome) {
     if (outcome.steps.empty())
         text += "  nothing to repair\n";
     for (trimora::RepairStep const& step : outcome.steps) {
-        text += format("  %-44s", step.what.c_str());
+        text += format("  %-46s", step.what.c_str());
         auto const count = [&text](int number, char const* what) {
             if (number > 0)
                 text += format(" %d %s", number, what);
@@ -176,14 +189,16 @@ std::string repairTable(trimora::RepairOutcome const& outcome) {
 }
 
 std::string readTable(trimora::ReadReport const& report) {
-    std::string text = format("  read as %s: %lld lines, %lld vertices, %lld faces (%lld polygons), %lld triangles\n",
-                              report.format.c_str(), static_cast<long long>(report.lines),
-                              static_cast<long long>(report.vertices), static_cast<long long>(report.faces),
-                              static_cast<long long>(report.polygons), static_cast<long long>(report.triangles));
+    std::string text = format(
+        "  read as %s: %lld lines, %lld vertices, %lld faces (%lld polygons), %lld triangles\n",
+        report.format.c_str(), static_cast<long long>(report.lines),
+        static_cast<long long>(report.vertices), static_cast<long long>(report.faces),
+        static_cast<long long>(report.polygons), static_cast<long long>(report.triangles));
     if (report.dropped.total() > 0)
         text += format("  %lld faces dropped\n", static_cast<long long>(report.dropped.total()));
     for (auto const& problem : report.problems)
-        text += format("  line %lld: %s\n", static_cast<long long>(problem.line), problem.text.c_str());
+        text +=
+            format("  line %lld: %s\n", static_cast<long long>(problem.line), problem.text.c_str());
     if (report.numProblems > static_cast<std::int64_t>(report.problems.size()))
         text += format("  %lld problems in all\n", static_cast<long long>(report.numProblems));
     return text;

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <string>
-
-#include <nlohmann/json.hpp>
-
 #include "toolkit/ReadReport.h"
 #include "toolkit/checkedRepair.h"
 #include "toolkit/meshCheck.h"
+
+#include <nlohmann/json.hpp>
+#include <string>
 
 namespace app {
 

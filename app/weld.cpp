@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "files.h"
 #include "reports.h"
+
 #include "trimora/assembly/meshCompact.h"
 
 namespace app {
@@ -34,8 +35,8 @@ ExitCode weld(Session& session, WeldArguments const& arguments) {
                          {"read", toJson(loaded.report)}}));
     } else {
         printReport(session,
-                    arguments.input + ": " + std::to_string(before) + " vertices welded to " + std::to_string(after) +
-                        ", written to " + arguments.output + "\n",
+                    arguments.input + ": " + std::to_string(before) + " vertices welded to " +
+                        std::to_string(after) + ", written to " + arguments.output + "\n",
                     arguments.output);
     }
     return Done;
@@ -44,10 +45,12 @@ ExitCode weld(Session& session, WeldArguments const& arguments) {
 }  // namespace
 
 void addWeld(CLI::App& app, Invocation& invocation) {
-    CLI::App* const command = addSubcommand(app, invocation, "weld", "merge vertices at exactly equal positions");
+    CLI::App* const command =
+        addSubcommand(app, invocation, "weld", "merge vertices at exactly equal positions");
     auto const arguments = std::make_shared<WeldArguments>();
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
-    command->add_option("OUT", arguments->output, "mesh file, or - for standard output")->required();
+    command->add_option("OUT", arguments->output, "mesh file, or - for standard output")
+        ->required();
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return weld(session, *arguments); };
     });

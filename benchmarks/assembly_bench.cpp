@@ -1,9 +1,9 @@
 #include "harness.h"
 
+#include "trimora/assembly/meshCompact.h"
+
 #include <algorithm>
 #include <numeric>
-
-#include "trimora/assembly/meshCompact.h"
 
 namespace bench {
 
@@ -25,12 +25,15 @@ CompactMesh shuffledSoup(CompactMesh const& mesh) {
     float* out = soup.getVerticesRaw();
     for (int const t : order) {
         for (int k = 0; k < 3; ++k) {
-            float const* const p = mesh.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(mesh.getTrianglesRaw()[3 * t + k]);
+            float const* const p =
+                mesh.getVerticesRaw() +
+                3 * static_cast<std::ptrdiff_t>(mesh.getTrianglesRaw()[3 * t + k]);
             out = std::copy(p, p + 3, out);
         }
     }
     soup.resizeTriangleArray(numTriangles);
-    std::iota(soup.getTrianglesRaw(), soup.getTrianglesRaw() + 3 * static_cast<std::ptrdiff_t>(numTriangles), 0);
+    std::iota(soup.getTrianglesRaw(),
+              soup.getTrianglesRaw() + 3 * static_cast<std::ptrdiff_t>(numTriangles), 0);
     return soup;
 }
 

@@ -1,7 +1,5 @@
 #include "harness.h"
 
-#include <memory>
-
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/connectivity/MeshAdjVertices.h"
 #include "trimora/connectivity/MeshBoundaries.h"
@@ -10,6 +8,8 @@
 #include "trimora/connectivity/meshComponents.h"
 #include "trimora/connectivity/meshComputeNormals.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
+
+#include <memory>
 
 namespace bench {
 
@@ -21,28 +21,34 @@ void tables(NamedMesh const& named) {
     CompactMesh const& mesh = named.mesh;
     int const numTriangles = mesh.getNumTriangles();
     std::unique_ptr<MeshAdjTris> adjTris;
-    run({"vert_tri", named.name, numTriangles, 0.0, [&] { adjTris = std::make_unique<MeshAdjTris>(); },
-         [&] { meshAdjTris(mesh, *adjTris); }, [&] { return figure("first", adjTris->triIndices(0)[0]); }});
+    run({"vert_tri", named.name, numTriangles, 0.0,
+         [&] { adjTris = std::make_unique<MeshAdjTris>(); }, [&] { meshAdjTris(mesh, *adjTris); },
+         [&] { return figure("first", adjTris->triIndices(0)[0]); }});
 
     MeshAdjTris table;
     meshAdjTris(mesh, table);
     std::unique_ptr<MeshAdjVertices> adjVertices;
-    run({"vert_vert", named.name, numTriangles, 0.0, [&] { adjVertices = std::make_unique<MeshAdjVertices>(); },
+    run({"vert_vert", named.name, numTriangles, 0.0,
+         [&] { adjVertices = std::make_unique<MeshAdjVertices>(); },
          [&] { meshAdjVertices(mesh, table, *adjVertices); },
          [&] { return figure("valence0", adjVertices->data[adjVertices->offsets[0]]); }});
 
     ArrayOfSets none;
     std::unique_ptr<MeshTriAdjTris> triAdjTris;
-    run({"tri_tri", named.name, numTriangles, 0.0, [&] { triAdjTris = std::make_unique<MeshTriAdjTris>(none); },
-         [&] { meshTriAdjTris(mesh, *triAdjTris); }, [&] { return figure("neighbours0", triAdjTris->numTris(0)); }});
+    run({"tri_tri", named.name, numTriangles, 0.0,
+         [&] { triAdjTris = std::make_unique<MeshTriAdjTris>(none); },
+         [&] { meshTriAdjTris(mesh, *triAdjTris); },
+         [&] { return figure("neighbours0", triAdjTris->numTris(0)); }});
 
     MeshAdjVertices vertexTable;
     meshAdjVertices(mesh, table, vertexTable);
     int components = 0;
     run({"components", named.name, numTriangles, 0.0, [] {},
-         [&] { components = meshComponents(mesh, table, nullptr); }, [&] { return figure("components", components); }});
+         [&] { components = meshComponents(mesh, table, nullptr); },
+         [&] { return figure("components", components); }});
     std::unique_ptr<MeshBoundaries> boundaries;
-    run({"boundaries", named.name, numTriangles, 0.0, [&] { boundaries = std::make_unique<MeshBoundaries>(); },
+    run({"boundaries", named.name, numTriangles, 0.0,
+         [&] { boundaries = std::make_unique<MeshBoundaries>(); },
          [&] { meshComputeBoundary(mesh, table, vertexTable, *boundaries); },
          [&] { return figure("loops", boundaries->size()); }});
 }

@@ -1,16 +1,16 @@
 #include "harness.h"
 
+#include "toolkit/readMesh.h"
+#include "toolkit/sampleMeshes.h"
+
+#include "trimora/contract/koUtil/ThreadPool.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-
 #include <nlohmann/json.hpp>
-
-#include "toolkit/readMesh.h"
-#include "toolkit/sampleMeshes.h"
-#include "trimora/contract/koUtil/ThreadPool.h"
 
 namespace bench {
 
@@ -27,8 +27,9 @@ double secondsSince(Clock::time_point start) {
 
 bool isWanted(std::string const& job) {
     auto const& only = options().only;
-    return only.empty() || std::any_of(only.begin(), only.end(),
-                                       [&job](std::string const& part) { return job.find(part) != std::string::npos; });
+    return only.empty() || std::any_of(only.begin(), only.end(), [&job](std::string const& part) {
+               return job.find(part) != std::string::npos;
+           });
 }
 
 // Vertices in the order of their first use, unused ones dropped: what mesh readers of other benchmarks do.
@@ -46,7 +47,8 @@ CompactMesh inOrderOfUse(CompactMesh const& mesh) {
         }
         triangles.push_back(number);
     }
-    CompactMesh ordered(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr, nullptr);
+    CompactMesh ordered(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr,
+                        nullptr);
     std::copy(coordinates.begin(), coordinates.end(), ordered.getVerticesRaw());
     ordered.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
     return ordered;
@@ -60,7 +62,8 @@ NamedMesh makeSmall() {
         if (trimora::readMesh(std::string(corpus) + "/nefertiti.obj", named.mesh, report))
             return {named.name, inOrderOfUse(named.mesh)};
     }
-    std::fprintf(stderr, "TRIMORA_CORPUS names no folder with nefertiti.obj: the mesh is a generated one\n");
+    std::fprintf(
+        stderr, "TRIMORA_CORPUS names no folder with nefertiti.obj: the mesh is a generated one\n");
     return {"generated", inOrderOfUse(trimora::makeScan(7, 1))};
 }
 
@@ -87,9 +90,10 @@ Times measure(Case const& each) {
 void report(Case const& each, int threads, Times const& times) {
     double const items = each.items > 0.0 ? each.items : each.triangles;
     std::string const check = each.check();
-    std::printf("job=%s\tpeer=Trimora\tthreads=%d\tmesh=%s\ttris=%d\tmedian_s=%.6f\tmin_s=%.6f\truns=%d\tper_s=%.4g\t%s\n",
-                each.job.c_str(), threads, each.mesh.c_str(), each.triangles, times.median, times.shortest, times.runs,
-                items / times.median, check.c_str());
+    std::printf("job=%s\tpeer=Trimora\tthreads=%d\tmesh=%s\ttris=%d\tmedian_s=%.6f\tmin_s=%."
+                "6f\truns=%d\tper_s=%.4g\t%s\n",
+                each.job.c_str(), threads, each.mesh.c_str(), each.triangles, times.median,
+                times.shortest, times.runs, items / times.median, check.c_str());
     std::fflush(stdout);
     results.push_back({{"job", each.job},
                        {"threads", threads},
@@ -115,7 +119,8 @@ NamedMesh const& smallMesh() {
 }
 
 NamedMesh const& largeMesh() {
-    static NamedMesh const mesh{smallMesh().name + "_x16", inOrderOfUse(split(split(smallMesh().mesh)))};
+    static NamedMesh const mesh{smallMesh().name + "_x16",
+                                inOrderOfUse(split(split(smallMesh().mesh)))};
     return mesh;
 }
 
@@ -135,19 +140,24 @@ CompactMesh split(CompactMesh const& mesh) {
     std::vector<Edge> edges(static_cast<std::size_t>(numCorners));
     for (int i = 0; i < numCorners; ++i) {
         auto const [low, high] = std::minmax(triangles[i], triangles[i - i % 3 + (i % 3 + 1) % 3]);
-        edges[static_cast<std::size_t>(i)] = {static_cast<std::uint64_t>(low) << 32 | static_cast<std::uint32_t>(high), i};
+        edges[static_cast<std::size_t>(i)] = {
+            static_cast<std::uint64_t>(low) << 32 | static_cast<std::uint32_t>(high), i};
     }
-    std::sort(edges.begin(), edges.end(), [](Edge const& a, Edge const& b) { return a.key < b.key; });
-    std::vector<float> coordinates(mesh.getVerticesRaw(), mesh.getVerticesRaw() + 3 * mesh.getNumVertices());
+    std::sort(edges.begin(), edges.end(),
+              [](Edge const& a, Edge const& b) { return a.key < b.key; });
+    std::vector<float> coordinates(mesh.getVerticesRaw(),
+                                   mesh.getVerticesRaw() + 3 * mesh.getNumVertices());
     std::vector<int> middle(static_cast<std::size_t>(numCorners));
     for (std::size_t i = 0; i < edges.size(); ++i) {
         if (i == 0 || edges[i].key != edges[i - 1].key) {
             auto const a = static_cast<std::size_t>(edges[i].key >> 32);
             auto const b = static_cast<std::size_t>(edges[i].key & 0xFFFFFFFFu);
             for (std::size_t axis = 0; axis < 3; ++axis)
-                coordinates.push_back(0.5f * (coordinates[3 * a + axis] + coordinates[3 * b + axis]));
+                coordinates.push_back(0.5f *
+                                      (coordinates[3 * a + axis] + coordinates[3 * b + axis]));
         }
-        middle[static_cast<std::size_t>(edges[i].slot)] = static_cast<int>(coordinates.size() / 3) - 1;
+        middle[static_cast<std::size_t>(edges[i].slot)] =
+            static_cast<int>(coordinates.size() / 3) - 1;
     }
     std::vector<int> parts;
     for (std::size_t i = 0; i < middle.size(); i += 3) {
@@ -155,7 +165,8 @@ CompactMesh split(CompactMesh const& mesh) {
         int const x = middle[i], y = middle[i + 1], z = middle[i + 2];
         parts.insert(parts.end(), {a, x, z, x, b, y, z, y, c, x, y, z});
     }
-    CompactMesh result(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr, nullptr);
+    CompactMesh result(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr,
+                       nullptr);
     std::copy(coordinates.begin(), coordinates.end(), result.getVerticesRaw());
     result.copyTriangles(static_cast<int>(parts.size() / 3), parts.data());
     return result;

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "trimora/contract/koGeom/CompactMesh.h"
+
 #include <functional>
 #include <string>
 #include <vector>
-
-#include "trimora/contract/koGeom/CompactMesh.h"
 
 /// Times cases and prints one line each: job, threads, mesh, median and shortest time, number of runs, and check figures, so that a
 /// fast wrong answer shows.
@@ -14,8 +14,8 @@ struct Options {
     std::vector<std::string> only;  ///< parts of job names; empty: all
     double budget = 4.0;            ///< seconds that one case is repeated at most
     int maxRuns = 7;
-    std::string json;               ///< file for the results as an array of objects; empty: none
-    bool smallOnly = false;         ///< leave out the large meshes
+    std::string json;        ///< file for the results as an array of objects; empty: none
+    bool smallOnly = false;  ///< leave out the large meshes
 };
 
 Options& options();
@@ -40,9 +40,9 @@ struct Case {
     std::string job;
     std::string mesh;
     int triangles = 0;
-    double items = 0.0;                     ///< what throughput counts; 0: the triangles
-    std::function<void()> setup = [] {};    ///< before each run, not timed
-    std::function<void()> body;             ///< timed
+    double items = 0.0;                   ///< what throughput counts; 0: the triangles
+    std::function<void()> setup = [] {};  ///< before each run, not timed
+    std::function<void()> body;           ///< timed
     std::function<std::string()> check = [] { return std::string(); };  ///< figures of the last run
 };
 

@@ -1,10 +1,10 @@
 // trimora_bench [--only=TEXT]... [--budget=S] [--runs=N] [--json=FILE] [--small]
 
+#include "harness.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-
-#include "harness.h"
 
 int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
@@ -24,7 +24,8 @@ int main(int argc, char** argv) {
         else if (argument == "--small")
             bench::options().smallOnly = true;
         else {
-            std::fprintf(stderr, "usage: trimora_bench [--only=TEXT]... [--budget=S] [--runs=N] [--json=FILE] [--small]\n");
+            std::fprintf(stderr, "usage: trimora_bench [--only=TEXT]... [--budget=S] [--runs=N] "
+                                 "[--json=FILE] [--small]\n");
             return 2;
         }
     }

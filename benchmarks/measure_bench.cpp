@@ -17,7 +17,10 @@ void measureCases() {
         ko::Reference<MeshAdjVertices> const adjVertices = cache.getAdjVertices(mesh);
         std::vector<float> values(static_cast<std::size_t>(mesh.getNumVertices()));
         run({"curvature", named->name, mesh.getNumTriangles(), 0.0, [] {},
-             [&] { meshCurvature(mesh, *adjTris, *adjVertices, AffineMatrixFlt::Identity, MaxCurvature, values.data()); },
+             [&] {
+                 meshCurvature(mesh, *adjTris, *adjVertices, AffineMatrixFlt::Identity,
+                               MaxCurvature, values.data());
+             },
              [&] { return figure("first", static_cast<double>(values[0])); }});
     }
 }

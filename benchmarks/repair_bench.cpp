@@ -1,15 +1,15 @@
 #include "harness.h"
-
-#include <deque>
-
 #include "toolkit/checkedRepair.h"
 #include "toolkit/sampleMeshes.h"
+
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/repair/MeshIntersect.h"
 #include "trimora/repair/MeshOrient.h"
 #include "trimora/repair/meshDuplicateTris.h"
 #include "trimora/repair/meshManifold.h"
+
+#include <deque>
 
 namespace bench {
 
@@ -23,13 +23,16 @@ void tests(NamedMesh const& named) {
     MeshAdjTris adjTris;
     meshAdjTris(mesh, adjTris);
     bool oriented = false;
-    run({"oriented", named.name, numTriangles, 0.0, [] {}, [&] { oriented = meshOriented(mesh, adjTris); },
+    run({"oriented", named.name, numTriangles, 0.0, [] {},
+         [&] { oriented = meshOriented(mesh, adjTris); },
          [&] { return figure("oriented", oriented ? 1 : 0); }});
     MeshManifoldResult manifold;
-    run({"manifold", named.name, numTriangles, 0.0, [] {}, [&] { meshManifold(mesh, adjTris, manifold); },
+    run({"manifold", named.name, numTriangles, 0.0, [] {},
+         [&] { meshManifold(mesh, adjTris, manifold); },
          [&] { return figure("badEdges", static_cast<double>(manifold.badEdgeAdj.size())); }});
     MeshDuplicateTrisResult duplicates;
-    run({"dupdegen", named.name, numTriangles, 0.0, [] {}, [&] { meshDuplicateTris(mesh, duplicates); },
+    run({"dupdegen", named.name, numTriangles, 0.0, [] {},
+         [&] { meshDuplicateTris(mesh, duplicates); },
          [&] { return figure("duplicates", static_cast<double>(duplicates.duplicates.size())); }});
 }
 
@@ -64,13 +67,14 @@ void repairs(int levels) {
     CompactMesh work;
     trimora::RepairOutcome outcome;
     auto const check = [&] {
-        return figure("triangles", work.getNumTriangles()) + figure("repaired", outcome.fullyRepaired ? 1 : 0);
+        return figure("triangles", work.getNumTriangles()) +
+               figure("repaired", outcome.fullyRepaired ? 1 : 0);
     };
     for (bool const intersecting : {false, true}) {
         trimora::RepairOptions repairOptions;
         repairOptions.selfIntersections = intersecting;
-        run({intersecting ? "repair_all_selfint" : "repair_all", "damaged", damaged.getNumTriangles(), 0.0,
-             [&] { work = damaged; },
+        run({intersecting ? "repair_all_selfint" : "repair_all", "damaged",
+             damaged.getNumTriangles(), 0.0, [&] { work = damaged; },
              [&] {
                  koUtil::Progress progress;
                  outcome = trimora::repairMesh(work, repairOptions, progress);

@@ -1,7 +1,5 @@
 #include "harness.h"
 
-#include <cmath>
-
 #include "trimora/connectivity/meshBoundingBox.h"
 #include "trimora/connectivity/meshComputeNormals.h"
 #include "trimora/contract/koGeom/Octree.h"
@@ -13,6 +11,8 @@
 #include "trimora/spatial/RayTracer.h"
 #include "trimora/spatial/computeOctreeTris.h"
 
+#include <cmath>
+
 namespace bench {
 
 namespace {
@@ -20,7 +20,7 @@ namespace {
 using namespace koGeom;
 
 class Random {
-  public:
+public:
     double uniform() {
         state_ ^= state_ << 13;
         state_ ^= state_ >> 7;
@@ -29,7 +29,7 @@ class Random {
     }
     double range(double low, double high) { return low + (high - low) * uniform(); }
 
-  private:
+private:
     std::uint64_t state_ = 0x9E3779B97F4A7C16ull;
 };
 
@@ -42,7 +42,8 @@ struct Scene {
 
     explicit Scene(NamedMesh const& source) : named(source), mesh(source.mesh) {
         meshBoundingBox(mesh, box);
-        octree = ko::Reference<Octree>(new Octree(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16));
+        octree = ko::Reference<Octree>(
+            new Octree(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16));
         computeOctreeTris(mesh, *octree, octreeTris);
     }
     Point corner(double x, double y, double z) const {
@@ -61,10 +62,13 @@ template <class Slice>
 double overPool(int total, Slice const& slice) {
     struct Alg : koUtil::ThreadedAlg {
         Alg(int count, Slice const& function) : total_(count), slice_(function) {}
-        void initialize(int numThreads) override { sums_.assign(static_cast<std::size_t>(numThreads), 0.0); }
+        void initialize(int numThreads) override {
+            sums_.assign(static_cast<std::size_t>(numThreads), 0.0);
+        }
         void execute(int thread, int numThreads) override {
-            sums_[static_cast<std::size_t>(thread)] = slice_(getBeginIndex(thread, numThreads, total_),
-                                                             getBeginIndex(thread + 1, numThreads, total_));
+            sums_[static_cast<std::size_t>(thread)] =
+                slice_(getBeginIndex(thread, numThreads, total_),
+                       getBeginIndex(thread + 1, numThreads, total_));
         }
         int total_;
         Slice const& slice_;
@@ -83,12 +87,16 @@ void builds(NamedMesh const& named) {
     BoundingBox box;
     meshBoundingBox(mesh, box);
     ko::Reference<Octree> octree;
-    auto const build = [&] { octree = ko::Reference<Octree>(new Octree(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16)); };
+    auto const build = [&] {
+        octree = ko::Reference<Octree>(
+            new Octree(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, 16));
+    };
     run({"octree_build", named.name, mesh.getNumTriangles(), 0.0, [&] { octree = {}; }, build,
          [&] { return figure("voxels", octree->numVoxels) + figure("depth", octree->maxDepth); }});
     build();
     OctreeTris table;
-    run({"octree_tris", named.name, mesh.getNumTriangles(), 0.0, [] {}, [&] { computeOctreeTris(mesh, *octree, table); },
+    run({"octree_tris", named.name, mesh.getNumTriangles(), 0.0, [] {},
+         [&] { computeOctreeTris(mesh, *octree, table); },
          [&] { return figure("entries", table.getData().items.size()); }});
 }
 
@@ -111,7 +119,8 @@ RayList randomRays(Scene const& scene, int count) {
         double const z = random.range(-1.0, 1.0);
         double const turn = random.range(0.0, 6.283185307179586);
         double const r = std::sqrt(1.0 - z * z);
-        Point const from(middle.x + radius * r * std::cos(turn), middle.y + radius * r * std::sin(turn), middle.z + radius * z);
+        Point const from(middle.x + radius * r * std::cos(turn),
+                         middle.y + radius * r * std::sin(turn), middle.z + radius * z);
         rays.add(from, scene.corner(random.uniform(), random.uniform(), random.uniform()));
     }
     return rays;
@@ -137,7 +146,10 @@ void rays(Scene const& scene, char const* job, RayList const& list) {
                  tracer.setFindNearestHit(true);
                  double hits = 0.0;
                  for (int i = begin; i < end; ++i)
-                     hits += tracer.intersect(list.origins[static_cast<std::size_t>(i)], list.directions[static_cast<std::size_t>(i)]) ? 1.0 : 0.0;
+                     hits += tracer.intersect(list.origins[static_cast<std::size_t>(i)],
+                                              list.directions[static_cast<std::size_t>(i)])
+                                 ? 1.0
+                                 : 0.0;
                  return hits;
              });
          },
@@ -151,7 +163,9 @@ std::vector<Point> nearPoints(Scene const& scene, int count) {
     for (int i = 0; i < count; ++i) {
         int const v = static_cast<int>(random.uniform() * scene.mesh.getNumVertices());
         Point const p = scene.mesh.getVertices()[v].asPoint();
-        points.emplace_back(p.x + random.range(-offset, offset), p.y + random.range(-offset, offset), p.z + random.range(-offset, offset));
+        points.emplace_back(p.x + random.range(-offset, offset),
+                            p.y + random.range(-offset, offset),
+                            p.z + random.range(-offset, offset));
     }
     return points;
 }
@@ -160,7 +174,8 @@ std::vector<Point> farPoints(Scene const& scene, int count) {
     Random random;
     std::vector<Point> points;
     for (int i = 0; i < count; ++i)
-        points.push_back(scene.corner(random.range(-1.0, 2.0), random.range(-1.0, 2.0), random.range(-1.0, 2.0)));
+        points.push_back(scene.corner(random.range(-1.0, 2.0), random.range(-1.0, 2.0),
+                                      random.range(-1.0, 2.0)));
     return points;
 }
 
@@ -191,7 +206,10 @@ void inside(Scene const& scene, std::vector<Point> const& points) {
                  MeshPtInside query(mesh, *scene.octree, scene.octreeTris, 1e-6);
                  double numInside = 0.0;
                  for (int i = begin; i < end; ++i)
-                     numInside += query.evaluate(points[static_cast<std::size_t>(i)]) == MeshPtInside::Result::Inside ? 1.0 : 0.0;
+                     numInside += query.evaluate(points[static_cast<std::size_t>(i)]) ==
+                                          MeshPtInside::Result::Inside
+                                      ? 1.0
+                                      : 0.0;
                  return numInside;
              });
          },

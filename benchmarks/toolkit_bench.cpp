@@ -1,22 +1,25 @@
 #include "harness.h"
+#include "toolkit/readMesh.h"
+#include "toolkit/writeMesh.h"
+
+#include "trimora/assembly/meshReadObj.h"
 
 #include <cstdio>
 #include <filesystem>
-
-#include "toolkit/readMesh.h"
-#include "toolkit/writeMesh.h"
-#include "trimora/assembly/meshReadObj.h"
 
 namespace bench {
 
 void toolkitCases() {
     using namespace koGeom;
     for (NamedMesh const* const named : bothMeshes()) {
-        std::string const path = (std::filesystem::temp_directory_path() / "trimora_bench.obj").string();
+        std::string const path =
+            (std::filesystem::temp_directory_path() / "trimora_bench.obj").string();
         int const numTriangles = named->mesh.getNumTriangles();
         run({"obj_write", named->name, numTriangles, 0.0, [] {},
              [&] { trimora::writeMesh(path, named->mesh); },
-             [&] { return figure("bytes", static_cast<double>(std::filesystem::file_size(path))); }});
+             [&] {
+                 return figure("bytes", static_cast<double>(std::filesystem::file_size(path)));
+             }});
         trimora::writeMesh(path, named->mesh);
         CompactMesh mesh;
         run({"obj_read", named->name, numTriangles, 0.0, [&] { mesh = CompactMesh(); },
@@ -24,7 +27,10 @@ void toolkitCases() {
                  trimora::ReadReport report;
                  trimora::readMesh(path, mesh, report);
              },
-             [&] { return figure("vertices", mesh.getNumVertices()) + figure("triangles", mesh.getNumTriangles()); }});
+             [&] {
+                 return figure("vertices", mesh.getNumVertices()) +
+                        figure("triangles", mesh.getNumTriangles());
+             }});
         std::remove(path.c_str());
     }
 }

@@ -1,10 +1,10 @@
 #include "harness.h"
 
-#include <memory>
-#include <vector>
-
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/topology/computeSubdivMesh.h"
+
+#include <memory>
+#include <vector>
 
 namespace bench {
 
@@ -32,14 +32,18 @@ void topologyCases() {
     for (NamedMesh const* const named : bothMeshes()) {
         std::unique_ptr<TopoMesh> topo;
         int const numTriangles = named->mesh.getNumTriangles();
-        run({"halfedge", named->name, numTriangles, 0.0, [&] { topo.reset(); }, [&] { topo = toTopoMesh(named->mesh); },
+        run({"halfedge", named->name, numTriangles, 0.0, [&] { topo.reset(); },
+             [&] { topo = toTopoMesh(named->mesh); },
              [&] { return figure("halfedges", topo->numEdges()); }},
             {1});
         topo = toTopoMesh(named->mesh);
         std::unique_ptr<TopoMesh> finer;
         run({"catmull_clark_1", named->name, numTriangles, 0.0, [&] { finer.reset(); },
              [&] { finer.reset(computeSubdivMesh(*topo)); },
-             [&] { return figure("vertices", finer->numVertices()) + figure("faces", finer->numFaces()); }},
+             [&] {
+                 return figure("vertices", finer->numVertices()) +
+                        figure("faces", finer->numFaces());
+             }},
             {1});
     }
 }

@@ -1,10 +1,10 @@
 // make_damaged_scan FILE.obj [LEVELS [SEED]]: writes a generated scan with every kind of damage.
 
-#include <cstdio>
-#include <cstdlib>
-
 #include "toolkit/sampleMeshes.h"
 #include "toolkit/writeMesh.h"
+
+#include <cstdio>
+#include <cstdlib>
 
 int main(int argc, char** argv) {
     if (argc < 2) {
@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", outcome.message.c_str());
         return 1;
     }
-    std::printf("%s: %d vertices, %d triangles\n", argv[1], mesh.getNumVertices(), mesh.getNumTriangles());
+    std::printf("%s: %d vertices, %d triangles\n", argv[1], mesh.getNumVertices(),
+                mesh.getNumTriangles());
     return 0;
 }

@@ -1,9 +1,10 @@
 // Shoot a ray at a mesh and take the closest point to another: the two questions that a picking tool asks.
 
-#include <cstdio>
-
 #include "toolkit/sampleMeshes.h"
+
 #include "trimora/trimora.h"
+
+#include <cstdio>
 
 int main() {
     using namespace koGeom;

@@ -3,13 +3,14 @@
 
 #include "toolkit/checkedRepair.h"
 
-#include <algorithm>
-
 #include "toolkit/meshCheck.h"
+
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/repair/MeshCharacteristics.h"
 #include "trimora/repair/MeshRepair.h"
+
+#include <algorithm>
 
 namespace trimora {
 
@@ -19,7 +20,7 @@ using koGeom::CompactMesh;
 using koGeom::MeshCharacteristics;
 
 class StepwiseRepair {
-  public:
+public:
     StepwiseRepair(CompactMesh& mesh, RepairOptions const& options, koUtil::Progress& progress)
         : mesh_(mesh), options_(options), progress_(progress), repair_(mesh) {
         repair_.checkSelfIntersection(options.selfIntersections);
@@ -30,7 +31,7 @@ class StepwiseRepair {
 
     RepairOutcome run();
 
-  private:
+private:
     void weld();
     std::string nextFix();
     void fix(std::string const& what);
@@ -74,8 +75,9 @@ std::string StepwiseRepair::nextFix() {
     if (!tests->checkGoodTriangles())
         return "remove duplicate and degenerate triangles";
     if (!tests->checkManifold()) {
-        return tests->getNumNonManifoldEdges() > 0 ? "remove surplus triangles on non-manifold edges"
-                                                   : "split non-manifold vertices";
+        return tests->getNumNonManifoldEdges() > 0
+                   ? "remove surplus triangles on non-manifold edges"
+                   : "split non-manifold vertices";
     }
     if (!tests->checkOriented())
         return repair_.hasMobiusStrip() ? "remove a Moebius strip" : "orient";
@@ -107,16 +109,21 @@ int StepwiseRepair::numTurned(std::vector<int> const& before) const {
     int const* const after = mesh_.getTrianglesRaw();
     int turned = 0;
     for (std::size_t i = 0; i < before.size(); i += 3)
-        turned += std::equal(after + i, after + i + 3, before.begin() + static_cast<std::ptrdiff_t>(i)) ? 0 : 1;
+        turned +=
+            std::equal(after + i, after + i + 3, before.begin() + static_cast<std::ptrdiff_t>(i))
+                ? 0
+                : 1;
     return turned;
 }
 
 }  // namespace
 
-RepairOutcome repairMesh(CompactMesh& mesh, RepairOptions const& options, koUtil::Progress& progress) {
+RepairOutcome repairMesh(CompactMesh& mesh, RepairOptions const& options,
+                         koUtil::Progress& progress) {
     if (!options.weld && options.selfIntersections && numCoincidentVertices(mesh) > 0) {
         RepairOutcome refused;
-        refused.refusal = "removing intersections without welding would delete triangles along every unwelded seam; "
+        refused.refusal = "removing intersections without welding would delete triangles along "
+                          "every unwelded seam; "
                           "leave out --no-weld or --self-intersections";
         return refused;
     }

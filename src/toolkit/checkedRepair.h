@@ -1,12 +1,12 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
+
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace trimora {
 
@@ -29,8 +29,8 @@ struct RepairStep {
 struct RepairOutcome {
     std::vector<RepairStep> steps;
     bool fullyRepaired = false;  ///< nothing that was asked for is left
-    bool cancelled = false;      ///< stopped between two fixes; the mesh is valid and partly repaired
-    std::string refusal;         ///< not empty: why nothing was done, and what to do instead
+    bool cancelled = false;  ///< stopped between two fixes; the mesh is valid and partly repaired
+    std::string refusal;     ///< not empty: why nothing was done, and what to do instead
 };
 
 /// Repairs a mesh fix by fix and tells each one: weld, duplicate and degenerate triangles, non-manifold edges, then

@@ -3,10 +3,6 @@
 
 #include "toolkit/meshCheck.h"
 
-#include <algorithm>
-#include <deque>
-#include <utility>
-
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/connectivity/MeshBoundaries.h"
 #include "trimora/connectivity/SimpleMeshCache.h"
@@ -16,6 +12,10 @@
 #include "trimora/repair/meshDuplicateTris.h"
 #include "trimora/repair/meshFindAnglesLessThan.h"
 #include "trimora/repair/meshManifold.h"
+
+#include <algorithm>
+#include <deque>
+#include <utility>
 
 namespace trimora {
 
@@ -28,13 +28,13 @@ using koGeom::MeshAdjTris;
 constexpr std::size_t maxOffences = 5;
 
 class MeshChecker {
-  public:
+public:
     MeshChecker(CompactMesh const& mesh, CheckOptions const& options, koUtil::Progress& progress)
         : mesh_(mesh), options_(options), progress_(progress) {}
 
     CheckResult run();
 
-  private:
+private:
     void countElements();
     void countEdges(MeshAdjTris const& adjTris);
     void testTriangles();
@@ -117,7 +117,8 @@ void MeshChecker::countEdges(MeshAdjTris const& adjTris) {
             it = next;
         }
     }
-    result_.eulerCharacteristic = result_.vertices - result_.unusedVertices - numEdges + result_.triangles;
+    result_.eulerCharacteristic =
+        result_.vertices - result_.unusedVertices - numEdges + result_.triangles;
     result_.closed = result_.triangles > 0 && result_.boundaryEdges == 0;
 }
 
@@ -125,7 +126,8 @@ void MeshChecker::testTriangles() {
     koGeom::MeshDuplicateTrisResult found;
     koGeom::meshDuplicateTris(mesh_, found);
     result_.duplicateTriangles = static_cast<int>(found.duplicates.size());
-    result_.degenerateTriangles = static_cast<int>(found.topoDegenerate.size() + found.geomDegenerate.size());
+    result_.degenerateTriangles =
+        static_cast<int>(found.topoDegenerate.size() + found.geomDegenerate.size());
     std::vector<int> duplicates(found.duplicates.begin(), found.duplicates.end());
     std::sort(duplicates.begin(), duplicates.end());
     noteTriangles("duplicateTriangles", duplicates);
@@ -194,8 +196,8 @@ void MeshChecker::conclude() {
     result_.cancelled = progress_.cancelled();
     result_.clean = result_.duplicateTriangles == 0 && result_.degenerateTriangles == 0 &&
                     result_.nonManifoldEdges == 0 && result_.nonManifoldVertices.value_or(0) == 0 &&
-                    result_.oriented && result_.intersectingTriangles.value_or(0) == 0 && result_.foldedEdges == 0 &&
-                    !result_.cancelled;
+                    result_.oriented && result_.intersectingTriangles.value_or(0) == 0 &&
+                    result_.foldedEdges == 0 && !result_.cancelled;
     progress_.set(1.0);
 }
 
@@ -205,7 +207,8 @@ std::array<float, 3> MeshChecker::positionOf(int vertex) const {
 }
 
 Offence MeshChecker::triangleOffence(int triangle) const {
-    return {{triangle}, positionOf(mesh_.getTrianglesRaw()[3 * static_cast<std::ptrdiff_t>(triangle)])};
+    return {{triangle},
+            positionOf(mesh_.getTrianglesRaw()[3 * static_cast<std::ptrdiff_t>(triangle)])};
 }
 
 void MeshChecker::note(char const* defect, std::vector<Offence> first) {
@@ -241,7 +244,8 @@ int numCoincidentVertices(CompactMesh const& mesh) {
     return mesh.getNumVertices() - welded.getNumVertices();
 }
 
-CheckResult checkMesh(CompactMesh const& mesh, CheckOptions const& options, koUtil::Progress& progress) {
+CheckResult checkMesh(CompactMesh const& mesh, CheckOptions const& options,
+                      koUtil::Progress& progress) {
     return MeshChecker(mesh, options, progress).run();
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/export.h"
+
 #include <array>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "trimora/contract/koGeom/CompactMesh.h"
-#include "trimora/contract/koUtil/Progress.h"
-#include "trimora/export.h"
 
 namespace trimora {
 
@@ -18,34 +18,35 @@ struct CheckOptions {
 
 /// One offending element, as a person would look for it.
 struct Offence {
-    std::vector<int> elements;       ///< a triangle's number, a vertex's, or the two vertices of an edge
-    std::array<float, 3> position;   ///< first corner of the triangle, the vertex, or the edge's first end
+    std::vector<int> elements;  ///< a triangle's number, a vertex's, or the two vertices of an edge
+    std::array<float, 3>
+        position;  ///< first corner of the triangle, the vertex, or the edge's first end
 };
 
 /// What checkMesh found. A clean mesh has none of the defects; open borders and unused vertices are no defect.
 struct CheckResult {
     int vertices = 0;
     int triangles = 0;
-    int components = 0;          ///< parts linked through shared vertices
-    int boundaries = 0;          ///< loops of open edges
-    int boundaryEdges = 0;       ///< edges that exactly one triangle uses
-    int eulerCharacteristic = 0; ///< used vertices - edges + triangles
-    bool closed = false;         ///< there are triangles and no boundary edges
+    int components = 0;           ///< parts linked through shared vertices
+    int boundaries = 0;           ///< loops of open edges
+    int boundaryEdges = 0;        ///< edges that exactly one triangle uses
+    int eulerCharacteristic = 0;  ///< used vertices - edges + triangles
+    bool closed = false;          ///< there are triangles and no boundary edges
     int unusedVertices = 0;
     int coincidentVertices = 0;  ///< vertices that an exact weld would remove
 
     int duplicateTriangles = 0;
-    int degenerateTriangles = 0;  ///< repeated vertex, or two corners at one position
-    int nonManifoldEdges = 0;     ///< edges with more than two triangles
-    std::optional<int> nonManifoldVertices;   ///< empty while there are non-manifold edges
+    int degenerateTriangles = 0;             ///< repeated vertex, or two corners at one position
+    int nonManifoldEdges = 0;                ///< edges with more than two triangles
+    std::optional<int> nonManifoldVertices;  ///< empty while there are non-manifold edges
     bool oriented = false;
-    std::optional<int> intersectingTriangles; ///< empty when it was not asked for
+    std::optional<int> intersectingTriangles;  ///< empty when it was not asked for
     int foldedEdges = 0;
     bool clean = false;
     bool cancelled = false;  ///< the progress was cancelled; the other fields mean nothing then
 
     struct Offences {
-        std::string defect;          ///< the key of the count in the report, say "duplicateTriangles"
+        std::string defect;  ///< the key of the count in the report, say "duplicateTriangles"
         std::vector<Offence> first;  ///< at most the first five
     };
     std::vector<Offences> offences;  ///< one entry for each defect found

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-
 #include <unistd.h>
 
 namespace trimora {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include "trimora/export.h"
+
+#include <string>
 
 namespace trimora {
 

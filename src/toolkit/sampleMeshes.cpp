@@ -20,7 +20,7 @@ using Corners = std::array<int, 3>;
 using Soup = std::vector<std::array<Position, 3>>;
 
 class Random {
-  public:
+public:
     explicit Random(std::uint64_t seed) : state_(seed) {}
 
     std::uint64_t next() {
@@ -44,7 +44,7 @@ class Random {
         return {r * std::cos(turn), r * std::sin(turn), z};
     }
 
-  private:
+private:
     std::uint64_t state_;
 };
 
@@ -71,7 +71,7 @@ struct Surface {
 
 // The new vertices on the edges of one splitting pass.
 class EdgeMiddles {
-  public:
+public:
     explicit EdgeMiddles(Surface& surface) : surface_(surface) {}
 
     int of(int a, int b) {
@@ -85,7 +85,7 @@ class EdgeMiddles {
         return found->second;
     }
 
-  private:
+private:
     Surface& surface_;
     std::map<std::pair<int, int>, int> middles_;
 };
@@ -115,7 +115,7 @@ Surface unitSphere(int levels) {
 
 // Bumps of falling size: low ones give the head, high ones the grain of a scan.
 class Bumps {
-  public:
+public:
     explicit Bumps(Random& random) {
         for (int i = 0; i < 24; ++i) {
             double const frequency = 2.0 * std::pow(1.25, i);
@@ -131,7 +131,7 @@ class Bumps {
         return r;
     }
 
-  private:
+private:
     struct Wave {
         Position axis;
         double frequency;
@@ -150,11 +150,14 @@ Surface bumpySphere(int levels, Random& random) {
 }
 
 koGeom::CompactMesh toMesh(Surface const& surface) {
-    koGeom::CompactMesh mesh(static_cast<int>(surface.points.size()), nullptr, nullptr, nullptr, nullptr);
+    koGeom::CompactMesh mesh(static_cast<int>(surface.points.size()), nullptr, nullptr, nullptr,
+                             nullptr);
     float* out = mesh.getVerticesRaw();
     for (Position const& point : surface.points)
-        out = std::transform(point.begin(), point.end(), out, [](double x) { return static_cast<float>(x); });
-    mesh.copyTriangles(static_cast<int>(surface.triangles.size()), surface.triangles.data()->data());
+        out = std::transform(point.begin(), point.end(), out,
+                             [](double x) { return static_cast<float>(x); });
+    mesh.copyTriangles(static_cast<int>(surface.triangles.size()),
+                       surface.triangles.data()->data());
     return mesh;
 }
 

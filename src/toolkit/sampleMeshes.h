@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
-
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/export.h"
+
+#include <cstdint>
 
 namespace trimora {
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "toolkit/FileOutcome.h"
+
+#include "trimora/export.h"
+
 #include <string>
 #include <string_view>
-
-#include "toolkit/FileOutcome.h"
-#include "trimora/export.h"
 
 namespace trimora {
 

@@ -1,9 +1,9 @@
 // Every real mesh through check and repair: all faces are read, the repair ends, and what it wrote needs no repair.
 
-#include <doctest/doctest.h>
-
 #include "app/runCommand.h"
 #include "support/corpus.h"
+
+#include <doctest/doctest.h>
 
 using namespace commandTest;
 

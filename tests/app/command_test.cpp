@@ -1,12 +1,12 @@
 // The command from outside: exit codes, one line for each failure, JSON alone on standard output, and no output file
 // that is half written.
 
-#include <doctest/doctest.h>
-
 #include "app/runCommand.h"
 #include "support/builders.h"
 #include "toolkit/sampleMeshes.h"
 #include "toolkit/writeMesh.h"
+
+#include <doctest/doctest.h>
 
 using namespace commandTest;
 
@@ -27,9 +27,10 @@ TEST_CASE("checkTellsEveryDefectOfADamagedScan") {
     CHECK(check.err.empty());
     auto const json = check.json();
     for (char const* const key :
-         {"file", "vertices", "triangles", "components", "boundaries", "boundaryEdges", "eulerCharacteristic", "closed",
-          "duplicateTriangles", "degenerateTriangles", "nonManifoldEdges", "nonManifoldVertices", "oriented",
-          "intersectingTriangles", "foldedEdges", "clean", "read"}) {
+         {"file", "vertices", "triangles", "components", "boundaries", "boundaryEdges",
+          "eulerCharacteristic", "closed", "duplicateTriangles", "degenerateTriangles",
+          "nonManifoldEdges", "nonManifoldVertices", "oriented", "intersectingTriangles",
+          "foldedEdges", "clean", "read"}) {
         CAPTURE(key);
         CHECK(json.contains(key));
     }
@@ -47,7 +48,8 @@ TEST_CASE("repairLeavesACleanMeshAndTellsEachStep") {
     TemporaryFolder const folder;
     store(folder / "damaged.obj", trimora::makeDamagedScan(4, 1));
 
-    Run const repair = run("repair --json " + (folder / "damaged.obj") + " " + (folder / "clean.obj"));
+    Run const repair =
+        run("repair --json " + (folder / "damaged.obj") + " " + (folder / "clean.obj"));
     REQUIRE(repair.code == 0);
     auto const json = repair.json();
     CHECK(json["fullyRepaired"] == true);
@@ -62,26 +64,32 @@ TEST_CASE("repairLeavesACleanMeshAndTellsEachStep") {
         removed += step["trianglesRemoved"].get<int>();
         names.push_back(step["what"]);
     }
-    CHECK(json["before"]["triangles"].get<int>() - removed == json["after"]["triangles"].get<int>());
+    CHECK(json["before"]["triangles"].get<int>() - removed ==
+          json["after"]["triangles"].get<int>());
     CHECK(names.front() == "weld coincident vertices");
-    for (char const* const what : {"remove duplicate and degenerate triangles", "orient", "remove a Moebius strip",
-                                   "remove surplus triangles on non-manifold edges"}) {
+    for (char const* const what :
+         {"remove duplicate and degenerate triangles", "orient", "remove a Moebius strip",
+          "remove surplus triangles on non-manifold edges"}) {
         CAPTURE(what);
         CHECK(std::find(names.begin(), names.end(), what) != names.end());
     }
 
     SUBCASE("a repaired file needs no repair") {
-        Run const again = run("repair --no-weld --json " + (folder / "clean.obj") + " " + (folder / "again.obj"));
+        Run const again =
+            run("repair --no-weld --json " + (folder / "clean.obj") + " " + (folder / "again.obj"));
         CHECK(again.code == 0);
         CHECK(again.json()["steps"].empty());
         CHECK(contentOf(folder / "again.obj") == contentOf(folder / "clean.obj"));
-        Run const welded = run("repair --json " + (folder / "clean.obj") + " " + (folder / "welded.obj"));
+        Run const welded =
+            run("repair --json " + (folder / "clean.obj") + " " + (folder / "welded.obj"));
         CHECK(welded.json()["after"]["vertices"] == json["after"]["vertices"]);
         CHECK(welded.json()["after"]["triangles"] == json["after"]["triangles"]);
     }
     SUBCASE("a dry run writes nothing") {
         std::size_t const before = folder.numFiles();
-        CHECK(run("repair --dry-run " + (folder / "damaged.obj") + " " + (folder / "no.obj")).code == 0);
+        CHECK(
+            run("repair --dry-run " + (folder / "damaged.obj") + " " + (folder / "no.obj")).code ==
+            0);
         CHECK(run("repair --dry-run " + (folder / "damaged.obj")).code == 0);
         CHECK(folder.numFiles() == before);
     }
@@ -95,9 +103,13 @@ TEST_CASE("repairLeavesACleanMeshAndTellsEachStep") {
 TEST_CASE("refusesIntersectionsWithoutWeldingWhereVerticesCoincide") {
     TemporaryFolder const folder;
     store(folder / "soup.obj", support::soup(support::sphere(2)));
-    CHECK(run("repair --no-weld --self-intersections " + (folder / "soup.obj") + " " + (folder / "out.obj")).failedWith(5));
-    store(folder / "spheres.obj", support::joined(support::sphere(2), support::sphere(2), 0.7f, 0.1f, 0.05f));
-    Run const repair = run("repair --json --no-weld --self-intersections " + (folder / "spheres.obj") + " " + (folder / "out.obj"));
+    CHECK(run("repair --no-weld --self-intersections " + (folder / "soup.obj") + " " +
+              (folder / "out.obj"))
+              .failedWith(5));
+    store(folder / "spheres.obj",
+          support::joined(support::sphere(2), support::sphere(2), 0.7f, 0.1f, 0.05f));
+    Run const repair = run("repair --json --no-weld --self-intersections " +
+                           (folder / "spheres.obj") + " " + (folder / "out.obj"));
     CHECK(repair.code == 0);
     CHECK(repair.json()["before"]["intersectingTriangles"] > 0);
     CHECK(repair.json()["after"]["intersectingTriangles"] == 0);
@@ -158,7 +170,8 @@ TEST_CASE("oddFilesEndInAClearOutcome") {
 TEST_CASE("curvatureWritesOneValueAVertex") {
     TemporaryFolder const folder;
     store(folder / "sphere.obj", support::sphere(4));
-    Run const text = run("curvature --kind gaussian --json " + (folder / "sphere.obj") + " " + (folder / "k.txt"));
+    Run const text = run("curvature --kind gaussian --json " + (folder / "sphere.obj") + " " +
+                         (folder / "k.txt"));
     REQUIRE(text.code == 0);
     CHECK(text.json()["mean"].get<double>() == doctest::Approx(1.0).epsilon(0.05));
     std::string const lines = contentOf(folder / "k.txt");
@@ -171,23 +184,27 @@ TEST_CASE("curvatureWritesOneValueAVertex") {
 TEST_CASE("weldJoinsASoupAndConvertKeepsIt") {
     TemporaryFolder const folder;
     store(folder / "soup.obj", support::soup(support::sphere(2)));
-    Run const weld = run("weld --json --threads 2 " + (folder / "soup.obj") + " " + (folder / "welded.obj"));
+    Run const weld =
+        run("weld --json --threads 2 " + (folder / "soup.obj") + " " + (folder / "welded.obj"));
     CHECK(weld.code == 0);
     CHECK(weld.json()["verticesAfter"] == support::sphere(2).getNumVertices());
-    CHECK(run("convert --quiet " + (folder / "welded.obj") + " " + (folder / "copy.obj")).code == 0);
+    CHECK(run("convert --quiet " + (folder / "welded.obj") + " " + (folder / "copy.obj")).code ==
+          0);
     CHECK(contentOf(folder / "welded.obj") == contentOf(folder / "copy.obj"));
 }
 
 TEST_CASE("aDeadlineAndAnInterruptEndWithSixAndLeaveNothing") {
     TemporaryFolder const folder;
     store(folder / "big.obj", support::soup(support::sphere(8)));
-    Run const late = run("repair --self-intersections --timeout 0.05 " + (folder / "big.obj") + " " + (folder / "out.obj"));
+    Run const late = run("repair --self-intersections --timeout 0.05 " + (folder / "big.obj") +
+                         " " + (folder / "out.obj"));
     CHECK(late.code == 6);
     CHECK(std::count(late.err.begin(), late.err.end(), '\n') == 1);
     CHECK(folder.numFiles() == 1);
 
-    Run const stopped = run("repair --self-intersections " + (folder / "big.obj") + " " + (folder / "out.obj"),
-                            "timeout --foreground --signal=INT 0.3");
+    Run const stopped =
+        run("repair --self-intersections " + (folder / "big.obj") + " " + (folder / "out.obj"),
+            "timeout --foreground --signal=INT 0.3");
     CHECK(stopped.code == 124);  // what timeout(1) answers when it had to send its signal
     CHECK(stopped.err.find("cancelled") != std::string::npos);
     CHECK(folder.numFiles() == 1);

@@ -4,11 +4,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
-
-#include <nlohmann/json.hpp>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,7 +17,7 @@ namespace fs = std::filesystem;
 
 /// A folder that goes away with the object.
 class TemporaryFolder {
-  public:
+public:
     TemporaryFolder() {
         std::string pattern = (fs::temp_directory_path() / "trimora_test_XXXXXX").string();
         path_ = mkdtemp(pattern.data());
@@ -30,10 +28,11 @@ class TemporaryFolder {
 
     std::string operator/(std::string const& name) const { return (path_ / name).string(); }
     std::size_t numFiles() const {
-        return static_cast<std::size_t>(std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
     }
 
-  private:
+private:
     fs::path path_;
 };
 
@@ -56,17 +55,19 @@ struct Run {
     nlohmann::json json() const { return nlohmann::json::parse(out); }
     /// A failure is told in exactly one line.
     bool failedWith(int expected) const {
-        return code == expected && err.rfind("trimora: ", 0) == 0 && err.find('\n') == err.size() - 1 && out.empty();
+        return code == expected && err.rfind("trimora: ", 0) == 0 &&
+               err.find('\n') == err.size() - 1 && out.empty();
     }
 };
 
 /// `arguments` as typed after "trimora"; `before` goes ahead of the command (a pipe, a limit).
 inline Run run(std::string const& arguments, std::string const& before = {}) {
     TemporaryFolder folder;
-    std::string const command =
-        before + " " TRIMORA_COMMAND " " + arguments + " >" + (folder / "out") + " 2>" + (folder / "err");
+    std::string const command = before + " " TRIMORA_COMMAND " " + arguments + " >" +
+                                (folder / "out") + " 2>" + (folder / "err");
     int const status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128, contentOf(folder / "out"), contentOf(folder / "err")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128, contentOf(folder / "out"),
+            contentOf(folder / "err")};
 }
 
 }  // namespace commandTest

@@ -1,7 +1,6 @@
 // Ten lines of a user: read or make a mesh, weld it, repair it, say what came out. Exits with 1 if it is not clean.
 
 #include <cstdio>
-
 #include <toolkit/sampleMeshes.h>
 #include <trimora/trimora.h>
 
@@ -12,7 +11,8 @@ int main() {
     koGeom::MeshRepair repair(mesh);
     bool fullyRepaired = false;
     repair.repairAll(&fullyRepaired);
-    std::printf("Trimora %s: %d vertices, %d triangles, %s\n", koGeom::trimoraVersion(), mesh.getNumVertices(),
-                mesh.getNumTriangles(), fullyRepaired ? "clean" : "not clean");
+    std::printf("Trimora %s: %d vertices, %d triangles, %s\n", koGeom::trimoraVersion(),
+                mesh.getNumVertices(), mesh.getNumTriangles(),
+                fullyRepaired ? "clean" : "not clean");
     return fullyRepaired ? 0 : 1;
 }

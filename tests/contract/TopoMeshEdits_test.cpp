@@ -1,11 +1,11 @@
-#include <doctest/doctest.h>
-
-#include <memory>
-
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/topoBuilders.h"
+
 #include "trimora/contract/koGeom/TopoMesh.h"
+
+#include <doctest/doctest.h>
+#include <memory>
 
 // Each edit on small meshes, by hand: what comes of it, which handles stay, and what is refused. Faces are written as the
 // numbers of their corners, from the first edge on, in the order of the list.
@@ -40,7 +40,9 @@ std::unique_ptr<Mesh> meshOf(CompactMesh const& source) {
 /// |   / |   / |
 /// | /   | /   |
 /// 0 --- 1 --- 2
-std::unique_ptr<Mesh> grid22() { return meshOf(support::grid(2, 2)); }
+std::unique_ptr<Mesh> grid22() {
+    return meshOf(support::grid(2, 2));
+}
 
 std::unique_ptr<Mesh> quadCube() {
     auto mesh = std::make_unique<Mesh>();
@@ -100,10 +102,14 @@ TEST_CASE("aFaceIsSplitAcrossBetweenTwoCorners") {
     CHECK(facesOf(*mesh) == "1 2 4, 1 4 5 0, 4 2 3");
     CHECK(faultOf(*mesh) == "");
     // Neighbours, one corner twice, and strangers are refused.
-    CHECK(leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, mesh->v[1], mesh->v[2])); }));
-    CHECK(leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, mesh->v[2], mesh->v[2])); }));
-    CHECK(leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, mesh->v[0], mesh->v[2])); }));
-    CHECK(leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, TopoMeshVertex(), mesh->v[2])); }));
+    CHECK(
+        leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, mesh->v[1], mesh->v[2])); }));
+    CHECK(
+        leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, mesh->v[2], mesh->v[2])); }));
+    CHECK(
+        leavesAsItWas(*mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, mesh->v[0], mesh->v[2])); }));
+    CHECK(leavesAsItWas(
+        *mesh, [&] { CHECK_FALSE(mesh->subdivideFace(f, TopoMeshVertex(), mesh->v[2])); }));
 }
 
 TEST_CASE("aChainRunsAcrossAFaceAndBackOnTheOtherSide") {
@@ -120,7 +126,8 @@ TEST_CASE("aChainRunsAcrossAFaceAndBackOnTheOtherSide") {
 
     // Beside a side, once there is a point; that side's own face is the one left over.
     auto const other = polygon(4);
-    CHECK(other->subdivideFace(other->firstFace(), other->v[0], other->v[1], {Point()}) == other->firstFace());
+    CHECK(other->subdivideFace(other->firstFace(), other->v[0], other->v[1], {Point()}) ==
+          other->firstFace());
     CHECK(facesOf(*other) == "1 2 3 0 4, 1 4 0");
     // Without points it is the plain edge.
     TopoMeshVertex const middle = other->edge(1, 2).prev().origin();
@@ -216,9 +223,12 @@ TEST_CASE("splittingABoundaryVertexOpensTheEdgeFromThere") {
     CHECK(faultOf(*mesh) == "");
 
     auto const other = grid22();
-    CHECK(leavesAsItWas(*other, [&] { CHECK_FALSE(other->splitVertex(other->v[4], other->edge(4, 1))); }));
-    CHECK(leavesAsItWas(*other, [&] { CHECK_FALSE(other->splitVertex(other->v[0], other->edge(1, 4))); }));
-    CHECK(leavesAsItWas(*other, [&] { CHECK_FALSE(other->splitVertex(other->v[0], other->edge(0, 1))); }));
+    CHECK(leavesAsItWas(*other,
+                        [&] { CHECK_FALSE(other->splitVertex(other->v[4], other->edge(4, 1))); }));
+    CHECK(leavesAsItWas(*other,
+                        [&] { CHECK_FALSE(other->splitVertex(other->v[0], other->edge(1, 4))); }));
+    CHECK(leavesAsItWas(*other,
+                        [&] { CHECK_FALSE(other->splitVertex(other->v[0], other->edge(0, 1))); }));
 }
 
 TEST_CASE("splittingAnInnerVertexOpensASlit") {
@@ -376,7 +386,8 @@ TEST_CASE("closedSurfacesCollapseDownToNothing") {
 //  |   |   |
 //  0 - 1 - 2
 TEST_CASE("mergingSewsASeamVertexByVertex") {
-    auto const mesh = meshOf(support::joined(support::grid(2, 1), support::grid(2, 1), 0.0f, 1.0f, 0.0f));
+    auto const mesh =
+        meshOf(support::joined(support::grid(2, 1), support::grid(2, 1), 0.0f, 1.0f, 0.0f));
     CHECK(mesh->numVertices() == 12);
     REQUIRE(mesh->canMergeVertices(mesh->edge(4, 3), mesh->edge(6, 7)));
     mesh->mergeVertices(mesh->edge(4, 3), mesh->edge(6, 7));
@@ -402,7 +413,8 @@ TEST_CASE("mergingWithBothEndsInCommonMergesNoVertex") {
     TopoMeshFace const again = mesh->allocTriangle(mesh->v[0], mesh->v[2], mesh->v[1]);
     CHECK(e.twin() != t);
     // Parted by hand through a third edge on the same two vertices.
-    TopoMeshEdge const third = mesh->allocTriangle(mesh->v[1], mesh->v[0], mesh->allocVertex(Point(0, 0, 1))).edge();
+    TopoMeshEdge const third =
+        mesh->allocTriangle(mesh->v[1], mesh->v[0], mesh->allocVertex(Point(0, 0, 1))).edge();
     mesh->setTwins(e, third);
     TopoMeshEdge const open = again.edge().next().next();
     CHECK_FALSE(open.twin());

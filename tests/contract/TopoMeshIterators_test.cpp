@@ -1,9 +1,9 @@
+#include "support/builders.h"
+#include "support/topoBuilders.h"
+
 #include "trimora/contract/koGeom/TopoMeshIterators.h"
 
 #include <doctest/doctest.h>
-
-#include "support/builders.h"
-#include "support/topoBuilders.h"
 
 // Walks round vertices and along boundaries, on small meshes by hand. That every vertex of every mesh is covered is part
 // of the random edits.

@@ -1,10 +1,10 @@
+#include "support/builders.h"
+#include "support/topoBuilders.h"
+
+#include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koGeom/TopoMeshPoint.h"
 
 #include <doctest/doctest.h>
-
-#include "support/builders.h"
-#include "support/topoBuilders.h"
-#include "trimora/contract/koGeom/TopoMesh.h"
 
 using namespace koGeom;
 

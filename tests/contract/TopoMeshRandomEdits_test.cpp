@@ -1,16 +1,16 @@
-#include <doctest/doctest.h>
+#include "support/builders.h"
+#include "support/checks.h"
+#include "support/topoBuilders.h"
+
+#include "trimora/contract/koGeom/TopoMesh.h"
 
 #include <cstdlib>
+#include <doctest/doctest.h>
 #include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
-
-#include "support/builders.h"
-#include "support/checks.h"
-#include "support/topoBuilders.h"
-#include "trimora/contract/koGeom/TopoMesh.h"
 
 // Long sequences of edits, each drawn at random: valid ones must do what they promise, invalid ones nothing, and the
 // mesh must be sound after every step. A sequence that fails is shortened to the steps that matter and printed as a
@@ -44,9 +44,21 @@ enum Kind : int {
     NumKinds
 };
 
-char const* const kindNames[] = {"FaceAtPoint",      "FaceAcross", "FaceChain",          "EdgeAtPoint", "SplitEdge",
-                                 "SplitVertexAlong", "SplitVertexBetween", "Swap",       "Collapse",    "Contract",
-                                 "Merge",            "DeleteVertex", "DeleteEdge",       "DeleteFace",  "AllocTriangle",
+char const* const kindNames[] = {"FaceAtPoint",
+                                 "FaceAcross",
+                                 "FaceChain",
+                                 "EdgeAtPoint",
+                                 "SplitEdge",
+                                 "SplitVertexAlong",
+                                 "SplitVertexBetween",
+                                 "Swap",
+                                 "Collapse",
+                                 "Contract",
+                                 "Merge",
+                                 "DeleteVertex",
+                                 "DeleteEdge",
+                                 "DeleteFace",
+                                 "AllocTriangle",
                                  "SetTwins"};
 
 /// Operands are drawn numbers that pick among what the mesh then has, so that any part of a sequence can be run.
@@ -93,9 +105,11 @@ int numFans(std::vector<TopoMeshEdge> const& leaving) {
         if (seen.count(start.record()) != 0)
             continue;
         ++fans;
-        for (TopoMeshEdge e = start; e && e.origin() == start.origin() && seen.insert(e.record()).second;)
+        for (TopoMeshEdge e = start;
+             e && e.origin() == start.origin() && seen.insert(e.record()).second;)
             e = e.prev().twin();
-        for (TopoMeshEdge e = start.twin().next(); e && e.origin() == start.origin() && seen.insert(e.record()).second;)
+        for (TopoMeshEdge e = start.twin().next();
+             e && e.origin() == start.origin() && seen.insert(e.record()).second;)
             e = e.twin().next();
     }
     return fans;
@@ -152,8 +166,8 @@ public:
         bool isSingle = true;
         if (fault.empty())
             fault = queryFault(mesh_, isSingle);
-        bool const mayTouch = step.kind == DeleteFace || step.kind == AllocTriangle || step.kind == SetTwins ||
-                              step.kind == DeleteVertex;
+        bool const mayTouch = step.kind == DeleteFace || step.kind == AllocTriangle ||
+                              step.kind == SetTwins || step.kind == DeleteVertex;
         if (fault.empty() && wasSingle && !isSingle && !mayTouch)
             fault = "two parts of the surface came to touch at a vertex";
         return fault;
@@ -169,7 +183,8 @@ private:
         done_[kind] += done;
         if (!done)
             return digestOf(mesh_) == digest_ ? "" : "a refused edit changed the mesh";
-        Counts const expected = {before_.vertices + vertices, before_.edges + edges, before_.faces + faces};
+        Counts const expected = {before_.vertices + vertices, before_.edges + edges,
+                                 before_.faces + faces};
         return countsOf(mesh_) == expected ? "" : "the counts are wrong";
     }
 
@@ -253,7 +268,8 @@ private:
             bool const allowed = mesh_.canSplitEdge(e);
             mesh_.splitEdge(e);
             bool const done = countsOf(mesh_) != before_;
-            if (done && (e.twin() || twin.twin() || e.origin() == twin.next().origin() || e.next().origin() == twin.origin()))
+            if (done && (e.twin() || twin.twin() || e.origin() == twin.next().origin() ||
+                         e.next().origin() == twin.origin()))
                 return "splitEdge: the two sides are not apart";
             return judge(s.kind, allowed, done, 2, 0, 0);
         }
@@ -261,7 +277,8 @@ private:
             TopoMeshVertex const v = e.origin();
             bool const allowed = mesh_.canSplitVertex(v, e);
             TopoMeshVertex const copy = mesh_.splitVertex(v, e);
-            if (copy && (e.origin() != v || twin.next().origin() != copy || e.next().origin() != twin.origin() || e.twin()))
+            if (copy && (e.origin() != v || twin.next().origin() != copy ||
+                         e.next().origin() != twin.origin() || e.twin()))
                 return "splitVertex: the sides are not apart at the vertex";
             return judge(s.kind, allowed, static_cast<bool>(copy), 1, 0, 0);
         }
@@ -271,8 +288,9 @@ private:
         TopoMeshEdge const nextTwin = next.twin();
         mesh_.splitVertex(e, next);
         bool const done = countsOf(mesh_) != before_;
-        if (done && (next.origin() != middle || e.next().origin() != middle || twin.origin() == middle ||
-                     nextTwin.next().origin() != twin.origin() || e.twin() || next.twin()))
+        if (done &&
+            (next.origin() != middle || e.next().origin() != middle || twin.origin() == middle ||
+             nextTwin.next().origin() != twin.origin() || e.twin() || next.twin()))
             return "splitVertex: the sides are not apart";
         return judge(s.kind, allowed, done, 1, 0, 0);
     }
@@ -318,8 +336,10 @@ private:
             mesh_.mergeVertices(a, b);
             return judge(s.kind, allowed, a && a.twin() == b && b, -apart, 0, 0);
         }
-        TopoMeshEdge const e = pick(s.kind == Contract ? boundaryOf(mesh_) : listOf(mesh_.firstEdge()), s.a);
-        bool const allowed = s.kind == Contract ? mesh_.canContractEdge(e) : mesh_.canCollapseEdge(e);
+        TopoMeshEdge const e =
+            pick(s.kind == Contract ? boundaryOf(mesh_) : listOf(mesh_.firstEdge()), s.a);
+        bool const allowed =
+            s.kind == Contract ? mesh_.canContractEdge(e) : mesh_.canCollapseEdge(e);
         int faces = 0;
         int edges = 0;
         for (TopoMeshEdge h : {e, e.twin()}) {
@@ -362,7 +382,10 @@ private:
         if (done && static_cast<bool>(f) == (takesFace || valence == 0))
             return "deleteVertex: a face where none is left, or none where one is";
         int const edges = takesFace ? -sides : -2 * valence + (boundary ? 1 : 0);
-        return judge(s.kind, allowed, done, -1, edges, takesFace ? -1 : valence == 0 ? 0 : 1 - valence);
+        return judge(s.kind, allowed, done, -1, edges,
+                     takesFace      ? -1
+                     : valence == 0 ? 0
+                                    : 1 - valence);
     }
 
     std::string build(Step const& s) {
@@ -376,7 +399,8 @@ private:
             return judge(s.kind, allowed, a && a.twin() == b && b, 0, 0, 0);
         }
         TopoMeshEdge const open = pick(boundaryOf(mesh_), s.a);
-        TopoMeshFace const f = mesh_.allocTriangle(open.next().origin(), open.origin(), pick(vertices, s.b));
+        TopoMeshFace const f =
+            mesh_.allocTriangle(open.next().origin(), open.origin(), pick(vertices, s.b));
         if (f && !f.edge().twin())
             return "allocTriangle: an open edge found no twin";
         return judge(s.kind, static_cast<bool>(open), static_cast<bool>(f), 0, 3, 1);
@@ -413,7 +437,9 @@ struct Start {
 
 std::vector<Start> starts() {
     auto const plain = [](CompactMesh const& m) { return [m](TopoMesh& mesh) { fill(mesh, m); }; };
-    auto const mixed = [](CompactMesh const& m) { return [m](TopoMesh& mesh) { fillMixed(mesh, m); }; };
+    auto const mixed = [](CompactMesh const& m) {
+        return [m](TopoMesh& mesh) { fillMixed(mesh, m); };
+    };
     return {{"tetrahedron", plain(support::tetrahedron())},
             {"sphere", plain(support::sphere(1))},
             {"torus", plain(support::torus(6, 4))},
@@ -437,7 +463,8 @@ std::vector<Step> drawSteps(std::uint64_t seed, int count) {
     return steps;
 }
 
-std::string runSteps(Filler const& filler, std::vector<Step> const& steps, std::vector<int>* done = nullptr) {
+std::string runSteps(Filler const& filler, std::vector<Step> const& steps,
+                     std::vector<int>* done = nullptr) {
     TopoMesh mesh;
     filler(mesh);
     Stepper stepper(mesh);
@@ -475,8 +502,8 @@ std::vector<Step> shrunk(Filler const& filler, std::vector<Step> steps) {
 std::string literalOf(std::vector<Step> const& steps) {
     std::string text;
     for (Step const& s : steps)
-        text += std::string("{") + kindNames[s.kind] + ", " + std::to_string(s.a) + ", " + std::to_string(s.b) + ", " +
-                std::to_string(s.c) + "}, ";
+        text += std::string("{") + kindNames[s.kind] + ", " + std::to_string(s.a) + ", " +
+                std::to_string(s.b) + ", " + std::to_string(s.c) + "}, ";
     return text;
 }
 
@@ -496,8 +523,8 @@ TEST_CASE("staysSoundUnderLongSequencesOfRandomEdits") {
             if (fault.empty())
                 continue;
             std::vector<Step> const few = shrunk(start.fill, steps);
-            FAIL(start.name << ", seed " << seed << ": " << fault << "; shrunk to " << literalOf(few) << " with "
-                            << runSteps(start.fill, few));
+            FAIL(start.name << ", seed " << seed << ": " << fault << "; shrunk to "
+                            << literalOf(few) << " with " << runSteps(start.fill, few));
         }
     }
     // The draw must reach the inside of every operation, not only its guards.

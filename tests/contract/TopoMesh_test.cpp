@@ -1,13 +1,12 @@
-#include "trimora/contract/koGeom/TopoMesh.h"
-
-#include <doctest/doctest.h>
-
-#include <set>
-#include <type_traits>
-
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/topoBuilders.h"
+
+#include "trimora/contract/koGeom/TopoMesh.h"
+
+#include <doctest/doctest.h>
+#include <set>
+#include <type_traits>
 
 // Building a half-edge mesh, its lists, handles and queries. The edits are in TopoMeshEdits_test.cpp.
 
@@ -280,7 +279,8 @@ TEST_CASE("setsOfHandlesAreOrderedByCreation") {
     CHECK_FALSE(entity.asVertex());
     CHECK_FALSE(entity.asFace());
     CHECK(ko::hash<TopoMeshEntity>()(entity) == ko::hash<TopoMeshEntity>()(mesh.firstEdge()));
-    static_assert(sizeof(TopoMeshEdge) == sizeof(void*) && std::is_trivially_copyable_v<TopoMeshEdge>);
+    static_assert(sizeof(TopoMeshEdge) == sizeof(void*) &&
+                  std::is_trivially_copyable_v<TopoMeshEdge>);
 }
 
 TEST_CASE("blindDataIsKeptPerRecordAndSlot") {
@@ -297,7 +297,8 @@ TEST_CASE("blindDataIsKeptPerRecordAndSlot") {
         for (int slot = 0; slot < 17 && v.edge(); ++slot)
             kept = kept && v.blind(slot).asDouble() == v.record()->number + 0.5 * slot;
     for (TopoMeshEdge e : listOf(mesh.firstEdge()))
-        kept = kept && e.blind(0) == BlindData() && e.blind(1).asBool() == (e.record()->number % 2 == 0);
+        kept = kept && e.blind(0) == BlindData() &&
+               e.blind(1).asBool() == (e.record()->number % 2 == 0);
     CHECK(kept);
     // Outside its slots a record keeps nothing.
     mesh.firstFace().blind(2) = 5;
@@ -313,8 +314,8 @@ TEST_CASE("blindDataIsKeptPerRecordAndSlot") {
 TEST_CASE("observersHearOfEachModification") {
     TopoMesh mesh;
     Listener listener;
-    auto* const connection =
-        mesh.modificationSignal().addCallback(new koRTB::FunctionArgMember<EntityModification&, Listener>(&listener, &Listener::hear));
+    auto* const connection = mesh.modificationSignal().addCallback(
+        new koRTB::FunctionArgMember<EntityModification&, Listener>(&listener, &Listener::hear));
     TopoMeshModification moved(&mesh, TopoMeshModification::Geometry);
     TopoMeshModification changed(mesh, static_cast<TopoMeshModification::Type>(1));
     CHECK(moved.getEntity() == &mesh);
@@ -325,17 +326,20 @@ TEST_CASE("observersHearOfEachModification") {
 }
 
 TEST_CASE("buildingInBulkEqualsOneByOne") {
-    for (auto const& [name, source] : support::zoo()) {
-        INFO(name);
+    for (support::NamedMesh const& named : support::zoo()) {
+        INFO(named.name);
+        CompactMesh const& source = named.mesh;
         TopoMesh oneByOne;
         fill(oneByOne, source);
         TopoMesh inBulk;
         std::vector<Point> points;
         for (int i = 0; i < source.getNumVertices(); ++i)
-            points.push_back(Point(source.getVerticesRaw()[3 * i], source.getVerticesRaw()[3 * i + 1],
+            points.push_back(Point(source.getVerticesRaw()[3 * i],
+                                   source.getVerticesRaw()[3 * i + 1],
                                    source.getVerticesRaw()[3 * i + 2]));
-        TopoMeshFace const first = inBulk.allocFaces(source.getNumVertices(), points.data(),
-                                                     source.getNumTriangles(), 3, source.getTrianglesRaw());
+        TopoMeshFace const first =
+            inBulk.allocFaces(source.getNumVertices(), points.data(), source.getNumTriangles(), 3,
+                              source.getTrianglesRaw());
         CHECK(static_cast<bool>(first) == (source.getNumTriangles() > 0));
         if (!first)
             continue;
@@ -346,7 +350,8 @@ TEST_CASE("buildingInBulkEqualsOneByOne") {
         bool same = a.size() == b.size();
         for (std::size_t i = 0; same && i < a.size(); ++i)
             same = ko::hash<TopoMeshEdge>()(a[i].twin()) == ko::hash<TopoMeshEdge>()(b[i].twin()) &&
-                   ko::hash<TopoMeshEdge>()(a[i].origin().edge()) == ko::hash<TopoMeshEdge>()(b[i].origin().edge());
+                   ko::hash<TopoMeshEdge>()(a[i].origin().edge()) ==
+                       ko::hash<TopoMeshEdge>()(b[i].origin().edge());
         CHECK(same);
     }
 }

@@ -174,6 +174,29 @@ TEST_SUITE("MeshIntersect") {
         CHECK(numPairs > 1000);
     }
 
+    // A disc of thin triangles round vertex 0, pierced by confetti: nearly every voxel is crowded with triangles that share the
+    // hub. Without regard to that, the large disc would try ten thousand million pairs.
+    TEST_CASE("hubOfAHugeFanCostsNoPairs") {
+        auto const pierced = [](int numTriangles, int numPieces) {
+            std::vector<float> coordinates{0.5f, 0.5f, 0.5f};
+            std::vector<int> triangles;
+            for (int i = 0; i < numTriangles; ++i) {
+                double const turn = 6.283185307179586 * i / numTriangles;
+                coordinates.insert(coordinates.end(),
+                                   {static_cast<float>(0.5 + 0.5 * std::cos(turn)),
+                                    static_cast<float>(0.5 + 0.5 * std::sin(turn)), 0.5f});
+                triangles.insert(triangles.end(), {0, i + 1, (i + 1) % numTriangles + 1});
+            }
+            return support::joined(support::meshOf(coordinates, triangles),
+                                   confetti(numPieces, 0.1, 3));
+        };
+        CompactMesh const small = pierced(700, 600);
+        Pairs const expected = pairsByTryingAll(small);
+        CHECK(expected.size() > 100);
+        CHECK(pairsOf(Indexed(small).selfCuts()) == expected);
+        CHECK(Indexed(pierced(150000, 0)).selfCuts().empty());
+    }
+
     TEST_CASE("outcomeIsTheSameBitsOnAnyNumberOfThreads") {
         Indexed const spheres(
             support::joined(support::sphere(4), support::sphere(4), 0.7f, 0.1f, 0.05f));

@@ -56,7 +56,8 @@ CompactMesh grid(int numX, int numY) {
     std::vector<int> triangles;
     for (int j = 0; j <= numY; ++j) {
         for (int i = 0; i <= numX; ++i)
-            coordinates.insert(coordinates.end(), {static_cast<float>(i), static_cast<float>(j), 0.0f});
+            coordinates.insert(coordinates.end(),
+                               {static_cast<float>(i), static_cast<float>(j), 0.0f});
     }
     for (int j = 0; j < numY; ++j) {
         for (int i = 0; i < numX; ++i) {
@@ -100,12 +101,14 @@ CompactMesh sphere(int levels) {
     for (int level = 0; level < levels; ++level) {
         std::map<std::pair<int, int>, int> middles;
         auto const middle = [&](int a, int b) {
-            auto const [found, isNew] = middles.try_emplace(std::minmax(a, b), static_cast<int>(points.size()));
+            auto const [found, isNew] =
+                middles.try_emplace(std::minmax(a, b), static_cast<int>(points.size()));
             if (isNew) {
                 auto const pa = points[static_cast<std::size_t>(a)];
                 auto const pb = points[static_cast<std::size_t>(b)];
                 std::array<double, 3> sum{pa[0] + pb[0], pa[1] + pb[1], pa[2] + pb[2]};
-                double const length = std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
+                double const length =
+                    std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
                 points.push_back({sum[0] / length, sum[1] / length, sum[2] / length});
             }
             return found->second;
@@ -135,14 +138,16 @@ CompactMesh torus(int numU, int numV, double majorRadius, double minorRadius) {
         for (int j = 0; j < numV; ++j) {
             double const v = full * j / numV;
             double const r = majorRadius + minorRadius * std::cos(v);
-            coordinates.insert(coordinates.end(), {static_cast<float>(r * std::cos(u)), static_cast<float>(r * std::sin(u)),
+            coordinates.insert(coordinates.end(), {static_cast<float>(r * std::cos(u)),
+                                                   static_cast<float>(r * std::sin(u)),
                                                    static_cast<float>(minorRadius * std::sin(v))});
         }
     }
     for (int i = 0; i < numU; ++i) {
         for (int j = 0; j < numV; ++j) {
             int const nextI = (i + 1) % numU, nextJ = (j + 1) % numV;
-            int const a = i * numV + j, b = nextI * numV + j, c = nextI * numV + nextJ, d = i * numV + nextJ;
+            int const a = i * numV + j, b = nextI * numV + j, c = nextI * numV + nextJ,
+                      d = i * numV + nextJ;
             triangles.insert(triangles.end(), {a, b, c, a, c, d});
         }
     }
@@ -156,14 +161,16 @@ CompactMesh moebius(int numSteps) {
         double const u = 2.0 * std::numbers::pi * i / numSteps;
         for (double const side : {-0.3, 0.3}) {
             double const r = 1.0 + side * std::cos(u / 2);
-            coordinates.insert(coordinates.end(), {static_cast<float>(r * std::cos(u)), static_cast<float>(r * std::sin(u)),
+            coordinates.insert(coordinates.end(), {static_cast<float>(r * std::cos(u)),
+                                                   static_cast<float>(r * std::sin(u)),
                                                    static_cast<float>(side * std::sin(u / 2))});
         }
     }
     for (int i = 0; i < numSteps; ++i) {
         bool const last = i + 1 == numSteps;
         int const a = 2 * i, b = a + 1;
-        int const c = last ? 1 : a + 2, d = last ? 0 : a + 3;  // the last step joins with its sides exchanged
+        int const c = last ? 1 : a + 2,
+                  d = last ? 0 : a + 3;  // the last step joins with its sides exchanged
         triangles.insert(triangles.end(), {a, c, d, a, d, b});
     }
     return meshOf(coordinates, triangles);
@@ -183,7 +190,8 @@ CompactMesh terrain(int numX, int numY, std::uint64_t seed) {
     Random random(seed);
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
         MeshVertex& p = mesh.getVertices()[v];
-        p.z = static_cast<float>(2.0 * std::sin(0.3 * p.x) * std::cos(0.2 * p.y) + random.real(-0.1, 0.1));
+        p.z = static_cast<float>(2.0 * std::sin(0.3 * p.x) * std::cos(0.2 * p.y) +
+                                 random.real(-0.1, 0.1));
     }
     return mesh;
 }
@@ -205,7 +213,8 @@ std::vector<int> permutation(int count, Random& random) {
     std::vector<int> order(static_cast<std::size_t>(count));
     std::iota(order.begin(), order.end(), 0);
     for (int i = count - 1; i > 0; --i)
-        std::swap(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(random.index(i + 1))]);
+        std::swap(order[static_cast<std::size_t>(i)],
+                  order[static_cast<std::size_t>(random.index(i + 1))]);
     return order;
 }
 
@@ -220,7 +229,8 @@ CompactMesh shuffled(CompactMesh const& mesh, std::uint64_t seed) {
     std::vector<float> coordinates(oldCoordinates.size());
     std::vector<int> triangles(oldTriangles.size());
     for (std::size_t v = 0; v < newVertex.size(); ++v)
-        std::copy_n(&oldCoordinates[3 * v], 3, &coordinates[3 * static_cast<std::size_t>(newVertex[v])]);
+        std::copy_n(&oldCoordinates[3 * v], 3,
+                    &coordinates[3 * static_cast<std::size_t>(newVertex[v])]);
     for (std::size_t t = 0; t < newTriangle.size(); ++t) {
         std::size_t const turn = static_cast<std::size_t>(random.index(3));
         for (std::size_t k = 0; k < 3; ++k) {
@@ -252,7 +262,8 @@ CompactMesh flipped(CompactMesh const& mesh, double probability, std::uint64_t s
     return meshOf(coordinatesOf(mesh), triangles);
 }
 
-CompactMesh joined(CompactMesh const& first, CompactMesh const& second, float moveX, float moveY, float moveZ) {
+CompactMesh joined(CompactMesh const& first, CompactMesh const& second, float moveX, float moveY,
+                   float moveZ) {
     std::vector<float> coordinates = coordinatesOf(first);
     std::vector<int> triangles = trianglesOf(first);
     for (int v = 0; v < second.getNumVertices(); ++v) {
@@ -276,16 +287,23 @@ CompactMesh latticeSoup(int numVertices, int numTriangles, std::uint64_t seed) {
 }
 
 std::vector<NamedMesh> manifoldZoo() {
-    return {{"triangle", triangle()},       {"tetrahedron", tetrahedron()},
-            {"cube", cube()},               {"octahedron", octahedron()},
-            {"sphere", sphere(2)},          {"shuffled sphere", shuffled(sphere(2), 1)},
-            {"torus", torus(12, 8)},        {"grid", grid(6, 4)},
-            {"terrain", terrain(12, 9, 5)}, {"two spheres", joined(sphere(1), sphere(1), 3.0f)}};
+    return {{"triangle", triangle()},
+            {"tetrahedron", tetrahedron()},
+            {"cube", cube()},
+            {"octahedron", octahedron()},
+            {"sphere", sphere(2)},
+            {"shuffled sphere", shuffled(sphere(2), 1)},
+            {"torus", torus(12, 8)},
+            {"grid", grid(6, 4)},
+            {"terrain", terrain(12, 9, 5)},
+            {"two spheres", joined(sphere(1), sphere(1), 3.0f)}};
 }
 
 std::vector<NamedMesh> zoo() {
     std::vector<NamedMesh> meshes = manifoldZoo();
-    auto const add = [&meshes](char const* name, CompactMesh const& mesh) { meshes.push_back({name, mesh}); };
+    auto const add = [&meshes](char const* name, CompactMesh const& mesh) {
+        meshes.push_back({name, mesh});
+    };
     std::vector<int> const ball = trianglesOf(sphere(1));
     auto const withTriangles = [&ball](std::vector<int> const& more) {
         std::vector<int> all = ball;
@@ -300,7 +318,8 @@ std::vector<NamedMesh> zoo() {
     add("moebius", moebius(9));
     add("bow-tie", bowTie());
     add("three on an edge", threeOnAnEdge());
-    add("duplicated triangles", withTriangles({ball[0], ball[1], ball[2], ball[4], ball[5], ball[3]}));
+    add("duplicated triangles",
+        withTriangles({ball[0], ball[1], ball[2], ball[4], ball[5], ball[3]}));
     add("degenerate triangles", withTriangles({0, 0, 1, 2, 2, 2, 3, 4, 3}));
     add("flipped triangles", flipped(sphere(2), 0.3, 7));
     add("holed", holed(sphere(3), 0.8, 11));

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "trimora/contract/koGeom/CompactMesh.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "trimora/contract/koGeom/CompactMesh.h"
 
 /// Generators of test meshes. Deterministic; triangles counter-clockwise seen from outside or from +z.
 /// Every mesh is a value: CompactMesh is copied deeply. (Reference counts start at 0; local objects are fine.)
@@ -12,7 +12,7 @@ namespace support {
 
 /// splitmix64: the same numbers on every platform.
 class Random {
-  public:
+public:
     explicit Random(std::uint64_t seed) : state_(seed) {}
     std::uint64_t next();
     /// Uniform in 0 to count - 1; count at least 1.
@@ -20,12 +20,13 @@ class Random {
     /// Uniform in [low, high).
     double real(double low, double high);
 
-  private:
+private:
     std::uint64_t state_;
 };
 
 /// A mesh of the given flat coordinates (x y z ...) and triangles (a b c ...).
-koGeom::CompactMesh meshOf(std::vector<float> const& coordinates, std::vector<int> const& triangles);
+koGeom::CompactMesh meshOf(std::vector<float> const& coordinates,
+                           std::vector<int> const& triangles);
 
 std::vector<int> trianglesOf(koGeom::CompactMesh const& mesh);
 std::vector<float> coordinatesOf(koGeom::CompactMesh const& mesh);
@@ -68,7 +69,8 @@ koGeom::CompactMesh shuffled(koGeom::CompactMesh const& mesh, std::uint64_t seed
 koGeom::CompactMesh holed(koGeom::CompactMesh const& mesh, double keep, std::uint64_t seed);
 
 /// Each triangle is turned over with the given probability.
-koGeom::CompactMesh flipped(koGeom::CompactMesh const& mesh, double probability, std::uint64_t seed);
+koGeom::CompactMesh flipped(koGeom::CompactMesh const& mesh, double probability,
+                            std::uint64_t seed);
 
 /// Both meshes side by side in one array, the second one moved.
 koGeom::CompactMesh joined(koGeom::CompactMesh const& first, koGeom::CompactMesh const& second,

@@ -1,8 +1,8 @@
 #include "support/checks.h"
 
-#include <memory>
-
 #include "trimora/contract/koGeom/debugChannel.h"
+
+#include <memory>
 
 namespace support {
 
@@ -16,8 +16,8 @@ namespace {
 std::string rangeFault(char const* what, int const* indices, int count, int numVertices) {
     for (int i = 0; i < count; ++i) {
         if (indices[i] < 0 || indices[i] >= numVertices)
-            return std::string(what) + " index " + std::to_string(i) + " is " + std::to_string(indices[i]) + " of " +
-                   std::to_string(numVertices) + " vertices";
+            return std::string(what) + " index " + std::to_string(i) + " is " +
+                   std::to_string(indices[i]) + " of " + std::to_string(numVertices) + " vertices";
     }
     return {};
 }
@@ -28,7 +28,9 @@ std::string runsFault(char const* what, koGeom::MeshSequence const& runs, int nu
         total += runs.lengths[i];
     if (total != runs.points.size())
         return std::string(what) + " lengths do not add up to the points";
-    return runs.points.size() == 0 ? std::string() : rangeFault(what, runs.points.data(), runs.points.size(), numVertices);
+    return runs.points.size() == 0
+               ? std::string()
+               : rangeFault(what, runs.points.data(), runs.points.size(), numVertices);
 }
 
 }  // namespace
@@ -41,11 +43,13 @@ std::string faultOf(CompactMesh const& mesh) {
         return "no positions";
     for (int i = 0; koGeom::MeshAttributes const* const set = mesh.getAttributes(i); ++i) {
         if (set->getNumElements() != numVertices)
-            return std::string("set ") + set->getName().asChar() + " is out of step with the vertices";
+            return std::string("set ") + set->getName().asChar() +
+                   " is out of step with the vertices";
     }
     std::string fault;
     if (mesh.getNumTriangles() > 0)
-        fault = rangeFault("triangle", mesh.getTrianglesRaw(), 3 * mesh.getNumTriangles(), numVertices);
+        fault =
+            rangeFault("triangle", mesh.getTrianglesRaw(), 3 * mesh.getNumTriangles(), numVertices);
     if (fault.empty() && mesh.getNumLines() > 0)
         fault = rangeFault("line", mesh.getLines()->vertices, 2 * mesh.getNumLines(), numVertices);
     if (fault.empty())
@@ -61,7 +65,8 @@ std::string faultOf(CompactMesh const& mesh) {
 
 ModificationCounter::ModificationCounter(koGeom::PointMesh& mesh) : mesh_(mesh) {
     using Callback = koRTB::FunctionArgMember<EntityModification&, ModificationCounter>;
-    connection_ = mesh_.modificationSignal().addCallback(new Callback(this, &ModificationCounter::received));
+    connection_ =
+        mesh_.modificationSignal().addCallback(new Callback(this, &ModificationCounter::received));
 }
 
 ModificationCounter::~ModificationCounter() {

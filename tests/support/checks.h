@@ -1,14 +1,14 @@
 #pragma once
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshModification.h"
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koOS/DebugChannel.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
+
+#include <functional>
+#include <string>
+#include <vector>
 
 /// Shared checkers: each is independent of the code it checks.
 namespace support {
@@ -23,7 +23,7 @@ std::string faultOf(koGeom::TopoMesh const& mesh);
 
 /// Counts the modification signals of one mesh while it lives.
 class ModificationCounter {
-  public:
+public:
     explicit ModificationCounter(koGeom::PointMesh& mesh);
     ~ModificationCounter();
     ModificationCounter(ModificationCounter const&) = delete;
@@ -31,9 +31,11 @@ class ModificationCounter {
 
     int total() const { return static_cast<int>(types_.size()); }
     /// Type of the i-th modification received.
-    koGeom::MeshModification::Type type(int i) const { return types_.at(static_cast<std::size_t>(i)); }
+    koGeom::MeshModification::Type type(int i) const {
+        return types_.at(static_cast<std::size_t>(i));
+    }
 
-  private:
+private:
     void received(koGeom::EntityModification& modification);
 
     koGeom::PointMesh& mesh_;
@@ -43,12 +45,12 @@ class ModificationCounter {
 
 /// Collects the lines of the debug channel while it lives.
 class DebugCapture {
-  public:
+public:
     DebugCapture();
     ~DebugCapture();
     std::string const& text() const { return text_; }
 
-  private:
+private:
     std::string text_;
 };
 

@@ -12,7 +12,8 @@ namespace {
 std::vector<std::string> findCorpus() {
     namespace fs = std::filesystem;
     char const* const named = std::getenv("TRIMORA_CORPUS");
-    fs::path const folder = named != nullptr ? fs::path(named) : fs::path(TRIMORA_SOURCE_DIR) / "../shared/meshes";
+    fs::path const folder =
+        named != nullptr ? fs::path(named) : fs::path(TRIMORA_SOURCE_DIR) / "../shared/meshes";
     std::vector<std::string> paths;
     std::error_code error;
     for (auto const& entry : fs::directory_iterator(folder, error)) {

@@ -13,7 +13,8 @@ std::map<Edge, std::vector<int>> edgeTable(CompactMesh const& mesh) {
     int const* const triangles = mesh.getTrianglesRaw();
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         for (int k = 0; k < 3; ++k) {
-            auto const [low, high] = std::minmax(triangles[3 * t + k], triangles[3 * t + (k + 1) % 3]);
+            auto const [low, high] =
+                std::minmax(triangles[3 * t + k], triangles[3 * t + (k + 1) % 3]);
             table[Edge{low, high}].push_back(t);
         }
     }
@@ -31,7 +32,8 @@ int numComponents(CompactMesh const& mesh) {
     int const* const triangles = mesh.getTrianglesRaw();
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         for (int k = 1; k < 3; ++k)
-            group[static_cast<std::size_t>(rootOf(triangles[3 * t + k]))] = rootOf(triangles[3 * t]);
+            group[static_cast<std::size_t>(rootOf(triangles[3 * t + k]))] =
+                rootOf(triangles[3 * t]);
     }
     std::set<int> roots;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
@@ -42,13 +44,14 @@ int numComponents(CompactMesh const& mesh) {
 int eulerNumber(CompactMesh const& mesh) {
     int const* const triangles = mesh.getTrianglesRaw();
     std::set<int> const used(triangles, triangles + 3 * mesh.getNumTriangles());
-    return static_cast<int>(used.size()) - static_cast<int>(edgeTable(mesh).size()) + mesh.getNumTriangles();
+    return static_cast<int>(used.size()) - static_cast<int>(edgeTable(mesh).size()) +
+           mesh.getNumTriangles();
 }
 
 int numBorderEdges(CompactMesh const& mesh) {
     auto const table = edgeTable(mesh);
-    return static_cast<int>(
-        std::count_if(table.begin(), table.end(), [](auto const& entry) { return entry.second.size() == 1; }));
+    return static_cast<int>(std::count_if(
+        table.begin(), table.end(), [](auto const& entry) { return entry.second.size() == 1; }));
 }
 
 namespace {
@@ -56,7 +59,8 @@ namespace {
 using Triple = std::array<double, 3>;
 
 Triple cornerOf(CompactMesh const& mesh, int triangle, int corner) {
-    float const* const p = mesh.getVerticesRaw() + 3 * mesh.getTrianglesRaw()[3 * triangle + corner];
+    float const* const p =
+        mesh.getVerticesRaw() + 3 * mesh.getTrianglesRaw()[3 * triangle + corner];
     return {p[0], p[1], p[2]};
 }
 
@@ -77,7 +81,8 @@ Triple between(Triple const& from, Triple const& to) {
 double volume(CompactMesh const& mesh) {
     double sum = 0.0;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
-        sum += dotted(cornerOf(mesh, t, 0), crossed(cornerOf(mesh, t, 1), cornerOf(mesh, t, 2))) / 6.0;
+        sum +=
+            dotted(cornerOf(mesh, t, 0), crossed(cornerOf(mesh, t, 1), cornerOf(mesh, t, 2))) / 6.0;
     return sum;
 }
 
@@ -85,7 +90,8 @@ double area(CompactMesh const& mesh) {
     double sum = 0.0;
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         Triple const a = cornerOf(mesh, t, 0);
-        Triple const normal = crossed(between(a, cornerOf(mesh, t, 1)), between(a, cornerOf(mesh, t, 2)));
+        Triple const normal =
+            crossed(between(a, cornerOf(mesh, t, 1)), between(a, cornerOf(mesh, t, 2)));
         sum += 0.5 * std::sqrt(dotted(normal, normal));
     }
     return sum;
@@ -96,8 +102,10 @@ std::multiset<std::array<std::array<float, 3>, 3>> positionTriples(CompactMesh c
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         std::array<std::array<float, 3>, 3> corners;
         for (int k = 0; k < 3; ++k)
-            std::copy_n(mesh.getVerticesRaw() + 3 * mesh.getTrianglesRaw()[3 * t + k], 3, corners[static_cast<std::size_t>(k)].begin());
-        std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()), corners.end());
+            std::copy_n(mesh.getVerticesRaw() + 3 * mesh.getTrianglesRaw()[3 * t + k], 3,
+                        corners[static_cast<std::size_t>(k)].begin());
+        std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()),
+                    corners.end());
         triples.insert(corners);
     }
     return triples;

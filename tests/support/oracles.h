@@ -1,11 +1,11 @@
 #pragma once
 
+#include "trimora/contract/koGeom/CompactMesh.h"
+
 #include <array>
 #include <map>
 #include <set>
 #include <vector>
-
-#include "trimora/contract/koGeom/CompactMesh.h"
 
 /// Brute-force answers over a whole mesh, written to be plainly right.
 namespace support {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/TopoMesh.h"
+
+#include <string>
+#include <vector>
 
 /// Small half-edge meshes, and what they look like in numbers.
 namespace support {

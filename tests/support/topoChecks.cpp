@@ -1,10 +1,10 @@
+#include "support/checks.h"
+
 #include <map>
 #include <set>
 #include <unordered_map>
 #include <utility>
 #include <vector>
-
-#include "support/checks.h"
 
 /// The checker of half-edge meshes. It believes nothing but the links: what it compares them with it counts itself.
 namespace support {
@@ -29,13 +29,15 @@ struct Elements {
     template <typename Handle>
     std::string name(char const* kind, Handle handle) const {
         auto const found = numberOf.find(handle.record());
-        return std::string(kind) + " " + (found == numberOf.end() ? "?" : std::to_string(found->second));
+        return std::string(kind) + " " +
+               (found == numberOf.end() ? "?" : std::to_string(found->second));
     }
 };
 
 /// Follows a list; a fault when it is not as long as it is said to be, or comes past an element twice or out of order.
 template <typename Handle>
-std::string listFault(char const* kind, Handle first, int count, std::vector<Handle>& out, Elements& elements) {
+std::string listFault(char const* kind, Handle first, int count, std::vector<Handle>& out,
+                      Elements& elements) {
     for (Handle h = first; h; h = h.nextInList()) {
         if (static_cast<int>(out.size()) == count)
             return std::string("the list of ") + kind + " is longer than the count";
@@ -45,8 +47,9 @@ std::string listFault(char const* kind, Handle first, int count, std::vector<Han
             return std::string("the list of ") + kind + " is out of the order of creation";
         out.push_back(h);
     }
-    return static_cast<int>(out.size()) == count ? std::string()
-                                                 : std::string("the list of ") + kind + " is shorter than the count";
+    return static_cast<int>(out.size()) == count
+               ? std::string()
+               : std::string("the list of ") + kind + " is shorter than the count";
 }
 
 std::string edgeFault(Elements const& all, TopoMeshEdge e) {
@@ -110,7 +113,8 @@ std::string vertexFault(Elements const& all) {
             return name + ": its own edge does not leave it";
         int count = 0;
         koGeom::TopoMeshEdgeRecord const* before = nullptr;
-        for (auto const* e = v.record()->firstLeaving; e != nullptr; before = e, e = e->nextLeaving) {
+        for (auto const* e = v.record()->firstLeaving; e != nullptr;
+             before = e, e = e->nextLeaving) {
             if (all.numberOf.count(e) == 0 || e->origin != v.record() || e->prevLeaving != before)
                 return name + ": the chain of leaving edges is broken";
             if (++count > expected)
@@ -124,7 +128,9 @@ std::string vertexFault(Elements const& all) {
 
 TopoMeshEdge followedTwin(TopoMeshEdge e) {
     TopoMeshEdge const twin = e.twin();
-    return twin && twin.origin() == e.next().origin() && twin.next().origin() == e.origin() ? twin : TopoMeshEdge();
+    return twin && twin.origin() == e.next().origin() && twin.next().origin() == e.origin()
+               ? twin
+               : TopoMeshEdge();
 }
 
 /// The boundary edges must fall into closed loops: from each, going round its end meets one other, and each is met once.
@@ -156,7 +162,8 @@ std::string boundaryFault(Elements const& all) {
 
 std::string faultOf(TopoMesh const& mesh) {
     Elements all;
-    std::string fault = listFault("vertices", mesh.firstVertex(), mesh.numVertices(), all.vertices, all);
+    std::string fault =
+        listFault("vertices", mesh.firstVertex(), mesh.numVertices(), all.vertices, all);
     if (fault.empty())
         fault = listFault("edges", mesh.firstEdge(), mesh.numEdges(), all.edges, all);
     if (fault.empty())

@@ -1,13 +1,12 @@
-#include "trimora/topology/constructSubdividedOctahedron.h"
-
-#include <doctest/doctest.h>
-
-#include <cmath>
-#include <memory>
-
 #include "support/checks.h"
 #include "support/topoBuilders.h"
+
 #include "trimora/contract/koGeom/TopoMesh.h"
+#include "trimora/topology/constructSubdividedOctahedron.h"
+
+#include <cmath>
+#include <doctest/doctest.h>
+#include <memory>
 
 using namespace koGeom;
 using support::facesOf;
@@ -81,6 +80,7 @@ TEST_CASE("firstLevelHasTheMiddlesOfFacesAndEdgesAndTheOldCorners") {
     for (std::size_t i = 0; i < v.size(); ++i)
         CHECK(v[i].valence() == (i >= 6 && i < 14 ? 3 : 4));
     double const third = 1.0 / std::sqrt(3.0);
-    Vector const diagonal = third * (Vector(tilted().uAxis) + Vector(tilted().vAxis) + Vector(tilted().normal));
+    Vector const diagonal =
+        third * (Vector(tilted().uAxis) + Vector(tilted().vAxis) + Vector(tilted().normal));
     CHECK(equivalent(v[6].point(), Point(1, 2, 3) + diagonal, 1e-14));
 }

@@ -1,10 +1,10 @@
-#include "trimora/topology/meshTwin.h"
-
-#include <doctest/doctest.h>
-
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/topoBuilders.h"
+
+#include "trimora/topology/meshTwin.h"
+
+#include <doctest/doctest.h>
 
 using namespace koGeom;
 using support::faultOf;
@@ -34,12 +34,14 @@ struct Book {
         TopoMeshVertex const b = mesh.allocVertex(Point(1, 0, 0));
         for (char page : pages) {
             TopoMeshVertex const c = mesh.allocVertex(Point(0, 1, 0));
-            onEdge.push_back((page == 'u' ? mesh.allocTriangle(a, b, c) : mesh.allocTriangle(b, a, c)).edge());
+            onEdge.push_back(
+                (page == 'u' ? mesh.allocTriangle(a, b, c) : mesh.allocTriangle(b, a, c)).edge());
         }
         for (TopoMeshEdge e : onEdge)
             part(e);
         mesh.modificationSignal().addCallback(
-            new koRTB::FunctionArgMember<EntityModification&, Listener>(&listener, &Listener::hear));
+            new koRTB::FunctionArgMember<EntityModification&, Listener>(&listener,
+                                                                        &Listener::hear));
     }
 
     /// Takes the twin away by way of a helper face that comes and goes.
@@ -114,8 +116,9 @@ TEST_CASE("leavesTwinsAloneWhenFacesAreAdded") {
 }
 
 TEST_CASE("leavesManifoldsAsAllocationMadeThem") {
-    for (auto const& [name, source] : support::manifoldZoo()) {
-        INFO(name);
+    for (support::NamedMesh const& named : support::manifoldZoo()) {
+        INFO(named.name);
+        CompactMesh const& source = named.mesh;
         TopoMesh mesh;
         support::fill(mesh, source);
         std::vector<void const*> const before = support::digestOf(mesh);
@@ -125,8 +128,9 @@ TEST_CASE("leavesManifoldsAsAllocationMadeThem") {
 }
 
 TEST_CASE("everyPairOfVerticesKeepsAtMostOneOpenEdge") {
-    for (auto const& [name, source] : support::zoo()) {
-        INFO(name);
+    for (support::NamedMesh const& named : support::zoo()) {
+        INFO(named.name);
+        CompactMesh const& source = named.mesh;
         TopoMesh mesh;
         support::fill(mesh, source);
         meshTwin(mesh);

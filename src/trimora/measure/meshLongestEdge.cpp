@@ -1,9 +1,9 @@
 #include "trimora/measure/meshLongestEdge.h"
 
+#include "trimora/contract/koGeom/CompactMesh.h"
+
 #include <cmath>
 #include <cstddef>
-
-#include "trimora/contract/koGeom/CompactMesh.h"
 
 namespace koGeom {
 
@@ -16,8 +16,10 @@ double longestEdge(CompactMesh const& mesh, float const* coordinates) {
     float greatest = 0.0f;
     for (std::ptrdiff_t corner = 0; corner < numCorners; ++corner) {
         std::ptrdiff_t const next = corner % 3 == 2 ? corner - 2 : corner + 1;
-        float const* const a = coordinates + dimension * static_cast<std::ptrdiff_t>(triangles[corner]);
-        float const* const b = coordinates + dimension * static_cast<std::ptrdiff_t>(triangles[next]);
+        float const* const a =
+            coordinates + dimension * static_cast<std::ptrdiff_t>(triangles[corner]);
+        float const* const b =
+            coordinates + dimension * static_cast<std::ptrdiff_t>(triangles[next]);
         float length2 = 0.0f;
         for (int axis = 0; axis < dimension; ++axis)
             length2 += (b[axis] - a[axis]) * (b[axis] - a[axis]);

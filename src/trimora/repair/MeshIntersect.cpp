@@ -23,6 +23,7 @@
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
 #include "trimora/repair/detail/TrianglePlane.h"
+#include "trimora/repair/detail/VoxelHubs.h"
 #include "trimora/spatial/VisitStamps.h"
 #include "trimora/spatial/octreeIterators.h"
 
@@ -176,6 +177,10 @@ private:
     bool hasPlane_ = false;
 };
 
+bool holdsVertex(int const* corners, int vertex) {
+    return corners[0] == vertex || corners[1] == vertex || corners[2] == vertex;
+}
+
 bool shareVertex(int const* a, int const* b) {
     bool shared = false;
     for (int i = 0; i < 3; ++i)
@@ -187,7 +192,9 @@ class SelfIntersectAlg : public CutSearch {
 public:
     SelfIntersectAlg(MeshArrays const& mesh, ko::vector<BoundingBox> const& boxes,
                      ArrayOfSets const& triVoxels, OctreeTris const& tris)
-        : CutSearch(mesh, boxes, triVoxels, mesh.numTriangles), tris_(tris) {}
+        : CutSearch(mesh, boxes, triVoxels, mesh.numTriangles),
+          tris_(tris),
+          hubs_(tris, mesh.triangles) {}
 
 protected:
     void findCuts(int a, VisitStamps& stamps, std::vector<Cut>& cuts) const override {
@@ -196,8 +203,13 @@ protected:
         int const* const voxels = triVoxels_.getSet(a);
         int const numVoxels = triVoxels_.getSetSize(a);
         for (int i = 0; i < numVoxels; ++i) {
-            int const* const partners = tris_.firstTri(voxels[i]);
-            int const numPartners = tris_.numTris(voxels[i]);
+            int const* partners = tris_.firstTri(voxels[i]);
+            int numPartners = tris_.numTris(voxels[i]);
+            VoxelHubs::Hub const* const hub = hubs_.find(voxels[i], numPartners);
+            if (hub != nullptr && holdsVertex(mesh_.corners(a), hub->vertex)) {
+                partners = hub->others.data();
+                numPartners = static_cast<int>(hub->others.size());
+            }
             for (int k = 0; k < numPartners; ++k) {
                 int const b = partners[k];
                 // Each pair has one owner, its greater triangle.
@@ -219,6 +231,7 @@ private:
     }
 
     OctreeTris const& tris_;
+    VoxelHubs hubs_;
 };
 
 class IntersectAlg : public CutSearch {

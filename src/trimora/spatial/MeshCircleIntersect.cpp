@@ -1,8 +1,5 @@
 #include "trimora/spatial/MeshCircleIntersect.h"
 
-#include <cmath>
-#include <numbers>
-
 #include "trimora/connectivity/triNormal.h"
 #include "trimora/contract/ko/ImplBase.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
@@ -13,6 +10,9 @@
 #include "trimora/spatial/VisitStamps.h"
 #include "trimora/spatial/octreeIterators.h"
 
+#include <cmath>
+#include <numbers>
+
 namespace koGeom {
 
 namespace {
@@ -22,16 +22,22 @@ constexpr int numArcs = 12;
 }  // namespace
 
 class IntersectImpl : public ko::ImplBase {
-  public:
-    IntersectImpl(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris, double tolerance)
-        : mesh_(mesh), octreeTris_(octreeTris), tolerance_(tolerance), visited_(mesh.getNumTriangles()),
+public:
+    IntersectImpl(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris,
+                  double tolerance)
+        : mesh_(mesh),
+          octreeTris_(octreeTris),
+          tolerance_(tolerance),
+          visited_(mesh.getNumTriangles()),
           voxels_(octree) {}
 
     void intersect(Plane const& circle, double radius, ko::vector<Point>& result);
 
-  private:
-    void searchBox(BoundingBox const& box, Plane const& circle, double radius, ko::vector<Point>& result);
-    void tryTriangle(int triangle, Plane const& circle, double radius, ko::vector<Point>& result) const;
+private:
+    void searchBox(BoundingBox const& box, Plane const& circle, double radius,
+                   ko::vector<Point>& result);
+    void tryTriangle(int triangle, Plane const& circle, double radius,
+                     ko::vector<Point>& result) const;
 
     CompactMesh const& mesh_;
     OctreeTris const& octreeTris_;
@@ -48,7 +54,8 @@ void IntersectImpl::intersect(Plane const& circle, double radius, ko::vector<Poi
     visited_.nextQuery();
     Point former = circle.origin + spoke;
     for (int arc = 1; arc <= numArcs; ++arc) {
-        Point const end = circle.origin + rotate(spoke, circle.normal, arc * 2.0 * std::numbers::pi / numArcs);
+        Point const end =
+            circle.origin + rotate(spoke, circle.normal, arc * 2.0 * std::numbers::pi / numArcs);
         double const xyz[3] = {former.x, former.y, former.z};
         BoundingBox box(xyz);
         box.extend(PointFlt(end));
@@ -70,11 +77,13 @@ void IntersectImpl::searchBox(BoundingBox const& box, Plane const& circle, doubl
     }
 }
 
-void IntersectImpl::tryTriangle(int triangle, Plane const& circle, double radius, ko::vector<Point>& result) const {
+void IntersectImpl::tryTriangle(int triangle, Plane const& circle, double radius,
+                                ko::vector<Point>& result) const {
     MeshTriangle const& corners = mesh_.getTriangles()[triangle];
     MeshVertex const* const vertices = mesh_.getVertices();
     Point const first = vertices[corners[0]].asPoint();
-    Plane const plane(first, triNormal(first, vertices[corners[1]].asPoint(), vertices[corners[2]].asPoint()));
+    Plane const plane(
+        first, triNormal(first, vertices[corners[1]].asPoint(), vertices[corners[2]].asPoint()));
     Point points[2];
     int const numPoints = circlePlaneIntersect(circle, radius, plane, points);
     for (int i = 0; i < numPoints; ++i) {
@@ -85,18 +94,20 @@ void IntersectImpl::tryTriangle(int triangle, Plane const& circle, double radius
     }
 }
 
-MeshCircleIntersect::MeshCircleIntersect(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris,
-                                         double tolerance)
+MeshCircleIntersect::MeshCircleIntersect(CompactMesh const& mesh, Octree const& octree,
+                                         OctreeTris const& octreeTris, double tolerance)
     : impl_(new IntersectImpl(mesh, octree, octreeTris, tolerance)), ownsImpl_(true) {}
 
-MeshCircleIntersect::MeshCircleIntersect(MeshCircleIntersect const& other) : impl_(other.impl_), ownsImpl_(false) {}
+MeshCircleIntersect::MeshCircleIntersect(MeshCircleIntersect const& other)
+    : impl_(other.impl_), ownsImpl_(false) {}
 
 MeshCircleIntersect::~MeshCircleIntersect() {
     if (ownsImpl_)
         delete impl_;
 }
 
-void MeshCircleIntersect::operator()(Plane const& circle, double radius, ko::vector<Point>& result) {
+void MeshCircleIntersect::operator()(Plane const& circle, double radius,
+                                     ko::vector<Point>& result) {
     impl_->intersect(circle, radius, result);
 }
 

@@ -19,9 +19,10 @@ class OctreeTris;
 ///             not outlive it
 /// threads     one call at a time
 class TRIMORA_API MeshCircleIntersect {
-  public:
+public:
     /// tolerance   by which a point found on a triangle's plane may differ, in each coordinate, from the nearest point of the triangle
-    MeshCircleIntersect(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris, double tolerance);
+    MeshCircleIntersect(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris,
+                        double tolerance);
     MeshCircleIntersect(MeshCircleIntersect const& other);
     MeshCircleIntersect& operator=(MeshCircleIntersect const&) = delete;
     ~MeshCircleIntersect();
@@ -33,7 +34,7 @@ class TRIMORA_API MeshCircleIntersect {
     /// order       by arcs of 30 degrees, then voxels, then triangles
     void operator()(Plane const& circle, double radius, ko::vector<Point>& result);
 
-  private:
+private:
     IntersectImpl* impl_;
     bool ownsImpl_;
 };
@@ -43,6 +44,7 @@ class TRIMORA_API MeshCircleIntersect {
 /// circle      its origin is the center, its normal the axis
 /// points      out: room for two; both are written unless the result is 0
 /// returns     0, 1 (tangent: both points are equal within epsilonTol) or 2; 0 for parallel planes, the circle's own among them
-TRIMORA_API int circlePlaneIntersect(Plane const& circle, double radius, Plane const& other, Point* points);
+TRIMORA_API int circlePlaneIntersect(Plane const& circle, double radius, Plane const& other,
+                                     Point* points);
 
 }  // namespace koGeom

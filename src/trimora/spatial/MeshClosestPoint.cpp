@@ -1,16 +1,13 @@
-// Closest points, two ways. MeshClosestPoint walks the voxels by distance and measures each triangle in them once. Two bounds
-// save work without changing any answer: the triangle that the last query found gives a first upper bound, and a
-// triangle whose box lies farther away than the best so far is not measured. Both leave a margin for the rounding of
-// the measuring itself. meshClosestPoint reaches triangles through the vertices in the voxels.
+// Closest points, two ways. MeshClosestPoint walks the voxels by distance and measures the
+// triangles in them. It leaves out what can neither win nor tie: triangles whose boxes lie beyond
+// what is known to be on the mesh (the best so far, the likeliest triangle of the first voxel, the
+// triangle that the last query found), and nodes likewise. Margins cover the rounding of the boxes'
+// distances and of the measuring itself, so that the answer is that of measuring everything.
+// meshClosestPoint reaches triangles through the vertices in the voxels.
 
 #include "trimora/spatial/MeshClosestPoint.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
 #include "trimora/connectivity/MeshAdjTris.h"
-#include "trimora/contract/koGeom/BitVector.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/Octree.h"
@@ -21,6 +18,13 @@
 #include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/OctreeClosestIt.h"
 #include "trimora/spatial/VisitStamps.h"
+#include "trimora/spatial/detail/TriangleBoxDistances.h"
+#include "trimora/spatial/detail/holdsMesh.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
 
 namespace koGeom {
 
@@ -28,105 +32,202 @@ namespace {
 
 constexpr double largestDouble = std::numeric_limits<double>::max();
 
-// Of the largest coordinate: far above the rounding of a weighted sum of corners, far below what saves work.
-constexpr double relativeMargin = 1e-12;
+/// Of the largest coordinate: far above the rounding of a weighted sum of corners, far below what
+/// saves work.
+constexpr double measuringMargin = 1e-12;
 
-double distance2ToBox(double const (&p)[3], float const* a, float const* b, float const* c) {
-    double sum = 0.0;
-    for (int axis = 0; axis < 3; ++axis) {
-        float const low = std::min(std::min(a[axis], b[axis]), c[axis]);
-        float const high = std::max(std::max(a[axis], b[axis]), c[axis]);
-        double const below = static_cast<double>(low) - p[axis];
-        double const above = p[axis] - static_cast<double>(high);
-        double const outside = std::max(std::max(below, above), 0.0);
-        sum += outside * outside;
-    }
-    return sum;
+/// Float steps of the largest coordinate: above the rounding by which a triangle can be missing in
+/// the table of a voxel that it only just touches.
+constexpr double tableMargin = 8.0;
+
+/// For squares in floats: above their relative and their absolute rounding.
+constexpr double squareFactor = 1.0 + 0x1p-18;
+constexpr float squareMargin = std::numeric_limits<float>::min();
+
+double squaredReach(double distance2, double margin) {
+    double const reach = std::sqrt(distance2) + margin;
+    return reach * reach;
 }
 
-float const* cornerOf(float const* vertices, int const* triangle, int corner) {
-    return vertices + 3 * static_cast<std::ptrdiff_t>(triangle[corner]);
-}
+}  // namespace
 
-// One query of MeshClosestPoint: the best so far, and from where on a triangle is not worth measuring.
+class ClosestPointContext : public ko::ImplBase {
+public:
+    ClosestPointContext(CompactMesh const& mesh, BoundingBox const& rootBox)
+        : visited(mesh.getNumTriangles()),
+          treeHoldsMesh(detail::holdsMesh(rootBox, mesh)),
+          largest(detail::largestCoordinate(rootBox)) {}
+
+    VisitStamps visited;  ///< triangles that this query has measured
+    OctreeClosestIt walker;
+    bool treeHoldsMesh;     ///< else nothing is left out
+    double largest;         ///< coordinate of the tree
+    int lastTriangle = -1;  ///< found by the last query
+};
+
+namespace {
+
+/// One query of MeshClosestPoint.
 class Nearest {
-  public:
-    Nearest(CompactMesh const& mesh, BoundingBox const& rootBox, Point const& p)
-        : vertices_(mesh.getVerticesRaw()), triangles_(mesh.getTrianglesRaw()), p_(p), xyz_{p.x, p.y, p.z} {
-        double largest = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)});
-        for (float const bound : rootBox.bounds)
-            largest = std::max(largest, std::abs(static_cast<double>(bound)));
-        margin_ = relativeMargin * largest;
+public:
+    Nearest(CompactMesh const& mesh, ClosestPointContext& context, Point const& p)
+        : vertices_(mesh.getVerticesRaw()),
+          triangles_(mesh.getTrianglesRaw()),
+          p_(p),
+          boxes_(vertices_, triangles_, PointFlt(p)),
+          visited_(context.visited) {
+        if (!context.treeHoldsMesh)
+            return;
+        double const largest =
+            std::max({context.largest, std::abs(p.x), std::abs(p.y), std::abs(p.z)});
+        margin_ = distance(p, Point(PointFlt(p))) + measuringMargin * largest;
+        if (context.lastTriangle >= 0)
+            startFrom(context.lastTriangle, margin_ + tableMargin * detail::floatStep(largest));
     }
 
     double best2() const { return best2_; }
-    double bound2() const { return bound2_; }
     MeshCoord const& best() const { return best_; }
+    /// Squared distance beyond which nodes of the tree do not matter.
+    double limit2() const { return std::min(best2_, limit2_); }
 
-    // A place that is known to be on the mesh: nothing farther away can be the nearest.
-    void startFrom(int triangle) {
+    void searchVoxel(int const* tris, int numTris) {
+        boxes_.prefetch(tris, numTris);
+        if (!(best2_ < largestDouble) && numTris > 0)
+            probe(tris, numTris);
+        for (int first = 0; first < numTris; first += 4) {
+            int const count = std::min(4, numTris - first);
+            __m128 const squares = boxes_.squares(tris + first, count);
+            int const beyond = _mm_movemask_ps(_mm_cmpgt_ps(squares, _mm_set1_ps(skip2_)));
+            unsigned near = static_cast<unsigned>(~beyond) & ((1U << count) - 1);
+            for (; near != 0; near &= near - 1)
+                consider(tris[first + std::countr_zero(near)]);
+        }
+    }
+
+private:
+    struct Measured {
+        int triangle = -1;
         MeshCoord coord;
-        double const squared = measure(triangle, coord);
-        if (squared < bound2_)
-            lowerBound(squared);
+        double distance2 = largestDouble;
+    };
+
+    struct Corners {
+        Point at[3];
+    };
+
+    Corners cornersOf(int triangle) const {
+        int const* const numbers = triangles_ + 3 * static_cast<std::ptrdiff_t>(triangle);
+        Corners corners;
+        for (int k = 0; k < 3; ++k) {
+            float const* const xyz = vertices_ + 3 * static_cast<std::ptrdiff_t>(numbers[k]);
+            corners.at[k] = PointFlt(xyz[0], xyz[1], xyz[2]);
+        }
+        return corners;
+    }
+
+    /// The largest double where nothing can be measured.
+    Measured measure(int triangle, Corners const& corners) const {
+        Measured measured;
+        measured.triangle = triangle;
+        measured.coord.triangle = triangle;
+        measured.coord.projectBase(p_, corners.at[0], corners.at[1], corners.at[2]);
+        if (measured.coord.valid())
+            measured.distance2 = distance2(measured.coord.evaluateBase(corners.at), p_);
+        return measured;
+    }
+    Measured measure(int triangle) const { return measure(triangle, cornersOf(triangle)); }
+
+    /// No point of the triangle is nearer, along any one direction, than the nearest of its corners.
+    /// The direction of the middle of the corners tells the most.
+    bool isBeyond(Corners const& corners) const {
+        Vector const a = p_ - corners.at[0];
+        Vector const b = p_ - corners.at[1];
+        Vector const c = p_ - corners.at[2];
+        Vector const along = a + b + c;
+        double const least = std::min({dot(along, a), dot(along, b), dot(along, c)});
+        return least > 0.0 && least * least > reach2_ * along.length2();
+    }
+
+    /// A place on the mesh that the walk need not come to before it ends: voxels at its distance
+    /// are kept, with what the tree and its table have rounded.
+    void startFrom(int triangle, double margin) {
+        double const squared = measure(triangle).distance2;
+        if (!(squared < largestDouble))
+            return;
+        limit2_ = squaredReach(squared, margin);
+        skipBeyond(limit2_);
+    }
+
+    /// Measures the triangle of this voxel whose box is nearest ahead of its turn: whatever follows
+    /// in the voxel, the answer is no worse.
+    void probe(int const* tris, int numTris) {
+        int likeliest = 0;
+        float least = std::numeric_limits<float>::infinity();
+        for (int first = 0; first < numTris; first += 4) {
+            float squares[4];
+            int const count = std::min(4, numTris - first);
+            _mm_storeu_ps(squares, boxes_.squares(tris + first, count));
+            for (int lane = 0; lane < count; ++lane)
+                if (squares[lane] < least) {
+                    least = squares[lane];
+                    likeliest = first + lane;
+                }
+        }
+        probed_ = measure(tris[likeliest]);
+        if (probed_.distance2 < largestDouble)
+            skipBeyond(squaredReach(probed_.distance2, margin_));
     }
 
     void consider(int triangle) {
-        int const* const corners = triangles_ + 3 * static_cast<std::ptrdiff_t>(triangle);
-        if (distance2ToBox(xyz_, cornerOf(vertices_, corners, 0), cornerOf(vertices_, corners, 1),
-                           cornerOf(vertices_, corners, 2)) > skip2_)
+        Corners const corners = cornersOf(triangle);
+        if (isBeyond(corners) || !visited_.meet(triangle))
             return;
-        MeshCoord coord;
-        double const squared = measure(triangle, coord);
-        if (!(squared < best2_))
+        Measured const measured =
+            triangle == probed_.triangle ? probed_ : measure(triangle, corners);
+        if (!(measured.distance2 < best2_))
             return;
-        best2_ = squared;
-        best_ = coord;
-        if (squared < bound2_)
-            lowerBound(squared);
+        best2_ = measured.distance2;
+        best_ = measured.coord;
+        skipBeyond(squaredReach(best2_, margin_));
     }
 
-  private:
-    // The squared distance, or the largest double where nothing can be measured.
-    double measure(int triangle, MeshCoord& coord) const {
-        coord = meshTriClosestPt(vertices_, triangles_, triangle, p_);
-        return coord.valid() ? distance2(coord.evaluate(vertices_, triangles_), p_) : largestDouble;
-    }
-
-    void lowerBound(double squared) {
-        bound2_ = squared;
-        double const reach = std::sqrt(squared) + margin_;
-        skip2_ = reach * reach;
+    void skipBeyond(double squared) {
+        if (!(squared < reach2_))
+            return;
+        reach2_ = squared;
+        skip2_ = static_cast<float>(squared * squareFactor) + squareMargin;
     }
 
     float const* vertices_;
     int const* triangles_;
     Point p_;
-    double xyz_[3];
-    double margin_;
-    double best2_ = largestDouble;   // of what was found in this walk
-    double bound2_ = largestDouble;  // of what is known to be there
-    double skip2_ = std::numeric_limits<double>::infinity();
+    detail::TriangleBoxDistances boxes_;
+    VisitStamps& visited_;
+    double margin_ = std::numeric_limits<double>::infinity();
+    double limit2_ = std::numeric_limits<double>::infinity();
+    // Squared distance beyond which triangles are left out, and the same for boxes in floats.
+    double reach2_ = std::numeric_limits<double>::infinity();
+    float skip2_ = std::numeric_limits<float>::infinity();
+    double best2_ = largestDouble;
     MeshCoord best_;
+    Measured probed_;
 };
 
 }  // namespace
 
-class ClosestPointContext : public ko::ImplBase {
-  public:
-    explicit ClosestPointContext(int numTriangles) : visited(numTriangles) {}
-
-    VisitStamps visited;
-    OctreeClosestIt walker;
-    int lastTriangle = -1;  // found by the last query
-};
-
-MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris)
-    : mesh_(mesh), octree_(octree), octreeTris_(octreeTris),
-      context_(new ClosestPointContext(mesh.getNumTriangles())), ownsContext_(true) {}
+MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree,
+                                   OctreeTris const& octreeTris)
+    : mesh_(mesh),
+      octree_(octree),
+      octreeTris_(octreeTris),
+      context_(new ClosestPointContext(mesh, octree.getRoot().box)),
+      ownsContext_(true) {}
 
 MeshClosestPoint::MeshClosestPoint(MeshClosestPoint const& other)
-    : mesh_(other.mesh_), octree_(other.octree_), octreeTris_(other.octreeTris_), context_(other.context_),
+    : mesh_(other.mesh_),
+      octree_(other.octree_),
+      octreeTris_(other.octreeTris_),
+      context_(other.context_),
       ownsContext_(false) {}
 
 MeshClosestPoint::~MeshClosestPoint() {
@@ -135,22 +236,14 @@ MeshClosestPoint::~MeshClosestPoint() {
 }
 
 double MeshClosestPoint::compute(Point const& p, MeshCoord* result) {
+    context_->visited.nextQuery();
+    Nearest nearest(mesh_, *context_, p);
     OctreeClosestIt& walker = context_->walker;
-    VisitStamps& visited = context_->visited;
-    Nearest nearest(mesh_, octree_.getRoot().box, p);
-    if (context_->lastTriangle >= 0)
-        nearest.startFrom(context_->lastTriangle);
     for (walker.reset(octree_, p); walker.valid() && walker.getDistance2() < nearest.best2();
-         walker.next(nearest.bound2())) {
+         walker.next(nearest.limit2())) {
         int const voxel = walker.get().node->voxelIndex;
-        int const numTris = octreeTris_.numTris(voxel);
-        int const* const tris = octreeTris_.firstTri(voxel);
-        for (int i = 0; i < numTris; ++i) {
-            if (visited.meet(tris[i]))
-                nearest.consider(tris[i]);
-        }
+        nearest.searchVoxel(octreeTris_.firstTri(voxel), octreeTris_.numTris(voxel));
     }
-    visited.nextQuery();
     if (nearest.best2() < largestDouble) {
         context_->lastTriangle = nearest.best().triangle;
         if (result != nullptr)
@@ -169,12 +262,20 @@ namespace {
 
 // The search through vertices: for each vertex met, the triangles around it unless their box is too far away.
 class VertexSearch {
-  public:
-    VertexSearch(CompactMesh const& mesh, MeshAdjTris const& adjTris, Point const& p, double longestEdge,
-                 double maxDist2, BoundingBox const* vertexBoxes, MeshCoord* result)
-        : vertices_(mesh.getVerticesRaw()), triangles_(mesh.getTrianglesRaw()), adjTris_(adjTris), p_(p),
-          narrowP_(p), vertexBoxes_(vertexBoxes), result_(result), metVertices_(mesh.getNumVertices()),
-          metTriangles_(mesh.getNumTriangles()), best2_(maxDist2) {
+public:
+    VertexSearch(CompactMesh const& mesh, MeshAdjTris const& adjTris, Point const& p,
+                 double longestEdge, double maxDist2, BoundingBox const* vertexBoxes,
+                 MeshCoord* result)
+        : vertices_(mesh.getVerticesRaw()),
+          triangles_(mesh.getTrianglesRaw()),
+          adjTris_(adjTris),
+          p_(p),
+          narrowP_(p),
+          vertexBoxes_(vertexBoxes),
+          result_(result),
+          metVertices_(mesh.getNumVertices()),
+          metTriangles_(mesh.getNumTriangles()),
+          best2_(maxDist2) {
         double const reach = longestEdge / 1.4142135623730951;
         reach2_ = reach * reach;
     }
@@ -182,7 +283,8 @@ class VertexSearch {
     double best2() const { return best2_; }
 
     void walk(Octree const& octree) {
-        for (OctreeClosestIt voxels(octree, p_); voxels.valid() && voxels.getDistance2() < stop2(); voxels.next()) {
+        for (OctreeClosestIt voxels(octree, p_); voxels.valid() && voxels.getDistance2() < stop2();
+             voxels.next()) {
             OctreeNode const& voxel = *voxels.get().node;
             for (int i = voxel.firstPoint; i < voxel.endPoint; ++i) {
                 int const vertex = octree.pointIndices[static_cast<std::size_t>(i)];
@@ -192,7 +294,7 @@ class VertexSearch {
         }
     }
 
-  private:
+private:
     double stop2() const { return std::max(best2_, reach2_); }
 
     double boundAround(int vertex) const {
@@ -203,7 +305,7 @@ class VertexSearch {
         for (int i = 0; i < adjTris_.numTris(vertex); ++i) {
             int const* const corners = triangles_ + 3 * static_cast<std::ptrdiff_t>(around[i]);
             for (int k = 0; k < 3; ++k) {
-                float const* const xyz = cornerOf(vertices_, corners, k);
+                float const* const xyz = vertices_ + 3 * static_cast<std::ptrdiff_t>(corners[k]);
                 box.extend(PointFlt(xyz[0], xyz[1], xyz[2]));
             }
         }
@@ -248,16 +350,18 @@ class VertexSearch {
 
 }  // namespace
 
-double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, Point const& p,
-                        double longestEdge, double maxDist2, BoundingBox const* vertexBoxes, MeshCoord* result) {
+double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
+                        Point const& p, double longestEdge, double maxDist2,
+                        BoundingBox const* vertexBoxes, MeshCoord* result) {
     VertexSearch search(mesh, adjTris, p, longestEdge, maxDist2, vertexBoxes, result);
     search.walk(octree);
     return std::sqrt(search.best2());
 }
 
-double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, Point const& p,
-                        MeshCoord* result) {
-    return meshClosestPoint(mesh, octree, adjTris, p, meshLongestEdge(mesh), largestDouble, nullptr, result);
+double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
+                        Point const& p, MeshCoord* result) {
+    return meshClosestPoint(mesh, octree, adjTris, p, meshLongestEdge(mesh), largestDouble, nullptr,
+                            result);
 }
 
 double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, Point const& p) {
@@ -265,10 +369,12 @@ double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, Point c
     watch.start();
     MeshVertex const* const vertices = mesh.getVertices();
     double best2 = largestDouble;
-    for (OctreeClosestIt voxels(octree, p); voxels.valid() && voxels.getDistance2() < best2; voxels.next(best2)) {
+    for (OctreeClosestIt voxels(octree, p); voxels.valid() && voxels.getDistance2() < best2;
+         voxels.next(best2)) {
         OctreeNode const& voxel = *voxels.get().node;
         for (int i = voxel.firstPoint; i < voxel.endPoint; ++i) {
-            double const squared = distance2(vertices[octree.pointIndices[static_cast<std::size_t>(i)]].asPoint(), p);
+            double const squared =
+                distance2(vertices[octree.pointIndices[static_cast<std::size_t>(i)]].asPoint(), p);
             if (squared < best2)
                 best2 = squared;
         }

@@ -24,7 +24,7 @@ class ClosestPointContext;
 ///             not outlive it, and the two must not run together
 /// cost        a query allocates nothing after the first few; 4 bytes a triangle are kept
 class TRIMORA_API MeshClosestPoint {
-  public:
+public:
     MeshClosestPoint(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris);
     MeshClosestPoint(MeshClosestPoint const& other);
     MeshClosestPoint& operator=(MeshClosestPoint const&) = delete;
@@ -37,7 +37,7 @@ class TRIMORA_API MeshClosestPoint {
     /// ties        the triangle that is met first in the order of voxels by distance, and in a voxel by number
     double compute(Point const& p, MeshCoord* result);
 
-  private:
+private:
     CompactMesh const& mesh_;
     Octree const& octree_;
     OctreeTris const& octreeTris_;
@@ -47,7 +47,8 @@ class TRIMORA_API MeshClosestPoint {
 
 /// The point of one triangle nearest to p; see MeshCoord::project. `vertices` and `triangles` are the raw arrays, `tri` a
 /// number in range.
-TRIMORA_API MeshCoord meshTriClosestPt(float const* vertices, int const* triangles, int tri, Point const& p);
+TRIMORA_API MeshCoord meshTriClosestPt(float const* vertices, int const* triangles, int tri,
+                                       Point const& p);
 
 /// Finds the point of a mesh nearest to p through its vertices and their triangles: needs no table, and suits a few queries, since it
 /// makes two arrays of stamps a call.
@@ -61,19 +62,23 @@ TRIMORA_API MeshCoord meshTriClosestPt(float const* vertices, int const* triangl
 /// result       out: the nearest place; may be null; untouched when nothing is nearer than maxDist2
 /// returns      the distance; the square root of maxDist2 when nothing is nearer
 /// threads      any number of calls at once
-TRIMORA_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, Point const& p,
-                                    double longestEdge, double maxDist2, BoundingBox const* vertexBoxes, MeshCoord* result);
-
-/// As above with the mesh's longest edge, measured on every call, and no bound.
-TRIMORA_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, Point const& p,
+TRIMORA_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree,
+                                    MeshAdjTris const& adjTris, Point const& p, double longestEdge,
+                                    double maxDist2, BoundingBox const* vertexBoxes,
                                     MeshCoord* result);
 
+/// As above with the mesh's longest edge, measured on every call, and no bound.
+TRIMORA_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree,
+                                    MeshAdjTris const& adjTris, Point const& p, MeshCoord* result);
+
 /// Squared distance from p to the nearest vertex in the octree; the largest double when there is none. One message.
-TRIMORA_API double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, Point const& p);
+TRIMORA_API double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree,
+                                      Point const& p);
 
 /// The place of a mesh nearest to the foot of a point on a line, found as by meshClosestPoint; an invalid coordinate when
 /// there is none.
-TRIMORA_API MeshCoord meshRayClosestPt(CompactMesh const& mesh, double longestEdge, Octree const& octree, MeshAdjTris const& adjTris,
+TRIMORA_API MeshCoord meshRayClosestPt(CompactMesh const& mesh, double longestEdge,
+                                       Octree const& octree, MeshAdjTris const& adjTris,
                                        Line const& line, Point const& point);
 
 }  // namespace koGeom

@@ -3,9 +3,6 @@
 
 #include "trimora/spatial/MeshClosestPtOnLine.h"
 
-#include <limits>
-#include <vector>
-
 #include "trimora/assembly/MeshSelect.h"
 #include "trimora/assembly/meshExtract.h"
 #include "trimora/connectivity/MeshAdjTris.h"
@@ -21,6 +18,9 @@
 #include "trimora/spatial/MeshClosestPoint.h"
 #include "trimora/spatial/computeOctreeTris.h"
 #include "trimora/spatial/octreeIterators.h"
+
+#include <limits>
+#include <vector>
 
 namespace koGeom {
 
@@ -59,12 +59,13 @@ std::vector<int> setBitsOf(BitVector const& bits) {
 }  // namespace
 
 class MeshClosestPtOnLineImpl : public ko::ImplBase {
-  public:
-    MeshClosestPtOnLineImpl(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshSequence const& path);
+public:
+    MeshClosestPtOnLineImpl(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+                            MeshSequence const& path);
 
     MeshCoord find(Point const& p) const;
 
-  private:
+private:
     struct Best {
         double distance2 = std::numeric_limits<double>::max();
         MeshCoord coord;
@@ -91,7 +92,8 @@ class MeshClosestPtOnLineImpl : public ko::ImplBase {
     OctreeTris octreeTris_;
 };
 
-MeshClosestPtOnLineImpl::MeshClosestPtOnLineImpl(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+MeshClosestPtOnLineImpl::MeshClosestPtOnLineImpl(CompactMesh const& mesh,
+                                                 MeshAdjTris const& adjTris,
                                                  MeshSequence const& path)
     : mesh_(mesh), adjTris_(adjTris), pathEdges_(3 * mesh.getNumTriangles()) {
     BitVector onPath(mesh.getNumVertices());
@@ -235,7 +237,8 @@ MeshClosestPtOnLine::MeshClosestPtOnLine(CompactMesh const& mesh, MeshAdjTris co
                                          MeshSequence const& path)
     : impl_(new MeshClosestPtOnLineImpl(mesh, adjTris, path)), ownsImpl_(true) {}
 
-MeshClosestPtOnLine::MeshClosestPtOnLine(MeshClosestPtOnLine const& other) : impl_(other.impl_), ownsImpl_(false) {}
+MeshClosestPtOnLine::MeshClosestPtOnLine(MeshClosestPtOnLine const& other)
+    : impl_(other.impl_), ownsImpl_(false) {}
 
 MeshClosestPtOnLine::~MeshClosestPtOnLine() {
     if (ownsImpl_)

@@ -18,9 +18,10 @@ class MeshSequence;
 ///             source owns and must not outlive it
 /// threads     one call at a time
 class TRIMORA_API MeshClosestPtOnLine {
-  public:
+public:
     /// path        runs of vertices, each beside the next on an edge; not closed by itself
-    MeshClosestPtOnLine(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshSequence const& path);
+    MeshClosestPtOnLine(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+                        MeshSequence const& path);
     MeshClosestPtOnLine(MeshClosestPtOnLine const& other);
     MeshClosestPtOnLine& operator=(MeshClosestPtOnLine const&) = delete;
     ~MeshClosestPtOnLine();
@@ -31,7 +32,7 @@ class TRIMORA_API MeshClosestPtOnLine {
     /// An invalid coordinate when the path lies on no triangle.
     MeshCoord operator()(Point const& p);
 
-  private:
+private:
     MeshClosestPtOnLineImpl* impl_;
     bool ownsImpl_;
 };

@@ -18,8 +18,8 @@ Vector blendedNormal(CompactMesh const& mesh, MeshCoord const& coord) {
 
 }  // namespace
 
-MeshPtInside::MeshPtInside(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris,
-                           double tolerance)
+MeshPtInside::MeshPtInside(CompactMesh const& mesh, Octree const& octree,
+                           OctreeTris const& octreeTris, double tolerance)
     : mesh_(mesh), closestPoint_(mesh, octree, octreeTris), tolerance_(tolerance) {
     meshBoundingBox(mesh, box_);
 }

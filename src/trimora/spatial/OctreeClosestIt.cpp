@@ -12,8 +12,11 @@ namespace koGeom {
 
 namespace {
 
-/// Order of the heap, whose top is the greatest: farther is less.
-constexpr auto isFarther = [](auto const& a, auto const& b) { return a.distance2 > b.distance2; };
+/// Order of the heap, whose top is the greatest: farther is less, and of equals the later one. So
+/// the order of leaves at equal distances does not depend on what a limit has kept off the heap.
+constexpr auto isFarther = [](auto const& a, auto const& b) {
+    return a.distance2 > b.distance2 || (a.distance2 == b.distance2 && a.slot > b.slot);
+};
 
 }  // namespace
 

@@ -10,12 +10,13 @@ namespace koGeom {
 /// A ray as a query: origin in floats, direction in doubles, what the box test needs made ready, and the best hit so
 /// far. The hit fields change in const operations: a ray belongs to one thread.
 class TRIMORA_API Ray {
-  public:
+public:
     PointFlt origin;
-    Vector dir;         ///< need not be of unit length; ray parameters are in units of its length
-    float invDir[3];    ///< 1 / component, divided in double; a zero component gives an infinity
-    int slabIndex[6];   ///< into a box's six floats: near x, far x, near y, far y, near z, far z
-    mutable double hitParam;  ///< parameter of the best hit; the largest finite float before the first
+    Vector dir;        ///< need not be of unit length; ray parameters are in units of its length
+    float invDir[3];   ///< 1 / component, divided in double; a zero component gives an infinity
+    int slabIndex[6];  ///< into a box's six floats: near x, far x, near y, far y, near z, far z
+    mutable double
+        hitParam;  ///< parameter of the best hit; the largest finite float before the first
     mutable double hitBaryU = 0.0;  ///< weight of its triangle's second corner
     mutable double hitBaryV = 0.0;  ///< weight of the third
 
@@ -41,7 +42,8 @@ class TRIMORA_API Ray {
     }
 
     /// The same from the parameters at which the ray meets the near and the far plane of each slab.
-    static bool slabsOverlap(float const x[2], float const y[2], float const z[2], float tMin, float tMax) {
+    static bool slabsOverlap(float const x[2], float const y[2], float const z[2], float tMin,
+                             float tMax) {
         if (x[0] > y[1] || y[0] > x[1])
             return false;
         float const nearXY = greater(x[0], y[0]);
@@ -55,7 +57,7 @@ class TRIMORA_API Ray {
     /// it; a farther one answers true all the same.
     bool intersects(MeshTriangle const& tri, MeshVertex const* vertices) const;
 
-  private:
+private:
     // A NaN operand is dropped, as fmax and fmin do.
     static float greater(float a, float b) { return a > b || b != b ? a : b; }
     static float lesser(float a, float b) { return a < b || b != b ? a : b; }

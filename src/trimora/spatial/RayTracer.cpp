@@ -1,16 +1,20 @@
-// Rays through the octree. The walk goes front to back, octant by octant, which is no sort by distance: in nearest-hit mode a voxel is
-// passed over only when the ray enters it, widened, beyond the best hit. A triangle is listed in every voxel that it touches, so what a
-// skipped voxel holds in front of the best hit is met in another one. The widening covers the rounding of the box test and of
-// the triangle test: it is made in space, since a grazing ray turns a small distance into a large step of its parameter.
+// Rays through the octree. The walk goes front to back, octant by octant, which is no sort by
+// distance: in nearest-hit mode a voxel is passed over only when the ray enters it, widened, beyond
+// the best hit. A triangle is listed in every voxel that it touches, so what a skipped voxel holds
+// in front of the best hit is met in another one. The widening covers the rounding of the box test
+// and of the triangle test: it is made in space, since a grazing ray turns a small distance into a
+// large step of its parameter.
 
 #include "trimora/spatial/RayTracer.h"
+
+#include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/spatial/detail/OctreeRayFilter.h"
+#include "trimora/spatial/detail/holdsMesh.h"
+#include "trimora/spatial/detail/rayTriangle.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-
-#include "trimora/contract/koLinear/tolerances.h"
-#include "trimora/spatial/detail/rayTriangle.h"
 
 namespace koGeom {
 
@@ -18,111 +22,97 @@ namespace {
 
 constexpr float largestFloat = std::numeric_limits<float>::max();
 
-// One ray against the planes of a node: where it meets the three planes of each axis serves all eight children.
-class SlabFilter {
-  public:
-    explicit SlabFilter(Ray const& ray) : ray_(ray), origin_{ray.origin.x, ray.origin.y, ray.origin.z} {
-        for (int axis = 0; axis < 3; ++axis)
-            backward_[axis] = ray.slabIndex[2 * axis] > 2;
-    }
+/// In float steps of the largest coordinate of the tree or the ray's origin.
+constexpr double stepsOfWidening = 8.0;
 
-    bool passes(BoundingBox const& box) const { return ray_.intersects(box, 0.0f, largestFloat); }
-
-    unsigned children(OctreeSplit const& split) const {
-        float slabs[3][2][2];  // axis, lower or upper half, near and far plane
-        for (int axis = 0; axis < 3; ++axis) {
-            float const low = parameter(split.lower[axis], axis);
-            float const cut = parameter(split.cut[axis], axis);
-            float const high = parameter(split.upper[axis], axis);
-            bool const backward = backward_[axis];
-            slabs[axis][0][0] = backward ? cut : low;
-            slabs[axis][0][1] = backward ? low : cut;
-            slabs[axis][1][0] = backward ? high : cut;
-            slabs[axis][1][1] = backward ? cut : high;
-        }
-        unsigned passing = 0;
-        for (unsigned child = 0; child < 8; ++child) {
-            bool const passes = Ray::slabsOverlap(slabs[0][child & 1], slabs[1][child >> 1 & 1],
-                                                  slabs[2][child >> 2], 0.0f, largestFloat);
-            passing |= static_cast<unsigned>(passes) << child;
-        }
-        return passing;
-    }
-
-  private:
-    float parameter(float plane, int axis) const { return (plane - origin_[axis]) * ray_.invDir[axis]; }
-
-    Ray const& ray_;
-    float origin_[3];
-    bool backward_[3];
-};
-
-// As SlabFilter, and leaves out what the ray enters beyond its best hit.
+/// As OctreeRayFilter, and leaves out what the ray enters beyond its best hit.
 class NearestFilter {
-  public:
-    NearestFilter(Ray const& ray, BoundingBox const& rootBox)
-        : ray_(ray), slabs_(ray), origin_{ray.origin.x, ray.origin.y, ray.origin.z},
-          inverse_{1.0 / ray.dir.x, 1.0 / ray.dir.y, 1.0 / ray.dir.z} {
-        float largest = 0.0f;
-        for (float const bound : rootBox.bounds)
-            largest = std::max(largest, std::abs(bound));
-        for (double const coordinate : origin_)
-            largest = std::max(largest, static_cast<float>(std::abs(coordinate)));
-        double const step = static_cast<double>(std::nextafter(largest, largestFloat)) - static_cast<double>(largest);
-        widening_ = step > 0.0 ? 8.0 * step : std::numeric_limits<double>::infinity();  // without bound: skips nothing
-    }
+public:
+    /// An infinite widening leaves nothing out.
+    NearestFilter(Ray const& ray, double widening)
+        : ray_(ray),
+          passing_(ray),
+          originXY_(_mm_setr_pd(ray.origin.x, ray.origin.y)),
+          originZ_(_mm_set1_pd(ray.origin.z)),
+          inverseXY_(_mm_setr_pd(1.0 / ray.dir.x, 1.0 / ray.dir.y)),
+          inverseZ_(_mm_set1_pd(1.0 / ray.dir.z)),
+          towardsXY_(towardsOrigin(inverseXY_, widening)),
+          towardsZ_(towardsOrigin(inverseZ_, widening)),
+          backward_(lanesBelow0(inverseXY_, inverseZ_)) {}
 
-    bool passes(BoundingBox const& box) const { return slabs_.passes(box) && !isBeyondHit(box); }
+    bool passes(OctreeCell const& cell) const { return passing_.passes(cell) && !isBeyond(cell); }
 
     unsigned children(OctreeSplit const& split) const {
-        unsigned passing = slabs_.children(split);
-        if (!hasHit())
+        if (hasHit() && isBeyondHit(split.lower, split.upper))
+            return 0;
+        unsigned const passing = passing_.children(split);
+        if (!hasHit() || passing == 0)
             return passing;
-        for (int axis = 0; axis < 3; ++axis) {
-            bool const backward = inverse_[axis] < 0.0;
-            unsigned const lower = OctreeSplit::lowerHalf[axis];
-            if (isBeyondHit(backward ? split.cut[axis] : split.lower[axis], axis))
-                passing &= ~lower;
-            if (isBeyondHit(backward ? split.upper[axis] : split.cut[axis], axis))
-                passing &= lower;
-        }
-        return passing;
+        // The farther half of an axis is entered through the cut, the nearer one where the node is.
+        int const farBeyond = lanesBeyondHit(split.cut);
+        return passing & OctreeSplit::childrenInHalves(7 & ~(farBeyond & backward_),
+                                                       7 & ~(farBeyond & ~backward_));
     }
 
-    bool isBeyondHit(BoundingBox const& box) const {
-        if (!hasHit())
-            return false;
-        for (int axis = 0; axis < 3; ++axis) {
-            if (isBeyondHit(box.bounds[inverse_[axis] < 0.0 ? axis + 3 : axis], axis))
-                return true;
-        }
-        return false;
+    bool isBeyond(OctreeCell const& cell) const {
+        return hasHit() && isBeyondHit(cell.lower, cell.upper);
     }
 
-  private:
+private:
+    static __m128d towardsOrigin(__m128d inverse, double widening) {
+        __m128d const isBackward = _mm_cmplt_pd(inverse, _mm_setzero_pd());
+        return _mm_or_pd(_mm_and_pd(isBackward, _mm_set1_pd(widening)),
+                         _mm_andnot_pd(isBackward, _mm_set1_pd(-widening)));
+    }
+    static int lanesBelow0(__m128d xy, __m128d z) {
+        return _mm_movemask_pd(_mm_cmplt_pd(xy, _mm_setzero_pd())) |
+               (_mm_movemask_pd(_mm_cmplt_pd(z, _mm_setzero_pd())) & 1) << 2;
+    }
+
     bool hasHit() const { return ray_.hitParam < static_cast<double>(largestFloat); }
 
-    // The plane through which the ray enters a slab, moved towards its origin by the widening. A NaN is not beyond.
-    bool isBeyondHit(float plane, int axis) const {
-        double const away = inverse_[axis] < 0.0 ? widening_ : -widening_;
-        double const entry = ((static_cast<double>(plane) + away) - origin_[axis]) * inverse_[axis];
-        return entry > ray_.hitParam;
+    bool isBeyondHit(__m128 lower, __m128 upper) const {
+        return (lanesBeyondHit(lower) & ~backward_) != 0 ||
+               (lanesBeyondHit(upper) & backward_) != 0;
+    }
+
+    /// Axes, as bits, on which the ray meets a plane, moved towards its origin by the widening,
+    /// beyond the best hit. NaN is not beyond.
+    int lanesBeyondHit(__m128 planes) const {
+        __m128d const hit = _mm_set1_pd(ray_.hitParam);
+        __m128d const xy = _mm_add_pd(_mm_cvtps_pd(planes), towardsXY_);
+        __m128d const z = _mm_add_pd(_mm_cvtps_pd(_mm_movehl_ps(planes, planes)), towardsZ_);
+        __m128d const atXY = _mm_mul_pd(_mm_sub_pd(xy, originXY_), inverseXY_);
+        __m128d const atZ = _mm_mul_pd(_mm_sub_pd(z, originZ_), inverseZ_);
+        return _mm_movemask_pd(_mm_cmpgt_pd(atXY, hit)) |
+               (_mm_movemask_pd(_mm_cmpgt_pd(atZ, hit)) & 1) << 2;
     }
 
     Ray const& ray_;
-    SlabFilter slabs_;
-    double origin_[3];
-    double inverse_[3];
-    double widening_;
+    detail::OctreeRayFilter passing_;
+    __m128d originXY_;
+    __m128d originZ_;
+    __m128d inverseXY_;
+    __m128d inverseZ_;
+    __m128d towardsXY_;
+    __m128d towardsZ_;
+    int backward_;
 };
 
 }  // namespace
 
 RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
-    : walk_(octree), rootBox_(octree.getRoot().box), visited_(mesh != nullptr ? mesh->getNumTriangles() : 0),
-      octreeTris_(&octreeTris), vertices_(mesh != nullptr ? mesh->getVerticesRaw() : nullptr),
+    : walk_(octree),
+      visited_(mesh != nullptr ? mesh->getNumTriangles() : 0),
+      octreeTris_(&octreeTris),
+      vertices_(mesh != nullptr ? mesh->getVerticesRaw() : nullptr),
       triangles_(mesh != nullptr ? mesh->getTrianglesRaw() : nullptr),
-      nearestDist_(static_cast<double>(largestFloat)) {}
+      largest_(std::numeric_limits<double>::infinity()),
+      nearestDist_(static_cast<double>(largestFloat)) {
+    BoundingBox const box = octree.getRoot().box;
+    if (mesh != nullptr && detail::holdsMesh(box, *mesh))
+        largest_ = detail::largestCoordinate(box);
+}
 
 bool RayTracer::intersect(PointFlt const& origin, Vector const& dir) {
     if (visited_.size() == 0)
@@ -135,18 +125,21 @@ bool RayTracer::intersect(PointFlt const& origin, Vector const& dir) {
 }
 
 bool RayTracer::walkNearest(Ray const& ray) {
-    NearestFilter const filter(ray, rootBox_);
+    double largest = largest_;
+    for (float const coordinate : {ray.origin.x, ray.origin.y, ray.origin.z})
+        largest = std::max(largest, std::abs(static_cast<double>(coordinate)));
+    NearestFilter const filter(ray, stepsOfWidening * detail::floatStep(largest));
     bool hit = false;
     for (walk_.start(filter, ray.direction()); walk_.valid(); walk_.next(filter)) {
-        OctreeIterator const& voxel = walk_.top();
-        if (!filter.isBeyondHit(voxel.box) && intersectVoxel(ray, voxel.node->voxelIndex))
+        OctreeCell const& voxel = walk_.top();
+        if (!filter.isBeyond(voxel) && intersectVoxel(ray, voxel.node->voxelIndex))
             hit = true;
     }
     return hit;
 }
 
 bool RayTracer::walkAny(Ray const& ray) {
-    SlabFilter const filter(ray);
+    detail::OctreeRayFilter const filter(ray);
     for (walk_.start(filter, ray.direction()); walk_.valid(); walk_.next(filter)) {
         if (intersectVoxel(ray, walk_.top().node->voxelIndex))
             return true;
@@ -165,8 +158,9 @@ bool RayTracer::intersectVoxel(Ray const& ray, int voxel) {
         double t = 0.0;
         double u = 0.0;
         double v = 0.0;
-        bool const hit = detail::rayTriangle(&ray.dir.x, &ray.origin.x, positionOf(corners[0]), positionOf(corners[1]),
-                                             positionOf(corners[2]), false, t, u, v);
+        bool const hit =
+            detail::rayTriangle(&ray.dir.x, &ray.origin.x, positionOf(corners[0]),
+                                positionOf(corners[1]), positionOf(corners[2]), false, t, u, v);
         if (!hit || !(t > static_cast<double>(epsilonTolFlt)))
             continue;
         if (t < ray.hitParam) {

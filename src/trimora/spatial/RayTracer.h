@@ -16,7 +16,7 @@ namespace koGeom {
 /// threads     one tracer a thread; any number of tracers may share the mesh, the tree and the table
 /// cost        a ray allocates nothing; 4 bytes a triangle are kept
 class TRIMORA_API RayTracer {
-  public:
+public:
     /// A null mesh counts as one without triangles. The table has to be that of this octree and mesh.
     RayTracer(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh);
     RayTracer(RayTracer const&) = delete;
@@ -43,17 +43,19 @@ class TRIMORA_API RayTracer {
     /// without a hit and in the other mode.
     double intersectionDist() const { return nearestDist_; }
 
-  private:
+private:
     bool walkNearest(Ray const& ray);
     bool walkAny(Ray const& ray);
-    float const* positionOf(int vertex) const { return vertices_ + 3 * static_cast<std::ptrdiff_t>(vertex); }
+    float const* positionOf(int vertex) const {
+        return vertices_ + 3 * static_cast<std::ptrdiff_t>(vertex);
+    }
 
     OctreeStackWalk walk_;
-    BoundingBox rootBox_;
     VisitStamps visited_;  // triangles that the ray in hand has met
     OctreeTris const* octreeTris_;
     float const* vertices_;
     int const* triangles_;
+    double largest_;  // coordinate of the tree; infinite: the tree does not hold the mesh
     double nearestDist_;
     bool findNearestHit_ = false;
 };

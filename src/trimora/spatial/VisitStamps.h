@@ -11,8 +11,9 @@ namespace koGeom {
 /// Marks which elements a query has met. A new query takes the next stamp in place of a clear; when the stamps run out the
 /// marks are cleared once.
 class VisitStamps {
-  public:
-    explicit VisitStamps(int numElements) : marks_(static_cast<std::size_t>(numElements > 0 ? numElements : 0), 0u) {}
+public:
+    explicit VisitStamps(int numElements)
+        : marks_(static_cast<std::size_t>(numElements > 0 ? numElements : 0), 0u) {}
 
     int size() const { return static_cast<int>(marks_.size()); }
 
@@ -31,7 +32,7 @@ class VisitStamps {
         }
     }
 
-  private:
+private:
     std::vector<std::uint32_t> marks_;
     std::uint32_t stamp_ = 1;
 };

@@ -11,18 +11,18 @@ void setBackfaceCullDistance(double distance) {
     detail::backfaceCullDistance = distance;
 }
 
-bool intersectRayTriangle(double const* dir, float const* origin, float const* v0, float const* v1, float const* v2,
-                          double& t, double& u, double& v) {
+bool intersectRayTriangle(double const* dir, float const* origin, float const* v0, float const* v1,
+                          float const* v2, double& t, double& u, double& v) {
     return detail::rayTriangle(dir, origin, v0, v1, v2, false, t, u, v);
 }
 
-bool intersectRayTriangleCull(double const* dir, float const* origin, float const* v0, float const* v1,
-                              float const* v2, double& t, double& u, double& v) {
+bool intersectRayTriangleCull(double const* dir, float const* origin, float const* v0,
+                              float const* v1, float const* v2, double& t, double& u, double& v) {
     return detail::rayTriangle(dir, origin, v0, v1, v2, true, t, u, v);
 }
 
-bool intersectRayTriangle(Vector const& dir, PointFlt const& origin, PointFlt const& v0, PointFlt const& v1,
-                          PointFlt const& v2) {
+bool intersectRayTriangle(Vector const& dir, PointFlt const& origin, PointFlt const& v0,
+                          PointFlt const& v1, PointFlt const& v2) {
     double t = 0.0;
     double u = 0.0;
     double v = 0.0;

@@ -19,12 +19,14 @@ inline constexpr double rayDeterminantTolerance = 1e-06;
 /// returns     true for a front facing hit at any t, a NEGATIVE one included, and for a back facing hit at t of at least the backface
 ///             cull distance. Front is the side from which the corners run counter-clockwise
 /// source      Moeller, Trumbore 1997 [moller1997]
-TRIMORA_API bool intersectRayTriangle(double const* dir, float const* origin, float const* v0, float const* v1,
-                                      float const* v2, double& t, double& u, double& v);
+TRIMORA_API bool intersectRayTriangle(double const* dir, float const* origin, float const* v0,
+                                      float const* v1, float const* v2, double& t, double& u,
+                                      double& v);
 
 /// As above for front facing hits only, at any t.
-TRIMORA_API bool intersectRayTriangleCull(double const* dir, float const* origin, float const* v0, float const* v1,
-                                          float const* v2, double& t, double& u, double& v);
+TRIMORA_API bool intersectRayTriangleCull(double const* dir, float const* origin, float const* v0,
+                                          float const* v1, float const* v2, double& t, double& u,
+                                          double& v);
 
 /// As the first form, and t greater than epsilonTol.
 TRIMORA_API bool intersectRayTriangle(Vector const& dir, PointFlt const& origin, PointFlt const& v0,

@@ -9,8 +9,9 @@ namespace koGeom {
 namespace {
 
 // Two triangles a face, by corner; the order decides which point is given where several faces are met.
-constexpr int faceTriangles[12][3] = {{0, 1, 2}, {0, 2, 3}, {0, 4, 5}, {0, 5, 1}, {3, 7, 4}, {3, 4, 0},
-                                      {2, 1, 5}, {2, 5, 6}, {3, 7, 6}, {3, 6, 2}, {6, 7, 4}, {6, 4, 5}};
+constexpr int faceTriangles[12][3] = {{0, 1, 2}, {0, 2, 3}, {0, 4, 5}, {0, 5, 1},
+                                      {3, 7, 4}, {3, 4, 0}, {2, 1, 5}, {2, 5, 6},
+                                      {3, 7, 6}, {3, 6, 2}, {6, 7, 4}, {6, 4, 5}};
 
 bool meetsSurface(PointFlt const& a, PointFlt const& b, Frustum const& frustum, PointFlt& point) {
     Point const start(a);
@@ -36,7 +37,8 @@ bool meetsSurface(PointFlt const& a, PointFlt const& b, Frustum const& frustum, 
 
 }  // namespace
 
-bool lineFrustumIntersect(PointFlt const& a, PointFlt const& b, Frustum const& frustum, PointFlt& point) {
+bool lineFrustumIntersect(PointFlt const& a, PointFlt const& b, Frustum const& frustum,
+                          PointFlt& point) {
     bool aIsInside = true;
     bool bIsInside = true;
     for (Plane const& plane : frustum.planes) {

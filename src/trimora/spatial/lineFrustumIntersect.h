@@ -12,7 +12,8 @@ class Frustum;
 ///
 /// point       out: a when either end lies in the frustum (a too when only b does), else a point where the segment meets its surface;
 ///             untouched when the result is false
-TRIMORA_API bool lineFrustumIntersect(PointFlt const& a, PointFlt const& b, Frustum const& frustum, PointFlt& point);
+TRIMORA_API bool lineFrustumIntersect(PointFlt const& a, PointFlt const& b, Frustum const& frustum,
+                                      PointFlt& point);
 TRIMORA_API bool lineFrustumIntersect(PointFlt const& a, PointFlt const& b, Frustum const& frustum);
 
 }  // namespace koGeom

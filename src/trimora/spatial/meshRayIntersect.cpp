@@ -18,15 +18,21 @@ namespace koGeom {
 namespace {
 
 class FrustumPick {
-  public:
-    FrustumPick(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, Frustum const& frustum)
-        : mesh_(mesh), octree_(octree), adjTris_(adjTris), ray_(frustum.getRay()), voxels_(octree, frustum),
-          metVertices_(mesh.getNumVertices()), metTriangles_(mesh.getNumTriangles()) {}
+public:
+    FrustumPick(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
+                Frustum const& frustum)
+        : mesh_(mesh),
+          octree_(octree),
+          adjTris_(adjTris),
+          ray_(frustum.getRay()),
+          voxels_(octree, frustum),
+          metVertices_(mesh.getNumVertices()),
+          metTriangles_(mesh.getNumTriangles()) {}
 
     // Number of the first triangle met, or -1.
     int find(PointFlt& hit);
 
-  private:
+private:
     int tryVoxel(OctreeNode const& voxel, PointFlt& hit);
     int tryVertex(int vertex, PointFlt& hit);
 
@@ -81,9 +87,10 @@ bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray, Poin
     double t = 0.0;
     double u = 0.0;
     double v = 0.0;
-    bool const met = intersectRayTriangle(&direction.x, &origin.x, vertices + 3 * static_cast<std::ptrdiff_t>(corners[0]),
-                                          vertices + 3 * static_cast<std::ptrdiff_t>(corners[1]),
-                                          vertices + 3 * static_cast<std::ptrdiff_t>(corners[2]), t, u, v);
+    bool const met = intersectRayTriangle(
+        &direction.x, &origin.x, vertices + 3 * static_cast<std::ptrdiff_t>(corners[0]),
+        vertices + 3 * static_cast<std::ptrdiff_t>(corners[1]),
+        vertices + 3 * static_cast<std::ptrdiff_t>(corners[2]), t, u, v);
     if (met)
         hit = PointFlt(ray.eval(t));
     return met;

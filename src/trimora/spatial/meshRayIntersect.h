@@ -18,7 +18,8 @@ class Octree;
 /// tri         number of the triangle, in range
 /// ray         its origin is narrowed to floats
 /// hit         out: the point, narrowed to floats; untouched when the result is false
-TRIMORA_API bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray, PointFlt& hit);
+TRIMORA_API bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray,
+                                     PointFlt& hit);
 /// The same point widened.
 TRIMORA_API bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray, Point& hit);
 
@@ -31,7 +32,8 @@ TRIMORA_API bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line cons
 /// hit         out: the point; untouched when nothing is met
 /// tri         out: the triangle's number, where the pointer is not null
 /// message     one timed line on the debug channel
-TRIMORA_API bool meshRayIntersect(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
-                                  Frustum const& frustum, PointFlt& hit, int* tri);
+TRIMORA_API bool meshRayIntersect(CompactMesh const& mesh, Octree const& octree,
+                                  MeshAdjTris const& adjTris, Frustum const& frustum, PointFlt& hit,
+                                  int* tri);
 
 }  // namespace koGeom

@@ -34,13 +34,19 @@ int numberOf(Handle h) {
     return static_cast<int>(h.record()->number);
 }
 
-/// The source in numbers. Half-edges count along the rings: those of face f from begin[f] to begin[f + 1]. Vertices keep
-/// the numbers of their creation, in which there may be gaps.
+/// A half-edge of the source in numbers, all that a step along or across needs side by side.
+struct HalfEdge {
+    int origin;  // a vertex
+    int face;
+    int next;
+    int prev;
+    int twin;  // or none
+};
+
+/// The source in numbers. Half-edges count along the rings of the faces, face after face. Vertices keep the numbers of
+/// their creation, in which there may be gaps.
 struct Rings {
-    std::vector<int> begin;
-    std::vector<int> face;    // by half-edge
-    std::vector<int> origin;  // by half-edge, a vertex
-    std::vector<int> twin;    // by half-edge, or none
+    std::vector<HalfEdge> edges;
     std::vector<int>
         listOrder;  // half-edges in the order of the mesh's list; none for those deleted
     std::vector<Point> position;   // by vertex
@@ -49,18 +55,12 @@ struct Rings {
 
     explicit Rings(TopoMesh const& mesh);
 
-    int next(int s) const {
-        int const f = face[at(s)];
-        return s + 1 < begin[at(f) + 1] ? s + 1 : begin[at(f)];
-    }
-    int prev(int s) const {
-        int const f = face[at(s)];
-        return s > begin[at(f)] ? s - 1 : begin[at(f) + 1] - 1;
-    }
-    int end(int s) const { return origin[at(next(s))]; }
+    HalfEdge const& operator[](int s) const { return edges[at(s)]; }
+    int end(HalfEdge const& e) const { return edges[at(e.next)].origin; }
 
 private:
-    void judge(int s);
+    void readRings(TopoMesh const& mesh);
+    void judge(HalfEdge const& e);
 };
 
 Rings::Rings(TopoMesh const& mesh)
@@ -69,40 +69,43 @@ Rings::Rings(TopoMesh const& mesh)
       onBoundary(position.size()) {
     for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInList())
         position[at(numberOf(v))] = v.point();
+    readRings(mesh);
+    for (HalfEdge& e : edges)
+        if (e.twin != none)
+            e.twin = listOrder[at(e.twin)];
+    for (HalfEdge const& e : edges)
+        judge(e);
+}
 
-    std::size_t const count = at(mesh.numEdges());
-    std::vector<TopoMeshEdge> edges;
-    edges.reserve(count);
-    face.reserve(count);
-    origin.reserve(count);
-    twin.reserve(count);
-    begin.reserve(at(mesh.numFaces()) + 1);
-    begin.push_back(0);
-    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList()) {
+/// Leaves the numbers of creation in place of the twins.
+void Rings::readRings(TopoMesh const& mesh) {
+    edges.reserve(at(mesh.numEdges()));
+    int face = 0;
+    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList(), ++face) {
+        int const begin = static_cast<int>(edges.size());
         TopoMeshEdge const first = f.edge();
         TopoMeshEdge e = first;
         do {
-            listOrder[at(numberOf(e))] = static_cast<int>(edges.size());
-            face.push_back(static_cast<int>(begin.size()) - 1);
-            origin.push_back(numberOf(e.origin()));
-            edges.push_back(e);
+            int const s = static_cast<int>(edges.size());
+            listOrder[at(numberOf(e))] = s;
+            int const twin = e.twin() ? numberOf(e.twin()) : none;
+            edges.push_back({numberOf(e.origin()), face, s + 1, s - 1, twin});
             e = e.next();
         } while (e != first);
-        begin.push_back(static_cast<int>(edges.size()));
+        edges[at(begin)].prev = static_cast<int>(edges.size()) - 1;
+        edges.back().next = begin;
     }
-    for (TopoMeshEdge e : edges)
-        twin.push_back(e.twin() ? listOrder[at(numberOf(e.twin()))] : none);
-    for (std::size_t s = 0; s < count; ++s)
-        judge(static_cast<int>(s));
 }
 
-void Rings::judge(int s) {
-    int const t = twin[at(s)];
-    if (origin[at(s)] == end(s))
+void Rings::judge(HalfEdge const& e) {
+    if (e.origin == end(e))
         isRegular = false;
-    if (t == none)
-        onBoundary[at(origin[at(s)])] = onBoundary[at(end(s))] = 1;
-    else if (origin[at(t)] == origin[at(s)] || face[at(t)] == face[at(s)])
+    if (e.twin == none) {
+        onBoundary[at(e.origin)] = onBoundary[at(end(e))] = 1;
+        return;
+    }
+    HalfEdge const& twin = edges[at(e.twin)];
+    if (twin.origin == e.origin || twin.face == e.face)
         isRegular = false;
 }
 
@@ -133,7 +136,7 @@ private:
     void makeEdgePoints();
     void makeVertexPoints();
     void makeQuads();
-    Point edgePoint(int s) const;
+    Point edgePoint(HalfEdge const& e) const;
     Point vertexPoint(TopoMeshVertex v) const;
 
     TopoMesh const& source_;
@@ -158,20 +161,19 @@ void Subdivision::makeEdgePoints() {
             continue;
         int const number = static_cast<int>(points_.size());
         edgePoint_[at(s)] = number;
-        if (rings_.twin[at(s)] != none)
-            edgePoint_[at(rings_.twin[at(s)])] = number;
-        points_.push_back(edgePoint(s));
+        if (rings_[s].twin != none)
+            edgePoint_[at(rings_[s].twin)] = number;
+        points_.push_back(edgePoint(rings_[s]));
     }
 }
 
-Point Subdivision::edgePoint(int s) const {
-    Point const& start = rings_.position[at(rings_.origin[at(s)])];
-    Point const& end = rings_.position[at(rings_.end(s))];
-    int const t = rings_.twin[at(s)];
-    if (t == none)
+Point Subdivision::edgePoint(HalfEdge const& e) const {
+    Point const& start = rings_.position[at(e.origin)];
+    Point const& end = rings_.position[at(rings_.end(e))];
+    if (e.twin == none)
         return combine(start, end);
-    Point const& left = points_[at(rings_.face[at(s)])];
-    Point const& right = points_[at(rings_.face[at(t)])];
+    Point const& left = points_[at(e.face)];
+    Point const& right = points_[at(rings_[e.twin].face)];
     return (0.25 * (start.asVector() + end.asVector() + left.asVector() + right.asVector()))
         .asPoint();
 }
@@ -234,9 +236,9 @@ Point Subdivision::vertexPoint(TopoMeshVertex v) const {
     int const own = rings_.listOrder[at(numberOf(v.edge()))];
     int s = own;
     do {
-        sum.add(combine(sum.position, rings_.position[at(rings_.end(s))]),
-                points_[at(rings_.face[at(s)])]);
-        s = rings_.twin[at(rings_.prev(s))];
+        HalfEdge const& e = rings_[s];
+        sum.add(combine(sum.position, rings_.position[at(rings_.end(e))]), points_[at(e.face)]);
+        s = rings_[e.prev].twin;
     } while (s != own);
     return sum.smoothed();
 }
@@ -251,21 +253,20 @@ void Subdivision::makeQuads() {
     corners_.resize(4 * at(count));
     twins_.assign(rings_.isRegular ? 4 * at(count) : 0, none);
     for (int s = 0; s < count; ++s) {
-        int const next = rings_.next(s);
+        HalfEdge const& e = rings_[s];
+        HalfEdge const& next = rings_[e.next];
         int* const corner = &corners_[4 * at(s)];
-        corner[0] = rings_.face[at(s)];
+        corner[0] = e.face;
         corner[1] = edgePoint_[at(s)];
-        corner[2] = vertexPoint_[at(rings_.origin[at(next)])];
-        corner[3] = edgePoint_[at(next)];
+        corner[2] = vertexPoint_[at(next.origin)];
+        corner[3] = edgePoint_[at(e.next)];
         if (!rings_.isRegular)
             continue;
         int* const twin = &twins_[4 * at(s)];
-        int const across = rings_.twin[at(s)];
-        int const nextAcross = rings_.twin[at(next)];
-        twin[0] = 4 * rings_.prev(s) + 3;
-        twin[1] = across != none ? 4 * rings_.prev(across) + 2 : none;
-        twin[2] = nextAcross != none ? 4 * nextAcross + 1 : none;
-        twin[3] = 4 * next;
+        twin[0] = 4 * e.prev + 3;
+        twin[1] = e.twin != none ? 4 * rings_[e.twin].prev + 2 : none;
+        twin[2] = next.twin != none ? 4 * next.twin + 1 : none;
+        twin[3] = 4 * e.next;
     }
 }
 

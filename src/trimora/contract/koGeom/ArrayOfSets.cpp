@@ -74,20 +74,22 @@ void ArrayOfSets::assignInverse(int numSets, ArrayOfSets const& source) {
     ArrayOfSets built(numSets, 0);
     int* const next = built.starts.data();
     int const numTableSets = built.getNumSets();
-    for (int const member : source.items) {
-        if (isIn(member, numTableSets))
-            ++next[member];
-    }
+    // Counts what the filling will visit, set by set: in a table made by hand sets may overlap.
+    auto const forEachRelation = [&](auto const& visit) {
+        for (int i = 0; i < source.getNumSets(); ++i) {
+            int const* const set = source.getSet(i);
+            int const size = source.getSetSize(i);
+            for (int k = 0; k < size; ++k) {
+                if (isIn(set[k], numTableSets))
+                    visit(i, set[k]);
+            }
+        }
+    };
+    forEachRelation([next](int, int member) { ++next[member]; });
     built.items.setSize(countsToOffsets(built.starts));
 
     int* const members = built.items.data();
-    for (int i = 0; i < source.getNumSets(); ++i) {
-        int const* const set = source.getSet(i);
-        for (int k = 0; k < source.getSetSize(i); ++k) {
-            if (isIn(set[k], numTableSets))
-                members[next[set[k]]++] = i;
-        }
-    }
+    forEachRelation([next, members](int i, int member) { members[next[member]++] = i; });
     endsToOffsets(built.starts);
     swap(built);
 }

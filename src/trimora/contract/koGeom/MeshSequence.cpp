@@ -1,6 +1,8 @@
 #include "trimora/contract/koGeom/MeshSequence.h"
 
 #include <algorithm>
+#include <limits>
+#include <new>
 
 namespace koGeom {
 
@@ -10,6 +12,8 @@ MeshSequence::MeshSequence(ko::vector<ko::vector<int>> const& runs) {
     std::size_t numPoints = 0;
     for (ko::vector<int> const& run : runs)
         numPoints += run.size();
+    if (numPoints > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+        throw std::bad_alloc();  // more than indices can count
     resize(static_cast<int>(numPoints), static_cast<int>(runs.size()));
 
     int* point = points.data();

@@ -32,7 +32,8 @@ bool isConsistentAt(E const* e) {
     bool const sameWay = twin != nullptr && twin->origin == e->origin && twin->end() == e->end();
     return e->owner != 0 && e->origin->owner != 0 && e->face->owner != 0 && e->next->prev == e &&
            e->prev->next == e && (e->nextLeaving == nullptr || e->nextLeaving->prevLeaving == e) &&
-           (e->prevLeaving == nullptr ? e->origin->firstLeaving : e->prevLeaving->nextLeaving) == e &&
+           (e->prevLeaving == nullptr ? e->origin->firstLeaving : e->prevLeaving->nextLeaving) ==
+               e &&
            (twin == nullptr || (twin->twin == e && twin->owner != 0)) &&
            (twin == nullptr || sameWay || e->opposite() != nullptr);
 }

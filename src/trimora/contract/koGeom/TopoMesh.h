@@ -61,7 +61,7 @@ public:
                            TopoMeshVertex v3);
     TopoMeshFace allocFace(ko::vector<TopoMeshVertex> const& vertices);
     /// Many new vertices and faces at once, all faces with the same number of sides: what allocVertex for each point and
-    /// then allocFace for each face would make, several times faster.
+    /// then allocFace for each face would make, only faster.
     ///
     /// points    the new vertices; the corners count from the first of them
     /// corners   `sides` (3 or more) a face; half-edge i runs from corner i to the next one of its face
@@ -133,7 +133,7 @@ public:
     TopoMeshVertex contractEdge(TopoMeshEdge e);
     bool canContractEdge(TopoMeshEdge e) const;
     /// Makes two boundary edges that run against each other twins. a's vertices survive, where they are; those ends of b
-    /// that differ go. Refused when an edge joins two vertices that would become one.
+    /// that differ go. Refused when a face holds two vertices that would become one.
     void mergeVertices(TopoMeshEdge a, TopoMeshEdge b);
     bool canMergeVertices(TopoMeshEdge a, TopoMeshEdge b) const;
 

@@ -1,134 +1,120 @@
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koGeom/detail/TopoMeshLinks.h"
 
-#include <cassert>
+#include <utility>
 #include <vector>
 
-/// Building a half-edge mesh in bulk. All links are first worked out as numbers, in arrays that are a fraction of the size
-/// of the records; then every record is written once, in the order of memory. The outcome is that of one allocation after
-/// the other.
+/// Building a half-edge mesh in bulk. Twins are worked out as numbers, in arrays that are a fraction of the size of the
+/// records; then every record is written once, in the order of memory. The outcome is that of one allocation after the
+/// other.
 namespace koGeom {
 
 using namespace detail;
 
 namespace {
 
-using Numbers = std::vector<int>;
-
 constexpr int none = -1;
 
-constexpr std::size_t maxHalfEdges =
-    0x7ffffff0;  // numbers of half-edges, and a face more, are ints
+constexpr std::size_t maxHalfEdges = 0x7fffffff;  // they are numbered in ints
 
-/// The half-edges as numbers: half-edge i runs from corners[i] to ends[i].
-class BulkLinks {
-public:
-    BulkLinks(std::size_t numVertices, std::size_t count, int sides, int const* corners);
+std::size_t at(int i) {
+    return static_cast<std::size_t>(i);
+}
 
-    /// Chains the half-edges that leave a vertex, and on the way, if asked, finds each one's twin.
-    void chain(Numbers* twins);
-    bool areTwins(int const* twins) const;
+/// The half-edges as numbers: half-edge i of `count` runs from corners[i] to the next corner of its face.
+struct HalfEdges {
+    int count;
+    int sides;
+    int const* corners;
 
-    Numbers latest;  ///< by vertex: the half-edge that left it last, and first
-    Numbers first;
-    Numbers older;  ///< by half-edge: its neighbours in the chain of its origin
-    Numbers newer;
-
-private:
-    int before(int i) const { return i % sides_ != 0 ? i - 1 : i + sides_ - 1; }
-    void attachNumber(int i);
-    int findOpposite(int i, Numbers const& twins) const;
-
-    std::size_t const count_;
-    int const sides_;
-    int const* const corners_;
-    Numbers ends_;
+    int start(int i) const { return corners[at(i)]; }
+    int end(int i) const { return corners[at((i + 1) % sides != 0 ? i + 1 : i + 1 - sides)]; }
+    int before(int i) const { return i % sides != 0 ? i - 1 : i + sides - 1; }
 };
 
-BulkLinks::BulkLinks(std::size_t numVertices, std::size_t count, int sides, int const* corners)
-    : latest(numVertices, none),
-      first(numVertices, none),
-      older(count, none),
-      newer(count, none),
-      count_(count),
-      sides_(sides),
-      corners_(corners),
-      ends_(count) {
-    auto const step = static_cast<std::size_t>(sides);
-    for (std::size_t base = 0; base < count; base += step) {
-        for (std::size_t i = base; i + 1 < base + step; ++i)
-            ends_[i] = corners[i + 1];
-        ends_[base + step - 1] = corners[base];
-    }
-}
+/// Finds twins as one allocation after the other would: each half-edge, in turn, takes the latest of an earlier face that
+/// runs against it and has none.
+class TwinFinder {
+public:
+    TwinFinder(HalfEdges const& edges, int numVertices)
+        : edges_(edges),
+          ends_(at(edges.count)),
+          latest_(at(numVertices), none),
+          older_(at(edges.count)),
+          twins(at(edges.count), none) {}
 
-void BulkLinks::chain(Numbers* twins) {
-    int const count = static_cast<int>(count_);
-    for (int base = 0; base <= count - sides_; base += sides_) {
-        for (int i = base; twins != nullptr && i < base + sides_; ++i) {
-            int const found = findOpposite(i, *twins);
-            if (found == none)
-                continue;
-            (*twins)[static_cast<std::size_t>(i)] = found;
-            (*twins)[static_cast<std::size_t>(found)] = i;
+    void run() {
+        for (int i = 0; i < edges_.count; ++i)
+            ends_[at(i)] = edges_.end(i);
+        for (int face = 0; face < edges_.count / edges_.sides; ++face) {
+            int const begin = face * edges_.sides;
+            for (int i = begin; i - begin < edges_.sides; ++i)
+                link(i, findOpposite(i));
+            for (int i = begin; i - begin < edges_.sides; ++i) {
+                int& head = latest_[at(edges_.start(i))];
+                older_[at(i)] = head;
+                head = i;
+            }
         }
-        for (int i = base; i < base + sides_; ++i)
-            attachNumber(i);
     }
-}
 
-void BulkLinks::attachNumber(int i) {
-    auto const edge = static_cast<std::size_t>(i);
-    auto const vertex = static_cast<std::size_t>(corners_[edge]);
-    int const head = latest[vertex];
-    older[edge] = head;
-    if (head != none)
-        newer[static_cast<std::size_t>(head)] = i;
-    else
-        first[vertex] = i;
-    latest[vertex] = i;
-}
+private:
+    void link(int i, int opposite) {
+        if (opposite == none)
+            return;
+        twins[at(i)] = opposite;
+        twins[at(opposite)] = i;
+    }
+    int findOpposite(int i) const;
+
+    HalfEdges const edges_;
+    std::vector<int> ends_;
+    std::vector<int> latest_;  // by vertex: the half-edge that left it last
+    std::vector<int> older_;   // by half-edge: the one that left the same vertex before
+
+public:
+    std::vector<int> twins;
+};
 
 /// The search of detail::findHalfEdge, in numbers.
-int BulkLinks::findOpposite(int i, Numbers const& twins) const {
-    int const from = corners_[i];
-    int const to = ends_[static_cast<std::size_t>(i)];
-    int leaving = latest[static_cast<std::size_t>(to)];
-    int afterArriving = latest[static_cast<std::size_t>(from)];
+int TwinFinder::findOpposite(int i) const {
+    int const from = edges_.start(i);
+    int const to = ends_[at(i)];
+    int leaving = latest_[at(to)];
+    int afterArriving = latest_[at(from)];
     for (int step = 0; leaving != none && afterArriving != none; ++step) {
-        auto const e = static_cast<std::size_t>(leaving);
-        if (ends_[e] == from && twins[e] == none)
+        if (ends_[at(leaving)] == from && twins[at(leaving)] == none)
             return leaving;
-        leaving = older[e];
+        leaving = older_[at(leaving)];
         if (step < fewLeaving)
             continue;
-        auto const arriving = static_cast<std::size_t>(before(afterArriving));
-        if (corners_[arriving] == to && twins[arriving] == none)
-            return static_cast<int>(arriving);
-        afterArriving = older[static_cast<std::size_t>(afterArriving)];
+        int const arriving = edges_.before(afterArriving);
+        if (edges_.start(arriving) == to && twins[at(arriving)] == none)
+            return arriving;
+        afterArriving = older_[at(afterArriving)];
     }
     return none;
 }
 
-bool BulkLinks::areTwins(int const* twins) const {
-    for (std::size_t e = 0; e < count_; ++e) {
-        if (twins[e] == none)
-            continue;
-        auto const t = static_cast<std::size_t>(twins[e]);
-        if (t >= count_ || t == e || static_cast<std::size_t>(twins[t]) != e)
+bool areInRange(HalfEdges const& edges, int numVertices) {
+    for (int i = 0; i < edges.count; ++i)
+        if (edges.start(i) < 0 || edges.start(i) >= numVertices)
             return false;
-        bool const against = corners_[t] == ends_[e] && ends_[t] == corners_[e];
-        bool const alike = corners_[t] == corners_[e] && ends_[t] == ends_[e];
-        if (!against && !alike)
-            return false;
-    }
     return true;
 }
 
-bool areInRange(int const* corners, std::size_t count, int numVertices) {
-    for (std::size_t i = 0; i < count; ++i)
-        if (corners[i] < 0 || corners[i] >= numVertices)
+bool areTwins(HalfEdges const& edges, int const* twins) {
+    for (int i = 0; i < edges.count; ++i) {
+        int const t = twins[at(i)];
+        if (t == none)
+            continue;
+        if (t < 0 || t >= edges.count || t == i || twins[at(t)] != i)
             return false;
+        // The other end of an opposed pair is looked at when t has its turn.
+        bool const opposed = edges.start(t) == edges.end(i);
+        if (!opposed && (edges.start(t) != edges.start(i) || edges.end(t) != edges.end(i)))
+            return false;
+    }
     return true;
 }
 
@@ -136,59 +122,45 @@ bool areInRange(int const* corners, std::size_t count, int numVertices) {
 
 TopoMeshFace TopoMesh::allocFaces(int numPoints, Point const* points, int numFaces, int sides,
                                   int const* corners, int const* givenTwins) {
-    if (numPoints <= 0 || numFaces <= 0 || sides < 3)
+    if (numPoints <= 0 || numFaces <= 0 || sides < 3 || at(numFaces) > maxHalfEdges / at(sides))
         return TopoMeshFace();
-    std::size_t const count = static_cast<std::size_t>(numFaces) * static_cast<std::size_t>(sides);
-    if (count > maxHalfEdges || !areInRange(corners, count, numPoints))
+    HalfEdges const halfEdges = {numFaces * sides, sides, corners};
+    if (!areInRange(halfEdges, numPoints) ||
+        (givenTwins != nullptr && !areTwins(halfEdges, givenTwins)))
         return TopoMeshFace();
-    auto const numVerticesAdded = static_cast<std::size_t>(numPoints);
-    auto const numFacesAdded = static_cast<std::size_t>(numFaces);
-    BulkLinks links(numVerticesAdded, count, sides, corners);
-    if (givenTwins != nullptr && !links.areTwins(givenTwins))
-        return TopoMeshFace();
-    Numbers found(givenTwins != nullptr ? 0 : count, none);
-    links.chain(givenTwins != nullptr ? nullptr : &found);
-    int const* const twins = givenTwins != nullptr ? givenTwins : found.data();
-    vertices_.reserve(numVerticesAdded);
-    edges_.reserve(count);
-    faces_.reserve(numFacesAdded);
-
-    std::uint32_t const firstVertexNumber = vertices_.numCreated();
-    std::uint32_t const firstEdgeNumber = edges_.numCreated();
-    std::uint32_t const firstFaceNumber = faces_.numCreated();
-    TopoMeshRecordRange<V> const vertices = vertices_.claim(numVerticesAdded);
-    TopoMeshRecordRange<E> const edges = edges_.claim(count);
-    TopoMeshRecordRange<F> const faces = faces_.claim(numFacesAdded);
-    auto const edgeAt = [&edges](int i) {
-        return i != none ? edges[static_cast<std::size_t>(i)] : nullptr;
-    };
-
-    for (std::size_t i = 0; i < numVerticesAdded; ++i) {
-        auto const number = firstVertexNumber + static_cast<std::uint32_t>(i);
-        *vertices[i] = {points[i], edgeAt(links.first[i]), edgeAt(links.latest[i]), number, tag_};
+    std::vector<int> found;
+    if (givenTwins == nullptr) {
+        TwinFinder finder(halfEdges, numPoints);
+        finder.run();
+        found = std::move(finder.twins);
     }
-    for (std::size_t f = 0; f < numFacesAdded; ++f) {
-        std::size_t const begin = f * static_cast<std::size_t>(sides);
-        std::size_t const end = begin + static_cast<std::size_t>(sides);
-        F* const face = faces[f];
-        *face = {edges[begin], firstFaceNumber + static_cast<std::uint32_t>(f), tag_};
-        E* before = edges[end - 1];
-        E* current = edges[begin];
-        for (std::size_t i = begin; i < end; ++i) {
-            E* const after = edges[i + 1 < end ? i + 1 : begin];
-            V* const origin = vertices[static_cast<std::size_t>(corners[i])];
-            auto const number = firstEdgeNumber + static_cast<std::uint32_t>(i);
-            *current = {origin,
-                        after,
-                        before,
-                        edgeAt(twins[i]),
-                        face,
-                        edgeAt(links.older[i]),
-                        edgeAt(links.newer[i]),
-                        number,
-                        tag_};
-            before = current;
-            current = after;
+    vertices_.reserve(at(numPoints));
+    edges_.reserve(at(halfEdges.count));
+    faces_.reserve(at(numFaces));
+
+    std::uint32_t vertexNumber = vertices_.numCreated();
+    std::uint32_t faceNumber = faces_.numCreated();
+    std::uint32_t edgeNumber = edges_.numCreated();
+    TopoMeshRecordRange<V> const vertices = vertices_.claim(at(numPoints));
+    TopoMeshRecordRange<E> const edges = edges_.claim(at(halfEdges.count));
+    TopoMeshRecordRange<F> const faces = faces_.claim(at(numFaces));
+    int const* const twins = givenTwins != nullptr ? givenTwins : found.data();
+
+    for (std::size_t i = 0; i < at(numPoints); ++i)
+        *vertices[i] = {points[i], nullptr, nullptr, vertexNumber++, tag_};
+    for (int face = 0; face < numFaces; ++face) {
+        int const begin = face * sides;
+        F* const f = faces[at(face)];
+        E* before = edges[at(begin + sides - 1)];
+        E* e = edges[at(begin)];
+        *f = {e, faceNumber++, tag_};
+        for (int i = begin; i - begin < sides; ++i) {
+            E* const after = edges[at(i + 1 - begin < sides ? i + 1 : begin)];
+            E* const twin = twins[at(i)] != none ? edges[at(twins[at(i)])] : nullptr;
+            *e = {nullptr, after, before, twin, f, nullptr, nullptr, edgeNumber++, tag_};
+            attach(e, vertices[at(corners[at(i)])]);
+            before = e;
+            e = after;
         }
     }
     return TopoMeshFace(faces[0]);

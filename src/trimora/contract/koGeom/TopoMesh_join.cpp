@@ -23,11 +23,15 @@ bool TopoMesh::canSwapEdge(TopoMeshEdge edge) const {
     return distinct && !areJoined(c, d);
 }
 
-//        c                    c            n = e's next, p = e's previous; tn, tp the same of the twin t
-//     p/ f \n              p/ | \n
-//     a --e-> b     ->     a  e  b         e runs c -> d or d -> c, whichever keeps it running from the older to the younger
-//     tn\ g /tp            tn\| /tp        vertex, or from the younger to the older, as before: so a second swap is the
-//        d                    d            inverse of the first. f is what lies left of e.
+//         c                     c
+//       /   \                 / | \        n, p are e's next and previous, tn, tp its twin t's; e runs a to b before.
+//      p  f  n               p  |  n       Afterwards e runs c to d or d to c, whichever lets it run from the older to the
+//     /       \             /   |   \      younger vertex, or from the younger to the older, as it did: so a second swap is
+//    a -- e -- b     ->    a    e    b     the inverse of the first. f is what lies left of e, g right of it.
+//     \       /             \   |   /
+//     tn  g  tp             tn  |  tp
+//       \   /                 \ | /
+//         d                     d
 bool TopoMesh::swapEdge(TopoMeshEdge edge) {
     if (!canSwapEdge(edge))
         return false;

@@ -28,14 +28,16 @@ struct RayTriangleTerms {
 };
 
 /// intersectRayTriangle, inline for the loops that run it millions of times.
-inline bool rayTriangle(double const* dir, float const* origin, float const* v0, float const* v1, float const* v2,
-                        bool cullsBack, double& t, double& u, double& v) {
+inline bool rayTriangle(double const* dir, float const* origin, float const* v0, float const* v1,
+                        float const* v2, bool cullsBack, double& t, double& u, double& v) {
     RayTriangleTerms const k(dir, v0, v1, v2);
-    bool const front = k.det > rayDeterminantTolerance;
+    bool const front =
+        cullsBack ? k.det >= rayDeterminantTolerance : k.det > rayDeterminantTolerance;
     bool const back = !cullsBack && k.det < -rayDeterminantTolerance;
     if (!front && !back)
         return false;
-    double const s[3] = {static_cast<double>(origin[0] - v0[0]), static_cast<double>(origin[1] - v0[1]),
+    double const s[3] = {static_cast<double>(origin[0] - v0[0]),
+                         static_cast<double>(origin[1] - v0[1]),
                          static_cast<double>(origin[2] - v0[2])};
     double const weightU = s[0] * k.p[0] + s[1] * k.p[1] + s[2] * k.p[2];
     if (front ? weightU < 0.0 || weightU > k.det : weightU > 0.0 || k.det > weightU)
@@ -43,7 +45,8 @@ inline bool rayTriangle(double const* dir, float const* origin, float const* v0,
     double const q[3] = {s[1] * k.e1[2] - s[2] * k.e1[1], s[2] * k.e1[0] - s[0] * k.e1[2],
                          s[0] * k.e1[1] - s[1] * k.e1[0]};
     double const weightV = dir[0] * q[0] + dir[1] * q[1] + dir[2] * q[2];
-    if (front ? weightV < 0.0 || weightU + weightV > k.det : weightV > 0.0 || k.det > weightU + weightV)
+    if (front ? weightV < 0.0 || weightU + weightV > k.det
+              : weightV > 0.0 || k.det > weightU + weightV)
         return false;
     double const inverse = 1.0 / k.det;
     t = (k.e2[0] * q[0] + k.e2[1] * q[1] + k.e2[2] * q[2]) * inverse;
