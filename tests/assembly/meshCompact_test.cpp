@@ -268,10 +268,14 @@ TEST_CASE("progressIsCutIntoSortAndRest") {
     koUtil::Progress progress;
     std::vector<double> values;
     progress.setListener([&values](double value, char const*) { values.push_back(value); });
-    progress.cancel();
     meshCompact(mesh, progress);
-    CHECK(mesh.getNumVertices() == 8);
-    CHECK(std::all_of(values.begin(), values.end(), [](double x) { return x >= 0.0 && x <= 1.0; }));
+    CHECK(values == std::vector<double>{0.8});  // where the rest begins
+
+    mesh = support::soup(support::cube());
+    koUtil::Progress cancelled;
+    cancelled.cancel();
+    meshCompact(mesh, cancelled);
+    CHECK(mesh.getNumVertices() == 8);  // a weld is not to be stopped
 }
 
 TEST_CASE("comparisonsGoThroughTheKeysInOrder") {

@@ -245,3 +245,30 @@ TEST_CASE("theRimOfAHugeFanIsWalkedInLinearTime") {
     REQUIRE(boundaries.size() == 1);
     CHECK(boundaries.getLength(0) == 400002);
 }
+
+// Triangles on the edges 0-1 and 0-2 in turn; what runs these edges the other way comes last. Asked again for every triangle,
+// the search for it takes minutes.
+TEST_CASE("twoCrowdedEdgesAreWalkedInLinearTime") {
+    constexpr int numTriangles = 200000;
+    std::vector<int> corners;
+    for (int t = 0; t < numTriangles; ++t)
+        corners.insert(corners.end(), {0, 1 + t % 2, 3 + t});
+    constexpr int last = numTriangles + 3;
+    corners.insert(corners.end(), {1, 0, last, 2, 0, last + 1});
+    CompactMesh const mesh = support::meshOf(std::vector<float>(3 * (last + 2)), corners);
+    tables::VertexTables const of(mesh);
+    int next = -1;
+    CHECK(Boundary::walkBoundary(0, next, mesh, of.tris, of.vertices));
+    CHECK(next == last);
+
+    MeshSubset const subset(1, corners.data(), 0, nullptr);  // vertex 0
+    Remap triangleSubsets(mesh.getNumTriangles(), 1);
+    for (int t = 0; t < mesh.getNumTriangles(); ++t)
+        triangleSubsets.set(t, 0);
+    ArrayOfSets vertexSubsets;
+    vertexSubsets.assignFromPairs(mesh.getNumVertices(), 0, nullptr);
+    MeshBoundaries boundaries;
+    meshComputeSubsetBoundary(mesh, subset, 0, of.tris, of.vertices, vertexSubsets, triangleSubsets,
+                              boundaries);
+    CHECK(tables::loopsOf(boundaries) == Sets{{0, last, 1, 3}});
+}

@@ -1,6 +1,6 @@
-#include "trimora/measure/meshLongestEdge.h"
-
 #include "support/builders.h"
+
+#include "trimora/measure/meshLongestEdge.h"
 
 #include <cmath>
 #include <doctest/doctest.h>

@@ -155,6 +155,8 @@ TEST_SUITE("MeshCharacteristics") {
         SimpleMeshCache cache;
         {
             MeshCharacteristics characteristics(mesh);
+            characteristics.setCache(characteristics.getCache());  // nothing changes
+            CHECK(characteristics.checkGoodAngles(15));
             characteristics.setCache(cache);
             CHECK(&characteristics.getCache() == &cache);
             CHECK(characteristics.checkManifold());

@@ -289,6 +289,8 @@ TEST_SUITE("MeshIntersect") {
         Indexed const spheres(
             support::joined(support::sphere(3), support::sphere(3), 0.7f, 0.1f, 0.05f));
         Pairs const all = pairsOf(spheres.selfCuts());
+        koUtil::ThreadPool pool(1);  // its one thread reports every chunk
+        koUtil::ThreadPool::setShared(&pool);
         koUtil::Progress progress;
         progress.setListener([&](double value, char const*) {
             if (value > 0.4)
@@ -304,6 +306,7 @@ TEST_SUITE("MeshIntersect") {
         result.resize(5);
         intersect.selfIntersect(progress, result);
         CHECK(result.empty());
+        koUtil::ThreadPool::setShared(nullptr);
     }
 
     TEST_CASE("copySharesTheTablesOfTheOriginal") {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <doctest/doctest.h>
+#include <string>
 #include <vector>
 
 using namespace koGeom;
@@ -187,16 +188,45 @@ TEST_SUITE("meshReverseWinding") {
             CHECK(after[3 * t] == before[3 * t + 1]);
     }
 
-    TEST_CASE("nothingToTurnIsSilent") {
-        CompactMesh empty;
+    TEST_CASE("callIsToldEvenWhereNothingIsTurned") {
+        CompactMesh points = support::meshOf({0, 0, 0, 1, 0, 0}, {});
+        points.allocNormalArray();
+        points.getNormals()[1] = Normal(0.0, 0.0, 1.0);
         CompactMesh unselected = support::cube();
+        std::vector<int> const before = support::trianglesOf(unselected);
+        unselected.getSelectedTriangles().resize(12);
         support::DebugCapture capture;
-        support::ModificationCounter counter(empty);
+        support::ModificationCounter counter(points);
         support::ModificationCounter other(unselected);
-        meshReverseWinding(empty, true);
-        meshReverseSelectedWinding(empty);
+        meshReverseWinding(points, true);
+        CHECK(capture.text().starts_with("meshReverseWinding: 0 triangles\n"));
         meshReverseSelectedWinding(unselected);
-        CHECK(counter.total() + other.total() == 0);
-        CHECK(capture.text() == "");
+        CHECK(capture.text().find("meshReverseSelectedWinding: 12 triangles\n") !=
+              std::string::npos);
+        CHECK(points.getNormals()[1].z == -1.0f);
+        CHECK(support::trianglesOf(unselected) == before);
+        CHECK(counter.total() == 1);
+        CHECK(other.total() == 1);
+    }
+
+    TEST_CASE("rangesOfTheNormalsFollow") {
+        for (bool const selectedOnly : {false, true}) {
+            CompactMesh mesh = support::triangle();
+            mesh.allocNormalArray();
+            for (int v = 0; v < 3; ++v)
+                mesh.getNormals()[v] = Normal(0.0, 0.0, 1.0);
+            float lower = 0.0f;
+            float upper = 0.0f;
+            mesh.getAttributes(PointMesh::NormalsName)->getRange(2, lower, upper);
+            CHECK(lower == 1.0f);
+            mesh.getSelectedTriangles().resize(1);
+            mesh.getSelectedTriangles().setBit(0);
+            if (selectedOnly)
+                meshReverseSelectedWinding(mesh);
+            else
+                meshReverseWinding(mesh, true);
+            mesh.getAttributes(PointMesh::NormalsName)->getRange(2, lower, upper);
+            CHECK(upper == -1.0f);
+        }
     }
 }

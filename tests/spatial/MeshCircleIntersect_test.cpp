@@ -1,7 +1,7 @@
-#include "trimora/spatial/MeshCircleIntersect.h"
-
 #include "queryScenes.h"
+
 #include "trimora/contract/koGeom/MeshCoord.h"
+#include "trimora/spatial/MeshCircleIntersect.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,8 @@ using queryScenes::Scene;
 
 namespace {
 
-ko::vector<Point> pointsOf(Scene const& scene, Plane const& circle, double radius, double tolerance = 1e-6) {
+ko::vector<Point> pointsOf(Scene const& scene, Plane const& circle, double radius,
+                           double tolerance = 1e-6) {
     MeshCircleIntersect cut(scene.mesh, scene.octree, scene.octreeTris, tolerance);
     ko::vector<Point> points;
     cut(circle, radius, points);
@@ -34,7 +35,8 @@ TEST_CASE("circleMeetsAPlaneInTwoPointsOneOrNone") {
     CHECK(circlePlaneIntersect(circle, 5.0, Plane(Point(6, 0, 0), Normal(1, 0, 0)), points) == 1);
     CHECK(points[0] == Point(6, 2, 3));
     CHECK(points[1] == Point(6, 2, 3));
-    CHECK(circlePlaneIntersect(circle, 5.0, Plane(Point(6.001, 0, 0), Normal(1, 0, 0)), points) == 0);
+    CHECK(circlePlaneIntersect(circle, 5.0, Plane(Point(6.001, 0, 0), Normal(1, 0, 0)), points) ==
+          0);
     CHECK(circlePlaneIntersect(circle, 5.0, Plane(Point(0, 0, 3), Normal(0, 0, -1)), points) == 0);
     CHECK(circlePlaneIntersect(circle, 5.0, Plane(Point(0, 0, 3), Normal()), points) == 0);
 }
@@ -48,7 +50,8 @@ TEST_CASE("circleCutsAStandingPlateTwice") {
     Scene const scene(mesh);
     ko::vector<Point> points = pointsOf(scene, Plane(Point(2, 0, 1.25), Normal(0, 0, 1)), 1.5);
     REQUIRE(points.size() == 2);
-    std::sort(points.begin(), points.end(), [](Point const& a, Point const& b) { return a.x < b.x; });
+    std::sort(points.begin(), points.end(),
+              [](Point const& a, Point const& b) { return a.x < b.x; });
     CHECK(equivalent(points[0], Point(0.5, 0, 1.25), 1e-9));
     CHECK(equivalent(points[1], Point(3.5, 0, 1.25), 1e-9));
 
@@ -62,7 +65,8 @@ TEST_CASE("pointsLieOnTheCircleAndOnTheMesh") {
     int total = 0;
     for (int run = 0; run < 60; ++run) {
         Point const center(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1));
-        Plane const circle(center, Normal(Vector(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1))));
+        Plane const circle(
+            center, Normal(Vector(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1))));
         double const radius = random.real(0.2, 1.5);
         MeshCircleIntersect cut(scene.mesh, scene.octree, scene.octreeTris, 1e-7);
         ko::vector<Point> points(1, Point(9, 9, 9));
@@ -88,7 +92,9 @@ TEST_CASE("noCutIsMissed") {
     Scene const scene(support::torus(24, 16));
     support::Random random(5);
     for (int run = 0; run < 40; ++run) {
-        Plane const circle(Point(random.real(-2, 2), random.real(-2, 2), random.real(-0.5, 0.5)), Normal(Vector(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1))));
+        Plane const circle(
+            Point(random.real(-2, 2), random.real(-2, 2), random.real(-0.5, 0.5)),
+            Normal(Vector(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1))));
         double const radius = random.real(0.3, 2.5);
         int expected = 0;
         for (int t = 0; t < scene.mesh.getNumTriangles(); ++t) {
@@ -98,8 +104,11 @@ TEST_CASE("noCutIsMissed") {
             int const count = circlePlaneIntersect(circle, radius, plane, points);
             for (int i = 0; i < count; ++i) {
                 MeshCoord coord;
-                expected += coord.project(t, scene.mesh.getVerticesRaw(), scene.mesh.getTrianglesRaw(), points[i]) &&
-                            equivalent(coord.evaluate(scene.mesh.getVertices(), scene.mesh.getTriangles()), points[i], 1e-7);
+                expected +=
+                    coord.project(t, scene.mesh.getVerticesRaw(), scene.mesh.getTrianglesRaw(),
+                                  points[i]) &&
+                    equivalent(coord.evaluate(scene.mesh.getVertices(), scene.mesh.getTriangles()),
+                               points[i], 1e-7);
             }
         }
         CHECK(static_cast<int>(pointsOf(scene, circle, radius, 1e-7).size()) == expected);
@@ -109,12 +118,14 @@ TEST_CASE("noCutIsMissed") {
 TEST_CASE("circleThatMeetsNothingLeavesTheResult") {
     Scene const scene(support::cube());
     double const nan = std::nan("");
-    CHECK(pointsOf(scene, Plane(Point(0.5, 0.5, 9), Normal(0, 0, 1)), 0.5).empty());   // no triangle
+    CHECK(pointsOf(scene, Plane(Point(0.5, 0.5, 9), Normal(0, 0, 1)), 0.5).empty());  // no triangle
     CHECK(pointsOf(scene, Plane(Point(0.5, 0.5, 0.5), Normal(0, 0, 1)), 0.1).empty());  // inside
     CHECK(pointsOf(scene, Plane(Point(0.5, 0.5, 1), Normal(1, 0, 0)), 0.0).empty());    // no radius
     CHECK(pointsOf(scene, Plane(Point(0.5, 0.5, 0.5), Normal()), 0.5).empty());         // no axis
     CHECK(pointsOf(scene, Plane(Point(nan, 0.5, 0.5), Normal(0, 0, 1)), 0.5).empty());
     CHECK(pointsOf(scene, Plane(Point(0.5, 0.5, 0.5), Normal(0, 0, 1)), nan).empty());
     CHECK(pointsOf(Scene{CompactMesh()}, Plane(Point(), Normal(0, 0, 1)), 1.0).empty());
-    CHECK(pointsOf(Scene{support::meshOf({0, 0, 0, 1, 0, 0, 2, 0, 0}, {0, 1, 2})}, Plane(Point(1, 0, 0), Normal(0, 0, 1)), 1.0).empty());
+    CHECK(pointsOf(Scene{support::meshOf({0, 0, 0, 1, 0, 0, 2, 0, 0}, {0, 1, 2})},
+                   Plane(Point(1, 0, 0), Normal(0, 0, 1)), 1.0)
+              .empty());
 }

@@ -1,8 +1,8 @@
-#include "trimora/spatial/MeshClosestPtOnLine.h"
-
 #include "queryScenes.h"
+
 #include "trimora/contract/koGeom/MeshSequence.h"
 #include "trimora/contract/koLinear/lines.h"
+#include "trimora/spatial/MeshClosestPtOnLine.h"
 
 #include <cmath>
 #include <doctest/doctest.h>
@@ -64,7 +64,8 @@ TEST_CASE("pointOnTheMeshGivesTheLastPathCornerOfItsTriangle") {
         CHECK(std::abs(place.x - scene.vertex(vertex).x) <= 1.0);
         CHECK((coord.weights[0] == 1.0 || coord.weights[1] == 1.0 || coord.weights[2] == 1.0));
     }
-    // (0.5, 2) lies on the edge of triangles 8 (corners 5, 11, 10) and 16 (10, 11, 16); the vertex given is a corner
+    // (0.5, 2) lies on the edge of triangles 8 (corners 5, 11, 10) and 16 (10, 11, 16); the vertex
+    // given is a corner
     Point const place = placeOf(scene, onPath({0.5, 2.0, 0.0}));
     CHECK((place == Point(0.0, 2.0, 0.0) || place == Point(1.0, 2.0, 0.0)));
 }
@@ -80,7 +81,8 @@ TEST_CASE("placesOfAWavyPathAreTheNearestOnIt") {
     double const reach = 0.05 * scene.diagonal();
     for (int run = 0; run < 300; ++run) {
         Point p = scene.vertex(path.points[random.index(13)]);
-        p += Vector(random.real(-reach, reach), random.real(-reach, reach), random.real(-reach, reach));
+        p += Vector(random.real(-reach, reach), random.real(-reach, reach),
+                    random.real(-reach, reach));
         MeshCoord const coord = onPath(p);
         REQUIRE(coord.valid());
         // never nearer than the truth; and no farther when the box about p and the band holds it
@@ -110,13 +112,15 @@ TEST_CASE("withoutAnEdgeOfThePathInReachTheAnswerIsTheCoordinateOnTheBand") {
 
 TEST_CASE("pathOnNoTriangleGivesAnInvalidCoordinate") {
     Scene const scene(support::grid(2, 2));
-    for (MeshSequence const& path : {MeshSequence(), MeshSequence(ko::vector<ko::vector<int>>{{0}, {8}})}) {
+    for (MeshSequence const& path :
+         {MeshSequence(), MeshSequence(ko::vector<ko::vector<int>>{{0}, {8}})}) {
         MeshClosestPtOnLine onPath(scene.mesh, scene.adjTris, path);
         CHECK_FALSE(onPath({0, 0, 0}).valid());
     }
     Scene const empty{CompactMesh()};
     MeshClosestPtOnLine nothing(empty.mesh, empty.adjTris, MeshSequence());
     CHECK_FALSE(nothing({0, 0, 0}).valid());
-    MeshClosestPtOnLine onPath(scene.mesh, scene.adjTris, MeshSequence(ko::vector<ko::vector<int>>{{0, 1, 2}}));
+    MeshClosestPtOnLine onPath(scene.mesh, scene.adjTris,
+                               MeshSequence(ko::vector<ko::vector<int>>{{0, 1, 2}}));
     CHECK_FALSE(onPath({std::nan(""), 0, 0}).valid());
 }

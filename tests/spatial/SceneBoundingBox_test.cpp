@@ -51,19 +51,23 @@ TEST_CASE("removalAtAFaceCollapsesThatAxisUntilTheRebuild") {
         SceneBoundingBox scene = full;
         scene.removeItemBox(boxOf(0, 1, 1, 1, 2, 2));
         CHECK_FALSE(scene.known());
-        scene.addItemBox(boxOf(0, 1, 1, 1, 2, 2));  // x is 4..4 before: now 0..4 again
+        scene.removeItemBox(boxOf(2, 1, 1, 4, 2, 2));  // x is 4..4, not 1..4: it stays
+        scene.addItemBox(boxOf(0, 1, 1, 0, 2, 2));     // now 0..4 again
         CHECK(scene.known());
     }
     SUBCASE("at the upper face it shrinks to the lower one") {
         SceneBoundingBox scene = full;
         scene.removeItemBox(boxOf(1, 1, 1, 2, 2, 4));
         CHECK_FALSE(scene.known());
+        scene.removeItemBox(boxOf(1, 1, 0, 2, 2, 0.5f));  // z is 0..0, not 0..1: it stays
         scene.addItemBox(boxOf(1, 1, 4, 2, 2, 4));
         CHECK(scene.known());
     }
     SUBCASE("at both the axis is empty and the other axes stay") {
         SceneBoundingBox scene = full;
         scene.removeItemBox(boxOf(0, 1, 1, 4, 2, 2));
+        CHECK_FALSE(scene.known());
+        scene.addItemBox(boxOf(0, 1, 1, 0, 2, 2));  // x was empty: now 0..0
         CHECK_FALSE(scene.known());
         scene.addItemBox(boxOf(0, 1, 1, 4, 2, 2));
         CHECK(scene.known());

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/spatial/Ray.h"
 #include "trimora/spatial/intersectRayTriangle.h"
@@ -29,8 +30,9 @@ struct Hit {
 
 Hit shoot(PointFlt const& origin, Vector const& dir, bool cull = false) {
     Hit hit;
-    auto* const test = cull ? &intersectRayTriangleCull
-                            : static_cast<decltype(&intersectRayTriangleCull)>(&intersectRayTriangle);
+    auto* const test =
+        cull ? &intersectRayTriangleCull
+             : static_cast<decltype(&intersectRayTriangleCull)>(&intersectRayTriangle);
     hit.met = test(&dir.x, &origin.x, a, b, c, hit.t, hit.u, hit.v);
     return hit;
 }
@@ -142,17 +144,22 @@ TEST_CASE("hitLiesOnTheTriangleAndOnTheRay") {
     support::Random random(4);
     auto const draw = [&random] { return static_cast<float>(random.real(-1.0, 1.0)); };
     for (int run = 0; run < 2000; ++run) {
-        PointFlt const corners[3] = {{draw(), draw(), draw()}, {draw(), draw(), draw()}, {draw(), draw(), draw()}};
+        PointFlt const corners[3] = {
+            {draw(), draw(), draw()}, {draw(), draw(), draw()}, {draw(), draw(), draw()}};
         PointFlt const origin(draw(), draw(), draw());
         Vector const dir(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1));
         double t, u, v;
-        if (!intersectRayTriangle(&dir.x, &origin.x, &corners[0].x, &corners[1].x, &corners[2].x, t, u, v) || std::abs(t) > 100.0)
+        if (!intersectRayTriangle(&dir.x, &origin.x, &corners[0].x, &corners[1].x, &corners[2].x, t,
+                                  u, v) ||
+            std::abs(t) > 100.0)
             continue;
         Point const onRay = Point(origin) + t * dir;
-        Vector const weighted = (1.0 - u - v) * Point(corners[0]).asVector() + u * Point(corners[1]).asVector() + v * Point(corners[2]).asVector();
+        Vector const weighted = (1.0 - u - v) * Point(corners[0]).asVector() +
+                                u * Point(corners[1]).asVector() + v * Point(corners[2]).asVector();
         CHECK(distance(onRay, weighted.asPoint()) < 1e-4);
         double t2, u2, v2;
-        CHECK(intersectRayTriangle(&dir.x, &origin.x, &corners[1].x, &corners[2].x, &corners[0].x, t2, u2, v2));
+        CHECK(intersectRayTriangle(&dir.x, &origin.x, &corners[1].x, &corners[2].x, &corners[0].x,
+                                   t2, u2, v2));
         CHECK(t2 == doctest::Approx(t).epsilon(1e-3));
     }
 }
@@ -172,7 +179,8 @@ TEST_CASE("rayPreparesWhatTheBoxTestNeeds") {
 }
 
 TEST_CASE("rayKeepsItsNearestHitAndCopiesIt") {
-    MeshVertex const vertices[6] = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}, {0, 0, 2}, {4, 0, 2}, {0, 4, 2}};
+    MeshVertex const vertices[6] = {{0, 0, 0}, {4, 0, 0}, {0, 4, 0},
+                                    {0, 0, 2}, {4, 0, 2}, {0, 4, 2}};
     MeshTriangle const low{{0, 1, 2}}, high{{3, 4, 5}};
     Ray const ray({1.0f, 2.0f, 3.0f}, down);
     CHECK(ray.intersects(low, vertices));
@@ -217,7 +225,8 @@ TEST_CASE("boxTestIsStrictAtBothEndsAndKeepsTouchingSlabs") {
 // The rows of the test written out, with greater and lesser as fmax and fmin.
 TEST_CASE("boxTestIsTheWrittenOutOneForBrokenNumbersToo") {
     float const nan = std::nanf(""), infinity = std::numeric_limits<float>::infinity();
-    float const values[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, 2.0f, 1e-40f, 3e38f, -3e38f, infinity, -infinity, nan};
+    float const values[] = {0.0f,   -0.0f, 1.0f,   -1.0f,    0.5f,      2.0f,
+                            1e-40f, 3e38f, -3e38f, infinity, -infinity, nan};
     support::Random random(2);
     auto const draw = [&] { return values[random.index(random.index(3) == 0 ? 12 : 6)]; };
     int numHits = 0;
@@ -233,7 +242,8 @@ TEST_CASE("boxTestIsTheWrittenOutOneForBrokenNumbersToo") {
             near[axis] = (box.bounds[ray.slabIndex[2 * axis]] - origin[axis]) * ray.invDir[axis];
             far[axis] = (box.bounds[ray.slabIndex[2 * axis + 1]] - origin[axis]) * ray.invDir[axis];
         }
-        bool const apart = near[0] > far[1] || near[1] > far[0] || std::fmax(near[0], near[1]) > far[2] ||
+        bool const apart = near[0] > far[1] || near[1] > far[0] ||
+                           std::fmax(near[0], near[1]) > far[2] ||
                            near[2] > std::fmin(far[0], far[1]);
         bool const expected = !apart && tMax > std::fmax(std::fmax(near[0], near[1]), near[2]) &&
                               std::fmin(std::fmin(far[0], far[1]), far[2]) > tMin;

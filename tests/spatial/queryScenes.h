@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/builders.h"
+
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/connectivity/meshBoundingBox.h"
 #include "trimora/contract/koGeom/CompactMesh.h"

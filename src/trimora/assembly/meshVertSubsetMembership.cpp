@@ -16,7 +16,7 @@ using SubsetList = ko::list<ko::Reference<MeshSubset>>;
 std::vector<int> countMemberships(SubsetList const& subsets, int numVertices) {
     std::vector<int> counts(static_cast<std::size_t>(numVertices), 0);
     for (ko::Reference<MeshSubset> const& subset : subsets) {
-        for (int k = 0; k < subset->numVertices; ++k)
+        for (int k = 0; subset && k < subset->numVertices; ++k)
             ++counts[static_cast<std::size_t>(subset->vertices[k])];
     }
     return counts;
@@ -43,7 +43,7 @@ void meshVertSubsetMembership(CompactMesh const& mesh,
     int* const items = out.items.data();
     int position = 0;
     for (ko::Reference<MeshSubset> const& subset : subsets) {
-        for (int k = 0; k < subset->numVertices; ++k)
+        for (int k = 0; subset && k < subset->numVertices; ++k)
             items[nextSlot[static_cast<std::size_t>(subset->vertices[k])]++] = position;
         ++position;
     }
@@ -54,7 +54,7 @@ void meshTriSubsetMembership(CompactMesh const& mesh,
     out.resize(mesh.getNumTriangles(), static_cast<int>(subsets.size()));
     int position = 0;
     for (ko::Reference<MeshSubset> const& subset : subsets) {
-        for (int k = 0; k < subset->numTriangles; ++k)
+        for (int k = 0; subset && k < subset->numTriangles; ++k)
             out.set(subset->triangles[k], position);
         ++position;
     }

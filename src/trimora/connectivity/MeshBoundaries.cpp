@@ -3,6 +3,7 @@
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/connectivity/MeshAdjVertices.h"
 #include "trimora/connectivity/detail/VertexBuckets.h"
+#include "trimora/contract/ko/containers.h"
 #include "trimora/contract/koGeom/BitVector.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshSubset.h"
@@ -22,6 +23,27 @@ namespace {
 bool isIrregular(int vertex, MeshAdjTris const& adjTris, MeshAdjVertices const& adjVertices) {
     return adjVertices.numNeighbours(vertex) != adjTris.numTris(vertex);
 }
+
+/// Heads of edges from one vertex that were found to have another side. Each is searched for once, however many triangles
+/// crowd on its edge, in whatever order.
+class ClosedHeads {
+public:
+    explicit ClosedHeads(int numTris) : keepsAll_(numTris > fewTriangles) {}
+
+    bool contains(int head) const { return head == last_ || (keepsAll_ && all_.contains(head)); }
+    void add(int head) {
+        last_ = head;
+        if (keepsAll_)
+            all_.insert(head);
+    }
+
+private:
+    static constexpr int fewTriangles = 32;  // up to which to search again is cheap
+
+    bool keepsAll_;
+    int last_ = -1;
+    ko::unordered_set<int> all_;
+};
 
 class IrregularVerticesAlg : public koUtil::ThreadedAlg {
 public:
@@ -122,13 +144,18 @@ public:
           triangleSubsets_(triangleSubsets) {}
 
     bool step(int vertex, int& next) const {
-        for (int i = 0, count = adjTris_.numTris(vertex); i < count; ++i) {
+        int const count = adjTris_.numTris(vertex);
+        ClosedHeads closed(count);
+        for (int i = 0; i < count; ++i) {
             int const t = adjTris_.triIndices(vertex)[i];
             if (triangleSubsets_(t) != subsetIndex_)
                 continue;
             next = Boundary::findEdge(vertex, triangles_[t]);
-            if (isOnSomeBorder(next) && !hasEdge(next, vertex))
+            if (closed.contains(next) || !isOnSomeBorder(next))
+                continue;
+            if (!hasEdge(next, vertex))
                 return true;
+            closed.add(next);
         }
         return false;
     }
@@ -184,15 +211,15 @@ bool walkBoundary(int vertex, int& next, CompactMesh const& mesh, MeshAdjTris co
                   MeshAdjVertices const& adjVertices) {
     MeshTriangle const* const triangles = mesh.getTriangles();
     int const* const tris = adjTris.triIndices(vertex);
-    int closed =
-        -1;  // a head whose edge has another side: asked again for every triangle on a crowded edge
-    for (int i = 0, count = adjTris.numTris(vertex); i < count; ++i) {
+    int const count = adjTris.numTris(vertex);
+    ClosedHeads closed(count);
+    for (int i = 0; i < count; ++i) {
         next = findEdge(vertex, triangles[tris[i]]);
-        if (next == closed || !isIrregular(next, adjTris, adjVertices))
+        if (closed.contains(next) || !isIrregular(next, adjTris, adjVertices))
             continue;
         if (!hasEdge(mesh, adjTris, next, vertex))
             return true;
-        closed = next;
+        closed.add(next);
     }
     return false;
 }

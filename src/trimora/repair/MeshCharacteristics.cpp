@@ -37,6 +37,8 @@ MeshCharacteristics::MeshCharacteristics(MeshCharacteristics const& other) = def
 MeshCharacteristics::~MeshCharacteristics() = default;
 
 void MeshCharacteristics::setCache(MeshCache& cache) {
+    if (&cache == cache_.get())
+        return;  // its own one stays owned
     cache_ = std::shared_ptr<MeshCache>(&cache, [](MeshCache*) {});
 }
 

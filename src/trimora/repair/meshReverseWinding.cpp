@@ -134,14 +134,13 @@ void reverseSelectedTriangles(CompactMesh& mesh, BitVector const& selected) {
             negated.setBit(corner);
         }
     }
+    if (normals != nullptr)
+        mesh.getAttributes(PointMesh::NormalsName)->invalidateRange();
 }
 
 }  // namespace
 
 void meshReverseWinding(CompactMesh& mesh, bool flipVertexNormals) {
-    if (mesh.getNumTriangles() <= 0 && mesh.getNumTriStrips() <= 0 && mesh.getNumTriFans() <= 0)
-        return;
-
     debugChannel().print("meshReverseWinding: %d triangles\n", mesh.getNumTriangles());
     koOS::StopWatch watch;
     watch.start();
@@ -149,8 +148,10 @@ void meshReverseWinding(CompactMesh& mesh, bool flipVertexNormals) {
     reverseTriangles(mesh);
     reverseStrips(mesh);
     reverseFans(mesh);
-    if (flipVertexNormals && mesh.getNormals() != nullptr)
+    if (flipVertexNormals && mesh.getNormals() != nullptr) {
         negateAll(mesh.getNormals(), mesh.getNumVertices());
+        mesh.getAttributes(PointMesh::NormalsName)->invalidateRange();
+    }
     if (mesh.getTriangleNormals() != nullptr)
         negateAll(mesh.getTriangleNormals(), mesh.getNumTriangles());
 
@@ -177,9 +178,6 @@ void meshReverseWinding(CompactMesh& mesh, MeshAdjTris const& adj, int triangle)
 
 void meshReverseSelectedWinding(CompactMesh& mesh) {
     BitVector const& selected = mesh.getSelectedTriangles();
-    if (mesh.getNumTriangles() <= 0 || selected.count <= 0)
-        return;
-
     debugChannel().print("meshReverseSelectedWinding: %d triangles\n", selected.size);
     koOS::StopWatch watch;
     watch.start();

@@ -11,8 +11,7 @@ class MeshAdjTris;
 ///
 /// flipVertexNormals   negate the vertex normals, if there are any; triangle normals are always
 ///                     negated
-/// sends               one Topology modification; nothing happens to a mesh without triangles,
-///                     strips and fans
+/// sends               one Topology modification, also where there is nothing to turn
 ///
 /// A strip of odd length is reversed, one of 4 points has its middle points exchanged, and a longer
 /// one of even length is cut in two, so that the count of strips grows.
@@ -29,7 +28,7 @@ TRIMORA_API void meshReverseWinding(CompactMesh& mesh, MeshAdjTris const& adj, i
 /// once: a vertex shared with a triangle that is not selected is negated too. Strips and fans are
 /// dropped.
 ///
-/// sends   one Topology modification; nothing happens when no triangle is selected
+/// sends   one Topology modification in any case
 TRIMORA_API void meshReverseSelectedWinding(CompactMesh& mesh);
 
 }  // namespace koGeom

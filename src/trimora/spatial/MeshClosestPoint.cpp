@@ -1,8 +1,8 @@
 // Closest points, two ways. MeshClosestPoint walks the voxels by distance and measures the
-// triangles in them. It leaves out what can neither win nor tie: triangles whose boxes lie beyond
-// what is known to be on the mesh (the best so far, the likeliest triangle of the first voxel, the
-// triangle that the last query found), and nodes likewise. Margins cover the rounding of the boxes'
-// distances and of the measuring itself, so that the answer is that of measuring everything.
+// triangles in them. It leaves out what can neither win nor tie, from the cheapest test to the
+// dearest: voxels whose disc lies beyond the best so far, triangles whose box does, triangles whose
+// corners all do along one direction. Margins cover the rounding of the tests and of the measuring
+// itself, so that the answer is that of measuring everything, bit for bit.
 // meshClosestPoint reaches triangles through the vertices in the voxels.
 
 #include "trimora/spatial/MeshClosestPoint.h"
@@ -19,7 +19,8 @@
 #include "trimora/spatial/OctreeClosestIt.h"
 #include "trimora/spatial/VisitStamps.h"
 #include "trimora/spatial/detail/TriangleBoxDistances.h"
-#include "trimora/spatial/detail/holdsMesh.h"
+#include "trimora/spatial/detail/VoxelDiscs.h"
+#include "trimora/spatial/detail/finiteBounds.h"
 
 #include <algorithm>
 #include <bit>
@@ -36,33 +37,23 @@ constexpr double largestDouble = std::numeric_limits<double>::max();
 /// saves work.
 constexpr double measuringMargin = 1e-12;
 
-/// Float steps of the largest coordinate: above the rounding by which a triangle can be missing in
-/// the table of a voxel that it only just touches.
-constexpr double tableMargin = 8.0;
-
 /// For squares in floats: above their relative and their absolute rounding.
 constexpr double squareFactor = 1.0 + 0x1p-18;
 constexpr float squareMargin = std::numeric_limits<float>::min();
-
-double squaredReach(double distance2, double margin) {
-    double const reach = std::sqrt(distance2) + margin;
-    return reach * reach;
-}
 
 }  // namespace
 
 class ClosestPointContext : public ko::ImplBase {
 public:
-    ClosestPointContext(CompactMesh const& mesh, BoundingBox const& rootBox)
+    ClosestPointContext(CompactMesh const& mesh, Octree const& octree)
         : visited(mesh.getNumTriangles()),
-          treeHoldsMesh(detail::holdsMesh(rootBox, mesh)),
-          largest(detail::largestCoordinate(rootBox)) {}
+          discs(octree.numVoxels),
+          largest(detail::largestCoordinate(detail::finiteBounds(mesh))) {}
 
-    VisitStamps visited;  ///< triangles that this query has measured
+    VisitStamps visited;  ///< triangles that the query in hand has measured
     OctreeClosestIt walker;
-    bool treeHoldsMesh;     ///< else nothing is left out
-    double largest;         ///< coordinate of the tree
-    int lastTriangle = -1;  ///< found by the last query
+    detail::VoxelDiscs discs;
+    double largest;  ///< finite coordinate of the mesh; what is not finite is never the nearest
 };
 
 namespace {
@@ -71,26 +62,26 @@ namespace {
 class Nearest {
 public:
     Nearest(CompactMesh const& mesh, ClosestPointContext& context, Point const& p)
-        : vertices_(mesh.getVerticesRaw()),
+        : mesh_(mesh),
+          vertices_(mesh.getVerticesRaw()),
           triangles_(mesh.getTrianglesRaw()),
           p_(p),
           boxes_(vertices_, triangles_, PointFlt(p)),
-          visited_(context.visited) {
-        if (!context.treeHoldsMesh)
-            return;
+          visited_(context.visited),
+          discs_(context.discs) {
         double const largest =
             std::max({context.largest, std::abs(p.x), std::abs(p.y), std::abs(p.z)});
         margin_ = distance(p, Point(PointFlt(p))) + measuringMargin * largest;
-        if (context.lastTriangle >= 0)
-            startFrom(context.lastTriangle, margin_ + tableMargin * detail::floatStep(largest));
     }
 
     double best2() const { return best2_; }
     MeshCoord const& best() const { return best_; }
-    /// Squared distance beyond which nodes of the tree do not matter.
-    double limit2() const { return std::min(best2_, limit2_); }
-
-    void searchVoxel(int const* tris, int numTris) {
+    void searchVoxel(int voxel, int const* tris, int numTris) {
+        if (numTris >= detail::VoxelDiscs::leastTriangles) {
+            if (discs_.isBeyond(voxel, p_, reach2_))
+                return;
+            discs_.read(voxel, mesh_, tris, numTris);
+        }
         boxes_.prefetch(tris, numTris);
         if (!(best2_ < largestDouble) && numTris > 0)
             probe(tris, numTris);
@@ -137,8 +128,8 @@ private:
     }
     Measured measure(int triangle) const { return measure(triangle, cornersOf(triangle)); }
 
-    /// No point of the triangle is nearer, along any one direction, than the nearest of its corners.
-    /// The direction of the middle of the corners tells the most.
+    /// Along any one direction no point of the triangle is nearer than the nearest of its corners;
+    /// the direction of the middle of the corners tells the most.
     bool isBeyond(Corners const& corners) const {
         Vector const a = p_ - corners.at[0];
         Vector const b = p_ - corners.at[1];
@@ -146,16 +137,6 @@ private:
         Vector const along = a + b + c;
         double const least = std::min({dot(along, a), dot(along, b), dot(along, c)});
         return least > 0.0 && least * least > reach2_ * along.length2();
-    }
-
-    /// A place on the mesh that the walk need not come to before it ends: voxels at its distance
-    /// are kept, with what the tree and its table have rounded.
-    void startFrom(int triangle, double margin) {
-        double const squared = measure(triangle).distance2;
-        if (!(squared < largestDouble))
-            return;
-        limit2_ = squaredReach(squared, margin);
-        skipBeyond(limit2_);
     }
 
     /// Measures the triangle of this voxel whose box is nearest ahead of its turn: whatever follows
@@ -175,7 +156,7 @@ private:
         }
         probed_ = measure(tris[likeliest]);
         if (probed_.distance2 < largestDouble)
-            skipBeyond(squaredReach(probed_.distance2, margin_));
+            skipBeyond(probed_.distance2);
     }
 
     void consider(int triangle) {
@@ -188,23 +169,25 @@ private:
             return;
         best2_ = measured.distance2;
         best_ = measured.coord;
-        skipBeyond(squaredReach(best2_, margin_));
+        skipBeyond(best2_);
     }
 
-    void skipBeyond(double squared) {
-        if (!(squared < reach2_))
+    void skipBeyond(double distance2) {
+        double const reach = std::sqrt(distance2) + margin_;
+        if (!(reach * reach < reach2_))
             return;
-        reach2_ = squared;
-        skip2_ = static_cast<float>(squared * squareFactor) + squareMargin;
+        reach2_ = reach * reach;
+        skip2_ = static_cast<float>(reach2_ * squareFactor) + squareMargin;
     }
 
+    CompactMesh const& mesh_;
     float const* vertices_;
     int const* triangles_;
     Point p_;
     detail::TriangleBoxDistances boxes_;
     VisitStamps& visited_;
-    double margin_ = std::numeric_limits<double>::infinity();
-    double limit2_ = std::numeric_limits<double>::infinity();
+    detail::VoxelDiscs& discs_;
+    double margin_;
     // Squared distance beyond which triangles are left out, and the same for boxes in floats.
     double reach2_ = std::numeric_limits<double>::infinity();
     float skip2_ = std::numeric_limits<float>::infinity();
@@ -220,7 +203,7 @@ MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree
     : mesh_(mesh),
       octree_(octree),
       octreeTris_(octreeTris),
-      context_(new ClosestPointContext(mesh, octree.getRoot().box)),
+      context_(new ClosestPointContext(mesh, octree)),
       ownsContext_(true) {}
 
 MeshClosestPoint::MeshClosestPoint(MeshClosestPoint const& other)
@@ -240,15 +223,12 @@ double MeshClosestPoint::compute(Point const& p, MeshCoord* result) {
     Nearest nearest(mesh_, *context_, p);
     OctreeClosestIt& walker = context_->walker;
     for (walker.reset(octree_, p); walker.valid() && walker.getDistance2() < nearest.best2();
-         walker.next(nearest.limit2())) {
+         walker.next(nearest.best2())) {
         int const voxel = walker.get().node->voxelIndex;
-        nearest.searchVoxel(octreeTris_.firstTri(voxel), octreeTris_.numTris(voxel));
+        nearest.searchVoxel(voxel, octreeTris_.firstTri(voxel), octreeTris_.numTris(voxel));
     }
-    if (nearest.best2() < largestDouble) {
-        context_->lastTriangle = nearest.best().triangle;
-        if (result != nullptr)
-            *result = nearest.best();
-    }
+    if (nearest.best2() < largestDouble && result != nullptr)
+        *result = nearest.best();
     return std::sqrt(nearest.best2());
 }
 
@@ -260,7 +240,8 @@ MeshCoord meshTriClosestPt(float const* vertices, int const* triangles, int tri,
 
 namespace {
 
-// The search through vertices: for each vertex met, the triangles around it unless their box is too far away.
+/// The search through vertices: for each vertex met, the triangles around it unless their box is
+/// too far away.
 class VertexSearch {
 public:
     VertexSearch(CompactMesh const& mesh, MeshAdjTris const& adjTris, Point const& p,

@@ -1,5 +1,6 @@
-// The band of triangles with two corners on the path is taken out as a mesh of its own with an octree. A query finds the closest
-// point of the band, makes a box that reaches beyond it, and measures the path's edges in the voxels of that box.
+// The band of triangles with two corners on the path is taken out as a mesh of its own with an
+// octree. A query finds the closest point of the band, makes a box that reaches beyond it, and
+// measures the path's edges in the voxels of that box.
 
 #include "trimora/spatial/MeshClosestPtOnLine.h"
 
@@ -15,6 +16,7 @@
 #include "trimora/contract/koGeom/OctreeTables.h"
 #include "trimora/contract/koLinear/lines.h"
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 #include "trimora/spatial/computeOctreeTris.h"
 #include "trimora/spatial/octreeIterators.h"
@@ -88,6 +90,7 @@ private:
     MeshAdjTris bandAdjTris_;
     std::vector<int> sourceOf_;  // by band vertex: the mesh's vertex if it is on the path, else -1
     BitVector pathEdges_;        // bit 3 t + k: edge k of the mesh's triangle t lies on the path
+    double longestBandEdge_ = 0.0;
     ko::Reference<Octree> octree_;
     OctreeTris octreeTris_;
 };
@@ -144,11 +147,13 @@ void MeshClosestPtOnLineImpl::buildTree() {
     octree_ = ko::Reference<Octree>(
         new Octree(band_.getNumVertices(), band_.getVerticesRaw(), box, true, leafCapacity));
     computeOctreeTris(band_, *octree_, octreeTris_);
+    longestBandEdge_ = meshLongestEdge(band_);
 }
 
 MeshCoord MeshClosestPtOnLineImpl::find(Point const& p) const {
     Best best;
-    meshClosestPoint(band_, *octree_, bandAdjTris_, p, &best.coord);
+    meshClosestPoint(band_, *octree_, bandAdjTris_, p, longestBandEdge_,
+                     std::numeric_limits<double>::max(), nullptr, &best.coord);
     if (!best.coord.valid())
         return best.coord;
     double const xyz[3] = {p.x, p.y, p.z};

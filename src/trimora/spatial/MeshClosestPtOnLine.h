@@ -14,8 +14,8 @@ class MeshSequence;
 
 /// Finds the place nearest to a point on paths along the edges of a mesh, and near the mesh.
 ///
-/// lifetime    mesh and table outlive the object and do not change; the path is copied. A copy of the object shares what its
-///             source owns and must not outlive it
+/// lifetime    mesh and table outlive the object and do not change; the path is copied. A copy of
+///             the object shares what its source owns and must not outlive it
 /// threads     one call at a time
 class TRIMORA_API MeshClosestPtOnLine {
 public:
@@ -26,10 +26,11 @@ public:
     MeshClosestPtOnLine& operator=(MeshClosestPtOnLine const&) = delete;
     ~MeshClosestPtOnLine();
 
-    /// The place on the path: a corner of weight 1 where p lies on one of its vertices, else on an edge. It is looked for in a box about p and
-    /// the closest point of the band of triangles along the path. Where no edge of the path comes into the box the
-    /// result is that closest point, as a coordinate on the band and not on the mesh: callers know this oddity.
-    /// An invalid coordinate when the path lies on no triangle.
+    /// The place on the path: a corner of weight 1 where p lies on one of its vertices, else on an
+    /// edge. It is looked for in a box about p and the closest point of the band of triangles along
+    /// the path. Where no edge of the path comes into the box the result is that closest point, as
+    /// a coordinate on the band and not on the mesh: callers know this oddity. An invalid
+    /// coordinate when the path lies on no triangle.
     MeshCoord operator()(Point const& p);
 
 private:

@@ -7,8 +7,8 @@
 
 namespace koGeom {
 
-/// A ray as a query: origin in floats, direction in doubles, what the box test needs made ready, and the best hit so
-/// far. The hit fields change in const operations: a ray belongs to one thread.
+/// A ray as a query: origin in floats, direction in doubles, what the box test needs made ready,
+/// and the best hit so far. The hit fields change in const operations: a ray belongs to one thread.
 class TRIMORA_API Ray {
 public:
     PointFlt origin;
@@ -27,9 +27,10 @@ public:
     double triIntersectionBaryU() const { return hitBaryU; }
     double triIntersectionBaryV() const { return hitBaryV; }
 
-    /// Slab test in floats: does the ray pass the box with a parameter less than tMax where it enters and greater than tMin where it
-    /// leaves? A NaN (a zero component on a slab through the origin) rejects nothing: that slab is left out. A box
-    /// without thickness on an axis is passed.
+    /// Slab test in floats: does the ray pass the box with a parameter less than tMax where it
+    /// enters and greater than tMin where it leaves? A NaN (a zero component on a slab through the
+    /// origin) rejects nothing: that slab is left out; with three of them there is nothing to pass.
+    /// A box without thickness on an axis is passed.
     bool intersects(BoundingBox const& box, float tMin, float tMax) const {
         float const* const bounds = box.bounds;
         float const x[2] = {(bounds[slabIndex[0]] - origin.x) * invDir[0],
@@ -53,8 +54,8 @@ public:
         return tMax > greater(nearXY, z[0]) && lesser(farXY, z[1]) > tMin;
     }
 
-    /// Does the ray meet the triangle in front of its origin, by more than epsilonTolFlt? A hit nearer than the best one replaces
-    /// it; a farther one answers true all the same.
+    /// Does the ray meet the triangle in front of its origin, by more than epsilonTolFlt? A hit
+    /// nearer than the best one replaces it; a farther one answers true all the same.
     bool intersects(MeshTriangle const& tri, MeshVertex const* vertices) const;
 
 private:

@@ -1,15 +1,16 @@
 // Rays through the octree. The walk goes front to back, octant by octant, which is no sort by
 // distance: in nearest-hit mode a voxel is passed over only when the ray enters it, widened, beyond
 // the best hit. A triangle is listed in every voxel that it touches, so what a skipped voxel holds
-// in front of the best hit is met in another one. The widening covers the rounding of the box test
-// and of the triangle test: it is made in space, since a grazing ray turns a small distance into a
-// large step of its parameter.
+// in front of the best hit is met in another one, as long as the tree holds the mesh; else nothing
+// is passed over. The widening covers the rounding of the box test and of the triangle test: it is
+// made in space, since a grazing ray turns a small distance into a large step of its parameter.
 
 #include "trimora/spatial/RayTracer.h"
 
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/spatial/detail/OctreeRayFilter.h"
-#include "trimora/spatial/detail/holdsMesh.h"
+#include "trimora/spatial/detail/TriangleRayFilter.h"
+#include "trimora/spatial/detail/finiteBounds.h"
 #include "trimora/spatial/detail/rayTriangle.h"
 
 #include <algorithm>
@@ -99,6 +100,11 @@ private:
     int backward_;
 };
 
+struct EveryTriangle {
+    bool mayHit(int) const { return true; }
+    void prefetch(int const*, int) const {}
+};
+
 }  // namespace
 
 RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
@@ -110,7 +116,7 @@ RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, Compact
       largest_(std::numeric_limits<double>::infinity()),
       nearestDist_(static_cast<double>(largestFloat)) {
     BoundingBox const box = octree.getRoot().box;
-    if (mesh != nullptr && detail::holdsMesh(box, *mesh))
+    if (mesh != nullptr && detail::holds(box, detail::finiteBounds(*mesh)))
         largest_ = detail::largestCoordinate(box);
 }
 
@@ -119,55 +125,50 @@ bool RayTracer::intersect(PointFlt const& origin, Vector const& dir) {
         return false;
     Ray const ray(origin, dir);
     nearestDist_ = static_cast<double>(largestFloat);
-    bool const hit = findNearestHit_ ? walkNearest(ray) : walkAny(ray);
+    double largest = largest_;
+    for (float const coordinate : {origin.x, origin.y, origin.z})
+        largest = std::max(largest, std::abs(static_cast<double>(coordinate)));
+    bool const hit = findNearestHit_ ? walkNearest(ray, largest) : walkAny(ray, largest);
     visited_.nextQuery();
     return hit;
 }
 
-bool RayTracer::walkNearest(Ray const& ray) {
-    double largest = largest_;
-    for (float const coordinate : {ray.origin.x, ray.origin.y, ray.origin.z})
-        largest = std::max(largest, std::abs(static_cast<double>(coordinate)));
-    NearestFilter const filter(ray, stepsOfWidening * detail::floatStep(largest));
+bool RayTracer::walkNearest(Ray const& ray, double largest) {
+    detail::TriangleRayFilter const triangles(vertices_, triangles_, ray, largest);
+    NearestFilter const nodes(ray, stepsOfWidening * detail::floatStep(largest));
     bool hit = false;
-    for (walk_.start(filter, ray.direction()); walk_.valid(); walk_.next(filter)) {
+    for (walk_.start(nodes, ray.direction()); walk_.valid(); walk_.next(nodes)) {
         OctreeCell const& voxel = walk_.top();
-        if (!filter.isBeyond(voxel) && intersectVoxel(ray, voxel.node->voxelIndex))
+        if (!nodes.isBeyond(voxel) && testVoxel(ray, voxel.node->voxelIndex, triangles))
             hit = true;
     }
     return hit;
 }
 
-bool RayTracer::walkAny(Ray const& ray) {
-    detail::OctreeRayFilter const filter(ray);
-    for (walk_.start(filter, ray.direction()); walk_.valid(); walk_.next(filter)) {
-        if (intersectVoxel(ray, walk_.top().node->voxelIndex))
+bool RayTracer::walkAny(Ray const& ray, double largest) {
+    detail::TriangleRayFilter const triangles(vertices_, triangles_, ray, largest);
+    detail::OctreeRayFilter const nodes(ray);
+    for (walk_.start(nodes, ray.direction()); walk_.valid(); walk_.next(nodes)) {
+        if (testVoxel(ray, walk_.top().node->voxelIndex, triangles))
             return true;
     }
     return false;
 }
 
 bool RayTracer::intersectVoxel(Ray const& ray, int voxel) {
+    return testVoxel(ray, voxel, EveryTriangle());
+}
+
+/// A triangle that the filter leaves out is not marked: it would be left out again.
+template <class Filter>
+bool RayTracer::testVoxel(Ray const& ray, int voxel, Filter const& filter) {
     int const numTris = octreeTris_->numTris(voxel);
     int const* const tris = octreeTris_->firstTri(voxel);
+    filter.prefetch(tris, numTris);
     bool isNearer = false;
     for (int i = 0; i < numTris; ++i) {
-        if (!visited_.meet(tris[i]))
+        if (!filter.mayHit(tris[i]) || !visited_.meet(tris[i]) || !testTriangle(ray, tris[i]))
             continue;
-        int const* const corners = triangles_ + 3 * static_cast<std::ptrdiff_t>(tris[i]);
-        double t = 0.0;
-        double u = 0.0;
-        double v = 0.0;
-        bool const hit =
-            detail::rayTriangle(&ray.dir.x, &ray.origin.x, positionOf(corners[0]),
-                                positionOf(corners[1]), positionOf(corners[2]), false, t, u, v);
-        if (!hit || !(t > static_cast<double>(epsilonTolFlt)))
-            continue;
-        if (t < ray.hitParam) {
-            ray.hitParam = t;
-            ray.hitBaryU = u;
-            ray.hitBaryV = v;
-        }
         if (!findNearestHit_)
             return true;
         if (nearestDist_ > ray.hitParam) {
@@ -176,6 +177,24 @@ bool RayTracer::intersectVoxel(Ray const& ray, int voxel) {
         }
     }
     return isNearer;
+}
+
+bool RayTracer::testTriangle(Ray const& ray, int triangle) const {
+    int const* const corners = triangles_ + 3 * static_cast<std::ptrdiff_t>(triangle);
+    double t = 0.0;
+    double u = 0.0;
+    double v = 0.0;
+    bool const hit =
+        detail::rayTriangle(&ray.dir.x, &ray.origin.x, positionOf(corners[0]),
+                            positionOf(corners[1]), positionOf(corners[2]), false, t, u, v);
+    if (!hit || !(t > static_cast<double>(epsilonTolFlt)))
+        return false;
+    if (t < ray.hitParam) {
+        ray.hitParam = t;
+        ray.hitBaryU = u;
+        ray.hitBaryV = v;
+    }
+    return true;
 }
 
 }  // namespace koGeom

@@ -8,8 +8,8 @@
 
 namespace koGeom {
 
-/// Marks which elements a query has met. A new query takes the next stamp in place of a clear; when the stamps run out the
-/// marks are cleared once.
+/// Marks which elements a query has met. A new query takes the next stamp in place of a clear; when
+/// the stamps run out the marks are cleared once.
 class VisitStamps {
 public:
     explicit VisitStamps(int numElements)

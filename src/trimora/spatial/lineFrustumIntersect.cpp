@@ -8,7 +8,8 @@ namespace koGeom {
 
 namespace {
 
-// Two triangles a face, by corner; the order decides which point is given where several faces are met.
+// Two triangles a face, by corner; the order decides which point is given where several faces are
+// met.
 constexpr int faceTriangles[12][3] = {{0, 1, 2}, {0, 2, 3}, {0, 4, 5}, {0, 5, 1},
                                       {3, 7, 4}, {3, 4, 0}, {2, 1, 5}, {2, 5, 6},
                                       {3, 7, 6}, {3, 6, 2}, {6, 7, 4}, {6, 4, 5}};

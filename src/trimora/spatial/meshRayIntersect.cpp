@@ -1,5 +1,5 @@
-// Picking through the vertex octree: walk the voxels that the frustum meets, front to back; try the triangles around each
-// of their vertices once; stop at the first that the central ray meets.
+// Picking through the vertex octree: walk the voxels that the frustum meets, front to back; try the
+// triangles around each of their vertices once; stop at the first that the central ray meets.
 
 #include "trimora/spatial/meshRayIntersect.h"
 

@@ -12,8 +12,8 @@ class Frustum;
 class MeshAdjTris;
 class Octree;
 
-/// Where a line meets one triangle of a mesh, in front of its origin or behind it: a front facing triangle is met at any
-/// parameter, see intersectRayTriangle.
+/// Where a line meets one triangle of a mesh, in front of its origin or behind it: a front facing
+/// triangle is met at any parameter, see intersectRayTriangle.
 ///
 /// tri         number of the triangle, in range
 /// ray         its origin is narrowed to floats
@@ -23,10 +23,12 @@ TRIMORA_API bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line cons
 /// The same point widened.
 TRIMORA_API bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray, Point& hit);
 
-/// Casts a frustum's central ray and finds a triangle through the vertices in the voxels that the frustum meets.
+/// Casts a frustum's central ray and finds a triangle through the vertices in the voxels that the
+/// frustum meets.
 ///
-/// Finds the first triangle in the order of voxels, vertices and adjacency: not the nearest one in general, and not a
-/// triangle whose vertices all lie in voxels outside the frustum. RayTracer is the accurate way.
+/// Finds the first triangle in the order of voxels, vertices and adjacency: not the nearest one in
+/// general, and not a triangle whose vertices all lie in voxels outside the frustum. RayTracer is
+/// the accurate way.
 ///
 /// octree      over the mesh's vertices; adjTris is the table of the same mesh
 /// hit         out: the point; untouched when nothing is met

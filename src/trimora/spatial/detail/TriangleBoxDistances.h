@@ -6,9 +6,9 @@
 
 namespace koGeom::detail {
 
-/// Squared distances from a point to the boxes of triangles, four at a time and in floats: less than
-/// (g + d) (1 + 2^-20) squared, when g is the true distance of the point to the box and d how far
-/// the point moved when it was narrowed. Anything for a triangle with a NaN.
+/// Squared distances from a point to the boxes of triangles, four at a time and in floats: less
+/// than (g + d) (1 + 2^-20) squared, when g is the true distance of the point to the box and d how
+/// far the point moved when it was narrowed. Anything for a triangle with a NaN.
 class TriangleBoxDistances {
 public:
     TriangleBoxDistances(float const* vertices, int const* triangles, PointFlt const& point)

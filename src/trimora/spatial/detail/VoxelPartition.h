@@ -8,6 +8,8 @@
 #include "trimora/spatial/OctreeStackWalk.h"
 
 #include <cstddef>
+#include <limits>
+#include <new>
 #include <utility>
 
 namespace koGeom::detail {
@@ -100,6 +102,7 @@ public:
     void fill(ArrayOfSets& sets, koUtil::ThreadPool& pool) {
         ArrayOfSets filled(octree_.numVoxels, 0);
         int* const starts = filled.starts.data();
+        requireCountable();
         for (int voxel = 0; voxel < octree_.numVoxels; ++voxel) {
             starts[voxel] = numPairs_;
             for (Record& record : records_)
@@ -152,6 +155,15 @@ private:
         ko::vector<Record>& records_;
         int* const items_;  ///< shared: every pair has a place of its own
     };
+
+    /// A table of more entries than an int counts cannot be had.
+    void requireCountable() const {
+        std::size_t total = 0;
+        for (Record const& record : records_)
+            total += record.pairs.size();
+        if (total > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+            throw std::bad_alloc();
+    }
 
     Octree const& octree_;
     Elements const& elements_;

@@ -5,37 +5,42 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 
 namespace koGeom::detail {
 
-/// Whether the box is finite and holds all positions of the mesh; a NaN coordinate is nowhere.
-///
-/// A tree may be built over a box of the caller's choice. Only where the leaves tile all that the
-/// triangles can reach is the nearest place, or the nearest hit, in a voxel of its own triangle.
-inline bool holdsMesh(BoundingBox const& box, CompactMesh const& mesh) {
-    float const infinity = std::numeric_limits<float>::infinity();
-    float lower[3] = {infinity, infinity, infinity};
-    float upper[3] = {-infinity, -infinity, -infinity};
+/// The box of all finite coordinates of a mesh, each axis by itself; invalid where there are none.
+/// Serial, so that it can be asked for by a worker of a pool.
+inline BoundingBox finiteBounds(CompactMesh const& mesh) {
+    BoundingBox box;
     float const* const positions = mesh.getVerticesRaw();
     for (std::ptrdiff_t v = 0; v < mesh.getNumVertices(); ++v)
         for (int axis = 0; axis < 3; ++axis) {
             float const at = positions[3 * v + axis];
-            lower[axis] = at < lower[axis] ? at : lower[axis];
-            upper[axis] = at > upper[axis] ? at : upper[axis];
+            bool const isFinite = at - at == 0.0f;
+            box.bounds[axis] = isFinite && at < box.min(axis) ? at : box.min(axis);
+            box.bounds[axis + 3] = isFinite && at > box.max(axis) ? at : box.max(axis);
         }
+    return box;
+}
+
+/// Whether a finite box holds another; an invalid one is held by all.
+inline bool holds(BoundingBox const& box, BoundingBox const& inner) {
     bool holds = true;
     for (int axis = 0; axis < 3; ++axis)
         holds = holds && std::isfinite(box.min(axis)) && std::isfinite(box.max(axis)) &&
-                !(lower[axis] < box.min(axis)) && !(upper[axis] > box.max(axis));
+                box.min(axis) <= inner.min(axis) && inner.max(axis) <= box.max(axis);
     return holds;
 }
 
-/// The greatest size of any coordinate of the box; a NaN is passed over.
+/// The greatest size of any bound; 0 for a box that was never extended.
 inline double largestCoordinate(BoundingBox const& box) {
     double largest = 0.0;
-    for (float const bound : box.bounds)
-        largest = std::max(largest, std::abs(static_cast<double>(bound)));
+    for (int axis = 0; axis < 3; ++axis)
+        if (box.min(axis) <= box.max(axis))
+            largest = std::max({largest, std::abs(static_cast<double>(box.min(axis))),
+                                std::abs(static_cast<double>(box.max(axis)))});
     return largest;
 }
 
