@@ -34,8 +34,18 @@ volatile std::sig_atomic_t numInterrupts = 0;
 
 extern "C" void onInterrupt(int) {
     numInterrupts = numInterrupts + 1;
-    if (numInterrupts > 1)
-        endAtOnce();
+    if (numInterrupts < 2)
+        return;
+    constexpr char line[] = "trimora: interrupted twice; ended at once\n";
+    [[maybe_unused]] ssize_t const put = write(STDERR_FILENO, line, sizeof line - 1);
+    endAtOnce();
+}
+
+// A closed terminal ends the run as Ctrl-C does; under nohup it does not.
+void installHangUpHandler(struct sigaction const& action) {
+    struct sigaction former = {};
+    if (sigaction(SIGHUP, nullptr, &former) == 0 && former.sa_handler != SIG_IGN)
+        sigaction(SIGHUP, &action, nullptr);
 }
 
 void installHandlers() {
@@ -44,6 +54,7 @@ void installHandlers() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    installHangUpHandler(action);
     std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write, told as such
 }
 
@@ -73,10 +84,11 @@ double parseBytes(std::string const& text) {
         value *= 1024.0 * 1024.0 * 1024.0;
     else if (!unit.empty())
         value = 0.0;
-    if (end == text.c_str() || !(value > 0.0) || !std::isfinite(value))
+    if (end == text.c_str() || !(value >= 1.0) || !std::isfinite(value))
         throw Failure{UsageError,
                       "--max-memory takes bytes with an optional K, M or G, not '" + text + "'"};
-    return value;
+    constexpr double most = 0x1p62;  // more than any machine has, and still an integer
+    return std::min(value, most);
 }
 
 int chooseThreads(int asked) {
@@ -129,8 +141,7 @@ void Session::beginPhase(char const* caption, bool pollsProgress) {
 
 void Session::throwIfCancelled() const {
     if (timedOut_)
-        throw Failure{Cancelled, "timed out after " + std::to_string(options_.timeout) +
-                                     " s; nothing was written; allow more with --timeout"};
+        throw Failure{Cancelled, "timed out; nothing was written; allow more with --timeout"};
     if (progress_.cancelled())
         throw Failure{Cancelled, "cancelled; nothing was written"};
 }

@@ -46,7 +46,7 @@ void addCheck(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--angle", arguments->angle,
                      "degrees; edges that open by less are folds (default 15)")
-        ->check(CLI::Range(0.0, 180.0));
+        ->check(faultOfAngle);
     command->add_flag("--no-intersections", arguments->noIntersections,
                       "leave out the intersection test");
     command->callback([&invocation, arguments] {

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <string>
 
 namespace app {
 
@@ -20,6 +21,9 @@ void addRepair(CLI::App& app, Invocation& invocation);
 void addWeld(CLI::App& app, Invocation& invocation);
 void addConvert(CLI::App& app, Invocation& invocation);
 void addCurvature(CLI::App& app, Invocation& invocation);
+
+/// Check of an option in degrees: what is wrong with the text, or nothing. A plain range would let NaN pass.
+std::string faultOfAngle(std::string const& text);
 
 /// A subcommand with the shared options.
 CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,

@@ -15,6 +15,7 @@ struct ConvertArguments {
 
 ExitCode convert(Session& session, ConvertArguments const& arguments) {
     requireSeparateOutputs(session, arguments.output);
+    requireWritableOutput(arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, infoBytesPerTriangle, loaded);
     storeMesh(session, arguments.output, loaded.mesh);
@@ -27,7 +28,7 @@ ExitCode convert(Session& session, ConvertArguments const& arguments) {
                          {"read", toJson(loaded.report)}}));
     } else {
         printReport(session,
-                    arguments.input + " written to " + arguments.output + "\n" +
+                    arguments.input + " written to " + nameOfOutput(arguments.output) + "\n" +
                         readTable(loaded.report),
                     arguments.output);
     }

@@ -104,7 +104,7 @@ ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
     Statistics const statistics = summarise(values);
     Json json = summaryJson(arguments, values, statistics);
 
-    session.beginPhase("writing", false);
+    session.beginPhase("writing", true);  // in the grace of a late Ctrl-C it ends whole
     std::string text;
     if (isJsonPath(arguments.output)) {
         Json file = json;
@@ -126,7 +126,8 @@ ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
                     arguments.input + ": " + arguments.kind + " curvature of " +
                         std::to_string(values.size()) + " vertices, minimum " +
                         json["minimum"].dump() + ", maximum " + json["maximum"].dump() + ", mean " +
-                        json["mean"].dump() + "\n  written to " + arguments.output + "\n",
+                        json["mean"].dump() + "\n  written to " + nameOfOutput(arguments.output) +
+                        "\n",
                     arguments.output);
     }
     return Done;

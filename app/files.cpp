@@ -1,10 +1,14 @@
 #include "files.h"
 
+#include "toolkit/MeshFormat.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/writeMesh.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 namespace app {
 
@@ -29,6 +33,18 @@ ExitCode codeOf(FileOutcome::Failure failure) {
     return CannotRead;
 }
 
+// The toolkit names its own limit; here it has an option.
+std::string messageOf(FileOutcome const& outcome) {
+    bool const isLimit = outcome.failure == FileOutcome::Failure::Limit;
+    return outcome.message + (isLimit ? " (--max-memory)" : "");
+}
+
+void refuseFolder(std::string const& path, ExitCode code) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored))
+        throw Failure{code, path + ": is a folder; name a mesh file in it"};
+}
+
 void warnOfReading(Session const& session, LoadedMesh const& loaded) {
     trimora::ReadReport const& report = loaded.report;
     if (session.options().quiet)
@@ -38,6 +54,8 @@ void warnOfReading(Session const& session, LoadedMesh const& loaded) {
                      "trimora: warning: %s: %lld vertices are NaN or infinite; --drop-nonfinite "
                      "leaves their faces out\n",
                      loaded.path.c_str(), static_cast<long long>(report.nonfiniteVertices));
+    if (report.triangles == 0)
+        std::fprintf(stderr, "trimora: warning: %s: holds no triangles\n", loaded.path.c_str());
     if (report.dropped.total() > 0)
         std::fprintf(stderr, "trimora: warning: %s: %lld of %lld faces could not be used\n",
                      loaded.path.c_str(), static_cast<long long>(report.dropped.total()),
@@ -48,6 +66,7 @@ void warnOfReading(Session const& session, LoadedMesh const& loaded) {
 
 void loadMesh(Session& session, std::string const& path, double bytesPerTriangle,
               LoadedMesh& loaded) {
+    refuseFolder(path, CannotRead);
     session.beginPhase("reading", true);
     loaded.path = path;
     trimora::ReadOptions options;
@@ -57,7 +76,7 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
     FileOutcome const outcome = trimora::readMesh(path, loaded.mesh, loaded.report, options);
     session.throwIfCancelled();
     if (!outcome)
-        throw Failure{codeOf(outcome.failure), outcome.message};
+        throw Failure{codeOf(outcome.failure), messageOf(outcome)};
     warnOfReading(session, loaded);
     double const triangles = loaded.mesh.getNumTriangles();
     double const vertices = loaded.mesh.getNumVertices();
@@ -65,15 +84,27 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
 }
 
 void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh) {
+    refuseFolder(path, CannotWrite);
     session.beginPhase("writing", true);
     trimora::WriteOptions options;
     options.progress = &session.progress();
     FileOutcome const outcome = trimora::writeMesh(path, mesh, options);
-    session.throwIfCancelled();
-    if (!outcome) {
+    if (!outcome) {  // a mesh that stands is no cancelled one, whatever came meanwhile
+        session.throwIfCancelled();
         bool const unsupported = outcome.failure == FileOutcome::Failure::Unsupported;
         throw Failure{unsupported ? CannotWrite : codeOf(outcome.failure), outcome.message};
     }
+}
+
+void requireWritableOutput(std::string const& outputPath) {
+    FileOutcome outcome;
+    if (trimora::findMeshFormat(outputPath, {}, outcome) == nullptr)
+        throw Failure{CannotWrite, outcome.message};
+    std::filesystem::path const folder = std::filesystem::path(outputPath).parent_path();
+    std::error_code ignored;
+    if (!folder.empty() && !std::filesystem::is_directory(folder, ignored))
+        throw Failure{CannotWrite,
+                      outputPath + ": there is no folder " + folder.string() + "; make it first"};
 }
 
 void requireSeparateOutputs(Session const& session, std::string const& outputPath) {
@@ -83,11 +114,17 @@ void requireSeparateOutputs(Session const& session, std::string const& outputPat
             "--json and the output both go to standard output; name a file for one of them"};
 }
 
+std::string nameOfOutput(std::string const& path) {
+    return path == "-" ? "standard output" : path;
+}
+
 void printOut(std::string const& text) {
     bool const written =
         std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
     if (!written)
-        throw Failure{CannotWrite, "standard output could not be written"};
+        throw Failure{CannotWrite, "standard output: cannot be written: " +
+                                       std::generic_category().message(errno) +
+                                       "; check where it goes and the space left"};
 }
 
 void printReport(Session const& session, std::string const& text, std::string const& outputPath) {

@@ -30,8 +30,15 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
 /// Writes the mesh. Throws Failure.
 void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh);
 
+/// Throws Failure with code 4 when the output could not be written whatever the work brings: no format of that name, no such
+/// folder. Asked before the work begins.
+void requireWritableOutput(std::string const& outputPath);
+
 /// Throws Failure with code 2 where the report and the output would both go to standard output.
 void requireSeparateOutputs(Session const& session, std::string const& outputPath);
+
+/// The output as a person would call it.
+std::string nameOfOutput(std::string const& path);
 
 /// Prints text to standard output. Throws Failure when it cannot be written whole.
 void printOut(std::string const& text);

@@ -10,6 +10,14 @@
 
 namespace app {
 
+std::string faultOfAngle(std::string const& text) {
+    double degrees = 0.0;
+    bool const isNumber = CLI::detail::lexical_cast(text, degrees);
+    return isNumber && degrees >= 0.0 && degrees <= 180.0
+               ? std::string()
+               : "takes 0 to 180 degrees, not '" + text + "'";
+}
+
 CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,
                         char const* description) {
     CLI::App* const command = app.add_subcommand(name, description);
@@ -26,7 +34,12 @@ CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,
         ->add_option("--progress", common.progress, "auto: on a terminal (default); always; never")
         ->check(CLI::IsMember({"auto", "always", "never"}));
     command->add_option("--timeout", common.timeout, "seconds after which the run ends with code 6")
-        ->check(CLI::PositiveNumber);
+        ->check([](std::string const& text) {
+            double seconds = 0.0;
+            bool const isNumber = CLI::detail::lexical_cast(text, seconds);
+            return isNumber && seconds > 0.0 ? std::string()
+                                             : "takes seconds above 0, not '" + text + "'";
+        });
     command->add_option(
         "--max-memory", common.maxMemory,
         "refuse above this many bytes, say 500M or 8G (default: 3/4 of the machine's)");
@@ -83,8 +96,12 @@ int main(int argc, char** argv) {
     } catch (CLI::ParseError const& error) {
         if (error.get_exit_code() == 0)
             return app.exit(error);  // help or version
-        std::fprintf(stderr, "trimora: %s; 'trimora --help' lists the commands\n", error.what());
-        return UsageError;
+        bool const isWord = argc > 1 && argv[1][0] != '-';
+        if (isWord && app.get_subcommands().empty())
+            return fail({UsageError, "there is no command '" + std::string(argv[1]) +
+                                         "'; 'trimora --help' lists them"});
+        return fail(
+            {UsageError, error.what() + std::string("; 'trimora --help' lists the commands")});
     }
     return run(invocation);
 }

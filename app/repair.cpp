@@ -56,10 +56,25 @@ Json repairJson(RepairArguments const& arguments, trimora::CheckResult const& be
     return json;
 }
 
+// Without being asked, repair leaves what only deleting surface would mend; people should not take that for clean.
+std::string leftTable(trimora::CheckResult const& after, RepairArguments const& arguments) {
+    std::string text;
+    if (!arguments.selfIntersections && after.intersectingTriangles.value_or(0) > 0)
+        text += "  left: " + std::to_string(*after.intersectingTriangles) +
+                " intersecting triangles (--self-intersections removes them)\n";
+    if (!arguments.angle && after.foldedEdges > 0)
+        text += "  left: " + std::to_string(after.foldedEdges) +
+                " folded edges (--angle DEG removes their triangles)\n";
+    return text;
+}
+
 ExitCode repair(Session& session, RepairArguments const& arguments) {
     if (!arguments.dryRun && arguments.output.empty())
         throw Failure{UsageError, "repair needs an output file, or --dry-run"};
-    requireSeparateOutputs(session, arguments.output);
+    if (!arguments.dryRun)
+        requireSeparateOutputs(session, arguments.output);
+    if (!arguments.dryRun)
+        requireWritableOutput(arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, repairBytesPerTriangle, loaded);
     trimora::CheckResult const before =
@@ -78,9 +93,11 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
             std::to_string(after.triangles) + " after; " +
             (outcome.fullyRepaired ? "nothing that was asked for is left" : "NOT fully repaired") +
             "\n";
-        std::string const target = arguments.dryRun ? "  nothing written (--dry-run)\n"
-                                                    : "  written to " + arguments.output + "\n";
-        printReport(session, summary + repairTable(outcome) + target, arguments.output);
+        std::string const target = arguments.dryRun
+                                       ? "  nothing written (--dry-run)\n"
+                                       : "  written to " + nameOfOutput(arguments.output) + "\n";
+        printReport(session, summary + repairTable(outcome) + leftTable(after, arguments) + target,
+                    arguments.dryRun ? std::string() : arguments.output);
     }
     return outcome.fullyRepaired ? Done : DefectsFound;
 }
@@ -99,7 +116,7 @@ void addRepair(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--angle", arguments->angle,
                      "degrees; remove triangles on edges that open by less")
-        ->check(CLI::Range(0.0, 180.0));
+        ->check(faultOfAngle);
     command->add_flag("--dry-run", arguments->dryRun, "tell what would be done and write nothing");
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return repair(session, *arguments); };

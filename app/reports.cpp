@@ -158,7 +158,7 @@ std::string checkTable(std::string const& path, trimora::CheckResult const& resu
     table.defect("non-manifold edges", "nonManifoldEdges", std::to_string(result.nonManifoldEdges));
     table.defect("non-manifold vertices", "nonManifoldVertices",
                  countOrDash(result.nonManifoldVertices));
-    table.row("oriented", result.oriented ? "yes" : "no");
+    table.defect("oriented", "oriented", result.oriented ? "yes" : "no");
     table.defect("intersecting triangles", "intersectingTriangles",
                  countOrDash(result.intersectingTriangles));
     table.defect("folded edges", "foldedEdges", std::to_string(result.foldedEdges));

@@ -17,6 +17,7 @@ struct WeldArguments {
 
 ExitCode weld(Session& session, WeldArguments const& arguments) {
     requireSeparateOutputs(session, arguments.output);
+    requireWritableOutput(arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, weldBytesPerTriangle, loaded);
     session.beginPhase("welding", false);
@@ -36,7 +37,8 @@ ExitCode weld(Session& session, WeldArguments const& arguments) {
     } else {
         printReport(session,
                     arguments.input + ": " + std::to_string(before) + " vertices welded to " +
-                        std::to_string(after) + ", written to " + arguments.output + "\n",
+                        std::to_string(after) + ", written to " + nameOfOutput(arguments.output) +
+                        "\n",
                     arguments.output);
     }
     return Done;

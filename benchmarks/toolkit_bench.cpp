@@ -31,6 +31,13 @@ void toolkitCases() {
                  return figure("vertices", mesh.getNumVertices()) +
                         figure("triangles", mesh.getNumTriangles());
              }});
+        run({"obj_read_plain", named->name, numTriangles, 0.0, [&] { mesh = CompactMesh(); },
+             [&] {
+                 meshReadObj(mesh, koOS::Filename(koString::IString(path.c_str(),
+                                                                    koString::Encoding::Native)));
+             },
+             [&] { return figure("vertices", mesh.getNumVertices()); }},
+            {1});
         std::remove(path.c_str());
     }
 }

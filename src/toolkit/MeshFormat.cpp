@@ -58,8 +58,7 @@ MeshFormat const* findMeshFormat(std::string_view path, std::string_view name,
                                               : "no format has the extension '." + wanted + "'";
     outcome = FileOutcome::failed(FileOutcome::Failure::Unsupported,
                                   std::string(path) + ": " + what +
-                                      "; the formats are: " + knownFormats() +
-                                      (name.empty() ? ", and one of them can be named" : ""));
+                                      "; the formats are: " + knownFormats());
     return nullptr;
 }
 

@@ -40,6 +40,7 @@ private:
     void testTriangles();
     void testManifold(MeshAdjTris const& adjTris);
     void testOrientation(MeshAdjTris const& adjTris);
+    std::vector<std::pair<int, int>> edgesRunTwiceAlike(MeshAdjTris const& adjTris) const;
     void testFolds(MeshAdjTris const& adjTris);
     void testIntersections();
     void conclude();
@@ -155,6 +156,38 @@ void MeshChecker::testManifold(MeshAdjTris const& adjTris) {
 
 void MeshChecker::testOrientation(MeshAdjTris const& adjTris) {
     result_.oriented = koGeom::meshOriented(mesh_, adjTris);
+    if (!result_.oriented)
+        noteEdges("oriented", edgesRunTwiceAlike(adjTris));
+}
+
+// Of two triangles wound alike, one runs their edge forward and the other back: the corners that come next after a
+// vertex, sorted, tell which edges are run the same way twice.
+std::vector<std::pair<int, int>> MeshChecker::edgesRunTwiceAlike(MeshAdjTris const& adjTris) const {
+    int const* const triangles = mesh_.getTrianglesRaw();
+    std::vector<std::pair<int, int>> edges;
+    std::vector<int> nextCorners;
+    for (int v = 0; v < result_.vertices && edges.size() < maxOffences; ++v) {
+        nextCorners.clear();
+        int const* const around = adjTris.triIndices(v);
+        int const numAround = adjTris.numTris(v);
+        for (int i = 0; i < numAround; ++i) {
+            int const* const corners = triangles + 3 * static_cast<std::ptrdiff_t>(around[i]);
+            for (int k = 0; k < 3; ++k) {
+                int const next = corners[(k + 1) % 3];
+                bool const isRepeat = i > 0 && around[i] == around[i - 1];
+                if (corners[k] == v && next != v && !isRepeat)
+                    nextCorners.push_back(next);
+            }
+        }
+        std::sort(nextCorners.begin(), nextCorners.end());
+        for (auto it = nextCorners.begin(); it != nextCorners.end();) {
+            auto const end = std::upper_bound(it, nextCorners.end(), *it);
+            if (end - it > 1)
+                edges.emplace_back(v, *it);
+            it = end;
+        }
+    }
+    return edges;
 }
 
 void MeshChecker::testFolds(MeshAdjTris const& adjTris) {

@@ -46,7 +46,7 @@ struct CheckResult {
     bool cancelled = false;  ///< the progress was cancelled; the other fields mean nothing then
 
     struct Offences {
-        std::string defect;  ///< the key of the count in the report, say "duplicateTriangles"
+        std::string defect;  ///< the key of the finding in the report, say "duplicateTriangles"
         std::vector<Offence> first;  ///< at most the first five
     };
     std::vector<Offences> offences;  ///< one entry for each defect found

@@ -140,9 +140,32 @@ TEST_CASE("everyFailureHasItsCodeAndOneLine") {
     CHECK(run("check " + (folder / "cube.xyz123")).failedWith(3));
     CHECK(run("convert " + cube + " " + (folder / "no/such/folder.obj")).failedWith(4));
     CHECK(run("convert " + cube + " " + (folder / "cube.xyz123")).failedWith(4));
-    CHECK(run("weld " + cube + " /dev/full").failedWith(4));
+    CHECK(run("check --timeout nan " + cube).failedWith(2));
+    CHECK(run("check --max-memory 0.5 " + cube).failedWith(2));
     CHECK(run("check --max-memory 1K " + cube).failedWith(5));
     CHECK(folder.numFiles() == 1);
+    fs::create_symlink("/dev/full", folder / "full.obj");  // a format is needed to get that far
+    Run const full = run("weld " + cube + " " + (folder / "full.obj"));
+    CHECK(full.failedWith(4));
+    CHECK(full.err.find("No space left") != std::string::npos);
+}
+
+TEST_CASE("repairTellsWhatItWasNotAskedToMend") {
+    TemporaryFolder const folder;
+    store(folder / "spheres.obj",
+          support::joined(support::sphere(2), support::sphere(2), 0.7f, 0.1f, 0.05f));
+    Run const repair = run("repair --dry-run " + (folder / "spheres.obj") + " -");
+    CHECK(repair.code == 0);
+    CHECK(repair.out.find("--self-intersections removes them") != std::string::npos);
+}
+
+TEST_CASE("checkShowsWhereNeighboursAreWoundAgainstEachOther") {
+    TemporaryFolder const folder;
+    writeFile(folder / "wound.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3\nf 1 4 3\n");
+    auto const json = run("check --json " + (folder / "wound.obj")).json();
+    CHECK(json["oriented"] == false);
+    // Triangle 0 runs 2-0 and so does triangle 1 (0 3 2).
+    CHECK(json["first"]["oriented"][0]["elements"] == nlohmann::json({2, 0}));
 }
 
 TEST_CASE("oddFilesEndInAClearOutcome") {

@@ -8,6 +8,7 @@
 #include "trimora/spatial/RayTracer.h"
 
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/detail/OctreeRayFilter.h"
 #include "trimora/spatial/detail/TriangleRayFilter.h"
 #include "trimora/spatial/detail/finiteBounds.h"
@@ -23,8 +24,17 @@ namespace {
 
 constexpr float largestFloat = std::numeric_limits<float>::max();
 
-/// In float steps of the largest coordinate of the tree or the ray's origin.
-constexpr double stepsOfWidening = 8.0;
+/// How far the boxes are widened, in space.
+///
+/// By 8 float steps of the largest coordinate, for what is rounded to floats. And by how far a hit can
+/// lie beside its triangle, or its parameter be off: weights and parameter are sums of products in
+/// doubles, of the origin's distance, the direction and two edges, over a determinant that may be as
+/// small as its tolerance. That part is nothing on fine meshes; on triangles of thousands of units it
+/// grows to the size of the tree, and nothing is passed over.
+double widening(Ray const& ray, double largest, double longestEdge) {
+    double const product = ray.dir.length() * largest * longestEdge * longestEdge;
+    return 8.0 * detail::floatStep(largest) + 0x1p-45 / rayDeterminantTolerance * product;
+}
 
 /// As OctreeRayFilter, and leaves out what the ray enters beyond its best hit.
 class NearestFilter {
@@ -111,6 +121,7 @@ RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, Compact
     : walk_(octree),
       visited_(mesh != nullptr ? mesh->getNumTriangles() : 0),
       octreeTris_(&octreeTris),
+      mesh_(mesh),
       vertices_(mesh != nullptr ? mesh->getVerticesRaw() : nullptr),
       triangles_(mesh != nullptr ? mesh->getTrianglesRaw() : nullptr),
       largest_(std::numeric_limits<double>::infinity()),
@@ -118,6 +129,12 @@ RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, Compact
     BoundingBox const box = octree.getRoot().box;
     if (mesh != nullptr && detail::holds(box, detail::finiteBounds(*mesh)))
         largest_ = detail::largestCoordinate(box);
+}
+
+void RayTracer::setFindNearestHit(bool findNearestHit) {
+    findNearestHit_ = findNearestHit;
+    if (findNearestHit && longestEdge_ < 0.0)
+        longestEdge_ = mesh_ != nullptr ? meshLongestEdge(*mesh_) : 0.0;
 }
 
 bool RayTracer::intersect(PointFlt const& origin, Vector const& dir) {
@@ -135,7 +152,7 @@ bool RayTracer::intersect(PointFlt const& origin, Vector const& dir) {
 
 bool RayTracer::walkNearest(Ray const& ray, double largest) {
     detail::TriangleRayFilter const triangles(vertices_, triangles_, ray, largest);
-    NearestFilter const nodes(ray, stepsOfWidening * detail::floatStep(largest));
+    NearestFilter const nodes(ray, widening(ray, largest, longestEdge_));
     bool hit = false;
     for (walk_.start(nodes, ray.direction()); walk_.valid(); walk_.next(nodes)) {
         OctreeCell const& voxel = walk_.top();

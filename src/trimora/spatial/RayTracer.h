@@ -43,7 +43,9 @@ public:
 
     /// True: intersect looks for the hit with the least parameter. False, as at the start: any hit
     /// will do.
-    void setFindNearestHit(bool findNearestHit) { findNearestHit_ = findNearestHit; }
+    ///
+    /// The first call with true reads the triangles once, for their longest edge.
+    void setFindNearestHit(bool findNearestHit);
 
     /// Parameter of the nearest hit of the last ray. Means something in nearest-hit mode only; the
     /// largest finite float without a hit and in the other mode.
@@ -62,9 +64,11 @@ private:
     OctreeStackWalk walk_;
     VisitStamps visited_;  // triangles that the ray in hand has met
     OctreeTris const* octreeTris_;
+    CompactMesh const* mesh_;
     float const* vertices_;
     int const* triangles_;
     double largest_;  // coordinate of the tree; infinite: the tree does not hold the mesh
+    double longestEdge_ = -1.0;  // of the mesh; below 0 until it is needed
     double nearestDist_;
     bool findNearestHit_ = false;
 };
