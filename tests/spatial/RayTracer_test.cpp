@@ -135,8 +135,8 @@ void compare(Scene const& scene, int numRays, std::uint64_t seed, Tally& tally) 
 }  // namespace
 
 /// From vertex to vertex of a lattice: within the planes of many triangles but for the rounding of
-/// the direction. On large triangles the determinant passes its tolerance all the same, and the exact
-/// test gives parameters and weights that are far off.
+/// the direction. On large triangles the determinant passes its tolerance all the same, and the
+/// exact test gives parameters and weights that are far off.
 RayQuery drawRayInAPlane(support::Random& random, Scene const& scene) {
     int const numVertices = scene.mesh.getNumVertices();
     Point const from = scene.vertex(random.index(numVertices));

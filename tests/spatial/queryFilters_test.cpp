@@ -115,8 +115,7 @@ TEST_CASE("boxDistancesAreThoseOfTheBoxesForAnyCount") {
     }
 }
 
-// Rays that graze big triangles, with determinants down to the tolerance: the exact test then counts hits that
-// pass beside the triangle by much more than a float's rounding.
+// Rays that graze triangles of all sizes at all angles.
 TEST_CASE("rayFilterLetsEveryHitOfTheExactTestPass") {
     support::Random random(3);
     int numHits = 0, numDropped = 0;
@@ -156,9 +155,9 @@ TEST_CASE("rayFilterLetsEveryHitOfTheExactTestPass") {
     CHECK(numDropped > 10000);
 }
 
-// A triangle of a thousand units; the origin lies exactly in its plane and beyond its second corner by a
-// few 65536ths of the edges; the determinant is close to the tolerance. The weights are then off by
-// more than that, and the exact test counts hits that the filter has to let pass.
+// A triangle of a thousand units; the origin lies exactly in its plane and beyond its second corner
+// by a few 65536ths of the edges; the determinant is close to the tolerance. The weights are then
+// off by more than that, and the exact test counts hits that the filter has to let pass.
 TEST_CASE("rayFilterLetsHitsPassThatRoundingMakes") {
     support::Random random(4);
     auto const draw = [&random] { return 64.0f * static_cast<float>(random.index(33) - 16); };

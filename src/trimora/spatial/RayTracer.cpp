@@ -26,11 +26,11 @@ constexpr float largestFloat = std::numeric_limits<float>::max();
 
 /// How far the boxes are widened, in space.
 ///
-/// By 8 float steps of the largest coordinate, for what is rounded to floats. And by how far a hit can
-/// lie beside its triangle, or its parameter be off: weights and parameter are sums of products in
-/// doubles, of the origin's distance, the direction and two edges, over a determinant that may be as
-/// small as its tolerance. That part is nothing on fine meshes; on triangles of thousands of units it
-/// grows to the size of the tree, and nothing is passed over.
+/// By 8 float steps of the largest coordinate, for what is rounded to floats. And by how far a hit
+/// can lie beside its triangle, or its parameter be off: weights and parameter are sums of products
+/// in doubles, of the origin's distance, the direction and two edges, over a determinant that may be
+/// as small as its tolerance. That part is nothing on fine meshes; on triangles of thousands of
+/// units it grows to the size of the tree, and nothing is passed over.
 double widening(Ray const& ray, double largest, double longestEdge) {
     double const product = ray.dir.length() * largest * longestEdge * longestEdge;
     return 8.0 * detail::floatStep(largest) + 0x1p-45 / rayDeterminantTolerance * product;

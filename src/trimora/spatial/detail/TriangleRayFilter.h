@@ -27,8 +27,9 @@ public:
         : vertices_(vertices),
           triangles_(triangles),
           axis_(greatestAxis(ray.dir)),
-          originOnAxis_((&ray.origin.x)[axis_]),
           origin_(_mm_setr_ps(ray.origin.x, ray.origin.y, ray.origin.z, 0.0f)) {
+        float const origin[3] = {ray.origin.x, ray.origin.y, ray.origin.z};
+        originOnAxis_ = origin[axis_];
         double const components[3] = {ray.dir.x, ray.dir.y, ray.dir.z};
         float shear[4] = {0.0f, 0.0f, 0.0f, 0.0f};
         for (int i = 0; i < 3; ++i)
