@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/TemporaryFolder.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -15,25 +17,9 @@ namespace commandTest {
 
 namespace fs = std::filesystem;
 
-/// A folder that goes away with the object.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string pattern = (fs::temp_directory_path() / "trimora_test_XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
-    ~TemporaryFolder() { fs::remove_all(path_); }
-    TemporaryFolder(TemporaryFolder const&) = delete;
-    TemporaryFolder& operator=(TemporaryFolder const&) = delete;
-
-    std::string operator/(std::string const& name) const { return (path_ / name).string(); }
-    std::size_t numFiles() const {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
-    }
-
-private:
-    fs::path path_;
+/// A folder whose files are named as paths are: folder / "name".
+struct TemporaryFolder : support::TemporaryFolder {
+    std::string operator/(std::string const& name) const { return path(name); }
 };
 
 inline std::string contentOf(std::string const& path) {
