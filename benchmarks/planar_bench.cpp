@@ -1,0 +1,7 @@
+#include "harness.h"
+
+namespace bench {
+
+void planarCases() {}
+
+}  // namespace bench
