@@ -57,7 +57,11 @@ void connectivityCases();
 void assemblyCases();
 void spatialCases();
 void repairCases();
+void planarCases();
 void topologyCases();
+void cutCases();
+void reduceCases();
+void collapseCases();
 void measureCases();
 void toolkitCases();
 

@@ -33,7 +33,11 @@ int main(int argc, char** argv) {
     bench::assemblyCases();
     bench::spatialCases();
     bench::repairCases();
+    bench::planarCases();
     bench::topologyCases();
+    bench::cutCases();
+    bench::reduceCases();
+    bench::collapseCases();
     bench::measureCases();
     bench::toolkitCases();
     return bench::writeJson() ? 0 : 1;
