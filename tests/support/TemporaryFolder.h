@@ -1,5 +1,7 @@
 #pragma once
 
+#include "trimora/contract/koOS/Filename.h"
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,6 +11,11 @@
 #include <string_view>
 
 namespace support {
+
+/// A path as the core's readers and writers take it.
+inline koOS::Filename nameOf(std::string const& path) {
+    return koOS::Filename(koString::IString(path.c_str()));
+}
 
 /// A folder of its own that goes with the object.
 class TemporaryFolder {

@@ -30,6 +30,24 @@ double Random::real(double low, double high) {
     return low + (high - low) * static_cast<double>(next() >> 11) * 0x1.0p-53;
 }
 
+std::string damaged(std::string text, std::string const& alphabet, int maxEdits, Random& random) {
+    auto const place = [&random](std::string const& in) {
+        return static_cast<std::size_t>(random.index(static_cast<int>(in.size())));
+    };
+    for (int edits = 1 + random.index(maxEdits); edits > 0 && !text.empty(); --edits) {
+        std::size_t const at = place(text);
+        char const c = random.index(20) == 0 ? static_cast<char>(1 + random.index(255))
+                                             : alphabet[place(alphabet)];
+        if (random.index(3) == 0)
+            text.erase(at, 1);
+        else if (random.index(2) == 0)
+            text.insert(at, 1, c);
+        else
+            text[at] = c;
+    }
+    return text;
+}
+
 CompactMesh meshOf(std::vector<float> const& coordinates, std::vector<int> const& triangles) {
     CompactMesh mesh(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr, nullptr);
     if (!coordinates.empty())

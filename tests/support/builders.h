@@ -24,6 +24,10 @@ private:
     std::uint64_t state_;
 };
 
+/// The text with some characters, at least one and at most `maxEdits`, taken out, put in or changed: mostly to those of the alphabet,
+/// now and then to any byte but NUL.
+std::string damaged(std::string text, std::string const& alphabet, int maxEdits, Random& random);
+
 /// A mesh of the given flat coordinates (x y z ...) and triangles (a b c ...).
 koGeom::CompactMesh meshOf(std::vector<float> const& coordinates,
                            std::vector<int> const& triangles);

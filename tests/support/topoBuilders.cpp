@@ -1,5 +1,6 @@
 #include "support/topoBuilders.h"
 
+#include <bit>
 #include <cmath>
 
 namespace support {
@@ -94,6 +95,42 @@ std::vector<void const*> digestOf(TopoMesh const& mesh, bool withFirsts) {
         digest.push_back(withFirsts ? f.edge().record() : nullptr);
     }
     return digest;
+}
+
+std::vector<std::uint64_t> stateOf(TopoMesh const& mesh) {
+    std::vector<std::uint64_t> state;
+    auto const addNumber = [&](auto const* record) {
+        state.push_back(record != nullptr ? record->number : std::uint64_t(-1));
+    };
+    auto const addReal = [&](double value) {
+        state.push_back(value != value ? ~std::uint64_t(0) : std::bit_cast<std::uint64_t>(value));
+    };
+    for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInList()) {
+        addNumber(v.record());
+        addNumber(v.edge().record());
+        addNumber(v.record()->firstLeaving);
+        for (double const value : {v.point().x, v.point().y, v.point().z})
+            addReal(value);
+        for (int i = 0; i < TopoMeshVertex::numBlindSlots; ++i)
+            addReal(v.blind(i).asDouble());
+    }
+    for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInList()) {
+        for (TopoMeshEdge link : {e, e.next(), e.prev(), e.twin()})
+            addNumber(link.record());
+        addNumber(e.record()->nextLeaving);
+        addNumber(e.record()->prevLeaving);
+        addNumber(e.origin().record());
+        addNumber(e.face().record());
+        addReal(e.blind(0).asDouble());
+        addReal(e.blind(1).asDouble());
+    }
+    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList()) {
+        addNumber(f.record());
+        addNumber(f.edge().record());
+    }
+    for (int const count : {mesh.numVertices(), mesh.numEdges(), mesh.numFaces()})
+        state.push_back(static_cast<std::uint64_t>(count));
+    return state;
 }
 
 }  // namespace support

@@ -3,6 +3,7 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/TopoMesh.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -39,5 +40,9 @@ int numOpenEdges(koGeom::TopoMesh const& mesh);
 
 /// Everything that can be seen of a mesh through its handles; own and first edges left out if asked.
 std::vector<void const*> digestOf(koGeom::TopoMesh const& mesh, bool withFirsts = true);
+
+/// The whole mesh in numbers, links that only edits read and blind data included: equal for meshes that were made and edited
+/// alike. All NaN are one.
+std::vector<std::uint64_t> stateOf(koGeom::TopoMesh const& mesh);
 
 }  // namespace support

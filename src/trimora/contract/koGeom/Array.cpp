@@ -1,5 +1,7 @@
 #include "trimora/contract/koGeom/Array.h"
 
+#include "trimora/contract/koOS/largePages.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -12,9 +14,10 @@ namespace koGeom {
 
 namespace {
 
-void* orBadAlloc(void* block) {
+void* orBadAlloc(void* block, std::size_t numBytes) {
     if (block == nullptr)
         throw std::bad_alloc();
+    koOS::adviseLargePages(block, numBytes);
     return block;
 }
 
@@ -37,13 +40,14 @@ void ArrayBase::resize(int newCount, std::size_t elementSize) {
     if (allocator)
         allocator->resize(*this, numBytes);
     else
-        block = orBadAlloc(std::realloc(block, numBytes));
+        block = orBadAlloc(std::realloc(block, numBytes), numBytes);
     count = newCount;
 }
 
 void ArrayBase::resizeZeroed(int newCount, std::size_t elementSize) {
     if (newCount > 0 && block == nullptr && !allocator) {
-        block = orBadAlloc(std::calloc(1, numBytesOf(newCount, elementSize)));
+        std::size_t const numBytes = numBytesOf(newCount, elementSize);
+        block = orBadAlloc(std::calloc(1, numBytes), numBytes);
         count = newCount;
         return;
     }

@@ -41,20 +41,29 @@ double paramOnEdge(Corners const& corners, int k, Point const& point) {
     return param > 0.0 ? std::min(param, 1.0) : 0.0;
 }
 
-double distance2ToEdge(Corners const& corners, int k, Point const& point) {
-    double const param = paramOnEdge(corners, k, point);
+double distance2ToEdgeAt(Corners const& corners, int k, double param, Point const& point) {
     return distance2(point, combine(1.0 - param, corners[k], param, corners[(k + 1) % 3]));
 }
 
-int nearestEdge(Corners const& corners, Point const& point) {
-    int nearest = 0;
-    double least = distance2ToEdge(corners, 0, point);
+double distance2ToEdge(Corners const& corners, int k, Point const& point) {
+    return distance2ToEdgeAt(corners, k, paramOnEdge(corners, k, point), point);
+}
+
+struct EdgePlace {
+    int edge;
+    double param;
+};
+
+EdgePlace nearestOnEdges(Corners const& corners, Point const& point) {
+    EdgePlace nearest = {0, paramOnEdge(corners, 0, point)};
+    double least = distance2ToEdgeAt(corners, 0, nearest.param, point);
     for (int k = 1; k < 3; ++k) {
-        double const squared = distance2ToEdge(corners, k, point);
-        if (squared < least) {
-            least = squared;
-            nearest = k;
-        }
+        double const param = paramOnEdge(corners, k, point);
+        double const squared = distance2ToEdgeAt(corners, k, param, point);
+        bool const isNearer = squared < least;
+        least = isNearer ? squared : least;
+        nearest.edge = isNearer ? k : nearest.edge;
+        nearest.param = isNearer ? param : nearest.param;
     }
     return nearest;
 }
@@ -78,11 +87,15 @@ int longestEdge(Corners const& corners) {
     return longest;
 }
 
-void setOnEdge(double* weights, Corners const& corners, int k, Point const& point) {
-    double const param = paramOnEdge(corners, k, point);
-    weights[k] = 1.0 - param;
-    weights[(k + 1) % 3] = param;
-    weights[(k + 2) % 3] = 0.0;
+void setOnEdge(double* weights, EdgePlace const& place) {
+    weights[place.edge] = 1.0 - place.param;
+    weights[(place.edge + 1) % 3] = place.param;
+    weights[(place.edge + 2) % 3] = 0.0;
+}
+
+void setOnLongestEdge(double* weights, Corners const& corners, Point const& point) {
+    int const longest = longestEdge(corners);
+    setOnEdge(weights, {longest, paramOnEdge(corners, longest, point)});
 }
 
 void fetchCorners(float const* vertices, int const* triangle, Corners& corners) {
@@ -114,7 +127,7 @@ bool MeshCoordBase::projectBase(Point const& point, Point const& corner0, Point 
     Corners const corners = {corner0, corner1, corner2};
     ScaledWeights const scaled = scaledWeights(corners, point);
     if (scaled.isDegenerate()) {
-        setOnEdge(weights, corners, longestEdge(corners), point);
+        setOnLongestEdge(weights, corners, point);
         return false;
     }
     // The three are divided by their own sum, not by the squared normal, so that no weight passes 1
@@ -123,7 +136,7 @@ bool MeshCoordBase::projectBase(Point const& point, Point const& corner0, Point 
     bool const isInside = scaled.values[0] >= 0.0 && scaled.values[1] >= 0.0 &&
                           scaled.values[2] >= 0.0 && sum > 0.0 && std::isfinite(sum);
     if (!isInside) {
-        setOnEdge(weights, corners, nearestEdge(corners, point), point);
+        setOnEdge(weights, nearestOnEdges(corners, point));
         return true;
     }
     for (int k = 0; k < 3; ++k)
@@ -163,7 +176,7 @@ bool MeshCoord::setFromPoint(int onTriangle, float const* vertices, int const* t
     triangle = onTriangle;
     ScaledWeights const scaled = scaledWeights(corners, point);
     if (scaled.isDegenerate()) {
-        setOnEdge(weights, corners, longestEdge(corners), point);
+        setOnLongestEdge(weights, corners, point);
         return false;
     }
     for (int k = 0; k < 3; ++k)
@@ -178,7 +191,7 @@ bool MeshCoord::onEdge(float const* vertices, int const* triangles, double toler
     Corners corners;
     fetchCorners(vertices, triangleAt(triangles, triangle), corners);
     Point const point = evaluateBase(corners);
-    int const nearest = nearestEdge(corners, point);
+    int const nearest = nearestOnEdges(corners, point).edge;
     bool const isNear = std::sqrt(distance2ToEdge(corners, nearest, point)) <= tolerance;
     if (isNear && edge != nullptr)
         *edge = nearest;

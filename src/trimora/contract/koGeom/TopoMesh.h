@@ -31,6 +31,8 @@ namespace koGeom {
 /// degenerate faces with repeated vertices, several fans on a vertex, more than two faces on an edge and twins that run
 ///            the same way can be built and walked; the edits refuse where these take part
 class TRIMORA_API TopoMesh : public Entity {
+    friend class TopoMeshBulk;
+
 public:
     TopoMesh();
     ~TopoMesh() override;
@@ -66,6 +68,7 @@ public:
     /// points    the new vertices; the corners count from the first of them
     /// corners   `sides` (3 or more) a face; half-edge i runs from corner i to the next one of its face
     /// twins     for each half-edge its twin, or -1; null: found as allocFace finds them
+    /// threads   writes the records on the shared pool when they are many; the outcome does not depend on it
     /// returns   the first new face; null, and nothing is changed, when a count is too small, a corner is out of range or
     ///           twins do not name each other between the same two vertices
     TopoMeshFace allocFaces(int numPoints, Point const* points, int numFaces, int sides,
@@ -124,7 +127,7 @@ public:
     bool swapEdge(TopoMeshEdge e);
     bool canSwapEdge(TopoMeshEdge e) const;
     /// Joins the ends of e and removes it, with the triangles on it; a larger face loses a side. e's origin survives,
-    /// where it is, and the far end goes; no other vertex does, even when it is left without an edge.
+    /// where it is, and the far end goes; so does the tip of a triangle that was in no other face.
     /// returns   the surviving vertex; null when the ends have a common neighbour other than the tips of those triangles,
     ///           or when two parts of the surface would come to touch at a point only
     TopoMeshVertex collapseEdge(TopoMeshEdge e);
@@ -162,6 +165,8 @@ private:
     using E = TopoMeshEdgeRecord;
     using F = TopoMeshFaceRecord;
 
+    friend class TopoMeshTriangles;
+
     template <typename Record>
     bool owns(Record const* record) const {
         return record != nullptr && record->owner == tag_;
@@ -172,6 +177,7 @@ private:
     V* detachSide(V const* v, std::vector<E*> const& edges);
     void closeDigon(F* f);
     void dropSide(E* h);
+    void removeIfLoose(V* v);
     void absorb(V* kept, V* gone);
     void removeHalfEdge(E* e);
 

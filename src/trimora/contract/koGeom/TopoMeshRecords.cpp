@@ -1,74 +1,79 @@
 #include "trimora/contract/koGeom/TopoMeshRecords.h"
 
-#include <algorithm>
-#include <new>
+#include "trimora/contract/koOS/largePages.h"
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include <algorithm>
 
 /// Memory of the half-edge mesh. Slabs of aligned blocks are taken from the heap, each larger than the one before, so
 /// that a mesh of a few faces costs little and one of millions is a few hundred allocations. Records of one kind follow
-/// each other in the order of their creation; nothing is given back before the pool dies.
+/// each other in the order of their creation; nothing is given back before the pool dies. A block is touched when it is
+/// taken into use and not before.
 namespace koGeom {
 
 namespace {
 
-constexpr std::size_t maxBlocksPerSlab = 256;  // 4 MB: larger slabs no longer show in the time
-
-constexpr std::align_val_t slabAlignment{TopoMeshBlock<TopoMeshVertexRecord>::numBytes};
-
-#if defined(__linux__)
-/// Asks for large pages inside a slab. The first touch of fresh memory costs a fault a page, which with small pages takes
-/// longer than all of the building; where the system does not follow the advice nothing is lost.
-void adviseLargePages(void* memory, std::size_t bytes) {
-    constexpr std::uintptr_t pageBytes = std::uintptr_t(2) << 20;
-    auto const begin = reinterpret_cast<std::uintptr_t>(memory);
-    std::uintptr_t const first = (begin + pageBytes - 1) & ~(pageBytes - 1);
-    std::uintptr_t const last = (begin + bytes) & ~(pageBytes - 1);
-    if (first < last)
-        madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
-}
-#else
-void adviseLargePages(void*, std::size_t) {}
-#endif
+constexpr std::size_t blockBytes = TopoMeshBlock<TopoMeshVertexRecord>::numBytes;
+constexpr std::size_t blocksPerLargePage = koOS::largePageBytes / blockBytes;
+constexpr std::size_t maxBlocksPerSlab = 1024;  // 16 MB: larger slabs no longer show in the time
 
 }  // namespace
 
 template <typename Record>
-TopoMeshPool<Record>::~TopoMeshPool() {
-    for (void* slab : slabs_)
-        ::operator delete(slab, slabAlignment);
+void TopoMeshRecordRange<Record>::makeHead(std::uint32_t i) const {
+    std::uint32_t const place = offset_ + i;
+    std::uint32_t const left = offset_ + count_ - place;
+    std::byte* const memory = start_ + std::size_t(place / Block::capacity) * Block::numBytes;
+    std::uint32_t const numUsed = std::min(left, Block::capacity);
+    void* const next = left > Block::capacity ? memory + Block::numBytes : nullptr;
+    new (memory) Block{static_cast<Block*>(next), pool_, nullptr, numUsed, numUsed};
 }
 
 template <typename Record>
-void TopoMeshPool<Record>::grow(std::size_t count) {
+TopoMeshPool<Record>::~TopoMeshPool() {
+    for (Slab const& slab : slabs_)
+        ::operator delete(slab.memory, slab.alignment);
+}
+
+/// Slabs that hold large pages are made of whole ones.
+template <typename Record>
+void TopoMeshPool<Record>::addSlab(std::size_t numBlocksNeeded) {
     static_assert(sizeof(Block) <= Block::headBytes);
-    std::size_t const needed = (count - numFree_ + Block::capacity - 1) / Block::capacity;
     std::size_t const usual = std::size_t(1) << std::min<std::size_t>(slabs_.size(), 30);
-    std::size_t const numBlocks = std::max(needed, std::min(usual, maxBlocksPerSlab));
+    std::size_t numBlocks = std::max(numBlocksNeeded, std::min(usual, maxBlocksPerSlab));
+    bool const isLarge = numBlocks >= blocksPerLargePage;
+    if (isLarge)
+        numBlocks = (numBlocks + blocksPerLargePage - 1) / blocksPerLargePage * blocksPerLargePage;
+    std::align_val_t const alignment{isLarge ? koOS::largePageBytes : Block::numBytes};
 
     slabs_.reserve(slabs_.size() + 1);
-    void* const slab = ::operator new(numBlocks* Block::numBytes, slabAlignment);
-    slabs_.push_back(slab);
-    adviseLargePages(slab, numBlocks * Block::numBytes);
-
-    Block** link = &spare_;
-    while (*link != nullptr)
-        link = &(*link)->nextBlock;
-    for (std::size_t i = 0; i < numBlocks; ++i) {
-        void* const place = static_cast<std::byte*>(slab) + i * Block::numBytes;
-        *link = new (place) Block{nullptr, this, nullptr, 0, 0};
-        link = &(*link)->nextBlock;
-    }
+    void* const memory = ::operator new(numBlocks* Block::numBytes, alignment);
+    slabs_.push_back({static_cast<std::byte*>(memory), numBlocks, alignment});
+    koOS::adviseLargePages(memory, numBlocks * Block::numBytes);
     numFree_ += numBlocks * Block::capacity;
+}
+
+/// Goes on with this slab; what the one in use has left is not used.
+template <typename Record>
+void TopoMeshPool<Record>::takeSlab(std::size_t slab) {
+    numFree_ -= (slabs_[slabInUse_].numBlocks - numBlocksTaken_) * Block::capacity;
+    for (++slabInUse_; slabInUse_ != slab; ++slabInUse_)
+        numFree_ -= slabs_[slabInUse_].numBlocks * Block::capacity;
+    numBlocksTaken_ = 0;
+}
+
+/// Where the blocks lie; of those in the slab in use.
+template <typename Record>
+std::byte* TopoMeshPool<Record>::takeBlocks(std::size_t count) {
+    std::byte* const memory = slabs_[slabInUse_].memory + numBlocksTaken_ * Block::numBytes;
+    numBlocksTaken_ += count;
+    return memory;
 }
 
 template <typename Record>
 void TopoMeshPool<Record>::useNextBlock() {
-    Block* const block = spare_;
-    spare_ = block->nextBlock;
-    block->nextBlock = nullptr;
+    if (numBlocksTaken_ == slabs_[slabInUse_].numBlocks)
+        takeSlab(slabInUse_ + 1);
+    Block* const block = new (takeBlocks(1)) Block{nullptr, this, nullptr, 0, 0};
     if (last_ != nullptr)
         last_->nextBlock = block;
     else
@@ -84,28 +89,47 @@ void TopoMeshPool<Record>::settleFirst() {
 }
 
 template <typename Record>
-TopoMeshRecordRange<Record> TopoMeshPool<Record>::claim(std::size_t count) {
+void TopoMeshPool<Record>::reserveSideBySide(std::uint32_t count) {
+    std::size_t const numBlocks = (std::size_t(count) + Block::capacity - 1) / Block::capacity;
+    if (count <= roomInLast() ||
+        (!slabs_.empty() && numBlocks <= slabs_[slabInUse_].numBlocks - numBlocksTaken_))
+        return;
+    addSlab(numBlocks);
+    if (slabs_.size() > 1)
+        takeSlab(slabs_.size() - 1);
+}
+
+template <typename Record>
+TopoMeshRecordRange<Record> TopoMeshPool<Record>::claim(std::uint32_t count) {
     TopoMeshRecordRange<Record> range;
-    range.blocks_.reserve(count / Block::capacity + 2);
-    reserve(count);
-    if (last_ != nullptr && last_->numUsed < Block::capacity) {
-        range.blocks_.push_back(last_);
-        range.offset_ = last_->numUsed;
-    }
-    for (std::size_t left = count; left > 0;) {
-        if (last_ == nullptr || last_->numUsed == Block::capacity) {
-            useNextBlock();
-            range.blocks_.push_back(last_);
-        }
-        auto const taken = static_cast<std::uint32_t>(
-            std::min<std::size_t>(left, Block::capacity - last_->numUsed));
-        last_->numUsed += taken;
-        last_->numAlive += taken;
-        left -= taken;
-    }
+    if (count == 0)
+        return range;
+    range.pool_ = this;
+    range.count_ = count;
+    range.firstNumber_ = numCreated_;
+    bool const hadNone = numAlive_ == 0;
+    numAlive_ += count;
+    numCreated_ += count;
     numFree_ -= count;
-    numAlive_ += static_cast<std::uint32_t>(count);
-    numCreated_ += static_cast<std::uint32_t>(count);
+    if (count <= roomInLast()) {
+        range.start_ = reinterpret_cast<std::byte*>(last_);
+        range.offset_ = last_->numUsed;
+        last_->numUsed += count;
+        last_->numAlive += count;
+        if (hadNone)
+            first_ = last_;
+        return range;
+    }
+    // The blocks are whole ones, and what the last block has left is not used.
+    numFree_ -= roomInLast();
+    std::size_t const numBlocks = (std::size_t(count) + Block::capacity - 1) / Block::capacity;
+    range.start_ = takeBlocks(numBlocks);
+    Block* const firstBlock = reinterpret_cast<Block*>(range.start_);
+    if (last_ != nullptr)
+        last_->nextBlock = firstBlock;
+    if (hadNone)
+        first_ = firstBlock;
+    last_ = reinterpret_cast<Block*>(range.start_ + (numBlocks - 1) * Block::numBytes);
     return range;
 }
 
@@ -141,6 +165,9 @@ void TopoMeshPool<Record>::makeBlind(Block* block) {
     block->blind = arrays.back().get();
 }
 
+template class TopoMeshRecordRange<TopoMeshVertexRecord>;
+template class TopoMeshRecordRange<TopoMeshEdgeRecord>;
+template class TopoMeshRecordRange<TopoMeshFaceRecord>;
 template class TopoMeshPool<TopoMeshVertexRecord>;
 template class TopoMeshPool<TopoMeshEdgeRecord>;
 template class TopoMeshPool<TopoMeshFaceRecord>;

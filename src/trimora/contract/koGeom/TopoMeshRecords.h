@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <vector>
 
 /// The memory behind the handles of a `TopoMesh`. Algorithms use the handles (TopoMeshHandles.h); only the mesh writes here.
@@ -77,7 +78,7 @@ static_assert(sizeof(TopoMeshVertexRecord) == 48 && sizeof(TopoMeshEdgeRecord) =
               sizeof(TopoMeshFaceRecord) == 16);
 
 template <typename Record>
-class TopoMeshPool;
+class TRIMORA_API TopoMeshPool;
 
 /// A stretch of records. Blocks are aligned to their size, so that a record finds its block by its address.
 template <typename Record>
@@ -103,21 +104,39 @@ struct TopoMeshBlock {
     }
 };
 
-/// Records made in one go, by their place among them. They lie in consecutive blocks of one slab or in those of several.
+/// Records made in one go, by their place among them. Their blocks lie side by side, so that an address takes no look-up.
 template <typename Record>
-class TopoMeshRecordRange {
+class TRIMORA_API TopoMeshRecordRange {
 public:
-    Record* operator[](std::size_t i) const {
-        std::size_t const place = offset_ + i;
-        return blocks_[place / TopoMeshBlock<Record>::capacity]->records() +
-               place % TopoMeshBlock<Record>::capacity;
+    Record* operator[](std::uint32_t i) const {
+        // A block is filled to its last byte: between its records and those of the next lies nothing but the head.
+        static_assert(Block::numBytes == Block::headBytes + Block::capacity * sizeof(Record));
+        std::uint32_t const place = offset_ + i;
+        return reinterpret_cast<Record*>(start_ + std::size_t(place) * sizeof(Record) +
+                                         std::size_t(place / Block::capacity + 1) *
+                                             Block::headBytes);
     }
+    /// Where to write record i. The first of a block makes the block's head as well.
+    Record* place(std::uint32_t i) const {
+        Record* const record = (*this)[i];
+        if ((reinterpret_cast<std::uintptr_t>(record) & (Block::numBytes - 1)) == Block::headBytes)
+            makeHead(i);
+        return record;
+    }
+    /// Creation number of record i.
+    std::uint32_t number(std::uint32_t i) const { return firstNumber_ + i; }
 
 private:
+    using Block = TopoMeshBlock<Record>;
     friend class TopoMeshPool<Record>;
 
-    std::vector<TopoMeshBlock<Record>*> blocks_;
-    std::size_t offset_ = 0;
+    void makeHead(std::uint32_t i) const;
+
+    std::byte* start_ = nullptr;  ///< of the first block
+    TopoMeshPool<Record> const* pool_ = nullptr;
+    std::uint32_t offset_ = 0;  ///< place of the first record in the first block
+    std::uint32_t count_ = 0;
+    std::uint32_t firstNumber_ = 0;
 };
 
 /// All records of one kind of one mesh.
@@ -151,7 +170,7 @@ public:
     /// Makes sure that the next `count` calls of `create` cannot fail; may throw bad_alloc, before anything has changed.
     void reserve(std::size_t count) {
         if (numFree_ < count)
-            grow(count);
+            addSlab((count - numFree_ + Block::capacity - 1) / Block::capacity);
     }
     /// A zeroed record at the end of the list. Only within what was reserved.
     Record* create(std::uint32_t owner) {
@@ -166,9 +185,13 @@ public:
         --numFree_;
         return record;
     }
-    /// `count` records at the end of the list, none of which is written: the caller sets every field, the number counting
-    /// up from `numCreated` as it was before. May throw bad_alloc, before anything has changed.
-    TopoMeshRecordRange<Record> claim(std::size_t count);
+    /// Makes sure that the next call of `claim` with this count cannot fail; may throw bad_alloc, before anything has
+    /// changed.
+    void reserveSideBySide(std::uint32_t count);
+    /// `count` records at the end of the list, for which the memory is not touched yet: the caller writes
+    /// every field of every one, at the address that `place` gives, before the list is read. What is written by two
+    /// threads does not overlap. Only after reserveSideBySide, with nothing between.
+    TopoMeshRecordRange<Record> claim(std::uint32_t count);
     void destroy(Record* record);
 
     /// A slot of a living or deleted record; the slots of a block are made, all 0, when the first of them is asked for.
@@ -180,22 +203,38 @@ public:
     }
 
 private:
+    /// Blocks side by side, from one allocation.
+    struct Slab {
+        std::byte* memory;
+        std::size_t numBlocks;
+        std::align_val_t alignment;
+    };
+
     static Record* firstFrom(Block* block, Record* candidate);
     static void makeBlind(Block* block);
-    void grow(std::size_t count);
+    std::uint32_t roomInLast() const {
+        return last_ != nullptr ? Block::capacity - last_->numUsed : 0;
+    }
+    void addSlab(std::size_t numBlocksNeeded);
+    void takeSlab(std::size_t slab);
+    std::byte* takeBlocks(std::size_t count);
     void useNextBlock();
     void settleFirst();
 
-    Block* first_ = nullptr;   ///< no living record lies before this block
-    Block* last_ = nullptr;    ///< the one being filled
-    Block* spare_ = nullptr;   ///< chain of blocks not used yet
-    std::size_t numFree_ = 0;  ///< records left in `last_` and the spare blocks
+    Block* first_ = nullptr;          ///< no living record lies before this block
+    Block* last_ = nullptr;           ///< the one being filled
+    std::size_t slabInUse_ = 0;       ///< blocks are taken from this slab, then from those after it
+    std::size_t numBlocksTaken_ = 0;  ///< from the slab in use
+    std::size_t numFree_ = 0;         ///< records left in `last_` and in blocks not taken yet
     std::uint32_t numAlive_ = 0;
     std::uint32_t numCreated_ = 0;
-    std::vector<void*> slabs_;
+    std::vector<Slab> slabs_;
     mutable std::vector<std::unique_ptr<BlindData[]>> blindArrays_;
 };
 
+extern template class TopoMeshRecordRange<TopoMeshVertexRecord>;
+extern template class TopoMeshRecordRange<TopoMeshEdgeRecord>;
+extern template class TopoMeshRecordRange<TopoMeshFaceRecord>;
 extern template class TopoMeshPool<TopoMeshVertexRecord>;
 extern template class TopoMeshPool<TopoMeshEdgeRecord>;
 extern template class TopoMeshPool<TopoMeshFaceRecord>;

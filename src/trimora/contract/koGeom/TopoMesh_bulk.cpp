@@ -1,5 +1,7 @@
 #include "trimora/contract/koGeom/TopoMesh.h"
+#include "trimora/contract/koGeom/TopoMeshBulk.h"
 #include "trimora/contract/koGeom/detail/TopoMeshLinks.h"
+#include "trimora/contract/koUtil/ThreadPool.h"
 
 #include <utility>
 #include <vector>
@@ -118,6 +120,58 @@ bool areTwins(HalfEdges const& edges, int const* twins) {
     return true;
 }
 
+/// Writes the records, each chunk those of a slice of the points and of a slice of the faces.
+class WriteAlg final : public koUtil::ThreadedChunkAlg {
+public:
+    WriteAlg(TopoMeshBulk const& bulk, Point const* points, int numPoints, HalfEdges const& edges,
+             int const* twins, TopoMeshChains const& leaving)
+        : bulk_(bulk),
+          points_(points),
+          numPoints_(numPoints),
+          edges_(edges),
+          twins_(twins),
+          leaving_(leaving) {}
+
+    void executeChunk(int chunk, int /*threadIndex*/) override {
+        int const* const earliest = leaving_.earliest.data();
+        int const* const latest = leaving_.latest.data();
+        for (int v = begin(chunk, numPoints_); v < begin(chunk + 1, numPoints_); ++v)
+            bulk_.writeVertex(v, points_[v], earliest[v], latest[v]);
+        int const numFaces = edges_.count / edges_.sides;
+        for (int f = begin(chunk, numFaces); f < begin(chunk + 1, numFaces); ++f) {
+            bulk_.writeFace(f, f * edges_.sides);
+            writeRing(f);
+        }
+    }
+
+private:
+    int begin(int chunk, int total) const { return getBeginIndex(chunk, numChunks, total); }
+
+    void writeRing(int face) const {
+        int const* const earlier = leaving_.earlier.data();
+        int const* const later = leaving_.later.data();
+        int const begin = face * edges_.sides;
+        int const last = begin + edges_.sides - 1;
+        int before = last;
+        for (int i = begin; i <= last; ++i) {
+            int const after = i < last ? i + 1 : begin;
+            bulk_.writeEdge(
+                i, {edges_.start(i), after, before, twins_[i], face, earlier[i], later[i]});
+            before = i;
+        }
+    }
+
+    TopoMeshBulk const& bulk_;
+    Point const* points_;
+    int numPoints_;
+    HalfEdges edges_;
+    int const* twins_;
+    TopoMeshChains const& leaving_;
+};
+
+/// Below this many faces waking the pool costs more than it saves.
+constexpr int minPooledFaces = 10000;
+
 }  // namespace
 
 TopoMeshFace TopoMesh::allocFaces(int numPoints, Point const* points, int numFaces, int sides,
@@ -134,36 +188,15 @@ TopoMeshFace TopoMesh::allocFaces(int numPoints, Point const* points, int numFac
         finder.run();
         found = std::move(finder.twins);
     }
-    vertices_.reserve(at(numPoints));
-    edges_.reserve(at(halfEdges.count));
-    faces_.reserve(at(numFaces));
-
-    std::uint32_t vertexNumber = vertices_.numCreated();
-    std::uint32_t faceNumber = faces_.numCreated();
-    std::uint32_t edgeNumber = edges_.numCreated();
-    TopoMeshRecordRange<V> const vertices = vertices_.claim(at(numPoints));
-    TopoMeshRecordRange<E> const edges = edges_.claim(at(halfEdges.count));
-    TopoMeshRecordRange<F> const faces = faces_.claim(at(numFaces));
-    int const* const twins = givenTwins != nullptr ? givenTwins : found.data();
-
-    for (std::size_t i = 0; i < at(numPoints); ++i)
-        *vertices[i] = {points[i], nullptr, nullptr, vertexNumber++, tag_};
-    for (int face = 0; face < numFaces; ++face) {
-        int const begin = face * sides;
-        F* const f = faces[at(face)];
-        E* before = edges[at(begin + sides - 1)];
-        E* e = edges[at(begin)];
-        *f = {e, faceNumber++, tag_};
-        for (int i = begin; i - begin < sides; ++i) {
-            E* const after = edges[at(i + 1 - begin < sides ? i + 1 : begin)];
-            E* const twin = twins[at(i)] != none ? edges[at(twins[at(i)])] : nullptr;
-            *e = {nullptr, after, before, twin, f, nullptr, nullptr, edgeNumber++, tag_};
-            attach(e, vertices[at(corners[at(i)])]);
-            before = e;
-            e = after;
-        }
-    }
-    return TopoMeshFace(faces[0]);
+    TopoMeshChains const leaving(numPoints, halfEdges.count,
+                                 [corners](int i) { return corners[i]; });
+    TopoMeshBulk const bulk(*this, numPoints, halfEdges.count, numFaces);
+    WriteAlg alg(bulk, points, numPoints, halfEdges,
+                 givenTwins != nullptr ? givenTwins : found.data(), leaving);
+    (numFaces < minPooledFaces ? koUtil::ThreadPool::getSingleThreadedPool()
+                               : koUtil::ThreadPool::get())
+        .run(alg);
+    return bulk.face(0);
 }
 
 }  // namespace koGeom

@@ -214,10 +214,16 @@ void TopoMesh::dropSide(E* h) {
         closeDigon(f);
 }
 
+/// Removes a vertex that no edge leaves any more; null and one that is gone already are allowed.
+void TopoMesh::removeIfLoose(V* v) {
+    if (v != nullptr && v->owner != 0 && v->firstLeaving == nullptr)
+        vertices_.destroy(v);
+}
+
 //      c                    c
 //     /|\                   |          b's edges leave a; e and t go, and each triangle on them folds up: the outer halves of
-//    / f \                  |          its two other edges become twins. A larger face is a side shorter.
-//   a --e-> b       ->      a
+//    / f \                  |          its two other edges become twins. A larger face is a side shorter. A tip that was in
+//   a --e-> b       ->      a          its triangle alone goes with it.
 //    \ g /                  |
 //     \|/                   |
 //      d                    d
@@ -228,6 +234,8 @@ TopoMeshVertex TopoMesh::collapseEdge(TopoMeshEdge edge) {
     E* const t = e->twin;
     V* const a = e->origin;
     V* const b = e->end();
+    V* const c = isTriangle(e->face) ? e->prev->origin : nullptr;
+    V* const d = t != nullptr && isTriangle(t->face) ? t->prev->origin : nullptr;
 
     while (b->firstLeaving != nullptr)
         moveOrigin(b->firstLeaving, a);
@@ -237,6 +245,8 @@ TopoMeshVertex TopoMesh::collapseEdge(TopoMeshEdge edge) {
     if (t != nullptr)
         dropSide(t);
     vertices_.destroy(b);
+    removeIfLoose(c);
+    removeIfLoose(d);
 
     assert(isConsistentAround(a));
     return TopoMeshVertex(a);

@@ -28,6 +28,18 @@ std::vector<E*> counterclockwiseFrom(E* e, E const* stop) {
     return edges;
 }
 
+/// True when the open fan of e ends at edges without twins on both sides. A twin that runs the same way ends a walk too, but
+/// would keep the old vertex when this side gets another one.
+bool endsWithoutTwins(E const* e) {
+    E const* first = e;
+    while (E const* const step = first->prevAround())
+        first = step;
+    E const* last = e;
+    while (E const* const step = last->nextAround())
+        last = step;
+    return first->twin == nullptr && last->prev->twin == nullptr;
+}
+
 void part(E* e) {
     e->twin->twin = nullptr;
     e->twin = nullptr;
@@ -49,7 +61,8 @@ bool TopoMesh::canSplitEdge(TopoMeshEdge edge) const {
         return false;
     E const* const e = edge.record();
     E const* const t = e->opposite();
-    return t != nullptr && e->origin != t->origin && isFanOpen(e) && isFanOpen(t);
+    return t != nullptr && e->origin != t->origin && isFanOpen(e) && isFanOpen(t) &&
+           endsWithoutTwins(e) && endsWithoutTwins(t);
 }
 
 //   --- b ---          --- b   b' ---
@@ -80,7 +93,8 @@ bool TopoMesh::canSplitVertex(TopoMeshVertex v, TopoMeshEdge edge) const {
         return false;
     E const* const e = edge.record();
     E const* const t = e->opposite();
-    return t != nullptr && e->origin != t->origin && isFanOpen(e) && !isFanOpen(t);
+    return t != nullptr && e->origin != t->origin && isFanOpen(e) && !isFanOpen(t) &&
+           endsWithoutTwins(e);
 }
 
 //   --- b ---          --- b ---

@@ -26,17 +26,19 @@ namespace koGeom::detail {
 template <int numAxes, class Node>
 class PointTreeBuilder {
 public:
-    PointTreeBuilder(int numPoints, float const* points, BoundingBox const& box, int capacity,
+    /// A count of 0 or less, or no array, is a tree without points.
+    PointTreeBuilder(int count, float const* points, BoundingBox const& box, int capacity,
                      int depthLimit)
-        : capacity_(std::max(capacity, 1)),
+        : numPoints_(points != nullptr ? std::max(count, 0) : 0),
+          capacity_(std::max(capacity, 1)),
           depthLimit_(depthLimit),
-          rootBox_(padded(box)),
-          sizeOfTask_(std::max(numPoints / 64, 4096)),
-          codes_(static_cast<std::size_t>(numPoints)),
-          pointIndices_(static_cast<std::size_t>(numPoints)) {
+          rootBox_(numPoints_ > 0 ? padded(box) : BoundingBox()),
+          sizeOfTask_(std::max(numPoints_ / 64, 4096)),
+          codes_(static_cast<std::size_t>(numPoints_)),
+          pointIndices_(static_cast<std::size_t>(numPoints_)) {
         for (std::vector<Record>& buffer : buffers_)
-            buffer.resize(static_cast<std::size_t>(numPoints));
-        for (int i = 0; i < numPoints; ++i) {
+            buffer.resize(static_cast<std::size_t>(numPoints_));
+        for (int i = 0; i < numPoints_; ++i) {
             Record& record = buffers_[0][static_cast<std::size_t>(i)];
             std::copy_n(points + 3 * static_cast<std::ptrdiff_t>(i), numAxes, record.position);
             record.point = i;
@@ -44,6 +46,11 @@ public:
     }
 
     void build(bool usePool) {
+        if (numPoints_ == 0) {
+            nodes_.resize(1);
+            nodes_[0].voxelIndex = 0;
+            return;
+        }
         growTop();
         SubtreeAlg alg(*this);
         if (usePool && tasks_.size() > 1)
@@ -53,11 +60,15 @@ public:
         join();
     }
 
-    BoundingBox const& rootBox() const { return rootBox_; }
-    ko::vector<Node>& nodes() { return nodes_; }
-    ko::vector<int>& pointIndices() { return pointIndices_; }
-    int numVoxels() const { return numVoxels_; }
-    int depth() const { return depth_; }
+    /// Hands what was built over to a tree, whose private parts come along.
+    template <class Tree>
+    void handOver(Tree& tree, BoundingBox& rootBox, ko::vector<Node>& nodes) {
+        rootBox = rootBox_;
+        nodes.swap(nodes_);
+        tree.pointIndices.swap(pointIndices_);
+        tree.numVoxels = numVoxels_;
+        tree.maxDepth = depth_;
+    }
 
 private:
     static constexpr int numChildren = 1 << numAxes;
@@ -115,7 +126,7 @@ private:
             range.upper[axis] = rootBox_.bounds[axis + 3];
         }
         range.begin = 0;
-        range.end = static_cast<int>(pointIndices_.size());
+        range.end = numPoints_;
         range.depth = 1;
         range.buffer = 0;
         return range;
@@ -293,6 +304,7 @@ private:
         depth_ = std::max(depth_, task.depth);
     }
 
+    int const numPoints_;
     int const capacity_;
     int const depthLimit_;
     BoundingBox const rootBox_;
