@@ -1,7 +1,106 @@
+#include "deviation.h"
 #include "harness.h"
+
+#include "trimora/connectivity/meshBoundingBox.h"
+#include "trimora/contract/koGeom/BoundingBox.h"
+#include "trimora/contract/koGeom/TopoMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/reduce/meshReduceByEdgeCollapse.h"
+
+#include <cmath>
+#include <memory>
+#include <vector>
 
 namespace bench {
 
-void collapseCases() {}
+namespace {
+
+using namespace koGeom;
+
+std::unique_ptr<TopoMesh> topoMeshOf(CompactMesh const& mesh) {
+    std::vector<Point> points;
+    for (int v = 0; v < mesh.getNumVertices(); ++v) {
+        float const* const p = mesh.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(v);
+        points.push_back(PointFlt(p[0], p[1], p[2]));
+    }
+    auto topo = std::make_unique<TopoMesh>();
+    topo->allocFaces(mesh.getNumVertices(), points.data(), mesh.getNumTriangles(), 3,
+                     mesh.getTrianglesRaw());
+    return topo;
+}
+
+CompactMesh compactMeshOf(TopoMesh const& topo) {
+    CompactMesh mesh(topo.numVertices(), nullptr, nullptr, nullptr, nullptr);
+    ko::map<TopoMeshVertex, int> numbers;
+    float* coordinate = mesh.getVerticesRaw();
+    for (TopoMeshVertex v = topo.firstVertex(); v; v = v.nextInList()) {
+        numbers.emplace(v, static_cast<int>(numbers.size()));
+        for (double const value : {v.point().x, v.point().y, v.point().z})
+            *coordinate++ = static_cast<float>(value);
+    }
+    std::vector<int> corners;
+    for (TopoMeshFace f = topo.firstFace(); f; f = f.nextInList())
+        for (TopoMeshEdge e : {f.edge(), f.edge().next(), f.edge().prev()})
+            corners.push_back(numbers[e.origin()]);
+    mesh.copyTriangles(static_cast<int>(corners.size() / 3), corners.data());
+    return mesh;
+}
+
+/// The mesh moved by smooth waves and a little noise. A mesh of midpoint splits is flat nearly everywhere, so that its edges
+/// cost nothing; here they do.
+NamedMesh wavy(NamedMesh const& named) {
+    NamedMesh result{named.name + "_wavy", named.mesh};
+    BoundingBox box;
+    meshBoundingBox(named.mesh, box);
+    double const diagonal = static_cast<double>(box.diagonalLength());
+    std::uint64_t state = 3;
+    auto const uniform = [&state] {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return static_cast<double>(state >> 11) * 0x1.0p-53;
+    };
+    float* const coordinates = result.mesh.getVerticesRaw();
+    for (int v = 0; v < result.mesh.getNumVertices(); ++v) {
+        float* const p = coordinates + 3 * static_cast<std::ptrdiff_t>(v);
+        double const at[3] = {p[0] / diagonal, p[1] / diagonal, p[2] / diagonal};
+        for (int k = 0; k < 3; ++k) {
+            double const wave = std::sin(170.0 * at[(k + 1) % 3] + 40.0 * at[(k + 2) % 3]);
+            p[k] += static_cast<float>(diagonal * (5e-4 * wave + 2e-5 * (uniform() - 0.5)));
+        }
+    }
+    return result;
+}
+
+void collapseTo(NamedMesh const& named, char const* job, double fraction) {
+    std::unique_ptr<TopoMesh> topo;
+    Case each;
+    each.job = job;
+    each.mesh = named.name;
+    each.triangles = named.mesh.getNumTriangles();
+    each.setup = [&] { topo = topoMeshOf(named.mesh); };
+    each.body = [&] {
+        koUtil::Progress progress;
+        meshReduceByEdgeCollapse(*topo, fraction, progress);
+    };
+    each.check = [&] {
+        Deviation const deviation = twoSidedDeviation(named.mesh, compactMeshOf(*topo));
+        return figure("out_v", topo->numVertices()) + figure("out_t", topo->numFaces()) +
+               figure("rms/diag", deviation.rms) + figure("max/diag", deviation.largest);
+    };
+    run(each, {1});
+}
+
+void collapses(NamedMesh const& named) {
+    collapseTo(named, "edge_collapse_10pct", 0.1);
+    collapseTo(named, "edge_collapse_1pct", 0.01);
+}
+
+}  // namespace
+
+void collapseCases() {
+    for (NamedMesh const* const named : bothMeshes())
+        collapses(*named);
+    if (!options().smallOnly)
+        collapses(wavy(largeMesh()));
+}
 
 }  // namespace bench

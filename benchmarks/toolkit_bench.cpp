@@ -1,4 +1,9 @@
 #include "harness.h"
+#include "toolkit/meshCutting.h"
+#include "toolkit/meshDeviation.h"
+#include "toolkit/meshExtrusion.h"
+#include "toolkit/meshVerification.h"
+#include "toolkit/planeSection.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/writeMesh.h"
 
@@ -8,6 +13,50 @@
 #include <filesystem>
 
 namespace bench {
+
+namespace {
+
+// The first hundredth of the triangles, in bands that hang together.
+koGeom::BitVector firstHundredth(koGeom::CompactMesh const& mesh) {
+    koGeom::BitVector bits(mesh.getNumTriangles());
+    for (int t = 0; t < mesh.getNumTriangles() / 100; ++t)
+        bits.setBit(t);
+    return bits;
+}
+
+void editCases(NamedMesh const& named) {
+    koGeom::CompactMesh const& mesh = named.mesh;
+    int const numTriangles = mesh.getNumTriangles();
+    trimora::MeshDeviation deviation;
+    koUtil::Progress progress;
+    run({"deviation", named.name, numTriangles, 0.0, [] {},
+         [&] { deviation = trimora::measureDeviation(mesh, mesh, progress); },
+         [&] { return figure("largest", deviation.fromFirst.largest); }});
+
+    trimora::SectionPlane plane;
+    plane.set({0.1, 1.0, 0.2, 0.0});
+    trimora::SurfaceCurves curves;
+    run({"plane_section", named.name, numTriangles, 0.0, [] {},
+         [&] { curves = trimora::planeSection(mesh, plane, trimora::cutTolerance(mesh)); },
+         [&] { return figure("curves", static_cast<double>(curves.size())); }},
+        {1});
+
+    koGeom::CompactMesh edited;
+    trimora::ExtrudeOutcome extruded;
+    run({"extrude_hundredth", named.name, numTriangles, 0.0, [&] { edited = mesh; },
+         [&] {
+             extruded = trimora::extrudeMesh(edited, firstHundredth(mesh), {1e-3, {}});
+         },
+         [&] { return figure("walls", extruded.walls); }},
+        {1});
+    trimora::VerifyOutcome verified;
+    run({"verify", named.name, numTriangles, 0.0, [] {},
+         [&] { verified = trimora::verifyMesh(mesh, {}); },
+         [&] { return figure("passed", verified.passed ? 1.0 : 0.0); }},
+        {1});
+}
+
+}  // namespace
 
 void toolkitCases() {
     using namespace koGeom;
@@ -39,6 +88,7 @@ void toolkitCases() {
              [&] { return figure("vertices", mesh.getNumVertices()); }},
             {1});
         std::remove(path.c_str());
+        editCases(*named);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/topology/detail/completeTwins.h"
 
 #include <algorithm>
 #include <vector>
@@ -29,21 +30,30 @@ bool comesBefore(OpenEdge const& a, OpenEdge const& b) {
     return a.low != b.low ? less(a.low, b.low) : less(a.high, b.high);
 }
 
-std::vector<OpenEdge> collectOpenEdges(TopoMesh const& mesh) {
-    std::vector<OpenEdge> open;
+std::vector<TopoMeshEdge> collectOpenEdges(TopoMesh const& mesh) {
+    std::vector<TopoMeshEdge> open;
     for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList()) {
         TopoMeshEdge const first = f.edge();
         TopoMeshEdge e = first;
         do {
-            if (!e.twin()) {
-                TopoMeshVertex const from = e.origin();
-                TopoMeshVertex const to = e.next().origin();
-                bool const ascends = ko::less<TopoMeshVertex>()(from, to);
-                open.push_back({ascends ? from : to, ascends ? to : from, e});
-            }
+            if (!e.twin())
+                open.push_back(e);
             e = e.next();
         } while (e != first);
     }
+    return open;
+}
+
+std::vector<OpenEdge> sortedByVertices(std::vector<TopoMeshEdge> const& edges) {
+    std::vector<OpenEdge> open;
+    open.reserve(edges.size());
+    for (TopoMeshEdge e : edges) {
+        TopoMeshVertex const from = e.origin();
+        TopoMeshVertex const to = e.next().origin();
+        bool const ascends = ko::less<TopoMeshVertex>()(from, to);
+        open.push_back({ascends ? from : to, ascends ? to : from, e});
+    }
+    std::stable_sort(open.begin(), open.end(), comesBefore);
     return open;
 }
 
@@ -83,13 +93,9 @@ private:
 
 }  // namespace
 
-void meshTwin(TopoMesh& mesh) {
-    koOS::StopWatch watch;
-    watch.start();
-
-    std::vector<OpenEdge> open = collectOpenEdges(mesh);
-    std::stable_sort(open.begin(), open.end(), comesBefore);
-
+void detail::twinOpenEdges(TopoMesh& mesh, std::vector<TopoMeshEdge> const& edges, bool hasChanged,
+                           koOS::StopWatch& watch) {
+    std::vector<OpenEdge> const open = sortedByVertices(edges);
     GroupLinker linker(mesh);
     OpenEdge const* const end = open.data() + open.size();
     for (OpenEdge const* first = open.data(); first != end;) {
@@ -100,11 +106,21 @@ void meshTwin(TopoMesh& mesh) {
         first = last;
     }
 
-    if (linker.hasLinked()) {
+    if (hasChanged || linker.hasLinked()) {
         TopoMeshModification modification(&mesh, TopoMeshModification::Topology);
         mesh.modified(modification);
     }
     debugChannel().print("meshTwin: %d vertices: %f s\n", mesh.numVertices(), watch.clear());
+}
+
+void detail::completeTwins(TopoMesh& mesh, bool hasChanged) {
+    koOS::StopWatch watch;
+    watch.start();
+    twinOpenEdges(mesh, collectOpenEdges(mesh), hasChanged, watch);
+}
+
+void meshTwin(TopoMesh& mesh) {
+    detail::completeTwins(mesh, false);
 }
 
 }  // namespace koGeom

@@ -1,0 +1,777 @@
+#include "support/checks.h"
+#include "support/corpus.h"
+#include "support/oracles.h"
+#include "surfaceCurves.h"
+
+#include "trimora/assembly/MeshSelect.h"
+#include "trimora/assembly/meshReadObj.h"
+#include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/contract/koLinear/ranges.h"
+#include "trimora/repair/MeshVerify.h"
+#include "trimora/topology/MeshConvertRep.h"
+#include "trimora/topology/detail/ConditionMesh.h"
+#include "trimora/topology/detail/MeshCutImpl.h"
+#include "trimora/topology/meshCut.h"
+
+#include <array>
+#include <doctest/doctest.h>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <set>
+
+using namespace koGeom;
+using curves::at;
+using curves::Polyline;
+using curves::Surface;
+using detail::Conditioning;
+using Curves = MeshCurveTopology::Curves;
+
+namespace {
+
+constexpr double tolerance = 1e-6;
+
+struct Shape {
+    int euler = 0;
+    int components = 0;
+    int boundaries = 0;
+    double area = 0.0;
+
+    explicit Shape(TopoMesh& mesh);
+};
+
+Shape::Shape(TopoMesh& mesh) {
+    std::unique_ptr<CompactMesh> const compact(meshConvertRep(mesh));
+    euler = support::eulerNumber(*compact);
+    components = support::numComponents(*compact);
+    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList()) {
+        Point const a = f.edge().origin().point();
+        Point const b = f.edge().next().origin().point();
+        Point const c = f.edge().prev().origin().point();
+        area += 0.5 * cross(b - a, c - a).length();
+    }
+    std::set<void const*> seen;
+    for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInList()) {
+        if (e.twin() || seen.count(e.record()) != 0)
+            continue;
+        ++boundaries;
+        TopoMeshBoundaryIterator loop = {e, 0};
+        do {
+            seen.insert(loop.nextEdge().record());
+        } while (loop.edge != e);
+    }
+}
+
+std::string faultAfterCut(TopoMesh& mesh, bool checkCorners = true) {
+    std::string const fault = support::faultOf(mesh);
+    if (!fault.empty())
+        return fault;
+    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList())
+        if (f.numVertices() != 3)
+            return "a face with other than three corners";
+    MeshVerify::Info info;
+    info.checkCorners = checkCorners;
+    return MeshVerify()(mesh, info) ? "" : "verification fails";
+}
+
+/// Curves to cut along, through all steps that a host takes.
+struct Cut {
+    Curves all;
+    std::unique_ptr<MeshCurveTopology> topology;
+    TopoMeshCutResult result;
+
+    Cut(Surface& surface, std::vector<Polyline> const& polylines,
+        Conditioning conditioning = Conditioning::Off, bool trim = true) {
+        for (Polyline const& polyline : polylines)
+            MeshCurveTopology::convert(all, polyline, tolerance);
+        MeshCurveTopology::extend(all, tolerance);
+        topology = std::make_unique<MeshCurveTopology>(surface.mesh, all, tolerance);
+        if (trim)
+            topology->trimInteriorEndPoints();
+        result = detail::cutTopoMesh(surface.mesh, *topology, nullptr, conditioning);
+    }
+};
+
+}  // namespace
+
+//   .---.---.       the curve runs from the left to the right border, half way up
+//   | / | / |
+//   x-x-x-x-x
+//   | / | / |
+//   .---.---.
+TEST_CASE("aCurveFromBorderToBorderPartsTheMesh") {
+    for (Conditioning const conditioning : {Conditioning::Off, Conditioning::On}) {
+        Surface surface(support::grid(4, 3));
+        Shape const before(surface.mesh);
+        Cut cut(surface, {surface.straight({0.0, 1.4}, {4.0, 1.3})}, conditioning);
+        CHECK(cut.result);
+        CHECK(faultAfterCut(surface.mesh) == "");
+        Shape const after(surface.mesh);
+        CHECK(after.components == 2);
+        CHECK(after.boundaries == 2);
+        CHECK(after.euler == before.euler + 1);
+        CHECK(after.area == doctest::Approx(12.0).epsilon(1e-6));
+        for (auto const& point : cut.all.front())
+            CHECK(point->kind == TopoMeshPoint::OnVertex);
+    }
+}
+
+TEST_CASE("aCurveAlongEdgesOnlyOpensThem") {
+    Surface surface(support::grid(4, 4));
+    Cut cut(surface, {surface.polyline({{2, 0}, {2, 1}, {3, 2}, {3, 3}, {3, 4}})});
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    CHECK(surface.mesh.numFaces() == 32);
+    CHECK(surface.mesh.numVertices() == 25 + 5);
+    CHECK(Shape(surface.mesh).components == 2);
+
+    SUBCASE("up to where it ends inside") {
+        Surface slit(support::grid(4, 4));
+        Cut cutOfSlit(slit, {slit.polyline({{2, 0}, {2, 1}, {2, 2}})}, Conditioning::Off, false);
+        CHECK(cutOfSlit.result);
+        CHECK(faultAfterCut(slit.mesh) == "");
+        CHECK(slit.mesh.numVertices() == 25 + 2);
+        CHECK(Shape(slit.mesh).boundaries == 1);
+    }
+    SUBCASE("and a slit inside, given by two curves towards its middle") {
+        Surface slit(support::grid(4, 4));
+        Cut cutOfSlit(slit, {slit.polyline({{1, 2}, {2, 2}}), slit.polyline({{3, 2}, {2, 2}})},
+                      Conditioning::Off, false);
+        CHECK(cutOfSlit.result);
+        CHECK(faultAfterCut(slit.mesh) == "");
+        CHECK(slit.mesh.numVertices() == 25 + 1);
+        CHECK(Shape(slit.mesh).boundaries == 2);
+    }
+}
+
+TEST_CASE("aClosedCurveInsideMakesAHoleAndAPatch") {
+    for (Conditioning const conditioning : {Conditioning::Off, Conditioning::On}) {
+        Surface surface(support::grid(5, 5));
+        Polyline ring = surface.straight({1.3, 1.2}, {3.6, 1.4});
+        for (Polyline const& side :
+             {surface.straight({3.6, 1.4}, {2.4, 3.7}), surface.straight({2.4, 3.7}, {1.3, 1.2})})
+            ring.insert(ring.end(), side.begin() + 1, side.end());
+        Cut cut(surface, {ring}, conditioning);
+        CHECK(cut.result);
+        CHECK(faultAfterCut(surface.mesh) == "");
+        Shape const after(surface.mesh);
+        CHECK(after.components == 2);
+        CHECK(after.boundaries == 3);
+        CHECK(after.euler == 1);
+        CHECK(after.area == doctest::Approx(25.0).epsilon(1e-6));
+    }
+}
+
+//        d             e's point is named from the lower face, then from the upper one: one new vertex, which both halves share
+//      /   \           .
+//    a --x-- b
+//      \   /
+//        c
+TEST_CASE("bothHalvesOfAnEdgeShareItsNewVertex") {
+    CompactMesh const mesh =
+        support::meshOf({0, 0, 0, 2, 0, 0, 1, -1, 0, 1, 1, 0}, {0, 2, 1, 0, 1, 3});
+    Surface surface(mesh);
+    TopoMeshFace const lower = surface.faces[0];
+    TopoMeshFace const upper = surface.faces[1];
+    Cut cut(surface, {{at(lower, 0, 1, 0), at(lower, 0.25, 0, 0.75)},
+                      {at(upper, 0.25, 0.75, 0), at(upper, 0, 0, 1)}});
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    // Two vertices at the crossed edge, and a copy at either end of the curve.
+    CHECK(surface.mesh.numVertices() == 4 + 2 + 2);
+    CHECK(surface.mesh.numFaces() == 4);
+    CHECK(Shape(surface.mesh).components == 2);
+}
+
+TEST_CASE("cutsWhereThreeCurvesPassThroughOnePointOfAFace") {
+    Surface surface(support::grid(1, 1));
+    std::vector<Polyline> const three{surface.polyline({{0.5, 0.0}, {0.7, 0.2}, {1.0, 0.5}}),
+                                      surface.polyline({{0.7, 0.0}, {0.7, 0.2}, {0.7, 0.7}}),
+                                      surface.polyline({{1.0, 0.2}, {0.7, 0.2}, {0.2, 0.2}})};
+    Cut cut(surface, three, Conditioning::Off, false);
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    CHECK(Shape(surface.mesh).area == doctest::Approx(1.0));
+    CHECK(surface.mesh.numFaces() > 10);
+}
+
+TEST_CASE("curvesMayEndAtOnePointInsideAFace") {
+    Surface surface(support::grid(1, 1));
+    // The three lie in one triangle; two of its sides belong to the border.
+    std::vector<Polyline> const three{
+        surface.polyline({{0.5, 0.0}, {0.7, 0.1}, {0.7, 0.2}}),
+        surface.polyline({{0.7, 0.2}, {0.8, 0.3}, {1.0, 0.2}}),
+        surface.polyline({{1.0, 0.6}, {0.7, 0.2}}),
+    };
+    Cut cut(surface, three);
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    Shape const after(surface.mesh);
+    CHECK(after.components == 3);
+    CHECK(after.area == doctest::Approx(1.0));
+}
+
+TEST_CASE("aCurveMayCrossItselfAndLeaveThroughTheBorder") {
+    Surface surface(support::grid(3, 3));
+    Polyline eight = surface.straight({0.0, 0.4}, {2.6, 2.3});
+    for (Polyline const& part :
+         {surface.straight({2.6, 2.3}, {2.5, 0.6}), surface.straight({2.5, 0.6}, {0.0, 2.7})})
+        eight.insert(eight.end(), part.begin() + 1, part.end());
+    for (Conditioning const conditioning : {Conditioning::Off, Conditioning::On}) {
+        Surface copy(support::grid(3, 3));
+        Polyline moved;
+        for (TopoMeshCoord coord : eight) {
+            coord.face = copy.faces[coord.face.record()->number];
+            moved.push_back(coord);
+        }
+        Cut cut(copy, {moved}, conditioning);
+        CHECK(cut.result);
+        CHECK(faultAfterCut(copy.mesh) == "");
+        Shape const after(copy.mesh);
+        // Outside left, outside right and the loop.
+        CHECK(after.components == 3);
+        CHECK(after.area == doctest::Approx(9.0).epsilon(1e-6));
+    }
+}
+
+TEST_CASE("curvesThatShareAStretchOfAnEdgeFollowItTogether") {
+    Surface surface(support::grid(2, 2));
+    // Along the edge from (1, 0) to (1, 1): up to 0.6, and from 0.3 on.
+    Cut cut(surface,
+            {surface.polyline({{1.0, 0.0}, {1.0, 0.6}, {0.6, 0.6}, {0.0, 0.5}}),
+             surface.polyline({{2.0, 0.5}, {1.5, 0.5}, {1.0, 0.3}, {1.0, 1.0}, {1.0, 2.0}})});
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    Shape const after(surface.mesh);
+    CHECK(after.components == 4);
+    CHECK(after.area == doctest::Approx(4.0));
+}
+
+TEST_CASE("refusesInWordsAndWithAPlaceAndChangesNothing") {
+    Surface surface(support::grid(2, 2));
+    auto const before = support::digestOf(surface.mesh);
+    auto const refused = [&](std::vector<Polyline> const& lines, bool extend = true) {
+        Curves all;
+        for (Polyline const& line : lines)
+            MeshCurveTopology::convert(all, line, tolerance);
+        if (extend)
+            MeshCurveTopology::extend(all, tolerance);
+        MeshCurveTopology topology(surface.mesh, all, tolerance);
+        TopoMeshCutResult const result = meshCut(surface.mesh, topology, nullptr);
+        CHECK(support::digestOf(surface.mesh) == before);
+        return result;
+    };
+    auto const isCentre = [&](TopoMeshCutResult const& result, std::size_t face) {
+        return result.getProblemPoint().face == surface.faces[face] &&
+               equivalent(result.getProblemPoint().evaluate(), surface.faces[face].centroid(),
+                          1e-12);
+    };
+
+    SUBCASE("an end inside a face") {
+        auto const result = refused({surface.polyline({{0.5, 0.0}, {0.6, 0.2}})}, false);
+        CHECK(result.getStatus() == TopoMeshCutResult::CutEndInFace);
+        CHECK(equivalent(result.getProblemPoint().evaluate(), Point(0.6, 0.2, 0.0), 1e-12));
+        CHECK_FALSE(result);
+    }
+    SUBCASE("no curves, or a single point") {
+        CHECK(refused({}).getStatus() == TopoMeshCutResult::CutNoCurves);
+        Curves all;
+        all.emplace_back();
+        MeshCurveTopology topology(surface.mesh, all, tolerance);
+        CHECK(meshCut(surface.mesh, topology, nullptr).getStatus() ==
+              TopoMeshCutResult::CutNoCurves);
+    }
+    SUBCASE("a loop inside a triangle") {
+        auto const result =
+            refused({surface.polyline({{0.5, 0.1}, {0.8, 0.1}, {0.8, 0.3}, {0.5, 0.1}})});
+        CHECK(result.getStatus() == TopoMeshCutResult::CutInsideFace);
+        CHECK(isCentre(result, 0));
+    }
+    SUBCASE("a loop from a vertex to itself inside a triangle") {
+        auto const result =
+            refused({surface.polyline({{1.0, 1.0}, {0.8, 0.4}, {0.9, 0.4}, {1.0, 1.0}})});
+        CHECK(result.getStatus() == TopoMeshCutResult::CutInsideFace);
+        CHECK(isCentre(result, 0));
+    }
+    SUBCASE("a loop from an edge to itself, made of two curves") {
+        auto const result = refused({surface.polyline({{0.5, 0.0}, {0.8, 0.1}, {0.8, 0.3}}),
+                                     surface.polyline({{0.8, 0.3}, {0.6, 0.3}, {0.5, 0.0}})});
+        CHECK(result.getStatus() == TopoMeshCutResult::CutInsideFace);
+        CHECK(isCentre(result, 0));
+    }
+    SUBCASE("three curves that cross pairwise inside a triangle") {
+        auto const result = refused({surface.polyline({{0.5, 0.0}, {1.0, 0.5}}),
+                                     surface.polyline({{0.9, 0.0}, {0.5, 0.5}}),
+                                     surface.polyline({{0.15, 0.15}, {1.0, 0.2}})});
+        CHECK(result.getStatus() == TopoMeshCutResult::CutInsideFace);
+        CHECK(isCentre(result, 0));
+    }
+    SUBCASE("neighbours without a common face") {
+        Curves all(1);
+        for (Point2 const p : {Point2(0.5, 0.0), Point2(1.5, 0.0)})
+            all.front().push_back(new TopoMeshPoint(surface.locate(p.x, p.y), tolerance));
+        MeshCurveTopology topology(surface.mesh, all, tolerance);
+        auto const result = meshCut(surface.mesh, topology, nullptr);
+        CHECK(result.getStatus() == TopoMeshCutResult::CutInsideFace);
+        CHECK(isCentre(result, 0));
+    }
+}
+
+TEST_CASE("aCrossingThatAnotherCurveHasLeftIsNoEnd") {
+    Surface surface(support::grid(1, 1));
+    // Two curves from the diagonal back to it cross the first one and are trimmed: two points of degree 1 stay in its middle,
+    // with nothing but their triangle between them.
+    Cut cut(surface, {surface.polyline({{0.5, 0.0}, {0.5, 0.2}, {0.4, 0.4}, {0.0, 0.6}}),
+                      surface.polyline({{0.45, 0.25}, {0.55, 0.25}, {0.6, 0.4}}),
+                      surface.polyline({{0.45, 0.1}, {0.55, 0.1}, {0.62, 0.3}})});
+    CHECK(cut.result);
+    CHECK(cut.all.size() == 1);
+    CHECK(cut.all.front().size() == 6);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    CHECK(Shape(surface.mesh).components == 2);
+}
+
+TEST_CASE("prefersTheSideOfTheFirstPointBesideAnExistingEdge") {
+    Surface surface(support::grid(1, 1));
+    // Out of a side and back into it; then along a diagonal that is an edge already, on its other side.
+    Cut cut(surface, {surface.polyline({{1.0, 0.2}, {0.8, 0.3}, {1.0, 0.4}}),
+                      surface.polyline({{0.0, 0.0}, {0.3, 0.5}, {1.0, 1.0}}),
+                      surface.polyline({{0.0, 0.0}, {0.6, 0.4}, {1.0, 1.0}})});
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    Shape const after(surface.mesh);
+    CHECK(after.area == doctest::Approx(1.0));
+    CHECK(after.components == 4);
+}
+
+TEST_CASE("sectionsOfClosedSurfacesKeepTheEulerNumber") {
+    struct Case {
+        CompactMesh mesh;
+        Vector normal;
+        double d;
+        int boundaries, components;
+    };
+    Case const cases[] = {
+        {support::sphere(3), {0.31, 0.22, 1.0}, 0.123, 2, 2},
+        {support::torus(24, 12), {0.11, 0.07, 1.0}, 0.0501, 4, 2},
+        {support::torus(24, 12), {1.0, 0.07, 0.03}, 0.111, 4, 2},
+        {support::torus(24, 12), {1.0, 0.07, 0.03}, 1.733, 2, 2},
+    };
+    for (Case const& each : cases) {
+        for (Conditioning const conditioning : {Conditioning::Off, Conditioning::On}) {
+            Surface surface(each.mesh);
+            Shape const before(surface.mesh);
+            Cut cut(surface, curves::traceSections(surface.mesh, each.normal, each.d),
+                    conditioning);
+            CHECK(cut.result);
+            CHECK(faultAfterCut(surface.mesh) == "");
+            Shape const after(surface.mesh);
+            CHECK(after.euler == before.euler);
+            CHECK(after.boundaries == each.boundaries);
+            CHECK(after.components == each.components);
+            double const allowed = conditioning == Conditioning::Off ? 1e-6 : 2e-3;
+            CHECK(after.area == doctest::Approx(before.area).epsilon(allowed));
+        }
+    }
+}
+
+TEST_CASE("realMeshesArePartedByAPlane") {
+    for (std::string const& path : support::corpus()) {
+        if (std::filesystem::file_size(path) > 1500000)
+            continue;
+        CompactMesh mesh;
+        meshReadObj(mesh,
+                    koOS::Filename(koString::IString(path.c_str(), koString::Encoding::Native)));
+        if (mesh.getNumTriangles() == 0)
+            continue;
+        Surface surface(mesh);
+        // Manifold ones only: nothing is promised elsewhere.
+        MeshVerify::Info manifold;
+        manifold.checkCorners = false;
+        if (!MeshVerify()(surface.mesh, manifold))
+            continue;
+        CAPTURE(path);
+        Range3d box;
+        for (TopoMeshVertex v : surface.vertices)
+            box.include(v.point());
+        Vector const normal(0.3, 0.2, 1.0);
+        double const d = dot(normal, box.mid().asVector()) + 1e-4 * box.size().length();
+        Shape const before(surface.mesh);
+        auto const sections = curves::traceSections(surface.mesh, normal, d);
+        int numOpen = 0;
+        Curves all;
+        double const reach = 1e-7 * box.size().length();
+        for (Polyline const& section : sections)
+            MeshCurveTopology::convert(all, section, reach);
+        MeshCurveTopology topology(surface.mesh, all, reach);
+        for (auto const& curve : all)
+            numOpen += curve.front() != curve.back();
+        TopoMeshCutResult const result =
+            detail::cutTopoMesh(surface.mesh, topology, nullptr, Conditioning::Off);
+        CHECK(result);
+        CHECK(faultAfterCut(surface.mesh, false) == "");
+        Shape const after(surface.mesh);
+        CHECK(after.euler == before.euler + numOpen);
+        CHECK(after.area == doctest::Approx(before.area).epsilon(1e-6));
+    }
+}
+
+namespace {
+
+/// The boundary vertices of a bare cut that the cut has made, and their neighbours inside: what the conditioning works on.
+ko::set<TopoMeshVertex> besideTheCut(TopoMesh& mesh,
+                                     ko::set<TopoMeshVertex> const& formerBoundary) {
+    ko::set<TopoMeshVertex> found;
+    for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInList())
+        if (v.onBoundary() && formerBoundary.count(v) == 0)
+            found.insert(v);
+    ko::set<TopoMeshVertex> const boundary = found;
+    for (TopoMeshVertex v : boundary)
+        for (TopoMeshEdgeVertexIterator i = {v, v.edge(), 1}; i.edge; i.next())
+            for (TopoMeshVertex const near : {i.edge.next().origin(), i.edge.prev().origin()})
+                if (!near.onBoundary())
+                    found.insert(near);
+    return found;
+}
+
+}  // namespace
+
+TEST_CASE("conditioningLeavesNoSliverThatItCouldTake") {
+    for (std::uint64_t seed = 0; seed < 12; ++seed) {
+        support::Random random(seed);
+        Surface surface(support::grid(12, 12));
+        ko::set<TopoMeshVertex> boundary;
+        for (TopoMeshVertex v : surface.vertices)
+            if (v.onBoundary())
+                boundary.insert(v);
+        Cut cut(surface,
+                {surface.straight({0.0, random.real(1.0, 11.0)}, {12.0, random.real(1.0, 11.0)}),
+                 surface.straight({random.real(1.0, 11.0), 0.0}, {random.real(1.0, 11.0), 12.0})});
+        REQUIRE(cut.result);
+        int const numFaces = surface.mesh.numFaces();
+        detail::ConditionMesh conditioner(surface.mesh, besideTheCut(surface.mesh, boundary),
+                                          tolerance);
+        int const numPasses = conditioner.run();
+        CHECK(numPasses <= 5);
+        CHECK(faultAfterCut(surface.mesh) == "");
+        CHECK(surface.mesh.numFaces() < numFaces);
+        CHECK(Shape(surface.mesh).area == doctest::Approx(144.0).epsilon(1e-6));
+        CHECK(Shape(surface.mesh).components == 4);
+        if (numPasses == detail::ConditionMesh::maxPasses)
+            continue;
+        for (TopoMeshVertex v : conditioner.getVertices())
+            if (conditioner.canGo(v))
+                CHECK_FALSE(conditioner.remove(v));
+    }
+}
+
+TEST_CASE("tellsOfEachVertexJustBeforeItGoes") {
+    struct Listener {
+        TopoMesh& mesh;
+        std::vector<TopoMeshVertex> told;
+        void removed(TopoMeshVertex v) {
+            CHECK(mesh.contains(v));
+            told.push_back(v);
+        }
+    };
+    Surface surface(support::grid(8, 8));
+    Listener listener{surface.mesh, {}};
+    koRTB::SignalArg<TopoMeshVertex> signal;
+    signal.addCallback(new koRTB::FunctionArgMember(&listener, &Listener::removed));
+    Curves all;
+    MeshCurveTopology::convert(all, surface.straight({0.0, 3.03}, {8.0, 5.02}), tolerance);
+    MeshCurveTopology topology(surface.mesh, all, tolerance);
+    CHECK(meshCut(surface.mesh, topology, &signal));
+    CHECK_FALSE(listener.told.empty());
+    for (TopoMeshVertex v : listener.told)
+        CHECK_FALSE(surface.mesh.contains(v));
+}
+
+TEST_CASE("aRemovalThatFailsPutsEverySwapBack") {
+    // Rough ground: most vertices resist, after some swaps.
+    Surface surface(support::terrain(10, 10, 3));
+    ko::set<TopoMeshVertex> const all(surface.vertices.begin(), surface.vertices.end());
+    detail::ConditionMesh conditioner(surface.mesh, all, 10.0);
+    int numFailed = 0;
+    for (TopoMeshVertex v : surface.vertices) {
+        if (!surface.mesh.contains(v))
+            continue;
+        auto const before = support::digestOf(surface.mesh, false);
+        if (conditioner.remove(v))
+            CHECK(faultAfterCut(surface.mesh, false) == "");
+        else if (++numFailed < 40)
+            CHECK(support::digestOf(surface.mesh, false) == before);
+    }
+    CHECK(numFailed > 5);
+}
+
+//     d --- c         the quadrilateral's diagonals exist already, round the back: its corners are joined to a new vertex
+//     | \ / |
+//     | / \ |
+//     a --- b
+TEST_CASE("triangulationAvoidsDiagonalsThatExistElsewhere") {
+    auto const build = [](TopoMesh& mesh, int numDiagonals) {
+        std::vector<TopoMeshVertex> v;
+        for (Point const& p : {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0), Point(0, 1, 0),
+                               Point(0.5, 0.5, -1), Point(0.5, 0.4, -2)})
+            v.push_back(mesh.allocVertex(p));
+        TopoMeshFace const face = mesh.allocQuad(v[0], v[1], v[2], v[3]);
+        mesh.allocTriangle(v[0], v[2], v[4]);
+        if (numDiagonals == 2)
+            mesh.allocTriangle(v[1], v[3], v[5]);
+        return face;
+    };
+    TopoMesh one;
+    detail::triangulateFace(one, build(one, 1));
+    CHECK(support::facesOf(one) == "0 1 3, 0 2 4, 3 1 2");
+    TopoMesh both;
+    detail::triangulateFace(both, build(both, 2));
+    CHECK(both.numVertices() == 7);
+    CHECK(both.numFaces() == 6);
+    for (TopoMeshFace f = both.firstFace(); f; f = f.nextInList())
+        CHECK(f.numVertices() == 3);
+}
+
+TEST_CASE("triangulatesPolygonsOfAnySize") {
+    for (int const sides : {4, 5, 30, 301, 900}) {
+        CAPTURE(sides);
+        TopoMesh mesh;
+        support::fillPolygon(mesh, sides);
+        // A star, so that not every corner is an ear.
+        int i = 0;
+        for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInList())
+            if (i++ % 2 == 1)
+                mesh.setPoint(v, combine(0.6, v.point(), 0.4, Point()));
+        auto const corners = support::listOf(mesh.firstVertex());
+        double expected = 0.0;
+        for (std::size_t k = 0; k < corners.size(); ++k)
+            expected += 0.5 * cross(corners[k].point().asVector(),
+                                    corners[(k + 1) % corners.size()].point().asVector())
+                                  .z;
+        detail::triangulateFace(mesh, mesh.firstFace());
+        CHECK(mesh.numVertices() == sides);
+        CHECK(mesh.numFaces() == sides - 2);
+        CHECK(faultAfterCut(mesh) == "");
+        CHECK(Shape(mesh).area == doctest::Approx(expected).epsilon(1e-9));
+    }
+}
+
+TEST_CASE("aLongCurveMayLieInsideOneTriangle") {
+    for (Conditioning const conditioning : {Conditioning::Off, Conditioning::On}) {
+        Surface surface(support::grid(1, 1));
+        std::vector<Point2> wave;
+        for (int i = 0; i <= 1000; ++i) {
+            double const t = i / 1000.0;
+            wave.emplace_back(0.3 + 0.7 * t, t * (0.3 + 0.15 * std::sin(60.0 * t)));
+        }
+        Cut cut(surface, {surface.polyline(wave)}, conditioning);
+        CHECK(cut.result);
+        // Where the wave runs straight, three points in a row leave corners that are as good as closed.
+        CHECK(faultAfterCut(surface.mesh, false) == "");
+        CHECK(Shape(surface.mesh).components == 2);
+        CHECK(Shape(surface.mesh).area == doctest::Approx(1.0).epsilon(1e-5));
+    }
+}
+
+TEST_CASE("trianglesAreMadeOfAllFacesOfAPolygonMesh") {
+    TopoMesh mesh;
+    std::vector<TopoMeshVertex> const v = support::fillQuadCube(mesh);
+    TopoMeshFace const face = mesh.firstFace();
+    Curves all(1);
+    TopoMeshEdge const e = face.edge();
+    all.front().push_back(new TopoMeshPoint(e, face, 0.5, 0.5));
+    all.front().push_back(new TopoMeshPoint(e.next().next(), face, 0.5, 0.5));
+    MeshCurveTopology topology(mesh, all, tolerance);
+    CHECK(meshCut(mesh, topology, nullptr));
+    CHECK(faultAfterCut(mesh) == "");
+    CHECK(Shape(mesh).area == doctest::Approx(24.0));
+}
+
+TEST_CASE("sendsOneNoticeAtTheEndAndTwoMessages") {
+    Surface surface(support::grid(3, 3));
+    struct Listener {
+        int numNotices = 0;
+        void received(EntityModification&) { ++numNotices; }
+    };
+    Listener listener;
+    surface.mesh.modificationSignal().addCallback(
+        new koRTB::FunctionArgMember(&listener, &Listener::received));
+    support::DebugCapture debug;
+    Cut cut(surface, {surface.straight({0.0, 1.4}, {3.0, 1.3})});
+    CHECK(listener.numNotices == 1);
+    CHECK(debug.text().find("meshCut:  curves(1) IPoints(2) faces(18)\n") != std::string::npos);
+    CHECK(debug.text().find("  after: faces(") != std::string::npos);
+    Cut refused(surface, {});
+    CHECK(listener.numNotices == 1);
+}
+
+TEST_CASE("randomCurvesLeaveASoundMeshOrNoTrace") {
+    int numCut = 0;
+    for (std::uint64_t seed = 0; seed < 600; ++seed) {
+        CAPTURE(seed);
+        std::string faces[2];
+        for (std::string& text : faces) {
+            support::Random random(seed);
+            CompactMesh const meshes[] = {support::grid(4, 4), support::sphere(2),
+                                          support::torus(8, 6), support::cube(),
+                                          support::tetrahedron()};
+            Surface surface(meshes[seed % 5]);
+            bool const onLattice = random.index(2) == 0;
+            bool const isFlat = seed % 5 == 0;
+            auto const conditioning = random.index(2) == 0 ? Conditioning::Off : Conditioning::On;
+            std::vector<Polyline> walks;
+            for (int i = 1 + random.index(4); i > 0; --i) {
+                walks.push_back(
+                    curves::randomWalk(surface, random, onLattice, 1 + random.index(12)));
+                if (random.index(4) == 0)
+                    walks.back().push_back(walks.back().front());
+            }
+            auto const before = support::digestOf(surface.mesh);
+            double const area = Shape(surface.mesh).area;
+            Cut cut(surface, walks, conditioning, random.index(4) != 0);
+            text = support::facesOf(surface.mesh);
+            if (!cut.result) {
+                CHECK(support::digestOf(surface.mesh) == before);
+                continue;
+            }
+            ++numCut;
+            // Curves on a lattice may overlap: triangles without area between them are right then.
+            CHECK(faultAfterCut(surface.mesh, !onLattice) == "");
+            if (isFlat || conditioning == Conditioning::Off)
+                CHECK(Shape(surface.mesh).area == doctest::Approx(area).epsilon(2e-5));
+        }
+        CHECK(faces[0] == faces[1]);
+    }
+    CHECK(numCut > 150);
+}
+
+TEST_CASE("hostileCurvesAndMeshesEnd") {
+    double const bad[] = {std::numeric_limits<double>::quiet_NaN(),
+                          std::numeric_limits<double>::infinity(),
+                          1e300,
+                          -1e300,
+                          1e-320,
+                          1e18,
+                          -3.0};
+    for (std::uint64_t seed = 0; seed < 300; ++seed) {
+        CAPTURE(seed);
+        support::Random random(seed);
+        CompactMesh const meshes[] = {support::grid(3, 3), support::bowTie(), support::moebius(7),
+                                      support::latticeSoup(30, 60, seed),
+                                      support::holed(support::grid(6, 6), 0.7, seed)};
+        Surface surface(meshes[seed % 5]);
+        double const reach = std::array{0.0, 1e-6, 0.05, 1e300}[random.index(4) % 4];
+        Curves all;
+        for (int i = 0; i < 3; ++i) {
+            Polyline walk = curves::randomWalk(surface, random, seed % 3 == 0, 10);
+            if (random.index(2) == 0)
+                walk[static_cast<std::size_t>(random.index(static_cast<int>(walk.size())))]
+                    .weights[random.index(3)] = bad[random.index(7)];
+            MeshCurveTopology::convert(all, walk, reach);
+        }
+        MeshCurveTopology::extend(all, reach);
+        MeshCurveTopology topology(surface.mesh, all, reach);
+        if (random.index(2) == 0)
+            topology.trimInteriorEndPoints();
+        static_cast<void>(meshCut(surface.mesh, topology, nullptr));
+        CHECK(support::faultOf(surface.mesh) == "");
+    }
+}
+
+namespace {
+
+/// A flat array mesh with a table, cut in a region.
+struct ArrayCut {
+    CompactMesh mesh;
+    MeshAdjTris adj;
+
+    explicit ArrayCut(CompactMesh const& source) : mesh(source) { meshAdjTris(mesh, adj); }
+
+    void selectAll() {
+        mesh.getSelectedTriangles().resize(mesh.getNumTriangles());
+        mesh.getSelectedTriangles().setAllBits();
+        MeshSelect(mesh, adj).selectVerticesFromTriangles();
+    }
+    std::deque<MeshCoord> straight(Point2 const& a, Point2 const& b) const {
+        Surface const surface(mesh);
+        std::deque<MeshCoord> coords;
+        for (TopoMeshCoord const& coord : surface.straight(a, b))
+            coords.push_back({static_cast<int>(coord.face.record()->number), coord.weights[0],
+                              coord.weights[1], coord.weights[2]});
+        return coords;
+    }
+};
+
+}  // namespace
+
+TEST_CASE("cutsTheSelectedRegionOfAnArrayMesh") {
+    ArrayCut cut(support::grid(8, 8));
+    cut.selectAll();
+    support::ModificationCounter counter(cut.mesh);
+    CompactMeshCutResult const result =
+        meshCut(cut.mesh, cut.adj, {cut.straight({0.0, 3.3}, {8.0, 4.6})}, tolerance);
+    CHECK(result);
+    CHECK(result.getStatus() == CompactMeshCutResult::CutSuccess);
+    REQUIRE(counter.total() == 1);
+    CHECK(counter.type(0) == MeshModification::Topology);
+    CHECK(support::faultOf(cut.mesh) == "");
+    CHECK(support::numComponents(cut.mesh) == 2);
+    CHECK(support::area(cut.mesh) == doctest::Approx(64.0).epsilon(1e-6));
+    CHECK(cut.mesh.getSelectedTriangles().count == 0);
+
+    SUBCASE("and leaves the rest alone") {
+        ArrayCut part(support::grid(8, 8));
+        BitVector& selected = part.mesh.getSelectedTriangles();
+        selected.resize(part.mesh.getNumTriangles());
+        for (int t = 0; t < 128; ++t)
+            if (t % 16 >= 4 && t % 16 < 12)
+                selected.setBit(t);
+        MeshSelect(part.mesh, part.adj).selectVerticesFromTriangles();
+        auto const before = support::positionTriples(part.mesh);
+        // Closed, well inside the region.
+        std::deque<MeshCoord> ring = part.straight({3.2, 3.1}, {4.9, 3.3});
+        for (auto const& side :
+             {part.straight({4.9, 3.3}, {4.1, 4.8}), part.straight({4.1, 4.8}, {3.2, 3.1})})
+            ring.insert(ring.end(), side.begin() + 1, side.end());
+        CHECK(meshCut(part.mesh, part.adj, {ring}, tolerance));
+        CHECK(support::faultOf(part.mesh) == "");
+        CHECK(support::numComponents(part.mesh) == 2);
+        CHECK(support::area(part.mesh) == doctest::Approx(64.0).epsilon(1e-6));
+        auto const after = support::positionTriples(part.mesh);
+        int numKept = 0;
+        for (auto const& triple : before)
+            numKept += static_cast<int>(after.count(triple));
+        CHECK(numKept >= 64);
+        CHECK(support::numBorderEdges(part.mesh) > 32);
+    }
+}
+
+TEST_CASE("anArrayMeshThatCannotBeCutStaysAsItWas") {
+    ArrayCut cut(support::grid(2, 2));
+    cut.selectAll();
+    support::ModificationCounter counter(cut.mesh);
+    auto const before = support::trianglesOf(cut.mesh);
+    auto const status = [&](std::deque<std::deque<MeshCoord>> const& lines) {
+        CompactMeshCutResult const result = meshCut(cut.mesh, cut.adj, lines, tolerance);
+        CHECK(support::trianglesOf(cut.mesh) == before);
+        CHECK(counter.total() == 0);
+        return result;
+    };
+    CHECK(status({}).getStatus() == CompactMeshCutResult::CutNothingLeft);
+    CHECK(status({{}}).getStatus() == CompactMeshCutResult::CutNothingLeft);
+    CHECK(status({{MeshCoord(0, 0.2, 0.3, 0.5)}}).getStatus() ==
+          CompactMeshCutResult::CutNothingLeft);
+    // Led on to the rim on both sides, and trimmed where that is an inner edge.
+    CHECK(status({{MeshCoord(2, 0.3, 0.4, 0.3), MeshCoord(2, 0.35, 0.35, 0.3)}}).getStatus() ==
+          CompactMeshCutResult::CutNothingLeft);
+    CompactMeshCutResult const loop =
+        status({{MeshCoord(0, 0.6, 0.2, 0.2), MeshCoord(0, 0.2, 0.6, 0.2),
+                 MeshCoord(0, 0.2, 0.2, 0.6), MeshCoord(0, 0.6, 0.2, 0.2)}});
+    CHECK(loop.getStatus() == CompactMeshCutResult::CutInsideFace);
+    CHECK(equivalent(loop.getProblemPoint(), Point(2.0 / 3.0, 1.0 / 3.0, 0.0), 1e-12));
+    // Nothing selected: every coordinate is outside.
+    cut.mesh.getSelectedTriangles().clearBits();
+    cut.mesh.getSelectedVertices().clearBits();
+    CHECK(status({cut.straight({0.0, 0.4}, {2.0, 0.6})}).getStatus() ==
+          CompactMeshCutResult::CutNothingLeft);
+}
