@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace app {
@@ -25,20 +24,23 @@ using Clock = std::chrono::steady_clock;
 constexpr auto watchInterval = std::chrono::milliseconds(50);
 constexpr auto grace = std::chrono::seconds(2);  // for a cancelled phase to reach its next poll
 
-volatile std::sig_atomic_t numInterrupts = 0;
+constexpr char eraseLine[] = "\r\033[K";
 
-[[noreturn]] void endAtOnce() {
-    trimora::discardPendingOutput();
-    _exit(Cancelled);
-}
+// Read by the signal handler.
+std::atomic<int> numInterrupts = 0;
+std::atomic<bool> isBarDrawn = false;
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 extern "C" void onInterrupt(int) {
-    numInterrupts = numInterrupts + 1;
-    if (numInterrupts < 2)
+    if (++numInterrupts < 2)
         return;
+    trimora::discardPendingOutput();
     constexpr char line[] = "trimora: interrupted twice; ended at once\n";
-    [[maybe_unused]] ssize_t const put = write(STDERR_FILENO, line, sizeof line - 1);
-    endAtOnce();
+    [[maybe_unused]] ssize_t put = 0;
+    if (isBarDrawn)
+        put = write(STDERR_FILENO, eraseLine, sizeof eraseLine - 1);
+    put = write(STDERR_FILENO, line, sizeof line - 1);
+    _exit(Cancelled);
 }
 
 // A closed terminal ends the run as Ctrl-C does; under nohup it does not.
@@ -56,6 +58,7 @@ void installHandlers() {
     sigaction(SIGTERM, &action, nullptr);
     installHangUpHandler(action);
     std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write, told as such
+    std::signal(SIGXFSZ, SIG_IGN);  // and so is a file beyond the limit of the process
 }
 
 double secondsSince(Clock::time_point start) {
@@ -116,8 +119,12 @@ Session::Session(CommonOptions const& options)
       start_(Clock::now()) {
     koUtil::ThreadPool::setShared(pool_.get());
     if (options_.debug)
-        koGeom::debugChannel().setSink([](char const* text) { std::fputs(text, stderr); });
-    progress_.setListener([this](double fraction, char const*) { fraction_ = fraction; });
+        koGeom::debugChannel().setSink([this](char const* text) { tell(text); });
+    progress_.setListener([this](double fraction, char const* caption) {
+        fraction_ = fraction;
+        std::lock_guard<std::mutex> const lock(captionMutex_);
+        caption_ = caption;
+    });
     numInterrupts = 0;
     installHandlers();
     watcher_ = std::thread(&Session::watch, this);
@@ -132,11 +139,14 @@ Session::~Session() {
 
 void Session::beginPhase(char const* caption, bool pollsProgress) {
     throwIfCancelled();
-    std::lock_guard<std::mutex> const lock(captionMutex_);
-    caption_ = caption;
+    trimora::setPendingOutput(
+        "");  // what an earlier phase has put in place does not hold up an end
+    progress_.setCaption("");
+    progress_.set(0.0);
     pollsProgress_ = pollsProgress;
     phaseStart_ = secondsSince(start_);
-    fraction_ = 0.0;
+    std::lock_guard<std::mutex> const lock(captionMutex_);
+    phase_ = caption;
 }
 
 void Session::throwIfCancelled() const {
@@ -153,11 +163,21 @@ void Session::requireMemory(double bytes, std::string const& what) const {
                                    "; raise it with --max-memory"};
 }
 
+void Session::tell(std::string const& text) {
+    std::lock_guard<std::mutex> const lock(terminalMutex_);
+    if (isBarDrawn.exchange(false))
+        std::fputs(eraseLine, stderr);
+    std::fputs(text.c_str(), stderr);
+    std::fflush(stderr);
+    if (!text.empty())
+        isLineOpen_ = text.back() != '\n';
+}
+
 void Session::finish() {
     if (finished_.exchange(true))
         return;
     watcher_.join();
-    eraseBar();
+    tell("");
 }
 
 void Session::watch() {
@@ -181,42 +201,46 @@ void Session::endIfOverdue() {
     }
     if (pollsProgress_ && Clock::now() - cancelledAt_ < grace)
         return;
-    eraseBar();
-    std::fprintf(stderr,
-                 timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
-                           : "trimora: cancelled; nothing was written\n");
-    endAtOnce();
+    // An output in its place means that only the report is missing: the run may finish. A second Ctrl-C ends it.
+    if (!trimora::discardPendingOutput())
+        return;
+    tell(timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
+                   : "trimora: cancelled; nothing was written\n");
+    _exit(Cancelled);
 }
 
-void Session::drawBar() {
+std::string Session::barText() {
     double const seconds = secondsSince(start_);
-    if (seconds < 0.5)
-        return;  // short runs stay quiet
     std::string caption;
     {
         std::lock_guard<std::mutex> const lock(captionMutex_);
-        caption = caption_;
+        caption = caption_.empty() ? phase_ : caption_;
     }
+    char text[160];
     double const done = fraction_;
     if (pollsProgress_ && done > 0.01) {
         constexpr int width = 24;
-        int const filled = static_cast<int>(done * width);
-        std::string const bar = std::string(static_cast<std::size_t>(filled), '#') +
-                                std::string(static_cast<std::size_t>(width - filled), '.');
-        std::fprintf(stderr, "\r\033[K%-28s [%s] %3.0f%%  %.0f s left", caption.c_str(),
-                     bar.c_str(), 100.0 * done,
-                     std::ceil((seconds - phaseStart_) * (1.0 - done) / done));
+        auto const filled = static_cast<std::size_t>(done * width);
+        std::string const bar = std::string(filled, '#') + std::string(width - filled, '.');
+        std::snprintf(text, sizeof text, "%-28.60s [%s] %3.0f%%  %.0f s left", caption.c_str(),
+                      bar.c_str(), 100.0 * done,
+                      std::ceil((seconds - phaseStart_) * (1.0 - done) / done));
     } else {
-        std::fprintf(stderr, "\r\033[K%-28s %.0f s", caption.c_str(), seconds);
+        std::snprintf(text, sizeof text, "%-28.60s %.0f s", caption.c_str(), seconds);
     }
-    std::fflush(stderr);
-    barDrawn_ = true;
+    return text;
 }
 
-void Session::eraseBar() {
-    if (barDrawn_)
-        std::fputs("\r\033[K", stderr);
-    barDrawn_ = false;
+void Session::drawBar() {
+    if (secondsSince(start_) < 0.5)
+        return;  // short runs stay quiet
+    std::string const text = eraseLine + barText();
+    std::lock_guard<std::mutex> const lock(terminalMutex_);
+    if (isLineOpen_)
+        return;
+    std::fputs(text.c_str(), stderr);
+    std::fflush(stderr);
+    isBarDrawn = true;
 }
 
 std::string bytesInWords(double bytes) {

@@ -66,14 +66,17 @@ public:
     /// Throws Failure with code 5 when `bytes` pass the limit; `what` names the work.
     void requireMemory(double bytes, std::string const& what) const;
 
+    /// Prints text to standard error, above the bar where there is one. From any thread.
+    void tell(std::string const& text);
+
     /// Takes the bar off the terminal, so that a report can be printed.
     void finish();
 
 private:
     void watch();
     void endIfOverdue();
+    std::string barText();
     void drawBar();
-    void eraseBar();
 
     CommonOptions options_;
     double maxBytes_;
@@ -88,9 +91,11 @@ private:
     std::atomic<double> fraction_ = 0.0;
     std::atomic<double> phaseStart_ = 0.0;  // seconds after start_
     bool cancelSent_ = false;
-    bool barDrawn_ = false;
+    bool isLineOpen_ = false;  // what was told last did not end its line: no bar until it does
+    std::mutex terminalMutex_;
     std::mutex captionMutex_;
-    std::string caption_;
+    std::string phase_;
+    std::string caption_;  // the library's own, within the phase; often empty
     std::thread watcher_;  // last: it reads all the others
 };
 

@@ -21,6 +21,11 @@ void addRepair(CLI::App& app, Invocation& invocation);
 void addWeld(CLI::App& app, Invocation& invocation);
 void addConvert(CLI::App& app, Invocation& invocation);
 void addCurvature(CLI::App& app, Invocation& invocation);
+void addReduce(CLI::App& app, Invocation& invocation);
+void addCut(CLI::App& app, Invocation& invocation);
+void addSubdivide(CLI::App& app, Invocation& invocation);
+void addExtrude(CLI::App& app, Invocation& invocation);
+void addVerify(CLI::App& app, Invocation& invocation);
 
 /// Check of an option in degrees: what is wrong with the text, or nothing. A plain range would let NaN pass.
 std::string faultOfAngle(std::string const& text);

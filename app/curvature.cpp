@@ -97,6 +97,7 @@ bool isJsonPath(std::string const& path) {
 
 ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
     requireSeparateOutputs(session, arguments.output);
+    requireOutputFolder(arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, curvatureBytesPerTriangle, loaded);
     session.beginPhase("measuring curvature", false);

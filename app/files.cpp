@@ -45,21 +45,19 @@ void refuseFolder(std::string const& path, ExitCode code) {
         throw Failure{code, path + ": is a folder; name a mesh file in it"};
 }
 
-void warnOfReading(Session const& session, LoadedMesh const& loaded) {
+void warnOfReading(Session& session, LoadedMesh const& loaded) {
     trimora::ReadReport const& report = loaded.report;
     if (session.options().quiet)
         return;
+    std::string const start = "trimora: warning: " + loaded.path + ": ";
     if (report.nonfiniteVertices > 0 && !session.options().dropNonfinite)
-        std::fprintf(stderr,
-                     "trimora: warning: %s: %lld vertices are NaN or infinite; --drop-nonfinite "
-                     "leaves their faces out\n",
-                     loaded.path.c_str(), static_cast<long long>(report.nonfiniteVertices));
+        session.tell(start + std::to_string(report.nonfiniteVertices) +
+                     " vertices are NaN or infinite; --drop-nonfinite leaves their faces out\n");
     if (report.triangles == 0)
-        std::fprintf(stderr, "trimora: warning: %s: holds no triangles\n", loaded.path.c_str());
+        session.tell(start + "holds no triangles\n");
     if (report.dropped.total() > 0)
-        std::fprintf(stderr, "trimora: warning: %s: %lld of %lld faces could not be used\n",
-                     loaded.path.c_str(), static_cast<long long>(report.dropped.total()),
-                     static_cast<long long>(report.faces));
+        session.tell(start + std::to_string(report.dropped.total()) + " of " +
+                     std::to_string(report.faces) + " faces could not be used\n");
 }
 
 }  // namespace
@@ -97,9 +95,15 @@ void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh co
 }
 
 void requireWritableOutput(std::string const& outputPath) {
+    requireOutputFolder(outputPath);
     FileOutcome outcome;
     if (trimora::findMeshFormat(outputPath, {}, outcome) == nullptr)
         throw Failure{CannotWrite, outcome.message};
+}
+
+void requireOutputFolder(std::string const& outputPath) {
+    if (outputPath.empty())
+        throw Failure{CannotWrite, "the output has no name; name a file, or - for standard output"};
     std::filesystem::path const folder = std::filesystem::path(outputPath).parent_path();
     std::error_code ignored;
     if (!folder.empty() && !std::filesystem::is_directory(folder, ignored))

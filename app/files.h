@@ -16,6 +16,12 @@ inline constexpr double weldBytesPerTriangle = 250.0;
 inline constexpr double curvatureBytesPerTriangle = 250.0;
 inline constexpr double checkBytesPerTriangle = 600.0;
 inline constexpr double repairBytesPerTriangle = 900.0;
+inline constexpr double reduceBytesPerTriangle = 400.0;
+inline constexpr double collapseBytesPerTriangle = 700.0;
+inline constexpr double cutBytesPerTriangle = 600.0;
+inline constexpr double extrudeBytesPerTriangle = 1000.0;
+inline constexpr double verifyBytesPerTriangle = 400.0;
+inline constexpr double subdivideBytesPerQuad = 500.0;  ///< of the result
 
 struct LoadedMesh {
     std::string path;
@@ -33,6 +39,9 @@ void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh co
 /// Throws Failure with code 4 when the output could not be written whatever the work brings: no format of that name, no such
 /// folder. Asked before the work begins.
 void requireWritableOutput(std::string const& outputPath);
+
+/// The same for outputs that are no meshes: a name, and a folder that is there.
+void requireOutputFolder(std::string const& outputPath);
 
 /// Throws Failure with code 2 where the report and the output would both go to standard output.
 void requireSeparateOutputs(Session const& session, std::string const& outputPath);

@@ -77,13 +77,15 @@ int run(Invocation const& invocation) {
 }
 
 int main(int argc, char** argv) {
-    CLI::App app("Checks, repairs, welds, converts and measures triangle meshes.", "trimora");
+    CLI::App app("Checks, repairs, reduces, cuts, refines, converts and measures triangle meshes.",
+                 "trimora");
     app.set_version_flag("--version", std::string("trimora ") + koGeom::trimoraVersion());
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 done and clean; 1 defects found or left; 2 usage; 3 input "
-               "unreadable; 4 output not "
-               "written;\n5 refused because of a limit; 6 cancelled or timed out. '-' is standard "
-               "input or output.");
+    app.footer(
+        "Exit codes: 0 done and clean; 1 defects found or left, or not sound; 2 usage; 3 input "
+        "unreadable; 4 output not "
+        "written;\n5 refused, said why; 6 cancelled or timed out. '-' is standard "
+        "input or output.");
     Invocation invocation;
     addInfo(app, invocation);
     addCheck(app, invocation);
@@ -91,6 +93,11 @@ int main(int argc, char** argv) {
     addWeld(app, invocation);
     addConvert(app, invocation);
     addCurvature(app, invocation);
+    addReduce(app, invocation);
+    addCut(app, invocation);
+    addSubdivide(app, invocation);
+    addExtrude(app, invocation);
+    addVerify(app, invocation);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

@@ -136,6 +136,31 @@ Json toJson(trimora::RepairStep const& step) {
             {"seconds", step.seconds}};
 }
 
+Json toJson(trimora::MeshCounts const& counts) {
+    return {{"vertices", counts.vertices},
+            {"triangles", counts.triangles},
+            {"components", counts.components},
+            {"boundaries", counts.boundaries}};
+}
+
+Json toJson(trimora::MeshDeviation const& deviation) {
+    auto const row = [&deviation](trimora::VertexDistances const& distances) {
+        if (distances.vertices == 0)
+            return Json(nullptr);
+        return Json{{"vertices", distances.vertices},
+                    {"largest", distances.largest},
+                    {"mean", distances.mean},
+                    {"rms", distances.rms},
+                    {"largestRelative", deviation.relative(distances.largest)},
+                    {"meanRelative", deviation.relative(distances.mean)},
+                    {"rmsRelative", deviation.relative(distances.rms)},
+                    {"largestAt", distances.where}};
+    };
+    return {{"diagonal", deviation.diagonal},
+            {"inputToResult", row(deviation.fromFirst)},
+            {"resultToInput", row(deviation.fromSecond)}};
+}
+
 std::string toText(Json const& json) {
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
@@ -202,6 +227,65 @@ std::string readTable(trimora::ReadReport const& report) {
     if (report.numProblems > static_cast<std::int64_t>(report.problems.size()))
         text += format("  %lld problems in all\n", static_cast<long long>(report.numProblems));
     return text;
+}
+
+std::string countsTable(trimora::MeshCounts const& before, trimora::MeshCounts const& after) {
+    std::string text = format("  %-12s %12s %12s\n", "", "before", "after");
+    auto const row = [&text](char const* label, int first, int second) {
+        text += format("  %-12s %12d %12d\n", label, first, second);
+    };
+    row("vertices", before.vertices, after.vertices);
+    row("triangles", before.triangles, after.triangles);
+    row("components", before.components, after.components);
+    row("boundaries", before.boundaries, after.boundaries);
+    return text;
+}
+
+std::string deviationTable(trimora::MeshDeviation const& deviation) {
+    std::string text = "  distance of vertices, and in % of the diagonal:\n";
+    text +=
+        format("  %-18s %10s %9s %10s %9s %10s %9s\n", "", "largest", "%", "mean", "%", "rms", "%");
+    auto const row = [&](char const* label, trimora::VertexDistances const& distances) {
+        if (distances.vertices == 0) {
+            text += format("  %-18s nothing to measure\n", label);
+            return;
+        }
+        text += format("  %-18s %10.4g %9.4g %10.4g %9.4g %10.4g %9.4g\n", label, distances.largest,
+                       100.0 * deviation.relative(distances.largest), distances.mean,
+                       100.0 * deviation.relative(distances.mean), distances.rms,
+                       100.0 * deviation.relative(distances.rms));
+    };
+    row("input to result", deviation.fromFirst);
+    row("result to input", deviation.fromSecond);
+    return text +
+           format("  %d triangles turned by more than 90 degrees\n", deviation.turnedTriangles);
+}
+
+std::string verifyTable(std::string const& path, trimora::VerifyOutcome const& outcome) {
+    std::string text = path + ": " + (outcome.passed ? "sound" : "NOT sound") + "\n";
+    for (trimora::VerifyCheck const& check : outcome.checks)
+        text += format("  %-14s %-7s %s\n", check.name, check.passed ? "passed" : "FAILED",
+                       check.meaning);
+    text += format("  %d vertices, %d faces, %d half-edges, %d of them open\n", outcome.vertices,
+                   outcome.faces, outcome.halfEdges, outcome.openEdges);
+    if (!outcome.passed)
+        text += "  'trimora check' tells where, 'trimora repair' mends most of it\n";
+    return text;
+}
+
+std::string droppedLine(std::vector<std::string> const& names) {
+    std::string list;
+    for (std::string const& name : names)
+        list += (list.empty() ? "" : ", ") + name;
+    return list.empty() ? list : "  not carried over: " + list + "\n";
+}
+
+std::string numberInWords(double number) {
+    return format("%.4g", number);
+}
+
+std::string secondsInWords(double seconds) {
+    return format("%.2f s", seconds);
 }
 
 }  // namespace app

@@ -5,11 +5,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include <climits>
 #include <fcntl.h>
-#include <limits>
-#include <memory>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -33,6 +30,29 @@ ssize_t readSome(int descriptor, char* target, std::size_t count) {
     return got;
 }
 
+/// The folder in which a path lies, with its slash; empty when the path names none.
+std::string folderOf(std::string const& path) {
+    return path.substr(0, path.rfind('/') + 1);  // npos + 1 is 0
+}
+
+std::string linkTarget(std::string const& path) {
+    char target[PATH_MAX];
+    ssize_t const length = ::readlink(path.c_str(), target, sizeof target);
+    return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
+}
+
+/// The path that symbolic links lead to in the end, whether something is there or not.
+std::string behindLinks(std::string path) {
+    constexpr int maxLinks = 40;  // as the system; a ring was told by it before
+    for (int i = 0; i < maxLinks; ++i) {
+        std::string const target = linkTarget(path);
+        if (target.empty())
+            break;
+        path = target.front() == '/' ? target : folderOf(path) + target;
+    }
+    return path;
+}
+
 }  // namespace
 
 InputFile::~InputFile() {
@@ -41,6 +61,9 @@ InputFile::~InputFile() {
 }
 
 FileOutcome InputFile::open(std::string const& path, std::uint64_t maxBytes) {
+    if (path.empty())
+        return FileOutcome::failed(Failure::Unreadable, "the input has no name; name a mesh file, "
+                                                        "or - for standard input");
     bool const isStandardInput = path == "-";
     name_ = isStandardInput ? "standard input" : path;
     descriptor_ = isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -147,9 +170,14 @@ FileOutcome OutputFile::open(std::string const& path) {
         descriptor_ = STDOUT_FILENO;
         return FileOutcome::done();
     }
+    if (path.empty())
+        return FileOutcome::failed(Failure::Unwritable,
+                                   "the output has no name; name a file, or - for standard output");
     name_ = path;
     struct stat status {};
     bool const exists = ::stat(path.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT)
+        return failed("cannot be created", errno);
     if (exists && S_ISDIR(status.st_mode))
         return FileOutcome::failed(Failure::Unwritable, name_ + ": is a folder; name a file in it");
     if (exists && !S_ISREG(status.st_mode)) {
@@ -160,35 +188,32 @@ FileOutcome OutputFile::open(std::string const& path) {
     // A file that may not be written would be replaced all the same, since only its folder matters to a rename.
     if (exists && ::access(path.c_str(), W_OK) != 0)
         return failed("cannot be written", errno);
-
-    std::unique_ptr<char, decltype(&std::free)> const resolved(
-        exists ? ::realpath(path.c_str(), nullptr) : nullptr, &std::free);
-    return openBeside(resolved ? std::string(resolved.get()) : path, exists,
-                      exists ? static_cast<unsigned>(status.st_mode) & 07777u : 0666u);
+    target_ = behindLinks(path);
+    return openBeside(exists, exists ? static_cast<unsigned>(status.st_mode) & 07777u : 0666u);
 }
 
-FileOutcome OutputFile::openBeside(std::string const& target, bool replaces, unsigned mode) {
+FileOutcome OutputFile::openBeside(bool replaces, unsigned mode) {
     static std::atomic<unsigned> counter{0};
-    std::size_t const nameBegin = target.rfind('/') + 1;  // npos + 1 is 0: no folder in the path
+    std::string const stem = folderOf(target_) + ".trimora-" + std::to_string(::getpid()) + "-";
     constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts && descriptor_ < 0; ++attempt) {
-        temporary_ = target.substr(0, nameBegin) + ".trimora-" + std::to_string(::getpid()) + "-" +
-                     std::to_string(counter++) + ".tmp";
+        temporary_ = stem + std::to_string(counter++) + ".tmp";
+        setPendingOutput(
+            temporary_);  // before it is there: whoever ends the process meanwhile finds it
         descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
         if (descriptor_ < 0 && errno != EEXIST)
             break;
     }
     if (descriptor_ < 0) {
         int const code = errno;
+        setPendingOutput("");
         temporary_.clear();
         return failed("cannot be created", code);
     }
     ownsDescriptor_ = true;
-    setPendingOutput(temporary_);
     if (replaces)
         ::fchmod(descriptor_,
                  mode);  // where the system refuses, the file keeps the permissions of a new one
-    target_ = target;
     return FileOutcome::done();
 }
 
@@ -213,10 +238,11 @@ FileOutcome OutputFile::commit() {
     }
     if (temporary_.empty())
         return FileOutcome::done();
+    if (!claimPendingOutput())
+        return FileOutcome::failed(Failure::Cancelled, name_ + ": discarded, since the run ends");
     if (::rename(temporary_.c_str(), target_.c_str()) != 0)
         return failed("cannot be put in place", errno);
     temporary_.clear();
-    setPendingOutput("");
     return FileOutcome::done();
 }
 

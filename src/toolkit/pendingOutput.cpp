@@ -1,32 +1,42 @@
 #include "toolkit/pendingOutput.h"
 
 #include <algorithm>
-#include <csignal>
+#include <atomic>
 #include <unistd.h>
 
 namespace trimora {
 
 namespace {
 
-// Read by a signal handler: plain storage, and a flag that is set last and cleared first.
+enum State { None, Filling, Claimed, Discarded };
+
+// Read by a signal handler: plain storage, and a state that is set after it.
 char pendingPath[4096];
-volatile std::sig_atomic_t isPending = 0;
+std::atomic<int> state = None;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 }  // namespace
 
 void setPendingOutput(std::string const& path) {
-    isPending = 0;
+    state = None;
     if (path.empty() || path.size() >= sizeof pendingPath)
         return;
     std::copy(path.begin(), path.end(), pendingPath);
     pendingPath[path.size()] = '\0';
-    isPending = 1;
+    state = Filling;
 }
 
-void discardPendingOutput() {
-    if (isPending != 0)
+bool claimPendingOutput() {
+    int expected = Filling;
+    state.compare_exchange_strong(expected, Claimed);
+    return expected != Discarded;
+}
+
+bool discardPendingOutput() {
+    int expected = Filling;
+    if (state.compare_exchange_strong(expected, Discarded))
         unlink(pendingPath);
-    isPending = 0;
+    return expected != Claimed;
 }
 
 }  // namespace trimora

@@ -6,6 +6,7 @@
 #include "toolkit/sampleMeshes.h"
 #include "toolkit/writeMesh.h"
 
+#include <chrono>
 #include <doctest/doctest.h>
 
 using namespace commandTest;
@@ -137,6 +138,9 @@ TEST_CASE("everyFailureHasItsCodeAndOneLine") {
     CHECK(run("convert --json " + cube + " -").failedWith(2));
     CHECK(run("check " + (folder / "absent.obj")).failedWith(3));
     CHECK(run("check " + (folder / ".")).failedWith(3));
+    CHECK(run("check ''").failedWith(3));
+    CHECK(run("weld " + cube + " ''").failedWith(4));
+    CHECK(run("curvature " + cube + " ''").failedWith(4));
     CHECK(run("check " + (folder / "cube.xyz123")).failedWith(3));
     CHECK(run("convert " + cube + " " + (folder / "no/such/folder.obj")).failedWith(4));
     CHECK(run("convert " + cube + " " + (folder / "cube.xyz123")).failedWith(4));
@@ -240,6 +244,90 @@ TEST_CASE("aDeadlineAndAnInterruptEndWithSixAndLeaveNothing") {
         fs::remove(folder / "out.obj");
     }
     CHECK(wasCancelled);
+}
+
+// The command waits for its input all the while, which it does not poll: the first interrupt alone would have two seconds' grace.
+TEST_CASE("aSecondInterruptEndsAtOnce") {
+    Running command("check --progress always -");
+    REQUIRE(command.says("reading"));
+    for (int i = 0; i < 10; ++i) {  // two that come at once count as one
+        command.interrupt();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    Run const ended = command.wait();
+    CHECK(ended.code == 6);
+    CHECK(ended.out.empty());
+    CHECK(ended.err.find("\r\033[Ktrimora: interrupted twice; ended at once\n") !=
+          std::string::npos);
+}
+
+TEST_CASE("theBarGivesWayToWhatIsTold") {
+    std::string const bar = "\r\033[Kreading";
+    Running command("check --progress always --debug -");
+    REQUIRE(command.says(bar));
+    command.write("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2 9\n");
+    command.finishInput();
+    Run const ended = command.wait();
+    CHECK(ended.code == 0);
+    CHECK(ended.err.find("\r\033[Ktrimora: warning: -: 1 of 2 faces could not be used\n") !=
+          std::string::npos);
+    std::size_t const message = ended.err.find("meshManifold:  vertices 3  triangles 1");
+    REQUIRE(message != std::string::npos);
+    bool const beginsALine =
+        ended.err[message - 1] == '\n' || ended.err.compare(message - 4, 4, "\r\033[K") == 0;
+    CHECK(beginsALine);
+
+    Running quiet("check --progress always --quiet -");
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    quiet.finishInput();
+    CHECK(quiet.wait().err.empty());
+}
+
+TEST_CASE("debugMessagesGoToStandardErrorAlone") {
+    TemporaryFolder const folder;
+    store(folder / "cube.obj", support::cube());
+    Run const plain = run("check --json " + (folder / "cube.obj"));
+    Run const debug = run("check --json --debug " + (folder / "cube.obj"));
+    CHECK(plain.err.empty());
+    CHECK(debug.err.find("meshManifold:  vertices 8  triangles 12") != std::string::npos);
+    CHECK(debug.out == plain.out);
+}
+
+TEST_CASE("threadsChangeNoByte") {
+    TemporaryFolder const folder;
+    store(folder / "damaged.obj", trimora::makeDamagedScan(5, 2));
+    auto const everything = [&folder](std::string const& threads) {
+        std::string const common = " --json --threads " + threads + " " + (folder / "damaged.obj");
+        std::string bytes = run("check" + common).out + run("info" + common).out;
+        auto repair =
+            run("repair --self-intersections --angle 20" + common + " " + (folder / "out.obj"))
+                .json();
+        for (auto& step : repair["steps"])
+            step.erase("seconds");
+        bytes += repair.dump() + contentOf(folder / "out.obj");
+        bytes += run("curvature" + common + " " + (folder / "out.txt")).out;
+        return bytes + contentOf(folder / "out.txt");
+    };
+    std::string const expected = everything("1");
+    for (char const* const threads : {"2", "3", "7"}) {
+        CAPTURE(threads);
+        CHECK(everything(threads) == expected);
+    }
+}
+
+TEST_CASE("anExistingOutputOutlivesAFailure") {
+    TemporaryFolder const folder;
+    store(folder / "mesh.obj", support::soup(support::sphere(6)));
+    writeFile(folder / "out.obj", "old");
+    std::string const files = (folder / "mesh.obj") + " " + (folder / "out.obj");
+    CHECK(run("repair --self-intersections --timeout 0.001 " + files).failedWith(6));
+    CHECK(contentOf(folder / "out.obj") == "old");
+
+    Run const full = run("convert " + files, "ulimit -f 64;");
+    CHECK(full.failedWith(4));
+    CHECK(full.err.find("File too large") != std::string::npos);
+    CHECK(contentOf(folder / "out.obj") == "old");
+    CHECK(folder.size() == 2);
 }
 
 TEST_CASE("helpAndVersionAreNoFailures") {

@@ -115,6 +115,22 @@ TEST_CASE("repairLeavesNothingThatWasAskedFor") {
     }
 }
 
+TEST_CASE("progressOfACheckRisesToItsEnd") {
+    for (bool const withIntersections : {true, false}) {
+        std::vector<double> values;
+        koUtil::Progress progress;
+        progress.setListener([&values](double value, char const*) { values.push_back(value); });
+        trimora::CheckOptions options;
+        options.testIntersections = withIntersections;
+        trimora::checkMesh(support::sphere(4), options, progress);
+        CHECK(std::is_sorted(values.begin(), values.end()));
+        CHECK(values.back() == 1.0);
+        // No stretch of the work is silent for more than a quarter of the bar.
+        for (std::size_t i = 1; i < values.size(); ++i)
+            CHECK(values[i] - values[i - 1] <= 0.25 + 1e-9);
+    }
+}
+
 TEST_CASE("cancelledCheckAndRepairSaySo") {
     koUtil::Progress progress;
     progress.cancel();

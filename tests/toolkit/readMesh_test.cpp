@@ -176,7 +176,7 @@ TEST_CASE("readsWhatTheFormatsPlainReaderReads") {
         Read read;
         REQUIRE(readMesh(path, read.mesh, read.report));
         CompactMesh plain;
-        REQUIRE(koGeom::meshReadObj(plain, koOS::Filename(koString::IString(path.c_str()))));
+        REQUIRE(koGeom::meshReadObj(plain, support::nameOf(path)));
         CHECK(coordinatesOf(read.mesh) == coordinatesOf(plain));
         CHECK(trianglesOf(read.mesh) == trianglesOf(plain));
         CHECK(read.report.triangles == named.mesh.getNumTriangles());
@@ -390,22 +390,12 @@ TEST_CASE("theCutIntoPiecesAndThePoolDoNotTell") {
 
 TEST_CASE("damagedTextIsReadAlikeInAnyPieces") {
     std::string const alphabet = " \t\r\n\\/#-.0123456789eEvfntx";
+    std::string const start =
+        "v 1 2 3\nv 1.5 -2e1 .25\nvt 0 1\nv 0 0 1 \\\n\r\nf 1 2 3\rf -1/1 -2/-1 "
+        "\\\n 1/1 2\nvn 0 0 1\nf 1//1 2 3";
     support::Random random(29);
     for (int round = 0; round < 400; ++round) {
-        std::string text = "v 1 2 3\nv 1.5 -2e1 .25\nvt 0 1\nv 0 0 1 \\\n\r\nf 1 2 3\rf -1/1 -2/-1 "
-                           "\\\n 1/1 2\nvn 0 0 1\nf 1//1 2 3";
-        for (int edits = 1 + random.index(8); edits > 0; --edits) {
-            auto const at = static_cast<std::size_t>(random.index(static_cast<int>(text.size())));
-            char const c = random.index(20) == 0 ? static_cast<char>(1 + random.index(255))
-                                                 : alphabet[static_cast<std::size_t>(random.index(
-                                                       static_cast<int>(alphabet.size())))];
-            if (random.index(3) == 0)
-                text.erase(at, 1);
-            else if (random.index(2) == 0)
-                text.insert(at, 1, c);
-            else
-                text[at] = c;
-        }
+        std::string const text = support::damaged(start, alphabet, 8, random);
         CAPTURE(text);
         Read const whole = readPieces(text, 1u << 20);
         REQUIRE(support::faultOf(whole.mesh) == "");

@@ -1,6 +1,8 @@
 #include "support/TemporaryFolder.h"
 #include "support/builders.h"
 #include "support/checks.h"
+#include "toolkit/detail/files.h"
+#include "toolkit/pendingOutput.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/writeMesh.h"
 #include "toolkit/writeText.h"
@@ -125,6 +127,48 @@ TEST_CASE("replacesAFileThroughItsLinkAndKeepsItsPermissions") {
     REQUIRE(stat(path.c_str(), &status) == 0);
     CHECK((status.st_mode & 07777) == 0640);
     CHECK(folder.size() == 2);
+}
+
+TEST_CASE("writesThroughALinkToNothing") {
+    support::TemporaryFolder const folder;
+    std::filesystem::create_directory(folder.path("far"));
+    std::filesystem::create_symlink("far/b.obj", folder.path("a.obj"));
+    std::filesystem::create_symlink(folder.path("a.obj"), folder.path("link.obj"));
+    REQUIRE(writeMesh(folder.path("link.obj"), support::triangle()));
+    CHECK(std::filesystem::is_symlink(folder.path("link.obj")));
+    CHECK(std::filesystem::is_symlink(folder.path("a.obj")));
+    CHECK(folder.read("far/b.obj") == written(support::triangle()));
+
+    std::filesystem::create_symlink("ring.obj", folder.path("ring.obj"));
+    CHECK(writeMesh(folder.path("ring.obj"), support::triangle()).failure == Failure::Unwritable);
+    CHECK(std::filesystem::is_symlink(folder.path("ring.obj")));
+}
+
+// A kill from another thread or a signal: either the file is gone and is not put in place, or it stands.
+TEST_CASE("anOutputIsEitherDiscardedOrPutInPlace") {
+    support::TemporaryFolder const folder;
+    folder.write("a.obj", "old");
+    {
+        OutputFile file;
+        REQUIRE(file.open(folder.path("a.obj")));
+        REQUIRE(file.write("new"));
+        CHECK(folder.size() == 2);
+        CHECK(discardPendingOutput());
+        CHECK(folder.size() == 1);
+        CHECK(file.commit().failure == Failure::Cancelled);
+    }
+    CHECK(folder.read("a.obj") == "old");
+    {
+        OutputFile file;
+        REQUIRE(file.open(folder.path("a.obj")));
+        REQUIRE(file.write("new"));
+        REQUIRE(file.commit());
+        CHECK_FALSE(discardPendingOutput());
+    }
+    CHECK(folder.read("a.obj") == "new");
+    CHECK_FALSE(OutputFile().open(folder.path("absent/a.obj")));
+    CHECK(discardPendingOutput());
+    CHECK(folder.size() == 1);
 }
 
 TEST_CASE("failuresLeaveAnExistingFileAndNoOther") {

@@ -58,7 +58,7 @@ public:
     FileOutcome commit();
 
 private:
-    FileOutcome openBeside(std::string const& target, bool replaces, unsigned mode);
+    FileOutcome openBeside(bool replaces, unsigned mode);
     FileOutcome failed(char const* what, int code) const;
 
     std::string name_;       ///< as the caller gave it, for messages

@@ -1,0 +1,157 @@
+// trimora extrude IN OUT: lifts triangles and joins them with walls to where they were.
+
+#include "commands.h"
+#include "editing.h"
+#include "files.h"
+#include "numbers.h"
+#include "reports.h"
+#include "toolkit/meshExtrusion.h"
+#include "toolkit/triangleSelection.h"
+
+#include "trimora/contract/koOS/StopWatch.h"
+
+namespace app {
+
+namespace {
+
+struct ExtrudeArguments {
+    std::string input;
+    std::string output;
+    std::string selection;
+    std::string distance;
+    std::string direction;
+};
+
+struct ExtrudeResult {
+    trimora::MeshCounts before;
+    trimora::MeshCounts after;
+    trimora::ExtrudeOutcome outcome;
+    int selected = 0;
+    double seconds = 0.0;
+};
+
+koGeom::BitVector selectionOf(Session const& session, ExtrudeArguments const& arguments,
+                              koGeom::CompactMesh const& mesh) {
+    koGeom::BitVector selection(mesh.getNumTriangles());
+    if (arguments.selection == "all")
+        selection.setAllBits();
+    else
+        throwIfFailed(trimora::readTriangleSelection(arguments.selection, mesh.getNumTriangles(),
+                                                     selection, session.maxBytes()));
+    if (selection.count == 0)
+        throw Failure{Refused, arguments.input + ": holds no triangles to extrude"};
+    return selection;
+}
+
+trimora::ExtrudeOptions optionsOf(ExtrudeArguments const& arguments) {
+    trimora::ExtrudeOptions options;
+    options.distance = parseNumbers(arguments.distance, 1).at(0);
+    if (!arguments.direction.empty()) {
+        auto const numbers = parseNumbers(arguments.direction, 3);
+        options.direction = koLinear::Vector(numbers[0], numbers[1], numbers[2]);
+    }
+    return options;
+}
+
+void extrudeLoaded(Session& session, ExtrudeArguments const& arguments, koGeom::CompactMesh& mesh,
+                   ExtrudeResult& result) {
+    koGeom::BitVector const selection = selectionOf(session, arguments, mesh);
+    result.selected = selection.count;
+    session.beginPhase("extruding", false);
+    result.before = trimora::countMesh(mesh);
+    koOS::StopWatch watch;
+    watch.start();
+    result.outcome = trimora::extrudeMesh(mesh, selection, optionsOf(arguments));
+    result.seconds = watch.clear();
+    if (!result.outcome.refusal.empty())
+        throw Failure{Refused, arguments.input + ": " + result.outcome.refusal};
+    result.after = trimora::countMesh(mesh);
+    session.throwIfCancelled();
+}
+
+Json extrudeJson(ExtrudeArguments const& arguments, ExtrudeResult const& result,
+                 trimora::ReadReport const& report) {
+    return {{"file", arguments.input},
+            {"output", arguments.output},
+            {"selected", result.selected},
+            {"regions", result.outcome.regions},
+            {"freeRegions", result.outcome.freeRegions},
+            {"walls", result.outcome.walls},
+            {"before", toJson(result.before)},
+            {"after", toJson(result.after)},
+            {"seconds", result.seconds},
+            {"dropped", result.outcome.dropped},
+            {"read", toJson(report)}};
+}
+
+std::string extrudeText(ExtrudeArguments const& arguments, ExtrudeResult const& result) {
+    trimora::ExtrudeOutcome const& outcome = result.outcome;
+    return arguments.input + ": " + std::to_string(result.selected) + " triangles in " +
+           std::to_string(outcome.regions) + (outcome.regions == 1 ? " region" : " regions") +
+           " extruded, " + std::to_string(outcome.walls) + " walls; " +
+           secondsInWords(result.seconds) + "\n" + countsTable(result.before, result.after) +
+           (outcome.freeRegions > 0
+                ? "  " + std::to_string(outcome.freeRegions) + " became closed solids\n"
+                : "") +
+           droppedLine(outcome.dropped) + "  written to " + nameOfOutput(arguments.output) + "\n";
+}
+
+ExitCode extrude(Session& session, ExtrudeArguments const& arguments) {
+    requireOutput(session, arguments.output);
+    if (arguments.input == "-" && arguments.selection == "-")
+        throw Failure{UsageError,
+                      "the mesh and the selection cannot both come from standard input; name a "
+                      "file for one of them"};
+    LoadedMesh loaded;
+    loadMesh(session, arguments.input, extrudeBytesPerTriangle, loaded);
+    ExtrudeResult result;
+    extrudeLoaded(session, arguments, loaded.mesh, result);
+    storeMesh(session, arguments.output, loaded.mesh);
+    session.finish();
+    if (session.options().json)
+        printOut(toText(extrudeJson(arguments, result, loaded.report)));
+    else
+        printReport(session, extrudeText(arguments, result), arguments.output);
+    return Done;
+}
+
+std::string faultOfDistance(std::string const& text) {
+    auto const numbers = parseNumbers(text, 1);
+    return !numbers.empty() && numbers[0] != 0.0
+               ? std::string()
+               : "takes a length other than 0, not '" + text + "'";
+}
+
+std::string faultOfDirection(std::string const& text) {
+    auto const numbers = parseNumbers(text, 3);
+    return !numbers.empty() && koLinear::Vector(numbers[0], numbers[1], numbers[2]).normalize()
+               ? std::string()
+               : "takes x,y,z, not all 0, not '" + text + "'";
+}
+
+}  // namespace
+
+void addExtrude(CLI::App& app, Invocation& invocation) {
+    CLI::App* const command =
+        addSubcommand(app, invocation, "extrude", "lift triangles and join them with walls");
+    auto const arguments = std::make_shared<ExtrudeArguments>();
+    addInputAndOutput(*command, arguments->input, arguments->output);
+    command
+        ->add_option("--selection", arguments->selection,
+                     "all, or a file of triangle numbers from 0 and ranges a-b")
+        ->required();
+    command
+        ->add_option("--distance", arguments->distance,
+                     "how far, in the mesh's units; below 0 goes the other way")
+        ->required()
+        ->check(faultOfDistance);
+    command
+        ->add_option("--direction", arguments->direction,
+                     "x,y,z: where to (default: the mean normal of each connected region)")
+        ->check(faultOfDirection);
+    command->callback([&invocation, arguments] {
+        invocation.work = [arguments](Session& session) { return extrude(session, *arguments); };
+    });
+}
+
+}  // namespace app

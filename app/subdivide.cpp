@@ -1,0 +1,95 @@
+// trimora subdivide IN OUT --levels N: Catmull-Clark subdivision, into quads.
+
+#include "commands.h"
+#include "editing.h"
+#include "files.h"
+#include "reports.h"
+#include "toolkit/meshSubdivision.h"
+#include "toolkit/meshTidying.h"
+
+#include "trimora/contract/koOS/StopWatch.h"
+
+namespace app {
+
+namespace {
+
+struct SubdivideArguments {
+    std::string input;
+    std::string output;
+    int levels = 1;
+};
+
+int numFacesOf(LoadedMesh const& loaded) {
+    auto const& polygons = loaded.report.trianglePolygon;
+    return polygons.empty() ? loaded.mesh.getNumTriangles() : polygons.back() + 1;
+}
+
+void requireRoom(Session const& session, SubdivideArguments const& arguments,
+                 LoadedMesh const& loaded) {
+    double const quads = trimora::numSubdividedQuads(loaded.mesh.getNumTriangles(),
+                                                     numFacesOf(loaded), arguments.levels);
+    std::string const name = arguments.input + ": " + std::to_string(arguments.levels) +
+                             (arguments.levels == 1 ? " level" : " levels");
+    if (quads > trimora::maxSubdividedQuads)
+        throw Failure{Refused, name + " would give more than " +
+                                   numberInWords(trimora::maxSubdividedQuads) +
+                                   " quads, which cannot be numbered; take fewer levels"};
+    session.requireMemory(subdivideBytesPerQuad * quads, name);
+}
+
+ExitCode subdivide(Session& session, SubdivideArguments const& arguments) {
+    requireOutput(session, arguments.output);
+    LoadedMesh loaded;
+    loadMesh(session, arguments.input, infoBytesPerTriangle, loaded);
+    requireRoom(session, arguments, loaded);
+    session.beginPhase("subdividing", false);
+    koOS::StopWatch watch;
+    watch.start();
+    koGeom::CompactMesh const result =
+        trimora::subdivideMesh(loaded.mesh, loaded.report.trianglePolygon, arguments.levels);
+    double const seconds = watch.clear();
+    auto const dropped = trimora::dropVertexSets(loaded.mesh);
+    storeMesh(session, arguments.output, result);
+    session.finish();
+    if (session.options().json) {
+        printOut(toText(
+            {{"file", arguments.input},
+             {"output", arguments.output},
+             {"levels", arguments.levels},
+             {"before",
+              {{"vertices", loaded.mesh.getNumVertices()}, {"faces", numFacesOf(loaded)}}},
+             {"after", {{"vertices", result.getNumVertices()}, {"faces", result.getNumPolys()}}},
+             {"seconds", seconds},
+             {"dropped", dropped},
+             {"read", toJson(loaded.report)}}));
+    } else {
+        printReport(session,
+                    arguments.input + ": " + std::to_string(numFacesOf(loaded)) +
+                        " faces subdivided into " + std::to_string(result.getNumPolys()) +
+                        " quads, " + std::to_string(loaded.mesh.getNumVertices()) +
+                        " vertices into " + std::to_string(result.getNumVertices()) + "; " +
+                        secondsInWords(seconds) + "\n" + droppedLine(dropped) + "  written to " +
+                        nameOfOutput(arguments.output) + "\n",
+                    arguments.output);
+    }
+    return Done;
+}
+
+}  // namespace
+
+void addSubdivide(CLI::App& app, Invocation& invocation) {
+    CLI::App* const command = addSubcommand(app, invocation, "subdivide",
+                                            "refine a mesh into smooth quads (Catmull-Clark)");
+    auto const arguments = std::make_shared<SubdivideArguments>();
+    addInputAndOutput(*command, arguments->input, arguments->output);
+    constexpr int mostLevels = 20;  // of a single triangle this is more than any memory holds
+    command
+        ->add_option("--levels", arguments->levels,
+                     "how often; each makes about four times as many faces (default 1)")
+        ->check(CLI::Range(1, mostLevels));
+    command->callback([&invocation, arguments] {
+        invocation.work = [arguments](Session& session) { return subdivide(session, *arguments); };
+    });
+}
+
+}  // namespace app

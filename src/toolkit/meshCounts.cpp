@@ -1,0 +1,56 @@
+#include "toolkit/meshCounts.h"
+
+#include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/connectivity/meshComponents.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace trimora {
+
+namespace {
+
+using koGeom::CompactMesh;
+using koLinear::Point;
+
+bool isFinite(Point const& p) {
+    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+}
+
+Point pointOf(CompactMesh const& mesh, int vertex) {
+    return mesh.getVertices()[vertex].asPoint();
+}
+
+}  // namespace
+
+MeshCounts countMesh(CompactMesh const& mesh) {
+    koGeom::SimpleMeshCache cache;
+    MeshCounts counts;
+    counts.vertices = mesh.getNumVertices();
+    counts.triangles = mesh.getNumTriangles();
+    counts.components = koGeom::meshComponents(mesh, *cache.getAdjTris(mesh), nullptr);
+    counts.boundaries = cache.getBoundaries(mesh)->size();
+    return counts;
+}
+
+double diagonalOf(CompactMesh const& mesh) {
+    Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL);
+    Point high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
+    for (int v = 0; v < mesh.getNumVertices(); ++v) {
+        Point const p = pointOf(mesh, v);
+        if (!isFinite(p))
+            continue;
+        low.set(std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z));
+        high.set(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
+    }
+    return low.x <= high.x ? distance(low, high) : 0.0;
+}
+
+std::string positionInWords(Point const& position) {
+    char text[96];
+    std::snprintf(text, sizeof text, "%.6g %.6g %.6g", position.x, position.y, position.z);
+    return text;
+}
+
+}  // namespace trimora

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/export.h"
+
+#include <string>
+
+namespace trimora {
+
+/// The size of a mesh, and how it hangs together.
+struct MeshCounts {
+    int vertices = 0;
+    int triangles = 0;
+    int components = 0;  ///< parts linked through shared vertices
+    int boundaries = 0;  ///< loops of open edges
+};
+
+TRIMORA_API MeshCounts countMesh(koGeom::CompactMesh const& mesh);
+
+/// Length of the diagonal of the box round all finite vertices.
+TRIMORA_API double diagonalOf(koGeom::CompactMesh const& mesh);
+
+/// A position in words, "1.5 0 -2".
+TRIMORA_API std::string positionInWords(koLinear::Point const& position);
+
+}  // namespace trimora

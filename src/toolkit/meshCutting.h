@@ -1,0 +1,39 @@
+#pragma once
+
+#include "toolkit/meshCounts.h"
+#include "toolkit/planeSection.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace trimora {
+
+/// More corners than this in one polygon would take the triangulation, whose time grows with the cube, too long.
+inline constexpr int maxPolygonCorners = 5000;
+
+struct CutOutcome {
+    std::string refusal;  ///< not empty: nothing was changed; what is wrong, where, and what to do
+    std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
+    std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
+    double areaBefore = 0.0;
+    double areaAfter = 0.0;
+};
+
+/// The length within which a curve's points are taken to lie on a vertex or an edge: a millionth of the diagonal.
+TRIMORA_API double cutTolerance(koGeom::CompactMesh const& mesh);
+
+/// Cuts a mesh along curves on its surface, so that a border runs along each of them, and takes slivers beside the new
+/// border away.
+///
+/// mesh        edited in place near the curves; the rest keeps its order. There the surface has to be manifold and oriented
+/// curves      neighbouring points share a triangle, as planeSection and laySurfaceCurves make them
+/// tolerance   length, see cutTolerance
+/// refuses     a surface that is no oriented manifold near the curves; more points in one triangle than its polygon may have; curves that
+///             end inside the surface and meet nothing; pieces that stay inside one triangle
+/// cost        the triangles near the curves, and a few passes over the mesh, on the calling thread
+TRIMORA_API CutOutcome cutMesh(koGeom::CompactMesh& mesh, SurfaceCurves const& curves,
+                               double tolerance);
+
+}  // namespace trimora

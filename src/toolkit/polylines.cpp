@@ -1,0 +1,126 @@
+#include "toolkit/polylines.h"
+
+#include "toolkit/detail/textLines.h"
+#include "toolkit/readText.h"
+
+#include <cmath>
+
+namespace trimora {
+
+namespace {
+
+using koLinear::Point;
+
+class PolylineReader {
+public:
+    PolylineReader(std::string_view text, std::string const& name, std::vector<Polyline>& polylines)
+        : lines_(text), name_(name), polylines_(polylines) {}
+
+    FileOutcome run();
+
+private:
+    void takeLine();
+    void takeObjLine();
+    void endPolyline();
+    bool parsePoint(std::string_view first, Point& point);
+    void fail(std::string const& what);
+
+    TextLines lines_;
+    std::string const& name_;
+    std::vector<Polyline>& polylines_;
+    std::vector<Point> objVertices_;
+    Polyline current_;  // of plain text
+    std::string problem_;
+};
+
+FileOutcome PolylineReader::run() {
+    polylines_.clear();
+    while (problem_.empty() && lines_.next())
+        takeLine();
+    endPolyline();
+    if (problem_.empty() && polylines_.empty())
+        problem_ =
+            name_ + ": holds no curve; give OBJ lines ('l 1 2 3') or points x y z, one a line";
+    if (problem_.empty())
+        return FileOutcome::done();
+    polylines_.clear();
+    return FileOutcome::failed(FileOutcome::Failure::Unsupported, problem_);
+}
+
+void PolylineReader::takeLine() {
+    std::string_view const first = lines_.word();
+    bool const isWord = !first.empty() && ((first[0] >= 'a' && first[0] <= 'z') ||
+                                           (first[0] >= 'A' && first[0] <= 'Z'));
+    Point point;
+    if (first.empty()) {
+        if (!lines_.hasComment())
+            endPolyline();
+    } else if (first == "v") {
+        if (parsePoint(lines_.word(), point))
+            objVertices_.push_back(point);
+    } else if (first == "l") {
+        takeObjLine();
+    } else if (!isWord && parsePoint(first, point)) {
+        current_.push_back(point);
+    }
+}
+
+void PolylineReader::takeObjLine() {
+    Polyline polyline;
+    for (std::string_view word = lines_.word(); !word.empty(); word = lines_.word()) {
+        std::int64_t number = 0;
+        std::int64_t const count = static_cast<std::int64_t>(objVertices_.size());
+        if (!parseWhole(word.substr(0, word.find('/')), number))
+            return fail("'" + std::string(word) + "' is no vertex number");
+        std::int64_t const index = number < 0 ? count + number : number - 1;
+        if (index < 0 || index >= count)
+            return fail("there is no vertex " + std::to_string(number) + " above this line");
+        polyline.push_back(objVertices_[static_cast<std::size_t>(index)]);
+    }
+    if (polyline.size() < 2)
+        return fail("a line needs 2 points at least");
+    polylines_.push_back(std::move(polyline));
+}
+
+void PolylineReader::endPolyline() {
+    if (current_.size() == 1)
+        fail("the curve that ends here has one point; it needs 2 at least");
+    else if (!current_.empty())
+        polylines_.push_back(current_);
+    current_.clear();
+}
+
+bool PolylineReader::parsePoint(std::string_view first, Point& point) {
+    std::string_view const words[3] = {first, lines_.word(), lines_.word()};
+    double numbers[3];
+    for (int k = 0; k < 3; ++k) {
+        if (!parseWhole(words[k], numbers[k]) || !std::isfinite(numbers[k])) {
+            fail("takes three finite numbers x y z");
+            return false;
+        }
+    }
+    point.set(numbers[0], numbers[1], numbers[2]);
+    return true;
+}
+
+void PolylineReader::fail(std::string const& what) {
+    if (problem_.empty())
+        problem_ = name_ + ": line " + std::to_string(lines_.number()) + ": " + what;
+}
+
+}  // namespace
+
+FileOutcome readPolylinesText(std::string_view text, std::string const& name,
+                              std::vector<Polyline>& polylines) {
+    return PolylineReader(text, name, polylines).run();
+}
+
+FileOutcome readPolylines(std::string const& path, std::vector<Polyline>& polylines,
+                          std::uint64_t maxBytes) {
+    std::string text;
+    if (FileOutcome const read = readText(path, maxBytes, text); !read)
+        return read;
+    return readPolylinesText(text, path == "-" ? "standard input" : path, polylines);
+}
+
+}  // namespace trimora

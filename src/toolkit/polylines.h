@@ -1,0 +1,36 @@
+#pragma once
+
+#include "toolkit/FileOutcome.h"
+
+#include "trimora/contract/koLinear/vectors.h"
+#include "trimora/export.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace trimora {
+
+/// A chain of points in space. A closed one ends with its first point.
+using Polyline = std::vector<koLinear::Point>;
+
+/// Reads polylines from a file of one of two kinds, told apart by what it holds.
+///
+/// OBJ         the lines `l a b c ...` over the vertices `v x y z`; numbers from 1, or counted backwards from -1. All
+///             else is passed over
+/// plain text  one point x y z a line; an empty line begins the next polyline
+///
+/// Both take comments behind '#', commas between numbers, and every line end.
+/// path        '-' is standard input
+/// polylines   out: replaced; those of fewer than 2 points are refused
+/// maxBytes    a larger file is refused; 0 is no limit
+/// returns     done, or what is wrong in which line
+TRIMORA_API FileOutcome readPolylines(std::string const& path, std::vector<Polyline>& polylines,
+                                      std::uint64_t maxBytes = 0);
+
+/// The same from text in memory; `name` stands for the path in messages.
+TRIMORA_API FileOutcome readPolylinesText(std::string_view text, std::string const& name,
+                                          std::vector<Polyline>& polylines);
+
+}  // namespace trimora

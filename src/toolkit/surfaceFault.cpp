@@ -1,0 +1,118 @@
+#include "toolkit/surfaceFault.h"
+
+#include "toolkit/meshCounts.h"
+
+#include "trimora/assembly/MeshSelect.h"
+#include "trimora/assembly/meshExtract.h"
+#include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/contract/koGeom/MeshSubset.h"
+#include "trimora/repair/MeshOrient.h"
+#include "trimora/repair/meshManifold.h"
+
+#include <cmath>
+#include <vector>
+
+namespace trimora {
+
+namespace {
+
+using koGeom::BitVector;
+using koGeom::CompactMesh;
+using koGeom::MeshAdjTris;
+using koLinear::Point;
+
+Point pointOf(CompactMesh const& mesh, int vertex) {
+    return mesh.getVertices()[vertex].asPoint();
+}
+
+bool isFinite(Point const& p) {
+    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+}
+
+std::string faultOfTriangles(CompactMesh const& mesh) {
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
+        for (int const v : corners.vertices) {
+            if (!isFinite(pointOf(mesh, v)))
+                return "a triangle has a corner that is NaN or infinite";
+        }
+        if (corners[0] == corners[1] || corners[1] == corners[2] || corners[2] == corners[0])
+            return "a triangle names a vertex twice at " +
+                   positionInWords(pointOf(mesh, corners[0]));
+    }
+    return {};
+}
+
+/// A part of a mesh as one of its own. It reaches two rings beyond the triangles that were asked for, so that all vertices
+/// of those and of the first ring have their whole fans; only these are judged.
+struct Part {
+    CompactMesh mesh;
+    std::vector<char> isJudged;  // one a vertex
+};
+
+std::string faultOfManifold(Part const& part, MeshAdjTris const& adjTris) {
+    koGeom::MeshManifoldResult found;
+    koGeom::meshManifold(part.mesh, adjTris, found);
+    if (!found.badEdgeAdj.empty())
+        return "more than two triangles meet on the edge at " +
+               positionInWords(pointOf(part.mesh, found.badEdgeAdj.front().first)) + " (" +
+               std::to_string(found.badEdgeAdj.size()) + " such edges)";
+    std::vector<int> bad;
+    for (int v = 0; found.count > 0 && v < part.mesh.getNumVertices(); ++v) {
+        if (found.isBitSet(v) != 0 && part.isJudged[static_cast<std::size_t>(v)] != 0)
+            bad.push_back(v);
+    }
+    if (bad.empty())
+        return {};
+    return "parts of the surface touch in a point only at " +
+           positionInWords(pointOf(part.mesh, bad.front())) + " (" + std::to_string(bad.size()) +
+           " such vertices)";
+}
+
+std::vector<int> listOf(BitVector const& bits) {
+    std::vector<int> list;
+    for (int i = 0; i < bits.size; ++i) {
+        if (bits.isBitSet(i) != 0)
+            list.push_back(i);
+    }
+    return list;
+}
+
+void extractPart(CompactMesh const& mesh, MeshAdjTris const& adjTris, BitVector const& triangles,
+                 Part& part) {
+    BitVector selected = triangles;
+    BitVector vertices(mesh.getNumVertices());
+    koGeom::MeshSelect select(mesh, adjTris, selected, vertices);
+    select.selectTrianglesRecursive(true);
+    select.selectVerticesFromTriangles();
+    BitVector const judged = vertices;
+    select.selectTrianglesRecursive(true);
+    select.selectVerticesFromTriangles();
+    std::vector<int> const vertexList = listOf(vertices);
+    std::vector<int> const triangleList = listOf(selected);
+    koGeom::meshExtract(part.mesh, mesh,
+                        koGeom::MeshSubset(static_cast<int>(vertexList.size()), vertexList.data(),
+                                           static_cast<int>(triangleList.size()),
+                                           triangleList.data()));
+    for (int const v : vertexList)
+        part.isJudged.push_back(static_cast<char>(judged.isBitSet(v)));
+}
+
+}  // namespace
+
+std::string faultOfSurface(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+                           BitVector const& triangles) {
+    Part part;
+    extractPart(mesh, adjTris, triangles, part);
+    if (std::string fault = faultOfTriangles(part.mesh); !fault.empty())
+        return fault;
+    MeshAdjTris partAdjTris;
+    koGeom::meshAdjTris(part.mesh, partAdjTris);
+    if (std::string fault = faultOfManifold(part, partAdjTris); !fault.empty())
+        return fault;
+    return koGeom::meshOriented(part.mesh, partAdjTris)
+               ? std::string()
+               : "neighbouring triangles are wound against one another";
+}
+
+}  // namespace trimora

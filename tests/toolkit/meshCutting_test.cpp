@@ -1,0 +1,226 @@
+// Cuts from the outside: what a plane or a drawn curve leaves, over small sheets, closed surfaces and real meshes.
+
+#include "support/builders.h"
+#include "support/checks.h"
+#include "support/corpus.h"
+#include "support/oracles.h"
+#include "toolkit/meshCutting.h"
+#include "toolkit/meshParts.h"
+#include "toolkit/meshVerification.h"
+#include "toolkit/readMesh.h"
+#include "toolkit/surfaceCurve.h"
+
+#include "trimora/connectivity/SimpleMeshCache.h"
+
+#include <doctest/doctest.h>
+
+using koGeom::CompactMesh;
+using trimora::CutOutcome;
+using trimora::MeshCounts;
+using trimora::Polyline;
+
+namespace {
+
+CutOutcome cutByPlane(CompactMesh& mesh, std::array<double, 4> const& numbers) {
+    trimora::SectionPlane plane;
+    REQUIRE(plane.set(numbers));
+    double const tolerance = trimora::cutTolerance(mesh);
+    return trimora::cutMesh(mesh, trimora::planeSection(mesh, plane, tolerance), tolerance);
+}
+
+CutOutcome cutByCurves(CompactMesh& mesh, std::vector<Polyline> const& polylines) {
+    koGeom::SimpleMeshCache cache;
+    koUtil::Progress progress;
+    double const tolerance = trimora::cutTolerance(mesh);
+    trimora::LaidCurves const laid =
+        trimora::laySurfaceCurves(mesh, cache, polylines, tolerance, progress);
+    REQUIRE(laid.refusal.empty());
+    return trimora::cutMesh(mesh, laid.curves, tolerance);
+}
+
+void checkSound(CompactMesh const& mesh) {
+    CHECK(support::faultOf(mesh).empty());
+    trimora::VerifyOutcome const verified = trimora::verifyMesh(mesh, {});
+    for (auto const& check : verified.checks) {
+        CAPTURE(check.name);
+        CHECK(check.passed);
+    }
+}
+
+}  // namespace
+
+TEST_CASE("aPlanePartsASheet") {
+    CompactMesh sheet = support::grid(6, 4);
+    CutOutcome const outcome = cutByPlane(sheet, {1.0, 0.3, 0.0, -2.2});
+    REQUIRE(outcome.refusal.empty());
+    MeshCounts const counts = trimora::countMesh(sheet);
+    CHECK(counts.components == 2);
+    CHECK(counts.boundaries == 2);
+    CHECK(outcome.areaAfter == doctest::Approx(24.0).epsilon(1e-6));
+    CHECK(support::eulerNumber(sheet) == 2);
+    checkSound(sheet);
+    // Each part lies on its side.
+    for (CompactMesh const& part : trimora::splitIntoParts(sheet)) {
+        double low = 1e9;
+        double high = -1e9;
+        for (int v = 0; v < part.getNumVertices(); ++v) {
+            double const height = part.getVertices()[v].x + 0.3 * part.getVertices()[v].y - 2.2;
+            low = std::min(low, height);
+            high = std::max(high, height);
+        }
+        CHECK(std::min(high, -low) < 1e-5);
+    }
+}
+
+TEST_CASE("aPlaneThroughVerticesAndAlongEdgesPartsToo") {
+    CompactMesh sheet = support::grid(4, 4);
+    REQUIRE(cutByPlane(sheet, {1.0, 0.0, 0.0, -2.0}).refusal.empty());
+    CHECK(trimora::countMesh(sheet).components == 2);
+    CHECK(sheet.getNumTriangles() == 32);
+    CHECK(sheet.getNumVertices() == 30);
+    checkSound(sheet);
+}
+
+TEST_CASE("closedSurfacesFallIntoTwoHalves") {
+    for (auto const& [name, mesh] : support::manifoldZoo()) {
+        if (support::numBorderEdges(mesh) > 0 || support::numComponents(mesh) != 1 ||
+            mesh.getNumTriangles() < 100)
+            continue;
+        CAPTURE(name);
+        CompactMesh halves = mesh;
+        CutOutcome const outcome = cutByPlane(halves, {0.2, 0.1, 1.0, -0.01});
+        REQUIRE(outcome.refusal.empty());
+        CHECK(trimora::countMesh(halves).components == 2);
+        CHECK(outcome.areaAfter == doctest::Approx(outcome.areaBefore).epsilon(0.02));
+        checkSound(halves);
+    }
+}
+
+TEST_CASE("aClosedCurveCutsAPatchOut") {
+    CompactMesh sheet = support::grid(8, 8);
+    Polyline const square = {
+        {2.3, 2.2, 0}, {5.6, 2.4, 0}, {5.5, 5.7, 0}, {2.4, 5.3, 0}, {2.3, 2.2, 0}};
+    REQUIRE(cutByCurves(sheet, {square}).refusal.empty());
+    MeshCounts const counts = trimora::countMesh(sheet);
+    CHECK(counts.components == 2);
+    CHECK(counts.boundaries == 3);
+    CHECK(support::area(sheet) == doctest::Approx(64.0).epsilon(1e-6));
+    checkSound(sheet);
+}
+
+TEST_CASE("crossingCurvesCutFourParts") {
+    CompactMesh sheet = support::grid(8, 8);
+    REQUIRE(cutByCurves(sheet, {{{-1, 3.4, 0}, {9, 4.2, 0}}, {{3.7, -1, 0}, {4.4, 9, 0}}})
+                .refusal.empty());
+    CHECK(trimora::countMesh(sheet).components == 4);
+    checkSound(sheet);
+}
+
+TEST_CASE("whatLiesFarFromACutKeepsItsOrder") {
+    CompactMesh const before = support::grid(60, 3);
+    CompactMesh after = before;
+    REQUIRE(cutByPlane(after, {1.0, 0.0, 0.0, -50.3}).refusal.empty());
+    std::vector<float> coordinates = support::coordinatesOf(after);
+    coordinates.resize(3 * 40);  // those of the first row that lie far from the cut
+    std::vector<float> expected = support::coordinatesOf(before);
+    expected.resize(3 * 40);
+    CHECK(coordinates == expected);
+    auto const surface = support::positionTriples(after);
+    int found = 0;
+    for (auto const& triangle : support::positionTriples(before))
+        found += surface.count(triangle) > 0 ? 1 : 0;
+    CHECK(found >= 6 * 40);
+}
+
+TEST_CASE("refusalsChangeNothingAndSayWhatToDo") {
+    CompactMesh sheet = support::grid(4, 4);
+    auto const untouched = support::coordinatesOf(sheet);
+    support::ModificationCounter const counter(sheet);
+
+    CutOutcome const inside = cutByCurves(sheet, {{{1.2, 1.1, 0}, {2.8, 2.1, 0}}});
+    CHECK(inside.refusal.find("border to border") != std::string::npos);
+
+    CutOutcome const loop =
+        cutByCurves(sheet, {{{1.5, 1.2, 0}, {1.8, 1.2, 0}, {1.8, 1.4, 0}, {1.5, 1.2, 0}}});
+    CHECK(loop.refusal.find("subdivide the mesh there first") != std::string::npos);
+    REQUIRE(loop.problemPoint.has_value());
+    CHECK((*loop.problemPoint)[0] == doctest::Approx(5.0 / 3.0));
+
+    // Three that cross pairwise in one triangle.
+    CutOutcome const three = cutByCurves(
+        sheet,
+        {{{-1, 1.3, 0}, {5, 1.3, 0}}, {{1.6, -1, 0}, {1.6, 5, 0}}, {{0.55, 0, 0}, {4, 3.45, 0}}});
+    CHECK(three.refusal.find("three curves cross") != std::string::npos);
+
+    CHECK(trimora::cutMesh(sheet, {}, 1e-6).refusal.find("no curve") != std::string::npos);
+    CHECK(counter.total() == 0);
+    CHECK(support::coordinatesOf(sheet) == untouched);
+    CHECK(sheet.getSelectedTriangles().count == 0);
+}
+
+TEST_CASE("tooManyPointsInOneTriangleAreRefused") {
+    CompactMesh sheet = support::grid(2, 2);
+    trimora::SurfaceCurves curves(1);
+    for (int i = 0; i <= trimora::maxPolygonCorners; ++i)
+        curves[0].push_back({0, 0.5, 0.25, 0.25});
+    CutOutcome const outcome = trimora::cutMesh(sheet, curves, 1e-6);
+    CHECK(outcome.refusal.find("5001 points in one triangle, 4997 at most") != std::string::npos);
+}
+
+TEST_CASE("brokenSurfacesAreRefusedOnlyNearTheCut") {
+    CompactMesh mesh = support::joined(support::grid(40, 3), support::bowTie(), 39.0f, 1.0f, 1.0f);
+    REQUIRE(cutByPlane(mesh, {1.0, 0.0, 0.0, -5.5}).refusal.empty());
+    CompactMesh fin = support::threeOnAnEdge();
+    CutOutcome const outcome =
+        trimora::cutMesh(fin, {{{0, 0.0, 0.5, 0.5}, {0, 0.5, 0.5, 0.0}}}, 1e-6);
+    CHECK(outcome.refusal.find("more than two triangles meet") == 0);
+    CHECK(outcome.refusal.find("repair the mesh first") != std::string::npos);
+    CompactMesh const turned = support::flipped(support::grid(6, 6), 0.5, 3);
+    CompactMesh mixed = turned;
+    CHECK(cutByPlane(mixed, {1.0, 0.0, 0.0, -2.5}).refusal.find("wound against") !=
+          std::string::npos);
+}
+
+TEST_CASE("vertexSetsThatCannotBeCarriedAreNamed") {
+    CompactMesh sheet = support::grid(6, 4);
+    sheet.allocUVArray();
+    CutOutcome const outcome = cutByPlane(sheet, {1.0, 0.0, 0.0, -2.5});
+    CHECK(outcome.dropped == std::vector<std::string>{"uvs"});
+    CHECK(sheet.getUVs() == nullptr);
+}
+
+TEST_CASE("partsAreTheComponentsInOrder") {
+    CompactMesh const two = support::joined(support::cube(), support::tetrahedron(), 5.0f);
+    auto const parts = trimora::splitIntoParts(two);
+    REQUIRE(parts.size() == 2);
+    CHECK(support::positionTriples(parts[0]) == support::positionTriples(support::cube()));
+    CHECK(parts[1].getNumTriangles() == 4);
+    CHECK(trimora::splitIntoParts(CompactMesh()).empty());
+    CompactMesh const soup = support::soup(support::sphere(3));
+    CHECK(trimora::splitIntoParts(soup).size() == 512);
+}
+
+TEST_CASE("realMeshesAreCutByPlanesInEveryDirection") {
+    for (char const* const name : {"stanford_bunny.obj", "rocker_arm.obj", "mountain.obj"}) {
+        std::string const path = support::corpusFile(name);
+        if (path.empty())
+            continue;
+        CAPTURE(name);
+        CompactMesh mesh;
+        trimora::ReadReport report;
+        REQUIRE(trimora::readMesh(path, mesh, report));
+        koLinear::Vector sum;
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
+            sum += mesh.getVertices()[v].asPoint().asVector();
+        sum /= mesh.getNumVertices();
+        for (koLinear::Vector const& n : {koLinear::Vector(1, 0, 0), koLinear::Vector(0.2, 1, 0.3),
+                                          koLinear::Vector(-1, 1, 2)}) {
+            CompactMesh cut = mesh;
+            CutOutcome const outcome = cutByPlane(cut, {n.x, n.y, n.z, -dot(n, sum)});
+            REQUIRE(outcome.refusal.empty());
+            CHECK(trimora::countMesh(cut).components > 1);
+            CHECK(outcome.areaAfter == doctest::Approx(outcome.areaBefore).epsilon(1e-3));
+            checkSound(cut);
+        }
+    }
+}
