@@ -6,6 +6,7 @@
 #include "trimora/connectivity/getSharedEdgeAdjacentTriangle.h"
 #include "trimora/connectivity/sortAdjTris.h"
 
+#include <algorithm>
 #include <doctest/doctest.h>
 
 using namespace koGeom;
@@ -133,7 +134,8 @@ TEST_CASE("sortsAFanFromItsFirstTriangle") {
 TEST_CASE("fanOrderAgreesWithItsDefinitionForShortAndLongFans") {
     std::vector<support::NamedMesh> meshes = support::zoo();
     meshes.push_back({"shuffled fan", tables::shuffledFan(700)});
-    meshes.push_back({"crowded lattice soup", support::latticeSoup(6, 500, 8)});
+    for (int const numVertices : {2, 3, 6, 12})
+        meshes.push_back({"crowded lattice soup", support::latticeSoup(numVertices, 500, 8)});
     for (auto const& [name, mesh] : meshes) {
         CAPTURE(name);
         MeshAdjTris table;
@@ -146,6 +148,27 @@ TEST_CASE("fanOrderAgreesWithItsDefinitionForShortAndLongFans") {
             CHECK(out == bruteForceFan(v, tris, mesh.getTriangles()));
         }
     }
+}
+
+// Two piles, wound against each other, on the edge 0-1: each triangle has thousands of candidates to follow it.
+TEST_CASE("fansOfManyTrianglesOnOneEdgeAreSortedInGoodTime") {
+    int const half = 100000;
+    std::vector<int> corners;
+    std::vector<int> tris;
+    for (int i = 0; i < 2 * half; ++i) {
+        int const other = i < half ? 1 : 2;
+        corners.insert(corners.end(), {0, other, 3 - other});
+        tris.push_back(i);
+    }
+    CompactMesh const mesh = support::meshOf(std::vector<float>(9), corners);
+    ko::vector<int> out;
+    sortAdjTris(0, 2 * half, tris.data(), mesh.getTriangles(), out);
+    int numAlike = 0;
+    for (std::size_t i = 1; i < out.size(); ++i)
+        numAlike += (out[i] < half) == (out[i - 1] < half);
+    CHECK(numAlike == 0);
+    std::sort(out.begin(), out.end());
+    CHECK(std::equal(out.begin(), out.end(), tris.begin(), tris.end()));
 }
 
 TEST_CASE("findsTheLowestOtherTriangleAcrossAnEdge") {

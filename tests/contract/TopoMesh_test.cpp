@@ -325,6 +325,27 @@ TEST_CASE("observersHearOfEachModification") {
     connection->disconnect();
 }
 
+namespace {
+
+/// All links of two half-edges of two meshes, those to what leaves the same vertex among them.
+bool haveEqualLinks(TopoMeshEdge a, TopoMeshEdge b) {
+    auto const number = [](auto const* record) {
+        return record != nullptr ? record->number + 1 : 0;
+    };
+    auto const* const p = a.record();
+    auto const* const q = b.record();
+    return number(p) == number(q) && number(p->origin) == number(q->origin) &&
+           number(p->next) == number(q->next) && number(p->prev) == number(q->prev) &&
+           number(p->twin) == number(q->twin) && number(p->face) == number(q->face) &&
+           number(p->nextLeaving) == number(q->nextLeaving) &&
+           number(p->prevLeaving) == number(q->prevLeaving) &&
+           number(p->origin->edge) == number(q->origin->edge) &&
+           number(p->origin->firstLeaving) == number(q->origin->firstLeaving) &&
+           p->origin->position == q->origin->position;
+}
+
+}  // namespace
+
 TEST_CASE("buildingInBulkEqualsOneByOne") {
     for (support::NamedMesh const& named : support::zoo()) {
         INFO(named.name);
@@ -349,11 +370,74 @@ TEST_CASE("buildingInBulkEqualsOneByOne") {
         std::vector<TopoMeshEdge> const b = listOf(inBulk.firstEdge());
         bool same = a.size() == b.size();
         for (std::size_t i = 0; same && i < a.size(); ++i)
-            same = ko::hash<TopoMeshEdge>()(a[i].twin()) == ko::hash<TopoMeshEdge>()(b[i].twin()) &&
-                   ko::hash<TopoMeshEdge>()(a[i].origin().edge()) ==
-                       ko::hash<TopoMeshEdge>()(b[i].origin().edge());
+            same = haveEqualLinks(a[i], b[i]);
         CHECK(same);
     }
+}
+
+// Many enough for the pool; single allocations before and after, so that blocks are begun and left in their middle.
+TEST_CASE("buildingInBulkDoesNotDependOnThreadsAndGoesOnWithWhatWasThere") {
+    CompactMesh const source = support::sphere(6);
+    REQUIRE(source.getNumTriangles() > 10000);
+    std::vector<Point> points;
+    for (int i = 0; i < source.getNumVertices(); ++i)
+        points.push_back(source.getVertices()[i].asPoint());
+    TopoMesh oneByOne;
+    support::fillPolygon(oneByOne, 300);
+    fill(oneByOne, source);
+    support::fillPolygon(oneByOne, 5);
+    fill(oneByOne, support::tetrahedron());
+    support::withPools([&](int) {
+        TopoMesh mesh;
+        support::fillPolygon(mesh, 300);
+        mesh.allocFaces(source.getNumVertices(), points.data(), source.getNumTriangles(), 3,
+                        source.getTrianglesRaw());
+        support::fillPolygon(mesh, 5);
+        fill(mesh, support::tetrahedron());
+        CHECK(faultOf(mesh) == "");
+        CHECK(facesOf(mesh) == facesOf(oneByOne));
+        TopoMeshEdge a = oneByOne.firstEdge();
+        TopoMeshEdge b = mesh.firstEdge();
+        while (a && b && haveEqualLinks(a, b)) {
+            a = a.nextInList();
+            b = b.nextInList();
+        }
+        CHECK(!a);
+        CHECK(!b);
+    });
+}
+
+// Blocks that are left with room, blocks without a living record, and lists that begin late.
+TEST_CASE("listsStayWholeAroundManySmallBulksAndDeletions") {
+    Point const points[3] = {Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)};
+    std::vector<Point> many(500, Point(1, 2, 3));
+    std::vector<int> corners;
+    for (int i = 0; i + 2 < 500; ++i)
+        corners.insert(corners.end(), {i, i + 1, i + 2});
+    int const one[3] = {0, 1, 2};
+    TopoMesh mesh;
+    support::Random random(5);
+    int expected = 0;
+    for (int round = 0; round < 300; ++round) {
+        int const kind = random.index(4);
+        int const numFaces = kind == 0 ? 498 : 1 + random.index(20);
+        if (kind < 2)
+            mesh.allocFaces(500, many.data(), numFaces, 3, corners.data());
+        else if (kind == 2)
+            mesh.allocFaces(3, points, 1, 3, one);
+        else
+            support::fillPolygon(mesh, 3);
+        expected += kind < 2 ? numFaces : 1;
+        if (random.index(5) == 0)
+            for (TopoMeshFace f = mesh.firstFace(); f && random.index(300) != 0;
+                 f = mesh.firstFace(), --expected)
+                mesh.deleteFace(f);
+        CHECK(static_cast<int>(listOf(mesh.firstFace()).size()) == expected);
+        CHECK(mesh.numEdges() == 3 * expected);
+        CHECK(static_cast<int>(listOf(mesh.firstEdge()).size()) == mesh.numEdges());
+        CHECK(static_cast<int>(listOf(mesh.firstVertex()).size()) == mesh.numVertices());
+    }
+    CHECK(faultOf(mesh) == "");
 }
 
 TEST_CASE("bulkBuildingRefusesWhatDoesNotFit") {

@@ -1,3 +1,4 @@
+#include "queryOracles.h"
 #include "queryScenes.h"
 #include "support/checks.h"
 
@@ -14,65 +15,15 @@
 #include <vector>
 
 using namespace koGeom;
+using queryScenes::Best;
+using queryScenes::Found;
+using queryScenes::largest;
+using queryScenes::nearestPlaceInVoxels;
+using queryScenes::nearestPlaceOfAll;
 using queryScenes::Scene;
+using queryScenes::squaredDistance;
 
 namespace {
-
-constexpr double largest = std::numeric_limits<double>::max();
-
-struct Found {
-    double distance = 0.0;
-    MeshCoord coord;
-
-    bool operator==(Found const& other) const {
-        return distance == other.distance && coord.triangle == other.coord.triangle &&
-               std::equal(coord.weights, coord.weights + 3, other.coord.weights);
-    }
-};
-
-double squaredDistance(Scene const& scene, MeshCoord const& coord, Point const& p) {
-    return distance2(coord.evaluate(scene.mesh.getVertices(), scene.mesh.getTriangles()), p);
-}
-
-struct Best {
-    double distance2 = largest;
-    MeshCoord coord;
-
-    void consider(Scene const& scene, int triangle, Point const& p) {
-        MeshCoord const candidate = meshTriClosestPt(scene.mesh.getVerticesRaw(),
-                                                     scene.mesh.getTrianglesRaw(), triangle, p);
-        if (!candidate.valid())
-            return;
-        double const squared = squaredDistance(scene, candidate, p);
-        if (squared < distance2) {
-            distance2 = squared;
-            coord = candidate;
-        }
-    }
-};
-
-/// Every triangle of every voxel up to the distance of the best, each once.
-Found nearestInVoxels(Scene const& scene, Point const& p) {
-    Best best;
-    std::set<int> met;
-    for (OctreeClosestIt voxels(scene.octree, p);
-         voxels.valid() && voxels.getDistance2() < best.distance2; voxels.next()) {
-        int const voxel = voxels.get().node->voxelIndex;
-        for (int i = 0; i < scene.octreeTris.numTris(voxel); ++i) {
-            int const triangle = scene.octreeTris.firstTri(voxel)[i];
-            if (met.insert(triangle).second)
-                best.consider(scene, triangle, p);
-        }
-    }
-    return {std::sqrt(best.distance2), best.coord};
-}
-
-Found nearestOfAll(Scene const& scene, Point const& p) {
-    Best best;
-    for (int t = 0; t < scene.mesh.getNumTriangles(); ++t)
-        best.consider(scene, t, p);
-    return {std::sqrt(best.distance2), best.coord};
-}
 
 Found compute(MeshClosestPoint& query, Point const& p) {
     Found found;
@@ -144,7 +95,7 @@ TEST_CASE("closestPointIsThatOfMeasuringEveryTriangleOfTheVoxels") {
             Vector const step = 1e-3 * scene.diagonal() *
                                 Vector(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1));
             p = random.index(2) == 0 ? drawPoint(random, scene) : p + step;
-            Found const expected = nearestInVoxels(scene, p);
+            Found const expected = nearestPlaceInVoxels(scene, p);
             REQUIRE(compute(query, p) == expected);
             REQUIRE(query.compute(p, nullptr) == expected.distance);
         }
@@ -162,7 +113,7 @@ TEST_CASE("closestPointIsTheNearestOfAllTriangles") {
             double const rounding =
                 1e-6 * (scene.diagonal() + distance(p, scene.at(0.5, 0.5, 0.5)));
             Found const found = compute(query, p);
-            CHECK(std::abs(found.distance - nearestOfAll(scene, p).distance) <= rounding);
+            CHECK(std::abs(found.distance - nearestPlaceOfAll(scene, p).distance) <= rounding);
             CHECK(found.distance == std::sqrt(squaredDistance(scene, found.coord, p)));
         }
     }
@@ -217,7 +168,7 @@ TEST_CASE("brokenPointsFindNothingOrWhatTheVoxelsHold") {
         MeshClosestPoint query(scene.mesh, scene.octree, scene.octreeTris);
         for (int i = 0; i < 30; ++i) {
             Point const p(draw(), draw(), draw());
-            CHECK(compute(query, p) == nearestInVoxels(scene, p));
+            CHECK(compute(query, p) == nearestPlaceInVoxels(scene, p));
             MeshCoord coord;
             double const vertexDistance =
                 meshClosestPoint(scene.mesh, scene.octree, scene.adjTris, p, &coord);
@@ -234,7 +185,7 @@ TEST_CASE("copyUsesTheMemoryOfItsSource") {
     support::Random random(3);
     for (int i = 0; i < 100; ++i) {
         Point const p = drawPoint(random, scene);
-        Found const expected = nearestInVoxels(scene, p);
+        Found const expected = nearestPlaceInVoxels(scene, p);
         CHECK(compute(i % 2 == 0 ? source : copy, p) == expected);
     }
 }

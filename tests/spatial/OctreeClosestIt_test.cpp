@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <doctest/doctest.h>
 #include <limits>
 #include <vector>
@@ -74,6 +75,40 @@ TEST_CASE("limitLeavesOutNothingNearer") {
              walk.next(limit2))
             distances.push_back(walk.getDistance2());
         CHECK(distances == expected);
+    }
+}
+
+// A walk without some of the leaves delivers the others as the walk with all does; on a lattice, where many are equally near.
+TEST_CASE("leavingOutLeavesDoesNotChangeTheOrderOfTheOthers") {
+    support::Random random(3);
+    Cloud cloud;
+    for (int i = 0; i < 3 * 600; ++i)
+        cloud.push_back(static_cast<float>(random.index(17)));
+    Octree const octree(600, cloud.data(), BoundingBox(PointFlt(0, 0, 0), PointFlt(16, 16, 16)),
+                        true, 2);
+    OctreeNode const* const root = octree.getRoot().node;
+    std::vector<std::uint8_t> wanted(static_cast<std::size_t>(octree.numVoxels / 7));
+    for (int run = 0; run < 200; ++run) {
+        OctreeNode const* node = root + 1;
+        for (std::uint8_t& set : wanted)
+            for (set = 0; (node - root - 1) / 8 == &set - wanted.data(); ++node)
+                if (node->isLeaf == 0 || random.index(2) == 0)
+                    set |= static_cast<std::uint8_t>(1u << ((node - root - 1) % 8));
+        auto const isWanted = [&](OctreeNode const* leaf) {
+            auto const place = static_cast<std::size_t>(leaf - root - 1);
+            return (wanted[place / 8] >> place % 8 & 1) != 0;
+        };
+        Point const p(random.index(49) - 16, random.index(33) * 0.5, random.index(17));
+        double const limit2 = run % 2 == 0 ? 1e9 : random.index(300);
+        std::vector<OctreeNode const*> expected, found;
+        OctreeClosestIt walk;
+        for (walk.reset(octree, p); walk.valid() && walk.getDistance2() < limit2; walk.next(limit2))
+            if (isWanted(walk.get().node))
+                expected.push_back(walk.get().node);
+        for (walk.reset(octree, p, wanted.data()); walk.valid() && walk.getDistance2() < limit2;
+             walk.next(limit2))
+            found.push_back(walk.get().node);
+        CHECK(found == expected);
     }
 }
 

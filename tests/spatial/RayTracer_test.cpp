@@ -1,3 +1,4 @@
+#include "queryOracles.h"
 #include "queryScenes.h"
 #include "support/checks.h"
 
@@ -13,46 +14,13 @@
 #include <vector>
 
 using namespace koGeom;
+using queryScenes::nearestHitInVoxels;
+using queryScenes::nearestHitOfAll;
+using queryScenes::noHit;
+using queryScenes::RayQuery;
 using queryScenes::Scene;
 
 namespace {
-
-constexpr double noHit = 3.4028234663852886e38;
-
-struct RayQuery {
-    PointFlt origin;
-    Vector dir;
-};
-
-/// t of the hit with one triangle, or noHit.
-double hitWith(Scene const& scene, RayQuery const& query, int triangle) {
-    float const* corners[3];
-    for (int k = 0; k < 3; ++k)
-        corners[k] = &scene.mesh.getVertices()[scene.mesh.getTriangles()[triangle][k]].x;
-    double t, u, v;
-    bool const met = intersectRayTriangle(&query.dir.x, &query.origin.x, corners[0], corners[1],
-                                          corners[2], t, u, v);
-    return met && t > static_cast<double>(epsilonTolFlt) ? t : noHit;
-}
-
-/// Every triangle of every voxel along the ray, to the end.
-double nearestInVoxels(Scene const& scene, RayQuery const& query) {
-    Ray const ray(query.origin, query.dir);
-    double nearest = noHit;
-    for (OctreeRayIntersectIt voxels(scene.octree, ray); voxels.valid(); voxels.next()) {
-        int const voxel = voxels.get().node->voxelIndex;
-        for (int i = 0; i < scene.octreeTris.numTris(voxel); ++i)
-            nearest = std::min(nearest, hitWith(scene, query, scene.octreeTris.firstTri(voxel)[i]));
-    }
-    return nearest;
-}
-
-double nearestOfAll(Scene const& scene, RayQuery const& query) {
-    double nearest = noHit;
-    for (int t = 0; t < scene.mesh.getNumTriangles(); ++t)
-        nearest = std::min(nearest, hitWith(scene, query, t));
-    return nearest;
-}
 
 Vector drawDirection(support::Random& random) {
     double const odd[] = {0.0, -0.0, 1.0, -1.0, 1e-7};
@@ -121,7 +89,7 @@ void compare(Scene const& scene, int numRays, std::uint64_t seed, Tally& tally) 
     nearest.setFindNearestHit(true);
     for (int i = 0; i < numRays; ++i) {
         RayQuery const query = drawRay(random, scene);
-        double const expected = nearestInVoxels(scene, query);
+        double const expected = nearestHitInVoxels(scene, query);
         bool const hit = nearest.intersect(query.origin, query.dir);
         REQUIRE(hit == (expected < noHit));
         REQUIRE(nearest.intersectionDist() == expected);
@@ -165,7 +133,7 @@ TEST_CASE("nearestHitIsThatOfAWalkToTheEndWhereRoundingMakesHits") {
         tracer.setFindNearestHit(true);
         for (int i = 0; i < 2000; ++i) {
             RayQuery const query = drawRayInAPlane(random, scene);
-            double const expected = nearestInVoxels(scene, query);
+            double const expected = nearestHitInVoxels(scene, query);
             REQUIRE(tracer.intersect(query.origin, query.dir) == (expected < noHit));
             REQUIRE(tracer.intersectionDist() == expected);
             numHits += expected < noHit;
@@ -186,8 +154,8 @@ TEST_CASE("nearestHitIsTheNearestOfAllTriangles") {
             Point const to = scene.at(random.real(0, 1), random.real(0, 1), random.real(0, 1));
             RayQuery const query{PointFlt(from), to - from};
             CHECK(tracer.intersect(query.origin, query.dir) ==
-                  (nearestOfAll(scene, query) < noHit));
-            CHECK(tracer.intersectionDist() == nearestOfAll(scene, query));
+                  (nearestHitOfAll(scene, query) < noHit));
+            CHECK(tracer.intersectionDist() == nearestHitOfAll(scene, query));
         }
     }
 }
@@ -210,30 +178,6 @@ TEST_CASE("raysMeetAClosedSurfaceFromInsideAndOutside") {
         CHECK_FALSE(tracer.intersect(outside, -dir));
         CHECK(tracer.intersectionDist() == noHit);
     }
-}
-
-TEST_CASE("anyHitModeKeepsTheDistanceAtItsStart") {
-    Scene const scene(support::cube());
-    RayTracer tracer(scene.octree, scene.octreeTris, &scene.mesh);
-    CHECK(tracer.intersect({0.3f, 0.4f, 5.0f}, {0, 0, -1}));
-    CHECK(tracer.intersectionDist() == noHit);
-    tracer.setFindNearestHit(true);
-    CHECK(tracer.intersect({0.3f, 0.4f, 5.0f}, {0, 0, -1}));
-    CHECK(tracer.intersectionDist() == 4.0);
-    CHECK(tracer.intersect({0.3f, 0.4f, 5.0f}, {0, 0, -8}));
-    CHECK(tracer.intersectionDist() == 0.5);
-    tracer.setFindNearestHit(false);
-    CHECK(tracer.intersect({0.3f, 0.4f, 5.0f}, {0, 0, -1}));
-    CHECK(tracer.intersectionDist() == noHit);
-}
-
-TEST_CASE("rayLeavingTheSurfaceMeetsTheOtherSide") {
-    Scene const scene(support::cube());
-    RayTracer tracer(scene.octree, scene.octreeTris, &scene.mesh);
-    tracer.setFindNearestHit(true);
-    CHECK(tracer.intersect({0.3f, 0.4f, 1.0f}, {0, 0, -1}));
-    CHECK(tracer.intersectionDist() == 1.0);
-    CHECK_FALSE(tracer.intersect({0.3f, 0.4f, 1.0f}, {0, 0, 1}));
 }
 
 // Called by itself it works under the mark of the ray in hand and leaves the marks.
@@ -291,7 +235,7 @@ TEST_CASE("brokenRaysEndAndAgreeWithTheWalkToTheEnd") {
         for (int i = 0; i < 50; ++i) {
             RayQuery const query{PointFlt(Point(draw(), draw(), draw())),
                                  Vector(draw(), draw(), draw())};
-            double const expected = nearestInVoxels(scene, query);
+            double const expected = nearestHitInVoxels(scene, query);
             CHECK(tracer.intersect(query.origin, query.dir) == (expected < noHit));
             CHECK(tracer.intersectionDist() == expected);
         }

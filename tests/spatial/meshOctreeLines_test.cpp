@@ -32,6 +32,7 @@ CompactMesh withLines(CompactMesh mesh, int numLines, std::uint64_t seed) {
 TEST_CASE("lineTableAgreesWithBruteForceAndAllThreads") {
     std::vector<support::NamedMesh> meshes = support::zoo();
     meshes.push_back({"terrain", support::terrain(20, 20, 3)});
+    meshes.push_back({"not finite", voxelTables::brokenTerrain()});
     for (auto const& [name, source] : meshes) {
         CAPTURE(name);
         CompactMesh const mesh = withLines(source, 300, 9);

@@ -1,12 +1,14 @@
 #include "support/builders.h"
 
 #include "trimora/contract/koGeom/MeshCoord.h"
-#include "trimora/spatial/detail/TriangleBoxDistances.h"
+#include "trimora/spatial/detail/PackedVoxels.h"
 #include "trimora/spatial/detail/TriangleRayFilter.h"
-#include "trimora/spatial/detail/VoxelDiscs.h"
+#include "trimora/spatial/detail/VoxelDisc.h"
 
 #include <cmath>
+#include <cstdint>
 #include <doctest/doctest.h>
+#include <limits>
 #include <numeric>
 #include <vector>
 
@@ -48,12 +50,7 @@ TEST_CASE("discOfAVoxelIsNeverFartherThanItsTriangles") {
          {support::terrain(20, 20, 1), support::sphere(3), support::latticeSoup(99, 99, 2)}) {
         for (int run = 0; run < 1000; ++run) {
             std::vector<int> const tris = drawPatch(random, mesh.getNumTriangles());
-            detail::VoxelDiscs discs(1);
-            for (int i = 0; i < 3; ++i) {
-                CHECK_FALSE(
-                    (i < 2 && discs.isBeyond(0, {1e6, 0, 0}, 1.0)));  // made at the second reading
-                discs.read(0, mesh, tris.data(), static_cast<int>(tris.size()));
-            }
+            detail::VoxelDisc const disc(mesh, tris.data(), static_cast<int>(tris.size()));
             // the corner farthest from the middle of all: it is on the rim, or near it
             Vector middle;
             for (int const t : tris)
@@ -69,8 +66,8 @@ TEST_CASE("discOfAVoxelIsNeverFartherThanItsTriangles") {
             for (double const reach : {0.001, 0.1, 1.0, 30.0}) {
                 Point const p = corner + drawVector(random, reach);
                 double const least2 = leastDistance2(mesh, tris, p);
-                REQUIRE_FALSE(discs.isBeyond(0, p, least2 * (1.0 + 1e-9) + 1e-12));
-                numBeyond += discs.isBeyond(0, p, 0.9 * least2);
+                REQUIRE_FALSE(disc.isBeyond(p, std::sqrt(least2 * (1.0 + 1e-9) + 1e-12)));
+                numBeyond += disc.isBeyond(p, std::sqrt(0.9 * least2));
             }
         }
     }
@@ -83,36 +80,80 @@ TEST_CASE("discOfAVoxelIsNeverFartherThanItsTriangles") {
 TEST_CASE("discOfAFlatPatchIsFlat") {
     CompactMesh const mesh = support::grid(2, 2);
     std::vector<int> const all = {0, 1, 2, 3, 4, 5, 6, 7};
-    detail::VoxelDiscs discs(1);
-    discs.read(0, mesh, all.data(), 8);
-    discs.read(0, mesh, all.data(), 8);
-    CHECK(discs.isBeyond(0, {1, 1, 2}, 3.99));
-    CHECK_FALSE(discs.isBeyond(0, {1, 1, 2}, 4.01));
+    detail::VoxelDisc const disc(mesh, all.data(), 8);
+    CHECK(disc.isBeyond({1, 1, 2}, 1.99));
+    CHECK_FALSE(disc.isBeyond({1, 1, 2}, 2.01));
     double const radius = std::sqrt(2.0);
-    CHECK(discs.isBeyond(0, {1 + radius + 3, 1, 0}, 8.9));
-    CHECK_FALSE(discs.isBeyond(0, {1 + radius + 3, 1, 0}, 9.1));
+    CHECK(disc.isBeyond({1 + radius + 3, 1, 0}, 2.98));
+    CHECK_FALSE(disc.isBeyond({1 + radius + 3, 1, 0}, 3.02));
 }
 
-TEST_CASE("boxDistancesAreThoseOfTheBoxesForAnyCount") {
-    CompactMesh const mesh = support::terrain(10, 10, 4);
+namespace {
+
+/// Bit i for the triangle with the number tris[i] that the packets of voxel 0 leave out.
+unsigned leftOut(detail::PackedVoxels const& voxels, int numTris, Point const& p, double reach) {
+    detail::PackedDistances const distances(voxels[0], p);
+    __m128 const limit = _mm_set1_ps(distances.limit(reach));
+    unsigned out = 0;
+    for (int first = 0; first < numTris; first += 4) {
+        std::uint8_t const* const packet =
+            voxels[0].packets + first / 4 * detail::PackedVoxels::packetBytes;
+        int const byBox = _mm_movemask_ps(_mm_cmpgt_ps(distances.boxSquares(packet), limit));
+        out |= static_cast<unsigned>(byBox | distances.beyondAlongMiddle(packet, limit)) << first;
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST_CASE("packetsLeaveOutNothingWithinReach") {
     support::Random random(2);
-    for (int run = 0; run < 2000; ++run) {
-        PointFlt const p((Point(5, 5, 0) + drawVector(random, 10.0)));
-        detail::TriangleBoxDistances const boxes(mesh.getVerticesRaw(), mesh.getTrianglesRaw(), p);
-        int const count = 1 + random.index(4);
-        int tris[4];
-        for (int& t : tris)
-            t = random.index(200);
-        float squares[4];
-        _mm_storeu_ps(squares, boxes.squares(tris, count));
-        for (int lane = 0; lane < 4; ++lane) {
-            BoundingBox box;
-            for (int const v : mesh.getTriangles()[tris[std::min(lane, count - 1)]].vertices)
-                box.extend(mesh.getVertices()[v].asPointFlt());
-            CHECK(static_cast<double>(squares[lane]) ==
-                  doctest::Approx(box.distance2(p)).epsilon(1e-6));
+    int numOut = 0;
+    int numFar = 0;
+    for (CompactMesh const& mesh :
+         {support::terrain(20, 20, 1), support::sphere(3), support::latticeSoup(99, 99, 2)}) {
+        for (int run = 0; run < 500; ++run) {
+            std::vector<int> const tris = drawPatch(random, mesh.getNumTriangles());
+            int const numTris = static_cast<int>(tris.size());
+            detail::PackedVoxels voxels(1);
+            voxels.read(0, mesh, tris.data(), numTris);
+            if (voxels[0].unit == 0.0f)
+                continue;  // a single triangle without extent
+            Point const corner =
+                mesh.getVertices()[mesh.getTriangles()[tris[0]][random.index(3)]].asPoint();
+            for (double const size : {0.0, 0.001, 0.1, 1.0, 30.0, 1e6}) {
+                Point const p = corner + drawVector(random, size);
+                int const one = random.index(numTris);
+                double const reach = std::sqrt(leastDistance2(mesh, {tris[one]}, p));
+                unsigned const out = leftOut(voxels, numTris, p, reach * (1.0 + 1e-9) + 1e-12);
+                for (int i = 0; i < numTris; ++i) {
+                    double const distance = std::sqrt(leastDistance2(mesh, {tris[i]}, p));
+                    bool const isOut = (out >> i & 1) != 0;
+                    REQUIRE_FALSE((isOut && distance <= reach));
+                    numFar += distance > 1.5 * reach;
+                    numOut += isOut && distance > 1.5 * reach;
+                }
+            }
         }
     }
+    CHECK(numOut > 0.6 * numFar);
+}
+
+TEST_CASE("voxelsWithBrokenCornersOrWithoutExtentAreNotPacked") {
+    float const infinity = std::numeric_limits<float>::infinity();
+    int const tris[] = {0, 1};
+    for (float const broken : {infinity, -infinity, std::nanf(""), 3e38f}) {
+        CompactMesh const mesh = support::meshOf(
+            {0, 0, 0, 3e38f, 0, 0, 0, 1, 0, -3e38f, broken, broken}, {0, 1, 2, 0, 2, 3});
+        detail::PackedVoxels voxels(1);
+        voxels.read(0, mesh, tris, 2);
+        CHECK(voxels[0].unit == 0.0f);
+    }
+    CompactMesh const point = support::meshOf({5, 5, 5}, {0, 0, 0, 0, 0, 0});
+    detail::PackedVoxels voxels(1);
+    voxels.read(0, point, tris, 2);
+    CHECK(voxels[0].unit == 0.0f);
+    CHECK_FALSE(voxels[0].isBeyond({9, 9, 9}, 1.0));
 }
 
 // Rays that graze triangles of all sizes at all angles.

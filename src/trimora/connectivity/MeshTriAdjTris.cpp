@@ -5,6 +5,7 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
 
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -54,20 +55,28 @@ struct EdgeBuckets {
           numTriangles(mesh.getNumTriangles()),
           numEdges(detail::tableSize(std::int64_t{3} * numTriangles)),
           triangles(mesh.getTriangles()),
-          starts(std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(numVertices) + 1)),
-          edges(std::make_unique_for_overwrite<Edge[]>(static_cast<std::size_t>(numEdges))) {
+          startArray_(detail::tableSize(std::int64_t{numVertices} + 1)),
+          edgeArray_(numEdges),
+          starts(startArray_.data()),
+          edges(edgeArray_.data()) {
         detail::VertexBuckets<EdgeKeys> buckets(numVertices, triangles, numTriangles,
-                                                EdgeKeys{edges.get()});
-        buckets.run(starts.get());
-        starts[static_cast<std::size_t>(numVertices)] = numEdges;
+                                                EdgeKeys{edges});
+        buckets.run(starts);
+        starts[numVertices] = numEdges;
     }
 
     int numVertices;
     int numTriangles;
     int numEdges;
     MeshTriangle const* triangles;
-    std::unique_ptr<int[]> starts;  // one a vertex, and the end
-    std::unique_ptr<Edge[]> edges;
+
+private:
+    Array<int> startArray_;
+    Array<Edge> edgeArray_;
+
+public:
+    int* starts;  // one a vertex, and the end
+    Edge* edges;
 };
 
 /// Finds what lies across each edge. A thread takes a slice of the buckets; an edge lies in one bucket only.
@@ -75,8 +84,8 @@ class LinkAlg : public koUtil::ThreadedAlg {
 public:
     LinkAlg(EdgeBuckets& buckets, int* links)
         : numVertices_(buckets.numVertices),
-          starts_(buckets.starts.get()),
-          edges_(buckets.edges.get()),
+          starts_(buckets.starts),
+          edges_(buckets.edges),
           links_(links) {}
 
     void initialize(int numThreads) override {
@@ -90,13 +99,12 @@ public:
             return;
         int const begin = getBeginIndex(threadIndex, numSlices, numVertices_);
         int const end = getBeginIndex(threadIndex + 1, numSlices, numVertices_);
-        auto const lastMet =
-            std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(numVertices_));
-        std::fill_n(lastMet.get(), numVertices_, -1);
+        Array<int> lastMet(numVertices_);
+        lastMet.fill(neverMet);
 
         Counts counts;
         for (int v = begin; v < end; ++v) {
-            int const numPairs = linkPairs(starts_[v], starts_[v + 1], lastMet.get());
+            int const numPairs = linkPairs(starts_[v], starts_[v + 1], lastMet.data());
             if (numPairs >= 0)
                 counts.pairs += numPairs;
             else
@@ -121,27 +129,29 @@ public:
     }
 
 private:
+    static constexpr int neverMet = std::numeric_limits<int>::min();
+
     /// Links the edges of a bucket two by two and returns the number of pairs; -1 when one of them is no pair of two
     /// triangles, the links being undefined then. `lastMet` holds for each larger vertex the position where it was met
-    /// last; what lies before this bucket is old.
+    /// last, or that it was met twice in the bucket that begins at ~lastMet; what lies before this bucket is old.
     int linkPairs(int begin, int end, int* lastMet) const {
         int numPairs = 0;
         int numFaulty = 0;
         for (int position = begin; position < end; ++position) {
             Edge const edge = edges_[position];
             int& last = lastMet[edge.larger];
-            bool const met = last >= begin;
-            int const partner = edges_[met ? last : position].number;
-            last = position;
+            bool const isMet = last >= begin;
+            bool const isTaken = last == ~begin;
+            int const partner = edges_[isMet ? last : position].number;
+            last = isMet ? ~begin : position;
 
             // Without branches: whether an edge has been met is a toss of a coin.
-            links_[edge.number] = noLink;
-            bool const isTaken = links_[partner] != noLink;
-            bool const isOwn = partner / 3 == edge.number / 3;
-            numFaulty += int{met} & (int{isTaken} | int{isOwn});
-            links_[partner] = edge.number / 3;
-            links_[edge.number] = met ? partner / 3 : noLink;
-            numPairs += met;
+            int const triangle = edge.number / 3;
+            int const partnerTriangle = partner / 3;
+            numFaulty += int{isTaken} | (int{isMet} & int{partnerTriangle == triangle});
+            links_[partner] = triangle;
+            links_[edge.number] = isMet ? partnerTriangle : noLink;
+            numPairs += isMet;
         }
         return numFaulty == 0 ? numPairs : -1;
     }
@@ -239,8 +249,8 @@ private:
     void forEachInGroup(int first, int edge, Visit const& visit) const {
         MeshTriangle const& triangle = buckets_.triangles[edge / 3];
         int const smaller = EdgeKeys::vertex(triangle, edge % 3);
-        Edge const* const edges = buckets_.edges.get();
-        for (int position = first, end = buckets_.starts[static_cast<std::size_t>(smaller) + 1];
+        Edge const* const edges = buckets_.edges;
+        for (int position = first, end = buckets_.starts[smaller + 1];
              position < end && edges[position].larger == edges[first].larger; ++position)
             if (edges[position].number / 3 != edge / 3)
                 visit(edges[position].number / 3);

@@ -33,15 +33,24 @@ public:
     void clear() { entries_.clear(); }
 
 private:
+    // All or nothing, also when memory gives out: a mesh with one connection would be connected again.
     void connect(Entity const& mesh) {
-        if (connected_.contains(&mesh))
+        if (!connected_.insert(&mesh).second)
             return;
         using Died = koRTB::FunctionArgMember<Entity*, SimpleMeshCacheImpl>;
         using Changed = koRTB::FunctionArgMember<EntityModification&, SimpleMeshCacheImpl>;
-        mesh.destructionSignal().addCallback(new Died(this, &SimpleMeshCacheImpl::forget), client_);
-        mesh.modificationSignal().addCallback(new Changed(this, &SimpleMeshCacheImpl::drop),
-                                              client_);
-        connected_.insert(&mesh);
+        koRTB::Connection* died = nullptr;
+        try {
+            died = mesh.destructionSignal().addCallback(
+                new Died(this, &SimpleMeshCacheImpl::forget), client_);
+            mesh.modificationSignal().addCallback(new Changed(this, &SimpleMeshCacheImpl::drop),
+                                                  client_);
+        } catch (...) {
+            if (died != nullptr)
+                died->disconnect();
+            connected_.erase(&mesh);
+            throw;
+        }
     }
 
     void forget(Entity* mesh) {

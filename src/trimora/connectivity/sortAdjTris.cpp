@@ -5,8 +5,8 @@
 #include <utility>
 
 // Fan order by selection: the triangle after each one is the first of those left that has the directed edge from the vertex to
-// the corner before it; it changes places with what stands there. A vertex of many triangles looks its candidates up in
-// a sorted list instead of walking all that is left; both give the same order.
+// the corner before it; it changes places with what stands there. A vertex of many triangles keeps the candidates of each
+// directed edge in a heap by place instead of walking all that is left; both give the same order.
 
 namespace koGeom {
 
@@ -46,20 +46,22 @@ public:
         for (std::size_t i = 0; i < tris.size(); ++i)
             for (int corner = 0; corner < 3; ++corner)
                 if (triangles[tris[i]][corner] == vertex)
-                    leaving_.emplace_back(triangles[tris[i]][(corner + 1) % 3], i);
-        std::sort(leaving_.begin(), leaving_.end());
+                    candidates_.push_back({triangles[tris[i]][(corner + 1) % 3], i, i});
+        std::stable_sort(candidates_.begin(), candidates_.end(),
+                         [](Candidate const& a, Candidate const& b) { return a.head < b.head; });
+        heapSizes_.resize(candidates_.size());
+        for (std::size_t i = candidates_.size(); i-- > 0;) {
+            bool const continues =
+                i + 1 < candidates_.size() && candidates_[i + 1].head == candidates_[i].head;
+            heapSizes_[i] = 1 + (continues ? heapSizes_[i + 1] : 0);
+        }
     }
 
     int triangle(std::size_t place) const { return tris_[order_[place]]; }
 
     /// Puts the first triangle behind `place` whose edge runs to `head` right behind it.
     void bringNext(std::size_t place, int head) {
-        std::size_t next = order_.size();
-        auto candidate =
-            std::lower_bound(leaving_.begin(), leaving_.end(), std::pair(head, std::size_t{0}));
-        for (; candidate != leaving_.end() && candidate->first == head; ++candidate)
-            if (places_[candidate->second] > place)
-                next = std::min(next, places_[candidate->second]);
+        std::size_t const next = firstBehind(place, head);
         if (next == order_.size())
             return;
         std::swap(order_[place + 1], order_[next]);
@@ -68,10 +70,42 @@ public:
     }
 
 private:
+    struct Candidate {
+        int head;
+        std::size_t number;  // in tris_
+        std::size_t place;   // where it stood when it was last looked at; it only ever moves back
+    };
+    static bool standsBehind(Candidate const& a, Candidate const& b) { return a.place > b.place; }
+
+    /// The least place behind `place` of a candidate; the list's length when there is none. What stands before it has
+    /// had its turn and leaves the heap for good.
+    std::size_t firstBehind(std::size_t place, int head) {
+        auto const first =
+            std::lower_bound(candidates_.begin(), candidates_.end(), head,
+                             [](Candidate const& a, int value) { return a.head < value; });
+        if (first == candidates_.end() || first->head != head)
+            return order_.size();
+        std::size_t& size = heapSizes_[static_cast<std::size_t>(first - candidates_.begin())];
+        while (size > 0) {
+            std::size_t const now = places_[first->number];
+            if (now > place && now == first->place)
+                return now;
+            auto const end = first + static_cast<std::ptrdiff_t>(size);
+            std::pop_heap(first, end, standsBehind);
+            (end - 1)->place = now;
+            if (now > place)
+                std::push_heap(first, end, standsBehind);
+            else
+                --size;
+        }
+        return order_.size();
+    }
+
     ko::vector<int> const& tris_;
-    ko::vector<std::size_t> order_;                    // numbers in tris_, as they stand
-    ko::vector<std::size_t> places_;                   // and the inverse
-    ko::vector<std::pair<int, std::size_t>> leaving_;  // (head, number in tris_), sorted
+    ko::vector<std::size_t> order_;     // numbers in tris_, as they stand
+    ko::vector<std::size_t> places_;    // and the inverse
+    ko::vector<Candidate> candidates_;  // grouped by head, each group a heap: the least place first
+    ko::vector<std::size_t> heapSizes_;  // at a group's first candidate: how many are left in it
 };
 
 void sortByLookup(int vertex, MeshTriangle const* triangles, ko::vector<int>& tris) {

@@ -12,8 +12,7 @@ namespace koGeom {
 /// tris        the vertex's triangles, numTris of them; the fan starts at tris[0]
 /// triangles   the mesh's triangle array
 /// out         out: replaced by the same numbers in fan order; may be where `tris` points into
-/// cost        O(numTris log numTris); quadratic in the triangles that leave the vertex along one
-///             edge
+/// cost        O(numTris log numTris)
 /// order       on an open fan right only if tris[0] is the fan's end; where the chain breaks, the
 ///             rest keeps the order that it then has. Of several candidates the first in the list
 ///             follows

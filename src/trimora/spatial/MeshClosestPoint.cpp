@@ -18,14 +18,15 @@
 #include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/OctreeClosestIt.h"
 #include "trimora/spatial/VisitStamps.h"
-#include "trimora/spatial/detail/TriangleBoxDistances.h"
-#include "trimora/spatial/detail/VoxelDiscs.h"
+#include "trimora/spatial/detail/OctreeOccupancy.h"
+#include "trimora/spatial/detail/PackedVoxels.h"
 #include "trimora/spatial/detail/finiteBounds.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace koGeom {
 
@@ -37,26 +38,30 @@ constexpr double largestDouble = std::numeric_limits<double>::max();
 /// saves work.
 constexpr double measuringMargin = 1e-12;
 
-/// For squares in floats: above their relative and their absolute rounding.
-constexpr double squareFactor = 1.0 + 0x1p-18;
-constexpr float squareMargin = std::numeric_limits<float>::min();
-
 }  // namespace
 
 class ClosestPointContext : public ko::ImplBase {
 public:
-    ClosestPointContext(CompactMesh const& mesh, Octree const& octree)
+    ClosestPointContext(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris)
         : visited(mesh.getNumTriangles()),
-          discs(octree.numVoxels),
+          occupancy(octree, octreeTris),
+          voxels(octree.numVoxels),
           largest(detail::largestCoordinate(detail::finiteBounds(mesh))) {}
 
     VisitStamps visited;  ///< triangles that the query in hand has measured
     OctreeClosestIt walker;
-    detail::VoxelDiscs discs;
+    detail::OctreeOccupancy occupancy;
+    detail::PackedVoxels voxels;
+    std::vector<int> near;  ///< triangles of the voxel in hand that may be the nearest
     double largest;  ///< finite coordinate of the mesh; what is not finite is never the nearest
 };
 
 namespace {
+
+template <class... Memory>
+void fetchAhead(Memory const*... memory) {
+    (_mm_prefetch(reinterpret_cast<char const*>(memory), _MM_HINT_T0), ...);
+}
 
 /// One query of MeshClosestPoint.
 class Nearest {
@@ -66,9 +71,9 @@ public:
           vertices_(mesh.getVerticesRaw()),
           triangles_(mesh.getTrianglesRaw()),
           p_(p),
-          boxes_(vertices_, triangles_, PointFlt(p)),
           visited_(context.visited),
-          discs_(context.discs) {
+          voxels_(context.voxels),
+          near_(context.near) {
         double const largest =
             std::max({context.largest, std::abs(p.x), std::abs(p.y), std::abs(p.z)});
         margin_ = distance(p, Point(PointFlt(p))) + measuringMargin * largest;
@@ -76,23 +81,27 @@ public:
 
     double best2() const { return best2_; }
     MeshCoord const& best() const { return best_; }
+    void expectVoxel(int voxel) const { fetchAhead(&voxels_[voxel]); }
+
     void searchVoxel(int voxel, int const* tris, int numTris) {
-        if (numTris >= detail::VoxelDiscs::leastTriangles) {
-            if (discs_.isBeyond(voxel, p_, reach2_))
-                return;
-            discs_.read(voxel, mesh_, tris, numTris);
+        if (numTris < 1)
+            return;
+        detail::PackedVoxels::Voxel const& packed = voxels_[voxel];
+        fetchAhead(packed.packets, tris);
+        if (packed.isBeyond(p_, reach_))
+            return;
+        voxels_.read(voxel, mesh_, tris, numTris);
+        if (packed.unit == 0.0f) {
+            near_.assign(tris, tris + numTris);
+        } else {
+            detail::PackedDistances const distances(packed, p_);
+            if (!(best2_ < largestDouble))
+                probe(likeliest(distances, packed, tris, numTris));
+            chooseNear(distances, packed, tris, numTris);
         }
-        boxes_.prefetch(tris, numTris);
-        if (!(best2_ < largestDouble) && numTris > 0)
-            probe(tris, numTris);
-        for (int first = 0; first < numTris; first += 4) {
-            int const count = std::min(4, numTris - first);
-            __m128 const squares = boxes_.squares(tris + first, count);
-            int const beyond = _mm_movemask_ps(_mm_cmpgt_ps(squares, _mm_set1_ps(skip2_)));
-            unsigned near = static_cast<unsigned>(~beyond) & ((1U << count) - 1);
-            for (; near != 0; near &= near - 1)
-                consider(tris[first + std::countr_zero(near)]);
-        }
+        prefetchNear();
+        for (int const triangle : near_)
+            consider(triangle);
     }
 
 private:
@@ -136,25 +145,68 @@ private:
         Vector const c = p_ - corners.at[2];
         Vector const along = a + b + c;
         double const least = std::min({dot(along, a), dot(along, b), dot(along, c)});
-        return least > 0.0 && least * least > reach2_ * along.length2();
+        return least > 0.0 && least * least > reach_ * reach_ * along.length2();
     }
 
-    /// Measures the triangle of this voxel whose box is nearest ahead of its turn: whatever follows
-    /// in the voxel, the answer is no worse.
-    void probe(int const* tris, int numTris) {
-        int likeliest = 0;
-        float least = std::numeric_limits<float>::infinity();
-        for (int first = 0; first < numTris; first += 4) {
-            float squares[4];
-            int const count = std::min(4, numTris - first);
-            _mm_storeu_ps(squares, boxes_.squares(tris + first, count));
-            for (int lane = 0; lane < count; ++lane)
-                if (squares[lane] < least) {
-                    least = squares[lane];
-                    likeliest = first + lane;
-                }
+    /// The triangle whose box is nearest.
+    static int likeliest(detail::PackedDistances const& distances,
+                         detail::PackedVoxels::Voxel const& voxel, int const* tris, int numTris) {
+        __m128 least = distances.boxSquares(voxel.packets);
+        __m128i packetOfLeast = _mm_setzero_si128();
+        for (int packet = 1; 4 * packet < numTris; ++packet) {
+            __m128 const squares =
+                distances.boxSquares(voxel.packets + packet * detail::PackedVoxels::packetBytes);
+            __m128i const isLess = _mm_castps_si128(_mm_cmplt_ps(squares, least));
+            packetOfLeast = _mm_or_si128(_mm_and_si128(isLess, _mm_set1_epi32(packet)),
+                                         _mm_andnot_si128(isLess, packetOfLeast));
+            least = _mm_min_ps(squares, least);
         }
-        probed_ = measure(tris[likeliest]);
+        float squares[4];
+        int packets[4];
+        _mm_storeu_ps(squares, least);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(packets), packetOfLeast);
+        int const lane = static_cast<int>(std::min_element(squares, squares + 4) - squares);
+        // The lanes beyond the last triangle repeat it.
+        return tris[std::min(4 * packets[lane] + lane, numTris - 1)];
+    }
+
+    /// Collects the triangles that may be within reach.
+    void chooseNear(detail::PackedDistances const& distances,
+                    detail::PackedVoxels::Voxel const& voxel, int const* tris, int numTris) {
+        near_.resize(static_cast<std::size_t>(numTris));
+        int* end = near_.data();
+        __m128 const limit = _mm_set1_ps(distances.limit(reach_));
+        std::uint8_t const* packet = voxel.packets;
+        for (int first = 0; first < numTris;
+             first += 4, packet += detail::PackedVoxels::packetBytes) {
+            int beyond = _mm_movemask_ps(_mm_cmpgt_ps(distances.boxSquares(packet), limit));
+            if (beyond == 15)
+                continue;
+            beyond |= distances.beyondAlongMiddle(packet, limit);
+            unsigned near =
+                static_cast<unsigned>(~beyond) & ((1U << std::min(4, numTris - first)) - 1);
+            for (; near != 0; near &= near - 1)
+                *end++ = tris[first + std::countr_zero(near)];
+        }
+        near_.resize(static_cast<std::size_t>(end - near_.data()));
+    }
+
+    /// Asks for what measuring reads, so that the memory is waited for once.
+    void prefetchNear() const {
+        for (int const triangle : near_) {
+            fetchAhead(triangles_ + 3 * static_cast<std::ptrdiff_t>(triangle),
+                       visited_.address(triangle));
+        }
+        for (int const triangle : near_) {
+            int const* const numbers = triangles_ + 3 * static_cast<std::ptrdiff_t>(triangle);
+            for (int k = 0; k < 3; ++k)
+                fetchAhead(vertices_ + 3 * static_cast<std::ptrdiff_t>(numbers[k]));
+        }
+    }
+
+    /// Measures a triangle ahead of its turn: whatever follows, the answer is no worse.
+    void probe(int triangle) {
+        probed_ = measure(triangle);
         if (probed_.distance2 < largestDouble)
             skipBeyond(probed_.distance2);
     }
@@ -172,25 +224,17 @@ private:
         skipBeyond(best2_);
     }
 
-    void skipBeyond(double distance2) {
-        double const reach = std::sqrt(distance2) + margin_;
-        if (!(reach * reach < reach2_))
-            return;
-        reach2_ = reach * reach;
-        skip2_ = static_cast<float>(reach2_ * squareFactor) + squareMargin;
-    }
+    void skipBeyond(double distance2) { reach_ = std::min(reach_, std::sqrt(distance2) + margin_); }
 
     CompactMesh const& mesh_;
     float const* vertices_;
     int const* triangles_;
     Point p_;
-    detail::TriangleBoxDistances boxes_;
     VisitStamps& visited_;
-    detail::VoxelDiscs& discs_;
+    detail::PackedVoxels& voxels_;
+    std::vector<int>& near_;
     double margin_;
-    // Squared distance beyond which triangles are left out, and the same for boxes in floats.
-    double reach2_ = std::numeric_limits<double>::infinity();
-    float skip2_ = std::numeric_limits<float>::infinity();
+    double reach_ = std::numeric_limits<double>::infinity();  // what lies beyond is left out
     double best2_ = largestDouble;
     MeshCoord best_;
     Measured probed_;
@@ -203,7 +247,7 @@ MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree
     : mesh_(mesh),
       octree_(octree),
       octreeTris_(octreeTris),
-      context_(new ClosestPointContext(mesh, octree)),
+      context_(new ClosestPointContext(mesh, octree, octreeTris)),
       ownsContext_(true) {}
 
 MeshClosestPoint::MeshClosestPoint(MeshClosestPoint const& other)
@@ -222,8 +266,11 @@ double MeshClosestPoint::compute(Point const& p, MeshCoord* result) {
     context_->visited.nextQuery();
     Nearest nearest(mesh_, *context_, p);
     OctreeClosestIt& walker = context_->walker;
-    for (walker.reset(octree_, p); walker.valid() && walker.getDistance2() < nearest.best2();
-         walker.next(nearest.best2())) {
+    for (walker.reset(octree_, p, context_->occupancy.sets());
+         walker.valid() && walker.getDistance2() < nearest.best2(); walker.next(nearest.best2())) {
+        OctreeNode const* const upcoming = walker.upcoming();
+        if (upcoming != nullptr && upcoming->isLeaf != 0)
+            nearest.expectVoxel(upcoming->voxelIndex);
         int const voxel = walker.get().node->voxelIndex;
         nearest.searchVoxel(voxel, octreeTris_.firstTri(voxel), octreeTris_.numTris(voxel));
     }

@@ -25,6 +25,11 @@ public:
         return isNew;
     }
 
+    bool hasMet(int element) const { return marks_[static_cast<std::size_t>(element)] == stamp_; }
+
+    /// Where the mark of an element lies, to be fetched ahead.
+    void const* address(int element) const { return &marks_[static_cast<std::size_t>(element)]; }
+
     void nextQuery() {
         if (++stamp_ == std::numeric_limits<std::uint32_t>::max()) {
             std::fill(marks_.begin(), marks_.end(), 0u);

@@ -410,9 +410,9 @@ void Subdivision::buildRegular(TopoMesh& result) const {
     std::vector<TopoMeshEdge> open;
     for (int s = 0; s < rings_.numEdges(); ++s) {
         if (rings_[s].twin == none)
-            open.push_back(bulk.edge(4 * s + 1));
+            open.push_back(TopoMeshEdge(bulk.edge(4 * s + 1)));
         if (rings_[rings_.next(s)].twin == none)
-            open.push_back(bulk.edge(4 * s + 2));
+            open.push_back(TopoMeshEdge(bulk.edge(4 * s + 2)));
     }
     detail::twinOpenEdges(result, open, false, watch);
 }
@@ -452,16 +452,25 @@ void Subdivision::writeQuads(TopoMeshBulk const& bulk, TopoMeshChains const& end
         int const next = s < last ? s + 1 : begin;
         EdgePointLinks const beyond = s < last ? EdgePointLinks(rings_, next) : first;
         int const e = 4 * s;
-        bulk.writeFace(s, e);
-        bulk.writeEdge(e, {face, e + 1, e + 3, own.back, s, s > begin ? e - 4 : none,
-                           s < last ? e + 4 : none});
-        bulk.writeEdge(e + 1, {edgeVertex(s), e + 2, e, own.across, s, own.earlierThan(e + 1),
-                               own.laterThan(e + 1)});
-        bulk.writeEdge(e + 2, {cornerVertex(rings_[next].origin), e + 3, e + 1,
-                               sideOf(rings_[next].twin, 1), s, sideOf(ending.earlier.data()[s], 2),
-                               sideOf(ending.later.data()[s], 2)});
-        bulk.writeEdge(e + 3, {edgeVertex(next), e, e + 2, 4 * next, s, beyond.earlierThan(e + 3),
-                               beyond.laterThan(e + 3)});
+        auto* const f = bulk.face(s);
+        auto* const e0 = bulk.edge(e);
+        auto* const e1 = bulk.edge(e + 1);
+        auto* const e2 = bulk.edge(e + 2);
+        auto* const e3 = bulk.edge(e + 3);
+        TopoMeshBulk::HalfEdge const links[4] = {
+            {bulk.vertex(face), e1, e3, bulk.edge(own.back), f, bulk.edge(s > begin ? e - 4 : none),
+             bulk.edge(s < last ? e + 4 : none)},
+            {bulk.vertex(edgeVertex(s)), e2, e0, bulk.edge(own.across), f,
+             bulk.edge(own.earlierThan(e + 1)), bulk.edge(own.laterThan(e + 1))},
+            {bulk.vertex(cornerVertex(rings_[next].origin)), e3, e1,
+             bulk.edge(sideOf(rings_[next].twin, 1)), f,
+             bulk.edge(sideOf(ending.earlier.data()[s], 2)),
+             bulk.edge(sideOf(ending.later.data()[s], 2))},
+            {bulk.vertex(edgeVertex(next)), e0, e2, bulk.edge(4 * next), f,
+             bulk.edge(beyond.earlierThan(e + 3)), bulk.edge(beyond.laterThan(e + 3))}};
+        bulk.writeFace(s, e0);
+        for (int side = 0; side < 4; ++side)
+            bulk.writeEdge(e + side, links[side]);
         own = beyond;
     }
 }

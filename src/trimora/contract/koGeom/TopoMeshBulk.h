@@ -19,51 +19,44 @@ class TopoMeshBulk {
 public:
     TopoMeshBulk(TopoMesh& mesh, int numVertices, int numEdges, int numFaces);
 
+    using V = TopoMeshVertexRecord;
+    using E = TopoMeshEdgeRecord;
+    using F = TopoMeshFaceRecord;
+
+    /// Where a record is, or will be. To find these before the first write of a group saves finding them again.
+    V* vertex(int i) const { return vertices_[static_cast<std::uint32_t>(i)]; }
+    E* edge(int i) const { return i >= 0 ? edges_[static_cast<std::uint32_t>(i)] : nullptr; }
+    F* face(int i) const { return faces_[static_cast<std::uint32_t>(i)]; }
+
     /// The links of one half-edge. Those to the half-edges that leave the same vertex run from later to earlier ones: the
     /// next one is the latest that is earlier.
     struct HalfEdge {
-        int origin;
-        int next;
-        int prev;
-        int twin;
-        int face;
-        int nextLeaving;
-        int prevLeaving;
+        V* origin;
+        E* next;
+        E* prev;
+        E* twin;
+        F* face;
+        E* nextLeaving;
+        E* prevLeaving;
     };
 
     /// `earliest` and `latest` of the half-edges that leave the vertex.
     void writeVertex(int vertex, Point const& position, int earliest, int latest) const {
         auto const i = static_cast<std::uint32_t>(vertex);
-        *vertices_.place(i) = {position, record(earliest), record(latest), vertices_.number(i),
-                               tag_};
+        *vertices_.place(i) = {position, edge(earliest), edge(latest), vertices_.number(i), tag_};
     }
     void writeEdge(int halfEdge, HalfEdge const& links) const {
         auto const i = static_cast<std::uint32_t>(halfEdge);
-        *edges_.place(i) = {vertices_[static_cast<std::uint32_t>(links.origin)],
-                            edges_[static_cast<std::uint32_t>(links.next)],
-                            edges_[static_cast<std::uint32_t>(links.prev)],
-                            record(links.twin),
-                            faces_[static_cast<std::uint32_t>(links.face)],
-                            record(links.nextLeaving),
-                            record(links.prevLeaving),
-                            edges_.number(i),
-                            tag_};
+        *edges_.place(i) = {links.origin,      links.next,       links.prev,
+                            links.twin,        links.face,       links.nextLeaving,
+                            links.prevLeaving, edges_.number(i), tag_};
     }
-    void writeFace(int face, int first) const {
+    void writeFace(int face, E* first) const {
         auto const i = static_cast<std::uint32_t>(face);
-        *faces_.place(i) = {edges_[static_cast<std::uint32_t>(first)], faces_.number(i), tag_};
+        *faces_.place(i) = {first, faces_.number(i), tag_};
     }
-    /// Handles, good once all is written.
-    TopoMeshFace face(int face) const {
-        return TopoMeshFace(faces_[static_cast<std::uint32_t>(face)]);
-    }
-    TopoMeshEdge edge(int halfEdge) const { return TopoMeshEdge(record(halfEdge)); }
 
 private:
-    TopoMeshEdgeRecord* record(int halfEdge) const {
-        return halfEdge >= 0 ? edges_[static_cast<std::uint32_t>(halfEdge)] : nullptr;
-    }
-
     TopoMeshRecordRange<TopoMeshVertexRecord> vertices_;
     TopoMeshRecordRange<TopoMeshEdgeRecord> edges_;
     TopoMeshRecordRange<TopoMeshFaceRecord> faces_;

@@ -139,7 +139,7 @@ public:
             bulk_.writeVertex(v, points_[v], earliest[v], latest[v]);
         int const numFaces = edges_.count / edges_.sides;
         for (int f = begin(chunk, numFaces); f < begin(chunk + 1, numFaces); ++f) {
-            bulk_.writeFace(f, f * edges_.sides);
+            bulk_.writeFace(f, bulk_.edge(f * edges_.sides));
             writeRing(f);
         }
     }
@@ -150,14 +150,17 @@ private:
     void writeRing(int face) const {
         int const* const earlier = leaving_.earlier.data();
         int const* const later = leaving_.later.data();
+        F* const f = bulk_.face(face);
         int const begin = face * edges_.sides;
         int const last = begin + edges_.sides - 1;
-        int before = last;
+        E* before = bulk_.edge(last);
+        E* own = bulk_.edge(begin);
         for (int i = begin; i <= last; ++i) {
-            int const after = i < last ? i + 1 : begin;
-            bulk_.writeEdge(
-                i, {edges_.start(i), after, before, twins_[i], face, earlier[i], later[i]});
-            before = i;
+            E* const after = bulk_.edge(i < last ? i + 1 : begin);
+            bulk_.writeEdge(i, {bulk_.vertex(edges_.start(i)), after, before, bulk_.edge(twins_[i]),
+                                f, bulk_.edge(earlier[i]), bulk_.edge(later[i])});
+            before = own;
+            own = after;
         }
     }
 
@@ -196,7 +199,7 @@ TopoMeshFace TopoMesh::allocFaces(int numPoints, Point const* points, int numFac
     (numFaces < minPooledFaces ? koUtil::ThreadPool::getSingleThreadedPool()
                                : koUtil::ThreadPool::get())
         .run(alg);
-    return bulk.face(0);
+    return TopoMeshFace(bulk.face(0));
 }
 
 }  // namespace koGeom
