@@ -39,16 +39,27 @@ std::vector<StoredPart> storeParts(Session& session, std::string const& output,
                                    koGeom::CompactMesh const& mesh) {
     std::vector<koGeom::CompactMesh> const meshes = trimora::splitIntoParts(mesh);
     std::vector<StoredPart> parts;
+    std::vector<std::string> newPaths;
+    for (std::size_t number = 1; number <= meshes.size(); ++number) {
+        std::string const path = pathOfPart(output, number);
+        requireWritableOutput(path);
+        if (std::filesystem::is_directory(path))
+            throw Failure{CannotWrite, path + ": is a folder; move it away or choose another name"};
+    }
     try {
         for (koGeom::CompactMesh const& part : meshes) {
             std::string const path = pathOfPart(output, parts.size() + 1);
+            bool const isNew = !std::filesystem::exists(path);
             storeMesh(session, path, part);
+            if (isNew)
+                newPaths.push_back(path);
             parts.push_back({path, part.getNumVertices(), part.getNumTriangles()});
         }
     } catch (Failure const&) {
-        for (StoredPart const& part : parts) {
+        // What stood in a file's place before is gone; the part that replaced it is better than nothing.
+        for (std::string const& path : newPaths) {
             std::error_code ignored;
-            std::filesystem::remove(part.path, ignored);
+            std::filesystem::remove(path, ignored);
         }
         throw;
     }

@@ -135,6 +135,11 @@ TEST_SUITE("VertexRemoval") {
     TEST_CASE("undoingEveryRemovalRestoresConnectivity") {
         std::vector<support::NamedMesh> meshes = support::zoo();
         meshes.push_back({"rough", support::terrain(30, 30, 4)});
+        // A fan whose ring has a further triangle on each edge: more than one half-edge runs between the ring's vertices.
+        meshes.push_back({"finned", support::meshOf({0, 0, 1, 2, 0, 0,  -1, 2,  0, -1, -2, 0,
+                                                     3, 3, 2, 3, 3, -2, 3,  -3, 2, 3,  -3, -2},
+                                                    {0, 1, 2, 1, 3, 6, 0, 2, 3, 0, 3,
+                                                     1, 1, 2, 4, 2, 1, 5, 1, 3, 7})});
         for (auto& named : meshes) {
             CompactMesh& mesh = named.mesh;
             CAPTURE(named.name);

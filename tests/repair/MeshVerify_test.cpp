@@ -206,6 +206,21 @@ TEST_CASE("brokenRingsFailWithoutEnd") {
         next->next = e.prev().record();
         next->origin = origin;
     }
+    // A link back that leads nowhere, to itself, or into another mesh.
+    TopoMesh other;
+    support::fill(other, support::grid(1, 1));
+    TopoMeshVertex center = mesh.firstVertex();
+    for (int v = 0; v < 4; ++v)
+        center = center.nextInList();
+    TopoMeshEdgeRecord* const middle = center.edge().record();
+    TopoMeshEdgeRecord* const prev = middle->prev;
+    for (TopoMeshEdgeRecord* const wrong :
+         {static_cast<TopoMeshEdgeRecord*>(nullptr), middle, other.firstEdge().record()}) {
+        middle->prev = wrong;
+        for (int check = 0; check < 5; ++check)
+            CHECK_FALSE(MeshVerify()(mesh, only(check)));
+        middle->prev = prev;
+    }
     CHECK(verdictOf(mesh) == "cdrfe");
 }
 

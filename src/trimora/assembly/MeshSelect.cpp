@@ -118,6 +118,15 @@ void MeshSelect::selectVertices(ProjMatrix const& matrix, ko::vector<Point> cons
 
 void MeshSelect::selectTrianglesFromVertices(int numCorners) {
     debugChannel().print("MeshSelect::selectedTrianglesFromVertices()\n");
+    selectByCorners(numCorners);
+}
+
+void MeshSelect::selectAllTrianglesFromVertices() {
+    debugChannel().print("MeshSelect::selectAllTrianglesFromVertices()\n");
+    selectByCorners(1);
+}
+
+void MeshSelect::selectByCorners(int numCorners) {
     koOS::StopWatch watch;
     watch.start();
     BitVector const& vertices = getSelectedVertices();
@@ -125,20 +134,6 @@ void MeshSelect::selectTrianglesFromVertices(int numCorners) {
     selected.clearBits();
     for (int t = 0; t < selected.size; ++t) {
         if (cornersSelected(t, vertices) >= numCorners)
-            selected.setBit(t);
-    }
-    debugChannel().print("  selected triangles(%d): %f s\n", selected.count, watch.clear());
-}
-
-void MeshSelect::selectAllTrianglesFromVertices() {
-    debugChannel().print("MeshSelect::selectAllTrianglesFromVertices()\n");
-    koOS::StopWatch watch;
-    watch.start();
-    BitVector const& vertices = getSelectedVertices();
-    BitVector& selected = getSelectedTriangles();
-    selected.clearBits();
-    for (int t = 0; t < selected.size; ++t) {
-        if (cornersSelected(t, vertices) > 0)
             selected.setBit(t);
     }
     debugChannel().print("  selected triangles(%d): %f s\n", selected.count, watch.clear());

@@ -60,6 +60,7 @@ public:
     void selectAffectedTriangles(std::deque<MeshCoord> const& coords, double tolerance);
 
 private:
+    void selectByCorners(int numCorners);
     int cornersSelected(int triangle, BitVector const& vertices) const;
 
     CompactMesh const* mesh_;

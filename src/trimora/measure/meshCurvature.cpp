@@ -3,6 +3,7 @@
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/connectivity/MeshAdjVertices.h"
 #include "trimora/connectivity/meshTransform.h"
+#include "trimora/connectivity/sortAdjTris.h"
 #include "trimora/contract/ko/containers.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
@@ -16,7 +17,6 @@
 #include <cmath>
 #include <cstddef>
 #include <memory>
-#include <set>
 #include <utility>
 
 // Discrete curvature after Meyer, Desbrun, Schroeder, Barr 2003 [meyer2003]: the mean curvature
@@ -30,8 +30,8 @@ namespace {
 
 constexpr double twoPi = 6.283185307179586;
 
-// Up to this many triangles a fan is ordered by searching through it; beyond, by a sorted table, so
-// that a fan of a million triangles takes seconds and not hours.
+// Up to this many triangles a fan is ordered by searching through it; beyond, by sortAdjTris, which gives the
+// same order without looking through all that is left at each step.
 constexpr int maxSearchedFan = 64;
 
 constexpr int nextCorner(int corner) {
@@ -45,7 +45,7 @@ constexpr int prevCorner(int corner) {
 struct Surface {
     float const* vertices;
     float const* normals;  // null when the mesh has none
-    int const* triangles;
+    MeshTriangle const* triangles;
     MeshAdjTris const& adjTris;
     MeshAdjVertices const& adjVertices;
     double const* cotangents;  // 3 a triangle, of the angle at each corner
@@ -67,12 +67,11 @@ public:
     void execute(int threadIndex, int numThreads) override {
         int const end = getBeginIndex(threadIndex + 1, numThreads, numTriangles_);
         for (int t = getBeginIndex(threadIndex, numThreads, numTriangles_); t < end; ++t)
-            compute(surface_.triangles + 3 * static_cast<std::ptrdiff_t>(t),
-                    cotangents_ + 3 * static_cast<std::ptrdiff_t>(t));
+            compute(surface_.triangles[t], cotangents_ + 3 * static_cast<std::ptrdiff_t>(t));
     }
 
 private:
-    void compute(int const* corners, double* cotangents) const {
+    void compute(MeshTriangle const& corners, double* cotangents) const {
         Point const p0 = surface_.point(corners[0]);
         Point const p1 = surface_.point(corners[1]);
         Point const p2 = surface_.point(corners[2]);
@@ -118,18 +117,20 @@ public:
 
     void collect(int middle, Surface const& surface) {
         int const count = surface.adjTris.numTris(middle);
-        int const* const indices = surface.adjTris.triIndices(middle);
+        int const* indices = surface.adjTris.triIndices(middle);
+        if (count > maxSearchedFan) {
+            sortAdjTris(middle, count, indices, surface.triangles, sorted_);
+            indices = sorted_.data();
+        }
         triangles_.clear();
         for (int i = 0; i < count; ++i) {
-            int const* const c = surface.triangles + 3 * static_cast<std::ptrdiff_t>(indices[i]);
+            MeshTriangle const& c = surface.triangles[indices[i]];
             int const corner = c[0] == middle ? 0 : c[1] == middle ? 1 : 2;
             triangles_.push_back(
                 {indices[i], corner, c[nextCorner(corner)], c[prevCorner(corner)]});
         }
         if (count <= maxSearchedFan)
             orderBySearch(middle);
-        else
-            orderByTable(middle);
     }
 
     std::size_t size() const { return triangles_.size(); }
@@ -148,41 +149,8 @@ private:
         }
     }
 
-    // The same order: the table gives the first place not yet settled that leads to a vertex.
-    void orderByTable(int middle) {
-        using Entry = std::pair<int, std::size_t>;  // where the triangle leads to, its place
-        std::set<Entry> places;
-        auto const enter = [&](std::size_t place) {
-            FanTriangle const& t = triangles_[place];
-            places.insert({t.next, place});
-            if (t.next == middle)
-                places.insert({t.prev, place});
-            if (t.prev == middle)
-                places.insert({middle, place});
-        };
-        auto const remove = [&](std::size_t place) {
-            FanTriangle const& t = triangles_[place];
-            places.erase({t.next, place});
-            places.erase({t.prev, place});
-            places.erase({middle, place});
-        };
-        for (std::size_t i = 1; i < triangles_.size(); ++i)
-            enter(i);
-        for (std::size_t i = 1; i < triangles_.size(); ++i) {
-            int const wanted = triangles_[i - 1].prev;
-            auto const entry = places.lower_bound({wanted, i});
-            bool const exists = entry != places.end() && entry->first == wanted;
-            std::size_t const found = exists ? entry->second : i;
-            remove(i);
-            if (found == i)
-                continue;
-            remove(found);
-            std::swap(triangles_[i], triangles_[found]);
-            enter(found);
-        }
-    }
-
     ko::vector<FanTriangle> triangles_;
+    ko::vector<int> sorted_;  // of a long fan: scratch
 };
 
 class InteriorCurvature : public koUtil::ThreadedAlg {
@@ -345,7 +313,7 @@ void meshCurvature(CompactMesh const& mesh, MeshAdjTris const& adjTris,
 
     auto const cotangents =
         std::make_unique_for_overwrite<double[]>(3 * static_cast<std::size_t>(numTriangles));
-    Surface surface{mesh.getVerticesRaw(), mesh.getNormalsRaw(), mesh.getTrianglesRaw(), adjTris,
+    Surface surface{mesh.getVerticesRaw(), mesh.getNormalsRaw(), mesh.getTriangles(), adjTris,
                     adjVertices,           cotangents.get()};
     ko::vector<float> movedVertices;
     ko::vector<float> movedNormals;

@@ -41,7 +41,8 @@ public:
     explicit ChainTable(int numPoints)
         : numPoints_(numPoints),
           values_(static_cast<std::size_t>(numPoints) * static_cast<std::size_t>(numPoints - 1) /
-                  2) {}
+                      2 +
+                  1) {}
 
     /// To be read at i + 1 to numPoints - 1.
     T* row(int i) { return values_.data() + rowOffset(i); }
@@ -49,11 +50,11 @@ public:
 
 private:
     std::ptrdiff_t rowOffset(std::ptrdiff_t i) const {
-        return i * (numPoints_ - 1) - i * (i - 1) / 2 - (i + 1);
+        return i * (numPoints_ - 1) - i * (i - 1) / 2 - i;
     }
 
     std::ptrdiff_t numPoints_;
-    ko::vector<T> values_;
+    ko::vector<T> values_;  // the first one is unused: no row begins before the array
 };
 
 /// The chains that end at one point, by their start.

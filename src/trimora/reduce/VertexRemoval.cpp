@@ -36,8 +36,7 @@ bool VertexRemoval::remove(TopoMeshVertex vertex) {
     position_ = vertex.point();
     bridge_.removeVertex(vertex);
     filled_ = mesh_.deleteVertex(vertex);
-    corners_[0] = filled_.edge().origin();
-    corners_[1] = filled_.edge().next().origin();
+    fillSide_ = filled_.edge();
     improveFill();
     return true;
 }
@@ -93,8 +92,8 @@ ko::vector<TrianglePoints> const& VertexRemoval::fill() {
 
 void VertexRemoval::undo() {
     swapBack(mesh_, improvingSwaps_);
-    TopoMeshFace const face = TopoMesh::findEdge(corners_[0], corners_[1]).face();
-    mesh_.subdivideFace(face, position_);
+    // By the half-edge, not by its ends: where faces overlap, more than one may run between them.
+    mesh_.subdivideFace(fillSide_.face(), position_);
     swapBack(mesh_, openingSwaps_);
 }
 

@@ -81,7 +81,9 @@ bool Verifier::walkRing(TopoMeshFace face, Visit visit) const {
     TopoMeshEdge e = first;
     int numLeft = mesh_.numEdges();
     do {
-        if (!mesh_.contains(e) || !mesh_.contains(e.origin()) || numLeft-- == 0 || !visit(e))
+        if (!mesh_.contains(e) || !mesh_.contains(e.origin()) || numLeft-- == 0)
+            return false;
+        if (!mesh_.contains(e.next()) || e.next().prev() != e || !visit(e))
             return false;
         e = e.next();
     } while (e != first);
@@ -100,7 +102,10 @@ bool Verifier::walkRings(Visit visit) const {
 template <typename Visit>
 void Verifier::walkStar(TopoMeshVertex vertex, Visit visit) const {
     int numLeft = mesh_.numEdges();
-    for (TopoMeshEdgeVertexIterator i = {vertex, vertex.edge(), 1}; i.edge && numLeft > 0;
+    auto const isWhole = [this](TopoMeshEdge e) {
+        return mesh_.contains(e) && mesh_.contains(e.prev()) && mesh_.contains(e.next());
+    };
+    for (TopoMeshEdgeVertexIterator i = {vertex, vertex.edge(), 1}; isWhole(i.edge) && numLeft > 0;
          i.next()) {
         visit(i.edge);
         --numLeft;

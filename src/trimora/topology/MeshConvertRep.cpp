@@ -66,6 +66,8 @@ void allocate(TopoMesh& topo, Region const& region) {
     if (topo.allocFaces(static_cast<int>(region.points.size()), region.points.data(),
                         region.numFaces(), 3, region.corners.data()))
         return;
+    if (region.numFaces() > 0)
+        throw std::bad_alloc();  // more half-edges than can be numbered
     for (Point const& point : region.points)
         topo.allocVertex(point);
 }

@@ -389,9 +389,11 @@ void MeshCurveTopology::trimCurveBackward(Curves::iterator curve) {
     deleteCurveIfDegenerate(curve);
 }
 
-bool MeshCurveTopology::dangles(PointRef const& point) {
-    IPoint const* const at = getIPoint(point);
-    return at != nullptr && at->getDegree() == 1 && !point->onBoundary();
+/// The one use must be this one: an object that two curves held when they came in counts for the later curve alone.
+bool MeshCurveTopology::dangles(Curve& curve, Node end) {
+    IPoint const* const at = getIPoint(*end);
+    return at != nullptr && at->getDegree() == 1 && at->uses.front() == CurveUse{&curve, end} &&
+           !(*end)->onBoundary();
 }
 
 // Trimming is taking leaves off a tree: what is left at the end does not depend on the order. So a curve is looked at
@@ -414,11 +416,11 @@ void MeshCurveTopology::trimInteriorEndPoints() {
         pending.erase(pending.begin());
         // The one point that may lose a use and stay is that where the trimming stops.
         PointRef stop;
-        if (dangles(curve->front())) {
+        if (dangles(*curve, curve->begin())) {
             auto const at = std::find_if(std::next(curve->begin()), curve->end(), isOnGraph);
             stop = at != curve->end() ? *at : PointRef();
             trimCurveForward(curve);
-        } else if (dangles(curve->back())) {
+        } else if (dangles(*curve, std::prev(curve->end()))) {
             auto const at = std::find_if(std::next(curve->rbegin()), curve->rend(), isOnGraph);
             stop = at != curve->rend() ? *at : PointRef();
             trimCurveBackward(curve);

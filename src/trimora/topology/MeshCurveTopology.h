@@ -184,7 +184,7 @@ private:
     IPoint& ensureUse(Curve& curve, Node node);
     bool cross(Segment const& a, ko::list<Segment>* listOfA, Segment const& b,
                ko::list<Segment>* listOfB, PointRef const& point);
-    bool dangles(PointRef const& point);
+    bool dangles(Curve& curve, Node end);
 
     TopoMesh* mesh_;
     Curves* curves_;

@@ -141,6 +141,8 @@ MeshCurveTopology::Curves
 CompactMeshCut::convert(std::deque<std::deque<MeshCoord>> const& polylines) {
     MeshCurveTopology::Curves curves;
     for (std::deque<MeshCoord> const& polyline : polylines) {
+        if (polyline.empty())
+            continue;
         std::deque<TopoMeshCoord> coords;
         for (MeshCoord const& coord : polyline)
             coords.push_back(rep_.copy(coord));

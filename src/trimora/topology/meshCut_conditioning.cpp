@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <utility>
 
 /// The last stage of a cut: rounds of swaps for better angles, each followed by the removal of vertices that slivers touch.
@@ -55,6 +56,28 @@ struct BoundaryNeighbours {
         after = boundary.edge.next().origin();
     }
 };
+
+/// Two sides at a corner of the triangle fall on one another: it has no area.
+bool hasClosedCorner(TopoMeshFace triangle) {
+    TopoMeshEdge e = triangle.edge();
+    for (int corner = 0; corner < 3; ++corner, e = e.next()) {
+        Point const at = e.origin().point();
+        Normal const ahead(e.next().origin().point() - at);
+        Normal const back(e.prev().origin().point() - at);
+        if (std::abs(dot(ahead, back) - 1.0) <= epsilonTol)
+            return true;
+    }
+    return false;
+}
+
+/// Has the swapped edge left a triangle without area beside the vertex that it was swapped away from? The one at the
+/// vertex itself may be such: it goes with it.
+bool leavesClosedCorner(TopoMeshEdge swapped, TopoMeshVertex v) {
+    for (TopoMeshEdge const half : {swapped, swapped.twin()})
+        if (half.prev().origin() != v && hasClosedCorner(half.face()))
+            return true;
+    return false;
+}
 
 /// Would the last triangle between what is around v come to lie on another one with the same corners, or vanish with
 /// everything?
@@ -241,10 +264,16 @@ bool ConditionMesh::remove(TopoMeshVertex v) {
 bool ConditionMesh::swapOneAway(TopoMeshVertex v, int valence, std::vector<TopoMeshEdge>& swapped) {
     MeshEdgeSwapper& swapper = valence == 2 ? lastSwapper_ : removalSwapper_;
     for (TopoMeshEdgeVertexIterator i = {v, v.edge(), 1}; i.edge; i.next()) {
-        if (i.edge.twin() && swapper.shouldSwap(i.edge) && mesh_.swapEdge(i.edge)) {
-            swapped.push_back(i.edge);
-            return true;
+        if (!i.edge.twin() || !swapper.shouldSwap(i.edge) || !mesh_.swapEdge(i.edge))
+            continue;
+        // A second swap is the inverse of the first, but for own edges, which the walk does not read again.
+        TopoMeshEdge const edge = i.edge;
+        if (leavesClosedCorner(edge, v)) {
+            mesh_.swapEdge(edge);
+            continue;
         }
+        swapped.push_back(edge);
+        return true;
     }
     return false;
 }

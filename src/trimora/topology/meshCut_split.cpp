@@ -226,7 +226,12 @@ TopoMeshFace MeshCut::findPart(TopoMeshFace original, TopoMeshVertex a, TopoMesh
 
     TopoMeshEdge const e = TopoMesh::findEdge(a, b);
     TopoMeshEdge const t = TopoMesh::findEdge(b, a);
-    if (withBoth.size() == 2 && e && t) {
+    // The line from a to b parts the two only when both its halves belong to them; else it is an old edge of the mesh
+    // with a path beside it.
+    auto const isOneOfThem = [&withBoth](TopoMeshEdge half) {
+        return half && std::find(withBoth.begin(), withBoth.end(), half.face()) != withBoth.end();
+    };
+    if (withBoth.size() == 2 && isOneOfThem(e) && isOneOfThem(t)) {
         Vector const left = cross(cutFace.normal, b.point() - a.point());
         return dot(left, sample - a.point()) > 0.0 ? e.face() : t.face();
     }

@@ -51,7 +51,7 @@ private:
     // Of the last removal.
     Point position_;
     TopoMeshFace filled_;
-    TopoMeshVertex corners_[2];                // the first two of filled_
+    TopoMeshEdge fillSide_;                    // of the hole's ring, first edge of filled_ at first
     ko::vector<TopoMeshEdge> openingSwaps_;    // that took edges from the vertex
     ko::vector<TopoMeshEdge> improvingSwaps_;  // of the same edges, later; repeats
     ko::vector<TopoMeshFace> faces_;
