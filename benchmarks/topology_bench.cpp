@@ -147,8 +147,7 @@ void topologyCases() {
              [&] {
                  return figure("vertices", finer->numVertices()) +
                         figure("faces", finer->numFaces());
-             }},
-            {1});
+             }});
         topo.reset();
         finer.reset();
         bridgeCases(*named);

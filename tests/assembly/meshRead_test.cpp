@@ -20,15 +20,12 @@
 
 using namespace koGeom;
 using support::coordinatesOf;
+using support::nameOf;
 using support::trianglesOf;
 using Ints = std::vector<int>;
 using Floats = std::vector<float>;
 
 namespace {
-
-koOS::Filename nameOf(std::string const& path) {
-    return koOS::Filename(koString::IString(path.c_str()));
-}
 
 template <class Mesh>
 std::string written(Mesh& mesh) {
@@ -210,13 +207,8 @@ TEST_CASE("anyBytesLeaveValidMeshesOfBothKinds") {
     std::string const alphabet = " \n0123456789-+.exin";
     support::Random random(11);
     for (int round = 0; round < 1000; ++round) {
-        std::string text = square + "3 0 1 2\n3 1 3 2\n";
-        for (int edits = 1 + random.index(5); edits > 0; --edits) {
-            auto const at = static_cast<std::size_t>(random.index(static_cast<int>(text.size())));
-            text[at] = random.index(8) == 0 ? static_cast<char>(random.index(256))
-                                            : alphabet[static_cast<std::size_t>(
-                                                  random.index(static_cast<int>(alphabet.size())))];
-        }
+        std::string const text =
+            support::damaged(square + "3 0 1 2\n3 1 3 2\n", alphabet, 5, random);
         CAPTURE(text);
         REQUIRE(support::faultOf(meshFrom(text)) == "");
         TopoMesh mesh;

@@ -84,3 +84,28 @@ TEST_CASE("irregularEndsAndNullEdgesStopTheWalk") {
     CHECK(open);
     CHECK(loop.empty());
 }
+
+//   3   2   1       a border vertex m whose four triangles leave it four half-edges; nothing lies below
+//     \ | /
+//   4---m---0
+TEST_CASE("aMissingFaceIsSharedWithNothing") {
+    TopoMesh mesh;
+    std::vector<TopoMeshVertex> rim;
+    for (int i = 0; i < 5; ++i)
+        rim.push_back(mesh.allocVertex(Point(i, 0, 0)));
+    TopoMeshVertex const m = mesh.allocVertex(Point(9, 0, 0));
+    for (std::size_t i = 0; i < 4; ++i)
+        mesh.allocTriangle(m, rim[i], rim[i + 1]);
+    auto const loopOf = [&mesh](TopoMeshVertex from, TopoMeshVertex to) {
+        ko::vector<TopoMeshEdge> loop;
+        bool open = false;
+        meshSubsetFromEdge(mesh, TopoMesh::findEdge(from, to), loop, open);
+        CHECK(open);
+        std::vector<double> xs = originsOf(loop);
+        xs.push_back(loop.back().next().origin().point().x);
+        return xs;
+    };
+    CHECK(loopOf(rim[4], m) == std::vector<double>{4, 9, 0});
+    // Backward the edge straight on is the border's, which has no twin to come along.
+    CHECK(loopOf(m, rim[3]) == std::vector<double>{9, 3});
+}

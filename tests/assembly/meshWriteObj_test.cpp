@@ -9,12 +9,9 @@
 #include <string>
 
 using namespace koGeom;
+using support::nameOf;
 
 namespace {
-
-koOS::Filename nameOf(std::string const& path) {
-    return koOS::Filename(koString::IString(path.c_str()));
-}
 
 /// One triangle whose numbers need rounding to six digits.
 CompactMesh oneTriangle(bool withNormals, bool withUVs) {
