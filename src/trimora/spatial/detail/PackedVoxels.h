@@ -8,8 +8,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace koGeom::detail {
@@ -29,35 +30,46 @@ public:
     static constexpr int packetBytes = 36;
     /// Voxels of fewer triangles have no disc.
     static constexpr int leastTrianglesOfDisc = 8;
+    static constexpr int readingsBeforeDisc = 2;
 
     /// A line of the cache.
     struct alignas(64) Voxel {
         VoxelDisc disc;
-        int timesRead = 0;  ///< 1: packed, 2: the disc is made
+        std::uint16_t timesRead = 0;  ///< counted up to readingsBeforeDisc; packed the first time
+        bool hasDisc = false;
         PointFlt low;
         float unit = 0.0f;  ///< 0: not packed
         std::uint8_t const* packets = nullptr;
 
         bool isBeyond(Point const& p, double reach) const {
-            return timesRead > 1 && disc.isBeyond(p, reach);
+            return hasDisc && disc.isBeyond(p, reach);
         }
     };
     static_assert(sizeof(Voxel) == 64);
 
-    explicit PackedVoxels(int numVoxels)
-        : voxels_(static_cast<std::size_t>(std::max(numVoxels, 0))) {}
+    explicit PackedVoxels(int numVoxels) {
+        // Zeroed memory that is not touched costs nothing: most voxels may never be read.
+        std::size_t const numBytes = (std::size_t(1) + std::max(numVoxels, 0)) * sizeof(Voxel);
+        memory_.reset(std::calloc(numBytes, 1));
+        if (!memory_)
+            throw std::bad_alloc();
+        auto const address = reinterpret_cast<std::uintptr_t>(memory_.get());
+        std::size_t const skipped = (alignof(Voxel) - address % alignof(Voxel)) % alignof(Voxel);
+        voxels_ = reinterpret_cast<Voxel*>(static_cast<std::byte*>(memory_.get()) + skipped);
+    }
 
-    Voxel const& operator[](int voxel) const { return voxels_[static_cast<std::size_t>(voxel)]; }
+    Voxel const& operator[](int voxel) const { return voxels_[voxel]; }
 
     /// To be told of each reading of a voxel, whose triangles these are, before its packets are looked at.
     void read(int voxel, CompactMesh const& mesh, int const* tris, int numTris) {
-        Voxel& read = voxels_[static_cast<std::size_t>(voxel)];
-        if (read.timesRead == 0) {
-            read.timesRead = 1;
+        Voxel& read = voxels_[voxel];
+        if (read.timesRead == readingsBeforeDisc)
+            return;
+        if (++read.timesRead == 1)
             pack(read, mesh, tris, numTris);
-        } else if (read.timesRead == 1 && numTris >= leastTrianglesOfDisc) {
-            read.timesRead = 2;
+        if (read.timesRead == readingsBeforeDisc && numTris >= leastTrianglesOfDisc) {
             read.disc = VoxelDisc(mesh, tris, numTris);
+            read.hasDisc = true;
         }
     }
 
@@ -139,12 +151,35 @@ private:
         return place;
     }
 
-    std::vector<Voxel> voxels_;
+    struct Free {
+        void operator()(void* memory) const { std::free(memory); }
+    };
+    std::unique_ptr<void, Free> memory_;
+    Voxel* voxels_;  // lies in it
     std::vector<std::unique_ptr<std::uint8_t[]>> chunks_;
     std::uint8_t* free_ = nullptr;
     std::size_t numFree_ = 0;
     std::vector<Corner> corners_;  // of the voxel being packed
     bool allFinite_ = true;
+};
+
+/// One corner of each of the four triangles of a packet, in units; `corner` points to 12 bytes of it.
+struct PackedCorners {
+    __m128 x, y, z;
+
+    explicit PackedCorners(std::uint8_t const* corner) : PackedCorners(load(corner)) {}
+    explicit PackedCorners(__m128i bytes) {
+        __m128i const zero = _mm_setzero_si128();
+        __m128i const xy = _mm_unpacklo_epi8(bytes, zero);
+        x = _mm_cvtepi32_ps(_mm_unpacklo_epi16(xy, zero));
+        y = _mm_cvtepi32_ps(_mm_unpackhi_epi16(xy, zero));
+        z = _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpackhi_epi8(bytes, zero), zero));
+    }
+
+    /// The 12 bytes, and what follows them.
+    static __m128i load(std::uint8_t const* corner) {
+        return _mm_loadu_si128(reinterpret_cast<__m128i const*>(corner));
+    }
 };
 
 /// One point against the packets of one voxel. All that it says is on the safe side: the margins cover the bytes and the
@@ -171,11 +206,11 @@ public:
 
     /// What is farther than a distance has a square above the distance's limit only if it is; four triangles a packet.
     __m128 boxSquares(std::uint8_t const* packet) const {
-        __m128i const a = load(packet);
-        __m128i const b = load(packet + 12);
-        __m128i const c = load(packet + 24);
-        Lanes const low = unpack(_mm_min_epu8(_mm_min_epu8(a, b), c));
-        Lanes const high = unpack(_mm_max_epu8(_mm_max_epu8(a, b), c));
+        __m128i const a = PackedCorners::load(packet);
+        __m128i const b = PackedCorners::load(packet + 12);
+        __m128i const c = PackedCorners::load(packet + 24);
+        PackedCorners const low(_mm_min_epu8(_mm_min_epu8(a, b), c));
+        PackedCorners const high(_mm_max_epu8(_mm_max_epu8(a, b), c));
         __m128 const x = gap(low.x, high.x, x_);
         __m128 const y = gap(low.y, high.y, y_);
         __m128 const z = gap(low.z, high.z, z_);
@@ -185,9 +220,9 @@ public:
     /// A bit for each triangle of the packet that lies beyond the limit along the direction from its middle to the point.
     /// Along any one direction no point of a triangle is nearer than the nearest of its corners.
     int beyondAlongMiddle(std::uint8_t const* packet, __m128 limit) const {
-        Lanes const a = from(unpack(load(packet)));
-        Lanes const b = from(unpack(load(packet + 12)));
-        Lanes const c = from(unpack(load(packet + 24)));
+        Lanes const a = from(PackedCorners(packet));
+        Lanes const b = from(PackedCorners(packet + 12));
+        Lanes const c = from(PackedCorners(packet + 24));
         Lanes const along = {_mm_add_ps(_mm_add_ps(a.x, b.x), c.x),
                              _mm_add_ps(_mm_add_ps(a.y, b.y), c.y),
                              _mm_add_ps(_mm_add_ps(a.z, b.z), c.z)};
@@ -203,17 +238,6 @@ private:
         __m128 x, y, z;
     };
 
-    static __m128i load(std::uint8_t const* bytes) {
-        return _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes));
-    }
-    static Lanes unpack(__m128i bytes) {
-        __m128i const zero = _mm_setzero_si128();
-        __m128i const xy = _mm_unpacklo_epi8(bytes, zero);
-        __m128i const z = _mm_unpackhi_epi8(bytes, zero);
-        return {_mm_cvtepi32_ps(_mm_unpacklo_epi16(xy, zero)),
-                _mm_cvtepi32_ps(_mm_unpackhi_epi16(xy, zero)),
-                _mm_cvtepi32_ps(_mm_unpacklo_epi16(z, zero))};
-    }
     static __m128 gap(__m128 low, __m128 high, __m128 position) {
         __m128 const outside = _mm_max_ps(_mm_sub_ps(low, position), _mm_sub_ps(position, high));
         return _mm_max_ps(outside, _mm_setzero_ps());
@@ -222,7 +246,7 @@ private:
         return _mm_add_ps(_mm_add_ps(_mm_mul_ps(a.x, b.x), _mm_mul_ps(a.y, b.y)),
                           _mm_mul_ps(a.z, b.z));
     }
-    Lanes from(Lanes const& corner) const {
+    Lanes from(PackedCorners const& corner) const {
         return {_mm_sub_ps(x_, corner.x), _mm_sub_ps(y_, corner.y), _mm_sub_ps(z_, corner.z)};
     }
 
