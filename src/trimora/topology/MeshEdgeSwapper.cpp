@@ -61,7 +61,7 @@ bool MeshEdgeSwapper::shouldSwap(TopoMeshEdge edge) {
         return false;
     bool veto = false;
     vetoSignal_->ask(edge, veto);
-    return !veto;
+    return !veto && vetoSignal_ != nullptr;  // a callback may have cleared the signal
 }
 
 koRTB::Signal2Args<TopoMeshEdge, bool&>& MeshEdgeSwapper::getVetoSignal() {

@@ -77,6 +77,7 @@ private:
 /// notices     one, Topology, from the merge
 /// cost        the bridge's, O(n) for n selected triangles, and near linear in the length of the curves; on the calling
 ///             thread. Where a triangle is crossed many times: pairs of segments within it.
+/// polygons    a face that the cut leaves with more than 1000 corners loses ears before the best triangulation is sought
 /// limits      an outline that the region shares with the rest of the mesh is not cut on the other side: select a ring of
 ///             triangles more than the curves touch
 TRIMORA_API CompactMeshCutResult meshCut(CompactMesh& mesh, MeshAdjTris const& adj,

@@ -14,7 +14,7 @@ namespace {
 
 /// The best triangulation takes time with the cube of the corners and memory with their square: ears are cut off down to
 /// this many first.
-constexpr std::size_t mostCorners = 300;
+constexpr std::size_t mostCorners = 1000;
 
 class FaceTriangulator {
 public:
