@@ -302,6 +302,54 @@ TEST_CASE("closedSurfaceStaysClosedAndSwallowsTheWalls") {
     CHECK(numInner > 0);
 }
 
+TEST_CASE("anyMatrixMovesEachCornerOnce") {
+    // A quarter turn about z, x doubled before it, a shear of z along x, and a shift: (x, y, z) -> (-y + 1, 2 x + 2, z + x + 3).
+    AffineMatrix matrix(shift(1, 2, 3));
+    double const linear[9] = {0, 2, 1, -1, 0, 0, 0, 0, 1};
+    std::copy(linear, linear + 9, matrix.m);
+    auto const image = [](Point const& p) { return Point(-p.y + 1, 2 * p.x + 2, p.z + p.x + 3); };
+
+    TopoMesh one;
+    support::fill(one, support::triangle());
+    std::vector<Point> expected;
+    for (TopoMeshVertex v : listOf(one.firstVertex()))
+        expected.push_back(image(v.point()));
+    extrudeFace(one, one.firstFace(), matrix);
+    std::vector<TopoMeshVertex> const vertices = listOf(one.firstVertex());
+    REQUIRE(vertices.size() == 6);
+    for (std::size_t i = 0; i < 3; ++i)
+        CHECK(vertices[i + 3].point() == expected[i]);
+
+    // Of a set: copies in the order in which the old vertices were made, however the set is filled or hashed, once each.
+    std::string faces[2];
+    for (int const turn : {0, 1}) {
+        Squares squares(3, 3);
+        Faces set, result;
+        std::vector<std::pair<int, int>> cells{{1, 1}, {2, 1}, {1, 2}};
+        if (turn == 1)
+            std::reverse(cells.begin(), cells.end());
+        set.reserve(turn == 0 ? 1 : 1000);
+        for (auto const& [x, y] : cells)
+            squares.add(set, x, y);
+        std::vector<TopoMeshVertex> const old = listOf(squares.mesh.firstVertex());
+        ko::set<TopoMeshVertex> used;
+        for (TopoMeshFace f : set)
+            for (TopoMeshEdge e : ringOf(f))
+                used.insert(e.origin());
+        ExtrudeTopoFace extrude(squares.mesh);
+        extrude(set, result, matrix);
+        std::vector<TopoMeshVertex> const all = listOf(squares.mesh.firstVertex());
+        REQUIRE(all.size() == old.size() + used.size());
+        std::size_t next = old.size();
+        for (TopoMeshVertex v : old)
+            if (used.count(v) == 1)
+                CHECK(all[next++].point() == image(v.point()));
+        faces[turn] = facesOf(squares.mesh);
+    }
+    // Walls begin where the border is met first, which the caller's set decides; the lifted faces do not depend on it.
+    CHECK(faces[0].substr(0, faces[0].size() / 2) == faces[1].substr(0, faces[1].size() / 2));
+}
+
 TEST_CASE("freeRegionKeepsItsFloorWithWallsThatRunAlike") {
     Squares squares(2, 1);
     TopoMesh& mesh = squares.mesh;

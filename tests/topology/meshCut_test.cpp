@@ -1,98 +1,25 @@
-#include "support/checks.h"
 #include "support/corpus.h"
-#include "support/oracles.h"
-#include "surfaceCurves.h"
+#include "surfaceCuts.h"
 
-#include "trimora/assembly/MeshSelect.h"
 #include "trimora/assembly/meshReadObj.h"
-#include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/contract/koLinear/ranges.h"
-#include "trimora/repair/MeshVerify.h"
-#include "trimora/topology/MeshConvertRep.h"
-#include "trimora/topology/detail/ConditionMesh.h"
-#include "trimora/topology/detail/MeshCutImpl.h"
-#include "trimora/topology/meshCut.h"
 
 #include <array>
 #include <doctest/doctest.h>
 #include <filesystem>
 #include <limits>
-#include <memory>
-#include <set>
+#include <numeric>
 
 using namespace koGeom;
 using curves::at;
+using curves::Conditioning;
+using curves::Curves;
+using curves::Cut;
+using curves::faultAfterCut;
 using curves::Polyline;
+using curves::Shape;
 using curves::Surface;
-using detail::Conditioning;
-using Curves = MeshCurveTopology::Curves;
-
-namespace {
-
-constexpr double tolerance = 1e-6;
-
-struct Shape {
-    int euler = 0;
-    int components = 0;
-    int boundaries = 0;
-    double area = 0.0;
-
-    explicit Shape(TopoMesh& mesh);
-};
-
-Shape::Shape(TopoMesh& mesh) {
-    std::unique_ptr<CompactMesh> const compact(meshConvertRep(mesh));
-    euler = support::eulerNumber(*compact);
-    components = support::numComponents(*compact);
-    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList()) {
-        Point const a = f.edge().origin().point();
-        Point const b = f.edge().next().origin().point();
-        Point const c = f.edge().prev().origin().point();
-        area += 0.5 * cross(b - a, c - a).length();
-    }
-    std::set<void const*> seen;
-    for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInList()) {
-        if (e.twin() || seen.count(e.record()) != 0)
-            continue;
-        ++boundaries;
-        TopoMeshBoundaryIterator loop = {e, 0};
-        do {
-            seen.insert(loop.nextEdge().record());
-        } while (loop.edge != e);
-    }
-}
-
-std::string faultAfterCut(TopoMesh& mesh, bool checkCorners = true) {
-    std::string const fault = support::faultOf(mesh);
-    if (!fault.empty())
-        return fault;
-    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInList())
-        if (f.numVertices() != 3)
-            return "a face with other than three corners";
-    MeshVerify::Info info;
-    info.checkCorners = checkCorners;
-    return MeshVerify()(mesh, info) ? "" : "verification fails";
-}
-
-/// Curves to cut along, through all steps that a host takes.
-struct Cut {
-    Curves all;
-    std::unique_ptr<MeshCurveTopology> topology;
-    TopoMeshCutResult result;
-
-    Cut(Surface& surface, std::vector<Polyline> const& polylines,
-        Conditioning conditioning = Conditioning::Off, bool trim = true) {
-        for (Polyline const& polyline : polylines)
-            MeshCurveTopology::convert(all, polyline, tolerance);
-        MeshCurveTopology::extend(all, tolerance);
-        topology = std::make_unique<MeshCurveTopology>(surface.mesh, all, tolerance);
-        if (trim)
-            topology->trimInteriorEndPoints();
-        result = detail::cutTopoMesh(surface.mesh, *topology, nullptr, conditioning);
-    }
-};
-
-}  // namespace
+using curves::tolerance;
 
 //   .---.---.       the curve runs from the left to the right border, half way up
 //   | / | / |
@@ -193,6 +120,49 @@ TEST_CASE("cutsWhereThreeCurvesPassThroughOnePointOfAFace") {
     CHECK(faultAfterCut(surface.mesh) == "");
     CHECK(Shape(surface.mesh).area == doctest::Approx(1.0));
     CHECK(surface.mesh.numFaces() > 10);
+}
+
+//            1         two ways from corner to corner through one triangle: whichever comes first, however it runs, the lens
+//           /|         between them comes loose from the corner piece below and from the rest above
+//         / /|
+//       / / /|
+//      0 --- .
+TEST_CASE("twoWaysThroughATrianglePartThreePieces") {
+    Point2 const zero(0, 0), one(1, 1), upper(0.75, 0.5625), lower(0.75, 0.1875);
+    using Corners = std::vector<Point2>;
+    std::vector<std::vector<Corners>> const ways{
+        {{zero, upper, one}, {zero, lower, one}}, {{zero, lower, one}, {zero, upper, one}},
+        {{one, upper, zero}, {zero, lower, one}}, {{one, lower, zero}, {one, upper, zero}},
+        {{upper, one, lower, zero, upper}},       {{zero, upper, one, lower, zero}},
+        {{lower, one, upper, zero, lower}},       {{one, lower, zero, upper, one}},
+        {{zero, lower, one, upper, zero}},
+    };
+    for (auto const& lines : ways) {
+        CAPTURE(&lines - ways.data());
+        for (Conditioning const conditioning : {Conditioning::Off, Conditioning::On}) {
+            Surface surface(support::grid(2, 2));
+            std::vector<Polyline> polylines;
+            for (Corners const& line : lines)
+                polylines.push_back(surface.polyline(line));
+            Cut cut(surface, polylines, conditioning);
+            REQUIRE(cut.result);
+            CHECK(faultAfterCut(surface.mesh) == "");
+            Shape const after(surface.mesh);
+            // The corner piece still hangs at the side of the cell to its right.
+            REQUIRE(after.partAreas.size() == 2);
+            CHECK(after.partAreas[0] == doctest::Approx(0.1875));
+            CHECK(after.partAreas[1] == doctest::Approx(4.0 - 0.1875));
+        }
+    }
+    // On a single cell nothing holds the corner piece.
+    Surface cell(support::grid(1, 1));
+    Cut cut(cell, {cell.polyline({one, upper, zero}), cell.polyline({zero, lower, one})});
+    CHECK(cut.result);
+    std::vector<double> const areas = Shape(cell.mesh).partAreas;
+    REQUIRE(areas.size() == 3);
+    CHECK(areas[0] == doctest::Approx(0.1875));
+    CHECK(areas[1] == doctest::Approx(0.21875));
+    CHECK(areas[2] == doctest::Approx(0.59375));
 }
 
 TEST_CASE("curvesMayEndAtOnePointInsideAFace") {
@@ -344,6 +314,54 @@ TEST_CASE("prefersTheSideOfTheFirstPointBesideAnExistingEdge") {
     CHECK(after.components == 4);
 }
 
+TEST_CASE("straightLinesFromBorderToBorderPartASquare") {
+    // Two lines each: the pieces' areas are known from the lines alone. One pair that once left a closed corner, the rest at
+    // random.
+    for (std::uint64_t seed = 0; seed < 120; ++seed) {
+        CAPTURE(seed);
+        support::Random random(seed);
+        double ends[4];
+        for (double& y : ends)
+            y = random.real(0.05, 2.95);
+        if (seed == 0) {
+            double const once[] = {2.9, 0.8402808376214175, 2.8560896807613925, 1.2856779902081599};
+            std::copy(once, once + 4, ends);
+        }
+        auto const conditioning = seed % 2 == 0 ? Conditioning::On : Conditioning::Off;
+        Surface surface(support::grid(3, 3));
+        Cut cut(surface,
+                {surface.straight({0.0, ends[0]}, {3.0, ends[1]}),
+                 surface.straight({0.0, ends[2]}, {3.0, ends[3]})},
+                conditioning);
+        REQUIRE(cut.result);
+        CHECK(faultAfterCut(surface.mesh) == "");
+        // Below both, above both, and between them: one piece, or two where the lines cross.
+        double const left = std::abs(ends[2] - ends[0]), right = std::abs(ends[3] - ends[1]);
+        bool const cross = (ends[2] < ends[0]) != (ends[3] < ends[1]);
+        std::vector<double> expected{1.5 * (left + right)};
+        if (cross)
+            expected = {1.5 * left * left / (left + right), 1.5 * right * right / (left + right)};
+        double const between = std::accumulate(expected.begin(), expected.end(), 0.0);
+        double const sum = 1.5 * std::accumulate(ends, ends + 4, 0.0);
+        expected.push_back(0.5 * (sum - between));
+        expected.push_back(9.0 - 0.5 * (sum + between));
+        std::sort(expected.begin(), expected.end());
+        std::vector<double> const areas = Shape(surface.mesh).partAreas;
+        REQUIRE(areas.size() == expected.size());
+        for (std::size_t i = 0; i < areas.size(); ++i)
+            CHECK(areas[i] == doctest::Approx(expected[i]).epsilon(1e-5));
+    }
+    // From side to side as well as from top to bottom.
+    Surface surface(support::grid(3, 3));
+    Cut cut(surface,
+            {surface.straight({0.05068435566000795, 3}, {3, 0.8402808376214175}),
+             surface.straight({0, 2.8560896807613925}, {3, 1.2856779902081599})},
+            Conditioning::On);
+    CHECK(cut.result);
+    CHECK(faultAfterCut(surface.mesh) == "");
+    CHECK(Shape(surface.mesh).partAreas.size() == 4);
+}
+
 TEST_CASE("sectionsOfClosedSurfacesKeepTheEulerNumber") {
     struct Case {
         CompactMesh mesh;
@@ -413,146 +431,6 @@ TEST_CASE("realMeshesArePartedByAPlane") {
         Shape const after(surface.mesh);
         CHECK(after.euler == before.euler + numOpen);
         CHECK(after.area == doctest::Approx(before.area).epsilon(1e-6));
-    }
-}
-
-namespace {
-
-/// The boundary vertices of a bare cut that the cut has made, and their neighbours inside: what the conditioning works on.
-ko::set<TopoMeshVertex> besideTheCut(TopoMesh& mesh,
-                                     ko::set<TopoMeshVertex> const& formerBoundary) {
-    ko::set<TopoMeshVertex> found;
-    for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInList())
-        if (v.onBoundary() && formerBoundary.count(v) == 0)
-            found.insert(v);
-    ko::set<TopoMeshVertex> const boundary = found;
-    for (TopoMeshVertex v : boundary)
-        for (TopoMeshEdgeVertexIterator i = {v, v.edge(), 1}; i.edge; i.next())
-            for (TopoMeshVertex const near : {i.edge.next().origin(), i.edge.prev().origin()})
-                if (!near.onBoundary())
-                    found.insert(near);
-    return found;
-}
-
-}  // namespace
-
-TEST_CASE("conditioningLeavesNoSliverThatItCouldTake") {
-    for (std::uint64_t seed = 0; seed < 12; ++seed) {
-        support::Random random(seed);
-        Surface surface(support::grid(12, 12));
-        ko::set<TopoMeshVertex> boundary;
-        for (TopoMeshVertex v : surface.vertices)
-            if (v.onBoundary())
-                boundary.insert(v);
-        Cut cut(surface,
-                {surface.straight({0.0, random.real(1.0, 11.0)}, {12.0, random.real(1.0, 11.0)}),
-                 surface.straight({random.real(1.0, 11.0), 0.0}, {random.real(1.0, 11.0), 12.0})});
-        REQUIRE(cut.result);
-        int const numFaces = surface.mesh.numFaces();
-        detail::ConditionMesh conditioner(surface.mesh, besideTheCut(surface.mesh, boundary),
-                                          tolerance);
-        int const numPasses = conditioner.run();
-        CHECK(numPasses <= 5);
-        CHECK(faultAfterCut(surface.mesh) == "");
-        CHECK(surface.mesh.numFaces() < numFaces);
-        CHECK(Shape(surface.mesh).area == doctest::Approx(144.0).epsilon(1e-6));
-        CHECK(Shape(surface.mesh).components == 4);
-        if (numPasses == detail::ConditionMesh::maxPasses)
-            continue;
-        for (TopoMeshVertex v : conditioner.getVertices())
-            if (conditioner.canGo(v))
-                CHECK_FALSE(conditioner.remove(v));
-    }
-}
-
-TEST_CASE("tellsOfEachVertexJustBeforeItGoes") {
-    struct Listener {
-        TopoMesh& mesh;
-        std::vector<TopoMeshVertex> told;
-        void removed(TopoMeshVertex v) {
-            CHECK(mesh.contains(v));
-            told.push_back(v);
-        }
-    };
-    Surface surface(support::grid(8, 8));
-    Listener listener{surface.mesh, {}};
-    koRTB::SignalArg<TopoMeshVertex> signal;
-    signal.addCallback(new koRTB::FunctionArgMember(&listener, &Listener::removed));
-    Curves all;
-    MeshCurveTopology::convert(all, surface.straight({0.0, 3.03}, {8.0, 5.02}), tolerance);
-    MeshCurveTopology topology(surface.mesh, all, tolerance);
-    CHECK(meshCut(surface.mesh, topology, &signal));
-    CHECK_FALSE(listener.told.empty());
-    for (TopoMeshVertex v : listener.told)
-        CHECK_FALSE(surface.mesh.contains(v));
-}
-
-TEST_CASE("aRemovalThatFailsPutsEverySwapBack") {
-    // Rough ground: most vertices resist, after some swaps.
-    Surface surface(support::terrain(10, 10, 3));
-    ko::set<TopoMeshVertex> const all(surface.vertices.begin(), surface.vertices.end());
-    detail::ConditionMesh conditioner(surface.mesh, all, 10.0);
-    int numFailed = 0;
-    for (TopoMeshVertex v : surface.vertices) {
-        if (!surface.mesh.contains(v))
-            continue;
-        auto const before = support::digestOf(surface.mesh, false);
-        if (conditioner.remove(v))
-            CHECK(faultAfterCut(surface.mesh, false) == "");
-        else if (++numFailed < 40)
-            CHECK(support::digestOf(surface.mesh, false) == before);
-    }
-    CHECK(numFailed > 5);
-}
-
-//     d --- c         the quadrilateral's diagonals exist already, round the back: its corners are joined to a new vertex
-//     | \ / |
-//     | / \ |
-//     a --- b
-TEST_CASE("triangulationAvoidsDiagonalsThatExistElsewhere") {
-    auto const build = [](TopoMesh& mesh, int numDiagonals) {
-        std::vector<TopoMeshVertex> v;
-        for (Point const& p : {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0), Point(0, 1, 0),
-                               Point(0.5, 0.5, -1), Point(0.5, 0.4, -2)})
-            v.push_back(mesh.allocVertex(p));
-        TopoMeshFace const face = mesh.allocQuad(v[0], v[1], v[2], v[3]);
-        mesh.allocTriangle(v[0], v[2], v[4]);
-        if (numDiagonals == 2)
-            mesh.allocTriangle(v[1], v[3], v[5]);
-        return face;
-    };
-    TopoMesh one;
-    detail::triangulateFace(one, build(one, 1));
-    CHECK(support::facesOf(one) == "0 1 3, 0 2 4, 3 1 2");
-    TopoMesh both;
-    detail::triangulateFace(both, build(both, 2));
-    CHECK(both.numVertices() == 7);
-    CHECK(both.numFaces() == 6);
-    for (TopoMeshFace f = both.firstFace(); f; f = f.nextInList())
-        CHECK(f.numVertices() == 3);
-}
-
-TEST_CASE("triangulatesPolygonsOfAnySize") {
-    for (int const sides : {4, 5, 30, 301, 900}) {
-        CAPTURE(sides);
-        TopoMesh mesh;
-        support::fillPolygon(mesh, sides);
-        // A star, so that not every corner is an ear.
-        int i = 0;
-        for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInList())
-            if (i++ % 2 == 1)
-                mesh.setPoint(v, combine(0.6, v.point(), 0.4, Point()));
-        auto const corners = support::listOf(mesh.firstVertex());
-        double expected = 0.0;
-        for (std::size_t k = 0; k < corners.size(); ++k)
-            expected += 0.5 * cross(corners[k].point().asVector(),
-                                    corners[(k + 1) % corners.size()].point().asVector())
-                                  .z;
-        detail::triangulateFace(mesh, mesh.firstFace());
-        CHECK(mesh.numVertices() == sides);
-        CHECK(mesh.numFaces() == sides - 2);
-        CHECK(faultAfterCut(mesh) == "");
-        CHECK(Shape(mesh).area == doctest::Approx(expected).epsilon(1e-9));
     }
 }
 
@@ -676,102 +554,4 @@ TEST_CASE("hostileCurvesAndMeshesEnd") {
         static_cast<void>(meshCut(surface.mesh, topology, nullptr));
         CHECK(support::faultOf(surface.mesh) == "");
     }
-}
-
-namespace {
-
-/// A flat array mesh with a table, cut in a region.
-struct ArrayCut {
-    CompactMesh mesh;
-    MeshAdjTris adj;
-
-    explicit ArrayCut(CompactMesh const& source) : mesh(source) { meshAdjTris(mesh, adj); }
-
-    void selectAll() {
-        mesh.getSelectedTriangles().resize(mesh.getNumTriangles());
-        mesh.getSelectedTriangles().setAllBits();
-        MeshSelect(mesh, adj).selectVerticesFromTriangles();
-    }
-    std::deque<MeshCoord> straight(Point2 const& a, Point2 const& b) const {
-        Surface const surface(mesh);
-        std::deque<MeshCoord> coords;
-        for (TopoMeshCoord const& coord : surface.straight(a, b))
-            coords.push_back({static_cast<int>(coord.face.record()->number), coord.weights[0],
-                              coord.weights[1], coord.weights[2]});
-        return coords;
-    }
-};
-
-}  // namespace
-
-TEST_CASE("cutsTheSelectedRegionOfAnArrayMesh") {
-    ArrayCut cut(support::grid(8, 8));
-    cut.selectAll();
-    support::ModificationCounter counter(cut.mesh);
-    CompactMeshCutResult const result =
-        meshCut(cut.mesh, cut.adj, {cut.straight({0.0, 3.3}, {8.0, 4.6})}, tolerance);
-    CHECK(result);
-    CHECK(result.getStatus() == CompactMeshCutResult::CutSuccess);
-    REQUIRE(counter.total() == 1);
-    CHECK(counter.type(0) == MeshModification::Topology);
-    CHECK(support::faultOf(cut.mesh) == "");
-    CHECK(support::numComponents(cut.mesh) == 2);
-    CHECK(support::area(cut.mesh) == doctest::Approx(64.0).epsilon(1e-6));
-    CHECK(cut.mesh.getSelectedTriangles().count == 0);
-
-    SUBCASE("and leaves the rest alone") {
-        ArrayCut part(support::grid(8, 8));
-        BitVector& selected = part.mesh.getSelectedTriangles();
-        selected.resize(part.mesh.getNumTriangles());
-        for (int t = 0; t < 128; ++t)
-            if (t % 16 >= 4 && t % 16 < 12)
-                selected.setBit(t);
-        MeshSelect(part.mesh, part.adj).selectVerticesFromTriangles();
-        auto const before = support::positionTriples(part.mesh);
-        // Closed, well inside the region.
-        std::deque<MeshCoord> ring = part.straight({3.2, 3.1}, {4.9, 3.3});
-        for (auto const& side :
-             {part.straight({4.9, 3.3}, {4.1, 4.8}), part.straight({4.1, 4.8}, {3.2, 3.1})})
-            ring.insert(ring.end(), side.begin() + 1, side.end());
-        CHECK(meshCut(part.mesh, part.adj, {ring}, tolerance));
-        CHECK(support::faultOf(part.mesh) == "");
-        CHECK(support::numComponents(part.mesh) == 2);
-        CHECK(support::area(part.mesh) == doctest::Approx(64.0).epsilon(1e-6));
-        auto const after = support::positionTriples(part.mesh);
-        int numKept = 0;
-        for (auto const& triple : before)
-            numKept += static_cast<int>(after.count(triple));
-        CHECK(numKept >= 64);
-        CHECK(support::numBorderEdges(part.mesh) > 32);
-    }
-}
-
-TEST_CASE("anArrayMeshThatCannotBeCutStaysAsItWas") {
-    ArrayCut cut(support::grid(2, 2));
-    cut.selectAll();
-    support::ModificationCounter counter(cut.mesh);
-    auto const before = support::trianglesOf(cut.mesh);
-    auto const status = [&](std::deque<std::deque<MeshCoord>> const& lines) {
-        CompactMeshCutResult const result = meshCut(cut.mesh, cut.adj, lines, tolerance);
-        CHECK(support::trianglesOf(cut.mesh) == before);
-        CHECK(counter.total() == 0);
-        return result;
-    };
-    CHECK(status({}).getStatus() == CompactMeshCutResult::CutNothingLeft);
-    CHECK(status({{}}).getStatus() == CompactMeshCutResult::CutNothingLeft);
-    CHECK(status({{MeshCoord(0, 0.2, 0.3, 0.5)}}).getStatus() ==
-          CompactMeshCutResult::CutNothingLeft);
-    // Led on to the rim on both sides, and trimmed where that is an inner edge.
-    CHECK(status({{MeshCoord(2, 0.3, 0.4, 0.3), MeshCoord(2, 0.35, 0.35, 0.3)}}).getStatus() ==
-          CompactMeshCutResult::CutNothingLeft);
-    CompactMeshCutResult const loop =
-        status({{MeshCoord(0, 0.6, 0.2, 0.2), MeshCoord(0, 0.2, 0.6, 0.2),
-                 MeshCoord(0, 0.2, 0.2, 0.6), MeshCoord(0, 0.6, 0.2, 0.2)}});
-    CHECK(loop.getStatus() == CompactMeshCutResult::CutInsideFace);
-    CHECK(equivalent(loop.getProblemPoint(), Point(2.0 / 3.0, 1.0 / 3.0, 0.0), 1e-12));
-    // Nothing selected: every coordinate is outside.
-    cut.mesh.getSelectedTriangles().clearBits();
-    cut.mesh.getSelectedVertices().clearBits();
-    CHECK(status({cut.straight({0.0, 0.4}, {2.0, 0.6})}).getStatus() ==
-          CompactMeshCutResult::CutNothingLeft);
 }
