@@ -1,11 +1,12 @@
 #include "deviation.h"
+#include "halfEdges.h"
 #include "harness.h"
 
 #include "trimora/connectivity/meshBoundingBox.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
-#include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/reduce/meshReduceByEdgeCollapse.h"
+#include "trimora/topology/MeshConvertRep.h"
 
 #include <cmath>
 #include <memory>
@@ -16,35 +17,6 @@ namespace bench {
 namespace {
 
 using namespace koGeom;
-
-std::unique_ptr<TopoMesh> topoMeshOf(CompactMesh const& mesh) {
-    std::vector<Point> points;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        float const* const p = mesh.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(v);
-        points.push_back(PointFlt(p[0], p[1], p[2]));
-    }
-    auto topo = std::make_unique<TopoMesh>();
-    topo->allocFaces(mesh.getNumVertices(), points.data(), mesh.getNumTriangles(), 3,
-                     mesh.getTrianglesRaw());
-    return topo;
-}
-
-CompactMesh compactMeshOf(TopoMesh const& topo) {
-    CompactMesh mesh(topo.numVertices(), nullptr, nullptr, nullptr, nullptr);
-    ko::map<TopoMeshVertex, int> numbers;
-    float* coordinate = mesh.getVerticesRaw();
-    for (TopoMeshVertex v = topo.firstVertex(); v; v = v.nextInList()) {
-        numbers.emplace(v, static_cast<int>(numbers.size()));
-        for (double const value : {v.point().x, v.point().y, v.point().z})
-            *coordinate++ = static_cast<float>(value);
-    }
-    std::vector<int> corners;
-    for (TopoMeshFace f = topo.firstFace(); f; f = f.nextInList())
-        for (TopoMeshEdge e : {f.edge(), f.edge().next(), f.edge().prev()})
-            corners.push_back(numbers[e.origin()]);
-    mesh.copyTriangles(static_cast<int>(corners.size() / 3), corners.data());
-    return mesh;
-}
 
 /// The mesh moved by smooth waves and a little noise. A mesh of midpoint splits is flat nearly everywhere, so that its edges
 /// cost nothing; here they do.
@@ -82,7 +54,8 @@ void collapseTo(NamedMesh const& named, char const* job, double fraction) {
         meshReduceByEdgeCollapse(*topo, fraction, progress);
     };
     each.check = [&] {
-        Deviation const deviation = twoSidedDeviation(named.mesh, compactMeshOf(*topo));
+        Deviation const deviation =
+            twoSidedDeviation(named.mesh, *std::unique_ptr<CompactMesh>(meshConvertRep(*topo)));
         return figure("out_v", topo->numVertices()) + figure("out_t", topo->numFaces()) +
                figure("rms/diag", deviation.rms) + figure("max/diag", deviation.largest);
     };

@@ -1,7 +1,7 @@
+#include "halfEdges.h"
 #include "harness.h"
 
 #include "trimora/contract/koGeom/Remap.h"
-#include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/planar/fit.h"
 #include "trimora/planar/meshTriangulate.h"
 #include "trimora/planar/triangulatePolygon.h"
@@ -110,19 +110,9 @@ void meshTriangulateCase() {
         {1});
 }
 
-std::unique_ptr<TopoMesh> toTopoMesh(CompactMesh const& mesh) {
-    std::vector<Point> points;
-    for (int v = 0; v < mesh.getNumVertices(); ++v)
-        points.push_back(mesh.getVertices()[v].asPoint());
-    auto topo = std::make_unique<TopoMesh>();
-    topo->allocFaces(mesh.getNumVertices(), points.data(), mesh.getNumTriangles(), 3,
-                     mesh.getTrianglesRaw());
-    return topo;
-}
-
 void halfEdgeCases(NamedMesh const& named) {
     int const numTriangles = named.mesh.getNumTriangles();
-    std::unique_ptr<TopoMesh> topo = toTopoMesh(named.mesh);
+    std::unique_ptr<TopoMesh> topo = topoMeshOf(named.mesh);
     bool isSound = false;
     run({"verify", named.name, numTriangles, 0.0, [] {},
          [&] { isSound = MeshVerify()(*topo, MeshVerify::Info()); },
@@ -135,7 +125,7 @@ void halfEdgeCases(NamedMesh const& named) {
     up.m[11] = 1.0;
     run({"extrude_half", named.name, numTriangles, 0.0,
          [&] {
-             topo = toTopoMesh(named.mesh);
+             topo = topoMeshOf(named.mesh);
              faces.clear();
              TopoMeshFace face = topo->firstFace();
              for (int i = 0; i < numTriangles / 2; ++i, face = face.nextInList())

@@ -1,8 +1,8 @@
+#include "halfEdges.h"
 #include "harness.h"
 
 #include "trimora/assembly/MeshSelect.h"
 #include "trimora/connectivity/MeshAdjTris.h"
-#include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/topology/MeshEdgeSwapper.h"
 #include "trimora/topology/MeshModifyRep.h"
 #include "trimora/topology/computeSubdivMesh.h"
@@ -15,20 +15,6 @@ namespace bench {
 namespace {
 
 using namespace koGeom;
-
-std::unique_ptr<TopoMesh> toTopoMesh(CompactMesh const& mesh) {
-    auto topo = std::make_unique<TopoMesh>();
-    std::vector<TopoMeshVertex> vertices;
-    vertices.reserve(static_cast<std::size_t>(mesh.getNumVertices()));
-    for (int v = 0; v < mesh.getNumVertices(); ++v)
-        vertices.push_back(topo->allocVertex(mesh.getVertices()[v].asPoint()));
-    auto const at = [&vertices](int v) { return vertices[static_cast<std::size_t>(v)]; };
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        MeshTriangle const& corners = mesh.getTriangles()[t];
-        topo->allocTriangle(at(corners[0]), at(corners[1]), at(corners[2]));
-    }
-    return topo;
-}
 
 /// A region of a mesh, and the bridge to it, remade for each run.
 struct Bridge {
@@ -93,7 +79,7 @@ using Criterion = void (*)(TopoMeshEdge, bool&);
 
 /// Each criterion alone, asked for every pair of half-edges; then swaps until nothing is left to gain.
 void swapCases(NamedMesh const& named) {
-    std::unique_ptr<TopoMesh> topo = toTopoMesh(named.mesh);
+    std::unique_ptr<TopoMesh> topo = topoMeshOf(named.mesh);
     int const numTriangles = named.mesh.getNumTriangles();
     double const numEdges = topo->numEdges() / 2.0;
     struct Named {
@@ -117,7 +103,7 @@ void swapCases(NamedMesh const& named) {
     }
 
     int numSwaps = 0;
-    run({"swap_repeatedly", named.name, numTriangles, 0.0, [&] { topo = toTopoMesh(named.mesh); },
+    run({"swap_repeatedly", named.name, numTriangles, 0.0, [&] { topo = topoMeshOf(named.mesh); },
          [&] {
              MeshEdgeSwapper swapper;
              for (Criterion const criterion :
@@ -137,10 +123,10 @@ void topologyCases() {
         std::unique_ptr<TopoMesh> topo;
         int const numTriangles = named->mesh.getNumTriangles();
         run({"halfedge", named->name, numTriangles, 0.0, [&] { topo.reset(); },
-             [&] { topo = toTopoMesh(named->mesh); },
+             [&] { topo = topoMeshOf(named->mesh); },
              [&] { return figure("halfedges", topo->numEdges()); }},
             {1});
-        topo = toTopoMesh(named->mesh);
+        topo = topoMeshOf(named->mesh);
         std::unique_ptr<TopoMesh> finer;
         run({"catmull_clark_1", named->name, numTriangles, 0.0, [&] { finer.reset(); },
              [&] { finer.reset(computeSubdivMesh(*topo)); },

@@ -32,6 +32,61 @@ Points scattered(support::Random& random, int count) {
     return points;
 }
 
+/// The fit as a general elimination that gives up on the third column: accepted pivots by column, rows swapped into place.
+int plainFit(Points const& points, Normal& normal) {
+    Vector sum;
+    for (Point const& p : points)
+        sum += p.asVector();
+    Point const origin = (sum / static_cast<double>(points.size())).asPoint();
+    double m[3][3] = {};
+    for (Point const& p : points) {
+        Vector const d = p - origin;
+        double const c[3] = {d.x, d.y, d.z};
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j)
+                m[i][j] += c[i] * c[j];
+    }
+    int rank = 3;
+    bool isAccepted[3] = {true, true, true};
+    bool holdsPivot[3] = {};
+    for (int column = 0; column < 2; ++column) {
+        int best = column;
+        for (int row = 0; row < 3; ++row)
+            if (!holdsPivot[row] && std::abs(m[row][column]) > std::abs(m[best][column]))
+                best = row;
+        std::swap(m[column], m[best]);
+        double const pivot = m[column][column];
+        if (std::abs(pivot) < epsilonTol) {
+            isAccepted[column] = false;
+            --rank;
+            continue;
+        }
+        holdsPivot[column] = true;
+        for (double& entry : m[column])
+            entry /= pivot;
+        for (int row = 0; row < 3; ++row) {
+            double const factor = m[row][column];
+            for (int k = 0; row != column && k < 3; ++k)
+                m[row][k] -= factor * m[column][k];
+        }
+    }
+    if (rank == 3) {
+        rank = 2;
+        isAccepted[2] = false;
+    }
+    if (rank == 1)
+        normal = isAccepted[0]   ? Normal(Vector(-m[0][1] - m[0][2], 1, 1))
+                 : isAccepted[1] ? Normal(Vector(1, -m[1][2], 1))
+                                 : Normal(Vector(1, 1, 0));
+    else if (isAccepted[0] && isAccepted[1])
+        normal = Normal(Vector(-m[0][2], -m[1][2], 1));
+    else if (isAccepted[0] && isAccepted[2])
+        normal = Normal(Vector(-m[0][1], 1, 0));
+    else
+        normal = Normal(Vector(1, 0, 0));
+    return rank;
+}
+
 double sumOfSquares(Points const& points, Plane const& plane) {
     double sum = 0.0;
     for (std::size_t i = 1; i + 1 < points.size(); ++i)
@@ -125,6 +180,43 @@ TEST_CASE("fitOfScatteredPointsSolvesTwoRowsOfTheScatterMatrix") {
     }
 }
 
+// Extents from far below to far above what a pivot must have, in each direction on its own.
+TEST_CASE("fitAgreesWithAPlainElimination") {
+    support::Random random(13);
+    int numOfRank[3] = {};
+    for (int turn = 0; turn < 4000; ++turn) {
+        double scales[3];
+        for (double& scale : scales)
+            scale = turn % 3 == 0 ? 1.0 : std::pow(10.0, random.real(-9.0, 1.0));
+        Points points = scattered(random, 2 + random.index(6));
+        for (Point& p : points) {
+            p = Point(p.x * scales[0], p.y * scales[1], p.z * scales[2]);
+            if (turn % 4 == 0)
+                p.y = p.x;
+            if (turn % 5 == 0)
+                p.x = 1e-7 * p.z;
+        }
+        Plane plane;
+        Normal normal;
+        int const rank = plainFit(points, normal);
+        CHECK(fitTo(points, plane) == rank);
+        CHECK(plane.normal == normal);
+        ++numOfRank[rank];
+    }
+    CHECK(numOfRank[1] > 100);
+    CHECK(numOfRank[2] > 100);
+}
+
+TEST_CASE("fitTakesPivotsFromTheTolerance") {
+    for (double const times : {0.999, 1.001}) {
+        double const half = std::sqrt(0.5 * times * epsilonTol);  // both squares together
+        Plane plane;
+        CHECK(fitTo({{-half, 0, 0}, {half, 0, 0}}, plane) == (times < 1.0 ? 1 : 2));
+        CHECK(fitTo({{0, -half, 0}, {0, half, 0}}, plane) == (times < 1.0 ? 1 : 2));
+        CHECK(fitTo({{0, 0, -half}, {0, 0, half}}, plane) == 1);
+    }
+}
+
 TEST_CASE("fitOfBrokenNumbersIsInvalid") {
     for (double const bad : {std::numeric_limits<double>::quiet_NaN(),
                              std::numeric_limits<double>::infinity(), 1e200}) {
@@ -168,8 +260,9 @@ TEST_CASE("fitWithEndsOnPlaneHoldsTheChordAndIsNearestToTheRest") {
         REQUIRE(plane.isValid());
         CHECK(plane.origin == points.front());
         CHECK(distance(points.back(), plane) < 1e-14);
-        // No other plane through the chord is nearer.
         Normal const chord(points.back() - points.front());
+        CHECK(dot(plane.normal, cross(chord, chord.asVector().orthogonalVector())) >= 0.0);
+        // No other plane through the chord is nearer.
         double const sum = sumOfSquares(points, plane);
         for (int step = 1; step < 180; ++step) {
             double const angle = step * std::numbers::pi / 180.0;

@@ -3,13 +3,10 @@
 
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/reduce/detail/MeshReduceFraction.h"
-#include "trimora/reduce/detail/MeshReduceTolerance.h"
 #include "trimora/reduce/detail/vertexFlatness.h"
 
-#include <cmath>
 #include <doctest/doctest.h>
 #include <functional>
-#include <limits>
 #include <numeric>
 
 using namespace koGeom;
@@ -64,10 +61,10 @@ protected:
     void beforeMerge() override { ++merges; }
 };
 
-/// Candidates by the words alone: flattest first, the lower number of equals; inside, in a closed fan, and no two of them
-/// neighbours.
-std::vector<int> literalCandidates(CompactMesh const& mesh, std::function<bool(int)> const& allow,
-                                   int target) {
+/// Candidates by searches through all triangles: flattest first, the lower number of equals; inside, in a closed fan, and no
+/// two of them neighbours.
+std::vector<int> plainCandidates(CompactMesh const& mesh, std::function<bool(int)> const& allow,
+                                 int target) {
     MeshAdjTris adjTris;
     meshAdjTris(mesh, adjTris);
     MeshAdjVertices adjVertices;
@@ -138,7 +135,7 @@ TEST_SUITE("MeshReduceBase") {
                 Scripted reducer(mesh);
                 reducer.allow = allow;
                 reducer.target = target;
-                CHECK(reducer.firstCandidates() == literalCandidates(mesh, allow, target));
+                CHECK(reducer.firstCandidates() == plainCandidates(mesh, allow, target));
             }
         }
     }
@@ -159,9 +156,8 @@ TEST_SUITE("MeshReduceBase") {
             CHECK(reducer.getRemovedPoints().empty());
             CHECK(mesh.getSelectedVertices().count == 0);
             CHECK(mesh.getSelectedTriangles().count == 0);
-            bool const tried = !reducer.passes.empty();
-            CHECK(reducer.report().passes == static_cast<int>(tried));
-            CHECK(reducer.report().reason == (tried ? MeshReduceReport::OnePercent
+            CHECK(reducer.report().passes == static_cast<int>(!reducer.passes.empty()));
+            CHECK(reducer.report().reason == (!reducer.judged.empty() ? MeshReduceReport::Tolerance
                                               : mesh.getNumVertices() > 0
                                                   ? MeshReduceReport::NothingLeft
                                                   : MeshReduceReport::Target));
@@ -266,53 +262,35 @@ TEST_SUITE("MeshReduceBase") {
     }
 }
 
-namespace {
+TEST_SUITE("MeshReduceFraction") {
 
-class ToleranceProgress : public detail::MeshReduceTolerance {
-public:
-    explicit ToleranceProgress(CompactMesh& source) : MeshReduceTolerance(source, 1.0) {}
+    // A picky one drops batches, whose points count: it passes the number to remove, and then is silent.
+    TEST_CASE("progressIsTheShareOfRemovalsAtEveryHundredth") {
+        class Picky : public detail::MeshReduceFraction {
+        public:
+            Picky(CompactMesh& source, int everyNth)
+                : MeshReduceFraction(source, 0.5), n(everyNth) {}
 
-    double valueAfter(int passIndex, int candidateCount, koUtil::Progress& progress) {
-        beginPass(passIndex, candidateCount, progress);
-        endPass();
-        return progress.getValue();
-    }
-};
-
-}  // namespace
-
-TEST_SUITE("MeshReduceTolerance") {
-
-    // The candidates halve: it takes 7 passes until a hundredth of them is left.
-    TEST_CASE("progressGoesByTheShrinkingOfTheCandidates") {
-        CompactMesh mesh = support::cube();
-        ToleranceProgress reducer(mesh);
-        koUtil::Progress progress;
-        std::string caption;
-        progress.setListener([&](double, char const* text) { caption = text; });
-        CHECK(reducer.valueAfter(0, 1000, progress) == doctest::Approx(0.1));
-        CHECK(caption == "Reducing (8 verts)");
-        for (int pass = 1; pass < 7; ++pass)
-            CHECK(reducer.valueAfter(pass, 1000 >> pass, progress) ==
-                  doctest::Approx(0.1 + 0.9 * pass / 7));
-        // Later ones take half of what is done, as far as there is room.
-        CHECK(reducer.valueAfter(7, 4, progress) == doctest::Approx(1.0));
-
-        ToleranceProgress single(mesh);
-        koUtil::Progress other;
-        single.valueAfter(0, 1000, other);
-        CHECK(single.valueAfter(1, 5, other) == doctest::Approx(0.1 + 0.9));  // one pass more
-    }
-
-    TEST_CASE("progressSurvivesCandidatesThatDoNotShrink") {
-        CompactMesh mesh = support::cube();
-        for (int const second : {1000, 1001, 2000, 200000, 2147483647}) {
-            ToleranceProgress reducer(mesh);
-            koUtil::Progress progress;
-            for (int pass = 0; pass < 5; ++pass) {
-                double const value = reducer.valueAfter(pass, pass == 0 ? 1000 : second, progress);
-                CHECK((value >= 0.0 && value <= 1.0));
+        protected:
+            bool acceptRemoval(int vertex, ko::vector<TrianglePoints> const&) override {
+                return vertex % n == 0;
             }
+            int const n;
+        };
+        for (int const n : {1, 3}) {
+            CompactMesh mesh = support::terrain(60, 50, 2);
+            int const numToRemove = mesh.getNumVertices() - mesh.getNumVertices() / 2;
+            Picky reducer(mesh, n);
+            koUtil::Progress progress;
+            std::vector<double> values;
+            progress.setListener([&](double value, char const*) { values.push_back(value); });
+            reducer.reduce(progress);
+            int const numListed = static_cast<int>(reducer.getRemovedPoints().size());
+            CHECK((numListed > numToRemove) == (n == 3));
+            std::vector<double> expected;
+            for (int count = 100; count <= std::min(numListed, numToRemove); count += 100)
+                expected.push_back(static_cast<double>(count) / numToRemove);
+            CHECK(values == expected);
         }
     }
 }

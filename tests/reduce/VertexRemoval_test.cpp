@@ -10,6 +10,7 @@
 #include "trimora/reduce/detail/VertexRemoval.h"
 #include "trimora/reduce/detail/reduceDebug.h"
 #include "trimora/reduce/detail/vertexFlatness.h"
+#include "trimora/topology/MeshEdgeSwapper.h"
 #include "trimora/topology/MeshModifyRep.h"
 #include "trimora/topology/meshTwin.h"
 
@@ -62,6 +63,62 @@ struct Opened {
     TopoMesh& topo = bridge.extract();
     detail::VertexRemoval removal{topo, bridge};
 };
+
+/// A removal without any short cut: ten rounds of improvement whether they change anything or not.
+class PlainRemoval {
+public:
+    int lastRound = 0;  // that changed anything
+
+    explicit PlainRemoval(TopoMesh& mesh) : mesh_(mesh) {}
+
+    bool remove(TopoMeshVertex vertex) {
+        std::vector<TopoMeshEdge> swapped;
+        int valence = vertex.valence();
+        for (TopoMeshEdgeVertexIterator i = {vertex, vertex.edge(), 1}; i.edge && valence > 3;) {
+            TopoMeshEdge const edge = i.edge;
+            i.next();
+            if (trySwap(edge, &MeshEdgeSwapper::preventFoldover)) {
+                --valence;
+                swapped.push_back(edge);
+            }
+        }
+        if (valence != 3) {
+            for (std::size_t i = swapped.size(); i > 0; --i)
+                mesh_.swapEdge(swapped[i - 1]);
+            return false;
+        }
+        mesh_.deleteVertex(vertex);
+        for (int round = 1; round <= 10; ++round)
+            for (TopoMeshEdge const edge : swapped)
+                if (trySwap(edge, &MeshEdgeSwapper::minimizeOppositeAngleSum))
+                    lastRound = round;
+        return true;
+    }
+
+private:
+    bool trySwap(TopoMeshEdge edge, void (*criterion)(TopoMeshEdge, bool&)) {
+        bool veto = false;
+        criterion(edge, veto);
+        return !veto && mesh_.swapEdge(edge);
+    }
+
+    TopoMesh& mesh_;
+};
+
+/// A fan of that many triangles round vertex 0, its rim far from any circle and out of any plane.
+CompactMesh roughFan(int valence, double unevenness, support::Random& random) {
+    std::vector<float> coordinates = {0.0f, 0.0f, 0.0f};
+    std::vector<int> triangles;
+    for (int i = 0; i < valence; ++i) {
+        double const angle = 2.0 * 3.14159265358979 * i / valence;
+        double const radius = random.real(1.0 - unevenness, 1.0);
+        coordinates.insert(coordinates.end(), {static_cast<float>(radius * std::cos(angle)),
+                                               static_cast<float>(radius * std::sin(angle)),
+                                               static_cast<float>(random.real(0.0, 0.1))});
+        triangles.insert(triangles.end(), {0, 1 + i, 1 + (i + 1) % valence});
+    }
+    return support::meshOf(coordinates, triangles);
+}
 
 std::vector<double> flatnessOf(CompactMesh const& mesh) {
     MeshAdjTris adjTris;
@@ -130,6 +187,25 @@ TEST_SUITE("VertexRemoval") {
                 CHECK(detail::hasSoundTriangles(opened.topo) == (named.name != "tetrahedron"));
             }
         }
+    }
+
+    TEST_CASE("improvesTheFillInTenRounds") {
+        support::Random random(8);
+        std::map<int, int> numByLastRound;
+        for (int turn = 0; turn < 600; ++turn) {
+            CAPTURE(turn);
+            int const valence = turn % 20 == 7 ? 200 : 4 + turn % (turn % 5 == 0 ? 90 : 30);
+            CompactMesh mesh = roughFan(valence, 0.3 * (turn % 4), random);
+            Opened opened(mesh);
+            Opened plainly(mesh);
+            PlainRemoval plain(plainly.topo);
+            bool const expected = plain.remove(plainly.bridge.getTopoMeshVertex(0));
+            REQUIRE(opened.removal.remove(opened.bridge.getTopoMeshVertex(0)) == expected);
+            REQUIRE(support::stateOf(opened.topo) == support::stateOf(plainly.topo));
+            numByLastRound[expected ? plain.lastRound : -1] += 1;
+        }
+        for (int const round : {-1, 0, 1, 5, 9, 10})
+            CHECK(numByLastRound[round] > 0);
     }
 
     TEST_CASE("undoingEveryRemovalRestoresConnectivity") {

@@ -1,3 +1,4 @@
+#include "cornerSurface.h"
 #include "plainCollapse.h"
 #include "support/builders.h"
 #include "support/checks.h"
@@ -192,6 +193,47 @@ TEST_CASE("holdsEachEdgeOnceWithItsCostAfterEveryCollapse") {
     }
 }
 
+// Of surfaces without a fault, small and at all stages of a reduction: an edge is refused exactly when the corners of the
+// faces alone would tell of a surface of another kind.
+TEST_CASE("anEdgeMayGoIfAndOnlyIfTheSurfaceStaysOfItsKind") {
+    std::vector<support::NamedMesh> meshes = support::manifoldZoo();
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        double const keep = 0.6 + 0.01 * static_cast<double>(seed % 40);
+        meshes.push_back({"holed grid", support::holed(support::grid(5, 4), keep, seed)});
+        meshes.push_back({"holed ball", support::holed(support::sphere(1), keep, seed)});
+        meshes.push_back({"holed torus", support::holed(support::torus(5, 4), keep, seed)});
+    }
+    int numAllowed = 0;
+    int numRefused = 0;
+    for (auto const& named : meshes) {
+        if (named.mesh.getNumTriangles() > 200)
+            continue;
+        for (double fraction = 1.0; fraction > 0.05; fraction *= 0.8) {
+            CAPTURE(named.name);
+            CAPTURE(fraction);
+            auto const mesh = meshOf(named.mesh);
+            reduce(*mesh, fraction);
+            EdgeCollapser const collapser(*mesh);
+            TopoMeshTriangles const& links = collapser.links();
+            std::vector<corners::Corners> faces;
+            for (EdgeCollapser::Index h = 0; h < links.numHalfEdges(); h += 4)
+                faces.push_back({links.origin(h), links.origin(h + 1), links.origin(h + 2)});
+            auto const kind = corners::kindOf(faces);
+            if (kind[0] < 0)
+                break;
+            collapser.queue().forEach([&](CollapseQueue::Entry const& entry) {
+                auto const a = links.origin(entry.halfEdge);
+                auto const b = links.end(entry.halfEdge);
+                bool const stays = corners::kindOf(corners::collapsed(faces, a, b)) == kind;
+                CHECK((entry.cost < plain::Collapse::refused) == stays);
+                ++(stays ? numAllowed : numRefused);
+            });
+        }
+    }
+    CHECK(numAllowed > 2000);
+    CHECK(numRefused > 500);
+}
+
 TEST_CASE("keepsPiecesBordersAndGenus") {
     auto meshes = support::manifoldZoo();
     meshes.push_back({"moved torus", support::shuffled(support::torus(20, 12), 3)});
@@ -205,8 +247,12 @@ TEST_CASE("keepsPiecesBordersAndGenus") {
                     mesh->deleteVertex(v);
             auto const kind = kindOf(*mesh);
             int const numBefore = mesh->numFaces();
+            bool const hadSingleFans = TopoMeshTriangles(*mesh).hasSingleFans();
+            REQUIRE(TopoMeshTriangles(*mesh).isOriented());
             reduce(*mesh, fraction);
             CHECK(kindOf(*mesh) == kind);
+            CHECK(TopoMeshTriangles(*mesh).isOriented());
+            CHECK(TopoMeshTriangles(*mesh).hasSingleFans() == hadSingleFans);
             CHECK(faultOf(*mesh) == "");
             CHECK_FALSE(hasDoubledFaces(*mesh));
             bool const isRoomy = fraction >= 0.2 && kind[1] <= kind[0];

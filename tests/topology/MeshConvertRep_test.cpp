@@ -1,38 +1,19 @@
+#include "bridges.h"
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "support/topoBuilders.h"
 
-#include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/topology/MeshConvertRep.h"
 
 #include <doctest/doctest.h>
 #include <memory>
 
 using namespace koGeom;
+using bridges::allOf;
+using bridges::bitsOf;
+using bridges::tableOf;
 using support::faultOf;
-
-namespace {
-
-MeshAdjTris tableOf(CompactMesh const& mesh) {
-    MeshAdjTris adjTris;
-    meshAdjTris(mesh, adjTris);
-    return adjTris;
-}
-
-BitVector bitsOf(int size, std::vector<int> const& set) {
-    BitVector bits(size);
-    bits.setBits(static_cast<int>(set.size()), set.data());
-    return bits;
-}
-
-BitVector allOf(int size) {
-    BitVector bits(size);
-    bits.setAllBits();
-    return bits;
-}
-
-}  // namespace
 
 //   6---7---8
 //   | / | / |      grid(2, 2): square s holds triangles 2s (lower right) and 2s + 1

@@ -1,3 +1,4 @@
+#include "support/TopoModificationCounter.h"
 #include "support/corpus.h"
 #include "surfaceCuts.h"
 
@@ -467,20 +468,14 @@ TEST_CASE("trianglesAreMadeOfAllFacesOfAPolygonMesh") {
 
 TEST_CASE("sendsOneNoticeAtTheEndAndTwoMessages") {
     Surface surface(support::grid(3, 3));
-    struct Listener {
-        int numNotices = 0;
-        void received(EntityModification&) { ++numNotices; }
-    };
-    Listener listener;
-    surface.mesh.modificationSignal().addCallback(
-        new koRTB::FunctionArgMember(&listener, &Listener::received));
+    support::TopoModificationCounter listener(surface.mesh);
     support::DebugCapture debug;
     Cut cut(surface, {surface.straight({0.0, 1.4}, {3.0, 1.3})});
-    CHECK(listener.numNotices == 1);
+    CHECK(listener.total() == 1);
     CHECK(debug.text().find("meshCut:  curves(1) IPoints(2) faces(18)\n") != std::string::npos);
     CHECK(debug.text().find("  after: faces(") != std::string::npos);
     Cut refused(surface, {});
-    CHECK(listener.numNotices == 1);
+    CHECK(listener.total() == 1);
 }
 
 TEST_CASE("randomCurvesLeaveASoundMeshOrNoTrace") {

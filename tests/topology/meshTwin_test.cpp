@@ -1,10 +1,13 @@
+#include "support/TopoModificationCounter.h"
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/topoBuilders.h"
 
 #include "trimora/topology/meshTwin.h"
 
+#include <cstring>
 #include <doctest/doctest.h>
+#include <optional>
 
 using namespace koGeom;
 using support::faultOf;
@@ -13,21 +16,12 @@ using support::numOpenEdges;
 
 namespace {
 
-struct Listener {
-    int numHeard = 0;
-    int lastType = -1;
-    void hear(EntityModification& news) {
-        ++numHeard;
-        lastType = static_cast<TopoMeshModification&>(news).getType();
-    }
-};
-
 /// A mesh of triangles on the edge from a to b, one for each letter: 'u' runs a to b, 'd' b to a; allocated one by one and
 /// parted again, so that all are without a twin.
 struct Book {
     TopoMesh mesh;
     std::vector<TopoMeshEdge> onEdge;
-    Listener listener;
+    std::optional<support::TopoModificationCounter> notices;  // from the end of the making on
 
     explicit Book(std::string const& pages) {
         TopoMeshVertex const a = mesh.allocVertex(Point(0, 0, 0));
@@ -39,9 +33,7 @@ struct Book {
         }
         for (TopoMeshEdge e : onEdge)
             part(e);
-        mesh.modificationSignal().addCallback(
-            new koRTB::FunctionArgMember<EntityModification&, Listener>(&listener,
-                                                                        &Listener::hear));
+        notices.emplace(mesh);
     }
 
     /// Takes the twin away by way of a helper face that comes and goes.
@@ -74,7 +66,7 @@ std::string partnersOf(std::string const& pages) {
     CHECK(book.partners() == std::string(pages.size(), '-'));
     meshTwin(book.mesh);
     CHECK(faultOf(book.mesh) == "");
-    CHECK(book.listener.numHeard == (pages.size() > 1 ? 1 : 0));
+    CHECK(book.notices->total() == (pages.size() > 1 ? 1 : 0));
     return book.partners();
 }
 
@@ -97,10 +89,10 @@ TEST_CASE("linksTwoTrianglesWoundAlikeAndNothingElse") {
     Book book("uu");
     meshTwin(book.mesh);
     CHECK(numOpenEdges(book.mesh) == 4);
-    CHECK(book.listener.lastType == 1);
+    CHECK(book.notices->types() == std::vector<int>{TopoMeshModification::Topology});
     // A second time there is nothing to link and nothing to tell.
     meshTwin(book.mesh);
-    CHECK(book.listener.numHeard == 1);
+    CHECK(book.notices->total() == 1);
     CHECK(numOpenEdges(book.mesh) == 4);
 }
 
@@ -113,6 +105,24 @@ TEST_CASE("leavesTwinsAloneWhenFacesAreAdded") {
     meshTwin(book.mesh);
     CHECK_FALSE(late.edge().twin());
     CHECK(book.partners() == "10");
+}
+
+TEST_CASE("looksOnlyWhereItIsToldAndFindsWhatTheWholeWalkFinds") {
+    for (char const* const pages : {"u", "ud", "uu", "dud", "uudd", "uduuu"}) {
+        Book book(pages);
+        Book whole(pages);
+        meshTwin(whole.mesh);
+        // Nothing is told: nothing is found.
+        meshTwin(book.mesh, {});
+        CHECK(book.partners() == std::string(std::strlen(pages), '-'));
+        CHECK(book.notices->total() == 0);
+        // One half-edge of a pair leads to all that the walk would link.
+        meshTwin(book.mesh, {TopoMeshEdge(), book.onEdge.back()});
+        CHECK(book.partners() == whole.partners());
+        CHECK(book.notices->total() == whole.notices->total());
+        meshTwin(book.mesh, book.onEdge);
+        CHECK(book.notices->total() == whole.notices->total());
+    }
 }
 
 TEST_CASE("leavesManifoldsAsAllocationMadeThem") {

@@ -22,14 +22,17 @@ BitVector fitted(BitVector const& selection, int numElements) {
     return bits;
 }
 
-// Takes out the vertices that triangles outside the selection use.
+// Takes out the vertices that triangles outside the selection use. Mostly few are selected: then reading is all that a
+// triangle costs.
 void keepUsedVertices(BitVector& doomed, CompactMesh const& mesh,
                       BitVector const& doomedTriangles) {
     MeshTriangle const* const triangles = mesh.getTriangles();
     for (int t = 0; t < mesh.getNumTriangles() && doomed.count > 0; ++t) {
-        if (doomedTriangles.isBitSet(t))
+        auto const [a, b, c] = triangles[t].vertices;
+        int const isAnyDoomed = doomed.isBitSet(a) | doomed.isBitSet(b) | doomed.isBitSet(c);
+        if (isAnyDoomed == 0 || doomedTriangles.isBitSet(t))
             continue;
-        for (int const vertex : triangles[t].vertices)
+        for (int const vertex : {a, b, c})
             doomed.clearBit(vertex);
     }
 }

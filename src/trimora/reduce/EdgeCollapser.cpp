@@ -2,7 +2,7 @@
 
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koOS/largePages.h"
-#include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/contract/koUtil/slices.h"
 
 #include <cmath>
 #include <limits>
@@ -19,27 +19,6 @@ constexpr double refused = std::numeric_limits<double>::max();
 
 /// Below this many faces waking the pool costs more than it saves.
 constexpr int minPooledFaces = 10000;
-
-template <typename Work>
-class SliceAlg final : public koUtil::ThreadedChunkAlg {
-public:
-    SliceAlg(int total, Work const& work) : total_(total), work_(work) {}
-    void executeChunk(int chunk, int thread) override {
-        work_(static_cast<std::uint32_t>(getBeginIndex(chunk, numChunks, total_)),
-              static_cast<std::uint32_t>(getBeginIndex(chunk + 1, numChunks, total_)), thread);
-    }
-
-private:
-    int total_;
-    Work const& work_;
-};
-
-/// Calls work(begin, end, thread) for slices of 0 to `total`.
-template <typename Work>
-void inSlices(koUtil::ThreadPool& pool, std::size_t total, Work const& work) {
-    SliceAlg<Work> alg(static_cast<int>(total), work);
-    pool.run(alg);
-}
 
 }  // namespace
 
@@ -117,11 +96,11 @@ Quadric EdgeCollapser::firstErrorOf(Index vertex, std::vector<FacePlane> const& 
 
 void EdgeCollapser::findErrors(koUtil::ThreadPool& pool) {
     std::vector<FacePlane> planes(static_cast<std::size_t>(links_.numFaces()));
-    inSlices(pool, planes.size(), [&](Index begin, Index end, int) {
+    koUtil::inSlices(pool, static_cast<Index>(planes.size()), [&](Index begin, Index end, int) {
         for (Index face = begin; face < end; ++face)
             planes[face] = planeOf(face);
     });
-    inSlices(pool, vertices_.size(), [&](Index begin, Index end, int) {
+    koUtil::inSlices(pool, links_.numVertices(), [&](Index begin, Index end, int) {
         for (Index v = begin; v < end; ++v)
             vertices_[v].error = firstErrorOf(v, planes);
     });
@@ -154,14 +133,15 @@ void EdgeCollapser::queueAll(koUtil::ThreadPool& pool) {
     std::vector<Index> const halves = takeFirstHalves();
     std::vector<double> costs(halves.size());
     std::vector<VisitStamps> marked(static_cast<std::size_t>(pool.numThreads), marked_);
-    inSlices(pool, halves.size(), [&](Index begin, Index end, int thread) {
-        VisitStamps& marks = marked[static_cast<std::size_t>(thread)];
-        for (Index i = begin; i < end; ++i) {
-            Edge const edge = edgeAt(halves[i]);
-            markNeighbours(edge.a, marks);
-            costs[i] = costOf(edge, marks, edge.a, edge.b);
-        }
-    });
+    koUtil::inSlices(pool, static_cast<Index>(halves.size()),
+                     [&](Index begin, Index end, int thread) {
+                         VisitStamps& marks = marked[static_cast<std::size_t>(thread)];
+                         for (Index i = begin; i < end; ++i) {
+                             Edge const edge = edgeAt(halves[i]);
+                             markNeighbours(edge.a, marks);
+                             costs[i] = costOf(edge, marks, edge.a, edge.b);
+                         }
+                     });
     for (std::size_t i = 0; i < halves.size(); ++i)
         queue_.insert(halves[i], costs[i]);
 }
@@ -337,7 +317,19 @@ void EdgeCollapser::scout() {
     }
 }
 
+/// Blind data gets its memory when it is first asked for: after this no allocation is left that could fail halfway.
+void EdgeCollapser::reserveBlindData() {
+    for (TopoMeshVertex v = mesh_.firstVertex(); v; v = v.nextInList())
+        v.blind(0);
+    Index face = 0;
+    for (TopoMeshFace f = mesh_.firstFace(); f; f = f.nextInList())
+        if (links_.isFaceAlive(face++))
+            for (TopoMeshEdge e : {f.edge(), f.edge().next(), f.edge().prev()})
+                e.blind(0);
+}
+
 void EdgeCollapser::store() {
+    reserveBlindData();
     links_.store();
     for (TopoMeshVertex v = mesh_.firstVertex(); v; v = v.nextInList())
         mesh_.setPoint(v, vertices_[v.record()->number].position);

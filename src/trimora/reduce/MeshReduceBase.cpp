@@ -52,7 +52,7 @@ void MeshReduceBase::runPasses(koUtil::Progress& progress) {
         order.sort(flatness.get(), flatness.get() + numVertices);
         std::vector<int> candidates = chooseCandidates(order);
         if (candidates.empty()) {
-            reason = refusedAny ? MeshReduceReport::Tolerance : MeshReduceReport::NothingLeft;
+            reason = reasonOfNoRemoval();
             return;
         }
         beginPass(iteration, static_cast<int>(candidates.size()), progress);
@@ -65,10 +65,14 @@ void MeshReduceBase::runPasses(koUtil::Progress& progress) {
         }
         if (leastGain > static_cast<double>(numRemoved) / mesh.getNumVertices()) {
             if (wantsMore(mesh.getNumVertices()))
-                reason = MeshReduceReport::OnePercent;
+                reason = numRemoved > 0 ? MeshReduceReport::OnePercent : reasonOfNoRemoval();
             return;
         }
     } while (wantsMore(mesh.getNumVertices()));
+}
+
+MeshReduceReport::Reason MeshReduceBase::reasonOfNoRemoval() const {
+    return refusedAny ? MeshReduceReport::Tolerance : MeshReduceReport::NothingLeft;
 }
 
 std::vector<int> MeshReduceBase::chooseCandidates(koUtil::Ordering const& order) {
@@ -175,6 +179,7 @@ int MeshReduceBase::attemptAll(BitVector& vertices) {
             bool gone = removal.remove(modifyRep->getTopoMeshVertex(v));
             if (gone && !acceptRemoval(v, removal.fill())) {
                 removal.undo();
+                refusedAny = true;
                 gone = false;
             }
             if (gone) {

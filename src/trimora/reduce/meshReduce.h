@@ -16,10 +16,10 @@ class CompactMesh;
 /// How a reduction by vertex removal ended.
 struct MeshReduceReport {
     enum Reason {
-        Target,       // no more vertices than were asked for
-        Tolerance,    // every vertex that could go lies too far from its neighbours' plane
-        NothingLeft,  // no vertex could go: borders, and fans that are not closed, stay
-        OnePercent,   // the last pass removed less than 1 % of the vertices that it left
+        Target,     // no more vertices than were asked for
+        Tolerance,  // the last pass removed nothing: what could go would leave the tolerance
+        NothingLeft,  // the last pass removed nothing: borders, fans that are not closed, and folds stay
+        OnePercent,  // the last pass removed some, but less than 1 % of the vertices that it left
         Cancelled
     };
 

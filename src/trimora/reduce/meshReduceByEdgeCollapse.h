@@ -14,7 +14,8 @@ class TopoMesh;
 ///
 /// mesh        edited in place. A face with more than three corners anywhere: nothing happens at all
 /// fraction    of the faces to keep. The target is their number times this, truncated, and 1 at least; a number that is
-///             not below the count of faces leaves the surface as it is, and so does NaN
+///             not below the count of faces leaves the surface as it is, and so does NaN. The target can be missed upwards,
+///             where all edges left are refused, and downwards by one face, as most collapses take two
 /// progress    not used: the call neither reports nor can be cancelled
 /// cost        of an edge: the sum of squared distances from the place of the new vertex to the planes of the faces that
 ///             went into the two vertices, each face counted once a corner, and to walls that stand on the boundary's
@@ -31,8 +32,8 @@ class TopoMesh;
 ///             half-edge, slot 0: the cost of the edge, slot 1: true. They are overwritten, reduced or not
 /// notice      one of type Topology, if anything was collapsed
 /// message     one on the debug channel
-/// memory      some 500 bytes a vertex during the call, and the blind data: 136 a vertex, 16 a half-edge. An allocation that
-///             fails before the end leaves the mesh as it was
+/// memory      some 500 bytes a vertex during the call, of which 4 for each thread of the pool, and the blind data: 136 a
+///             vertex, 16 a half-edge. When an allocation fails, std::bad_alloc passes through and the mesh is as it was
 /// time        a few microseconds a collapse while the valences are bounded; a collapse costs the valence of the new vertex.
 ///             First costs are found on the shared pool, all else on the calling thread; no outcome depends on threads
 /// source      Garland and Heckbert 1997 [garland1997]

@@ -69,8 +69,10 @@ private:
     bool hasAllTriangles(int vertex) const;
 };
 
-/// A vertex without triangles has them all.
+/// A vertex without triangles has them all. What the table does not know of counts as outside the region.
 bool MeshModifyRep::ModifyImpl::hasAllTriangles(int vertex) const {
+    if (vertex >= adj.getData().getNumSets())
+        return false;
     int const* const triangles = adj.triIndices(vertex);
     for (int i = 0; i < adj.numTris(vertex); ++i)
         if (!selectedTriangles.isBitSet(triangles[i]))

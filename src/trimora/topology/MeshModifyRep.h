@@ -16,6 +16,8 @@ namespace koGeom {
 /// A vertex is owned by the region when all its triangles belong to it, one without triangles too; the others are its
 /// rim, which the rest of the mesh uses.
 /// order     of calls: as above, merge() at most once
+/// table     should be that of the mesh as it is at extract(): vertices beyond its end count as rim, and one that lacks
+///           triangles can take a vertex for owned, which then tears from the rest of the mesh
 /// lifetime  as MeshConvertRep; the mesh must not change between extract() and merge()
 class TRIMORA_API MeshModifyRep : public MeshConvertRep {
 public:
@@ -41,7 +43,7 @@ public:
     ///            first edge. Of a face with more than three corners only the first three are written
     /// vertices   rim: kept, with their UVs, in the place that the half-edge mesh gives them. Owned and new: appended in
     ///            the order of their list; nothing but the position is carried. Numbers close up over what is deleted
-    /// selection  consumed: empty afterwards
+    /// selection  consumed: empty afterwards. What the mesh has selected at the time plays no part
     /// sends      one Topology modification, by MeshDeleteSelected. Without a triangle in the region nothing is deleted: the
     ///            vertices stay where they are, and only a change is announced, as Topology when the mesh grew, else as
     ///            Geometry

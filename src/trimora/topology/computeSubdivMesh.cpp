@@ -4,7 +4,7 @@
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koGeom/TopoMeshBulk.h"
 #include "trimora/contract/koOS/StopWatch.h"
-#include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/contract/koUtil/slices.h"
 #include "trimora/topology/detail/completeTwins.h"
 #include "trimora/topology/meshTwin.h"
 
@@ -165,33 +165,12 @@ void Rings::readFaces(TopoMesh const& mesh) {
     sides_ = isUniform ? begin_[1] : 0;
 }
 
-/// Work over the items of all faces, a slice of the faces a chunk.
-template <typename Work>
-class FaceAlg final : public koUtil::ThreadedChunkAlg {
-public:
-    FaceAlg(int numFaces, Work const& work) : numFaces_(numFaces), work_(work) {}
-    void executeChunk(int chunk, int /*threadIndex*/) override {
-        work_(getBeginIndex(chunk, numChunks, numFaces_),
-              getBeginIndex(chunk + 1, numChunks, numFaces_));
-    }
-
-private:
-    int numFaces_;
-    Work const& work_;
-};
-
-/// Calls work(begin, end) for slices of 0 to `total`.
-template <typename Work>
-void inSlices(bool usePool, int total, Work const& work) {
-    FaceAlg<Work> alg(total, work);
-    (usePool ? koUtil::ThreadPool::get() : koUtil::ThreadPool::getSingleThreadedPool()).run(alg);
-}
-
 class Subdivision {
 public:
     explicit Subdivision(TopoMesh const& source)
         : rings_(source),
-          usePool_(rings_.numEdges() >= minPooledQuads),
+          pool_(rings_.numEdges() >= minPooledQuads ? koUtil::ThreadPool::get()
+                                                    : koUtil::ThreadPool::getSingleThreadedPool()),
           facePoints_(rings_.numFaces()),
           edgePlace_(rings_.numEdges()) {}
 
@@ -216,7 +195,7 @@ private:
     Point vertexPoint(int v) const;
 
     Rings rings_;
-    bool const usePool_;
+    koUtil::ThreadPool& pool_;
     bool isRegular_ = true;
     Array<Point> facePoints_;
     Array<int> edgePlace_;    // by half-edge
@@ -276,7 +255,7 @@ void Subdivision::build(TopoMesh& result) {
 
 /// Twins by place, then the face points.
 void Subdivision::settleFaces() {
-    inSlices(usePool_, rings_.numFaces(), [this](int begin, int end) {
+    koUtil::inSlices(pool_, rings_.numFaces(), [this](int begin, int end, int) {
         for (int s = rings_.begin(begin); s < rings_.begin(end); ++s)
             rings_.settleTwin(s);
         for (int f = begin; f < end; ++f)
@@ -395,11 +374,11 @@ void Subdivision::buildRegular(TopoMesh& result) const {
     TopoMeshChains const ending(rings_.numVertices(), rings_.numEdges(),
                                 [this](int s) { return rings_.endVertex(s); });
     TopoMeshBulk const bulk(result, numPoints(), 4 * rings_.numEdges(), rings_.numEdges());
-    inSlices(usePool_, numPoints(), [&](int begin, int end) {
+    koUtil::inSlices(pool_, numPoints(), [&](int begin, int end, int) {
         for (int place = begin; place < end; ++place)
             writePoint(bulk, ending, place);
     });
-    inSlices(usePool_, rings_.numFaces(), [&](int begin, int end) {
+    koUtil::inSlices(pool_, rings_.numFaces(), [&](int begin, int end, int) {
         for (int face = begin; face < end; ++face)
             writeQuads(bulk, ending, face);
     });

@@ -123,4 +123,33 @@ void meshTwin(TopoMesh& mesh) {
     detail::completeTwins(mesh, false);
 }
 
+namespace {
+
+/// Whether another half-edge without a twin lies on the same two vertices, whichever way it runs.
+bool hasOpenPartner(TopoMeshEdge edge) {
+    TopoMeshEdgeRecord const* const e = edge.record();
+    auto const isAmong = [e](TopoMeshEdgeRecord const* leaving, TopoMeshVertexRecord const* end) {
+        for (; leaving != nullptr; leaving = leaving->nextLeaving)
+            if (leaving != e && leaving->twin == nullptr && leaving->end() == end)
+                return true;
+        return false;
+    };
+    return isAmong(e->origin->firstLeaving, e->end()) || isAmong(e->end()->firstLeaving, e->origin);
+}
+
+}  // namespace
+
+void meshTwin(TopoMesh& mesh, ko::vector<TopoMeshEdge> const& edges) {
+    bool const anyPair = std::any_of(edges.begin(), edges.end(), [&mesh](TopoMeshEdge e) {
+        return mesh.contains(e) && !e.twin() && hasOpenPartner(e);
+    });
+    if (anyPair) {
+        meshTwin(mesh);
+        return;
+    }
+    koOS::StopWatch watch;
+    watch.start();
+    detail::twinOpenEdges(mesh, {}, false, watch);
+}
+
 }  // namespace koGeom

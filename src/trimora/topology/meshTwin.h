@@ -1,5 +1,7 @@
 #pragma once
 
+#include "trimora/contract/ko/containers.h"
+#include "trimora/contract/koGeom/TopoMeshHandles.h"
 #include "trimora/export.h"
 
 namespace koGeom {
@@ -16,5 +18,11 @@ class TopoMesh;
 /// message   "meshTwin: %d vertices: %f s\n"
 /// cost      O(e) for e half-edges, O(n log n) for the n of them without a twin; on the calling thread
 TRIMORA_API void meshTwin(TopoMesh& mesh);
+
+/// The same for a mesh that was linked before and has been edited: it does not look where nothing can have changed.
+///
+/// edges     the half-edges that have been added, or have lost their twin, since; those that have one are passed over
+/// cost      O(valence) for each of them; as above when a pair is found
+TRIMORA_API void meshTwin(TopoMesh& mesh, ko::vector<TopoMeshEdge> const& edges);
 
 }  // namespace koGeom

@@ -33,7 +33,8 @@ public:
     int numFaces() const { return links_.numFaces(); }
     /// Collapses the cheapest edge that may go; false when there is none.
     bool collapseNext();
-    /// Writes links, places and blind data to the mesh. Once, and nothing is called afterwards.
+    /// Writes links, places and blind data to the mesh. Once, and nothing is called afterwards. A failed allocation passes
+    /// through before anything has changed.
     void store();
 
     TopoMeshTriangles const& links() const { return links_; }
@@ -95,6 +96,7 @@ private:
     void joinNeighbours(Edge const& edge);
     void collapse(Edge const& edge);
     void costAgain(Index vertex);
+    void reserveBlindData();
 
     TopoMesh& mesh_;
     TopoMeshTriangles links_;

@@ -62,7 +62,7 @@ protected:
     virtual void beforeMerge() {}
     virtual void afterMerge(Array<int>& /*vertexRemap*/) {}
 
-    /// The vertices to try in this pass, by ascending flatness, as told by the order of all.
+    /// The vertices to try in this pass, by ascending flatness: the order of all vertices.
     std::vector<int> chooseCandidates(koUtil::Ordering const& order);
 
     CompactMesh& mesh;
@@ -75,6 +75,7 @@ protected:
 
 private:
     void runPasses(koUtil::Progress& progress);
+    MeshReduceReport::Reason reasonOfNoRemoval() const;
     int removeCandidates(std::vector<int>& candidates, koUtil::Progress const& progress);
     int removeBatch(BitVector& vertices, Array<int>& remap);
     void selectRegion(BitVector const& vertices, MeshAdjTris const& adjTris);
@@ -82,7 +83,7 @@ private:
 
     MeshReduceReport::Reason reason = MeshReduceReport::Target;
     bool stopped = false;     // by noteRemoval, in this batch
-    bool refusedAny = false;  // by canRemove, in this pass
+    bool refusedAny = false;  // by canRemove or acceptRemoval, in this pass
 };
 
 }  // namespace detail
