@@ -150,7 +150,7 @@ void Session::beginPhase(char const* caption, bool pollsProgress) {
 }
 
 void Session::throwIfCancelled() const {
-    if (timedOut_)
+    if (timedOut_ || isOverdue())  // the watcher may not have come round since
         throw Failure{Cancelled, "timed out; nothing was written; allow more with --timeout"};
     if (progress_.cancelled())
         throw Failure{Cancelled, "cancelled; nothing was written"};
@@ -180,6 +180,10 @@ void Session::finish() {
     tell("");
 }
 
+bool Session::isOverdue() const {
+    return options_.timeout > 0.0 && secondsSince(start_) > options_.timeout;
+}
+
 void Session::watch() {
     while (!finished_) {
         std::this_thread::sleep_for(watchInterval);
@@ -190,8 +194,7 @@ void Session::watch() {
 }
 
 void Session::endIfOverdue() {
-    bool const late = options_.timeout > 0.0 && secondsSince(start_) > options_.timeout;
-    if (finished_ || (numInterrupts == 0 && !late))
+    if (finished_ || (numInterrupts == 0 && !isOverdue()))
         return;
     if (!cancelSent_) {
         cancelSent_ = true;

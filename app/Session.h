@@ -28,6 +28,8 @@ enum ExitCode {
 struct Failure {
     ExitCode code;
     std::string message;
+    /// For standard output: where --json was asked for and there is more to tell than words.
+    std::string json = {};
 };
 
 struct CommonOptions {
@@ -73,6 +75,7 @@ public:
     void finish();
 
 private:
+    bool isOverdue() const;
     void watch();
     void endIfOverdue();
     std::string barText();

@@ -25,6 +25,8 @@ void addReduce(CLI::App& app, Invocation& invocation);
 void addCut(CLI::App& app, Invocation& invocation);
 void addSubdivide(CLI::App& app, Invocation& invocation);
 void addExtrude(CLI::App& app, Invocation& invocation);
+void addFill(CLI::App& app, Invocation& invocation);
+void addFlatten(CLI::App& app, Invocation& invocation);
 void addVerify(CLI::App& app, Invocation& invocation);
 
 /// Check of an option in degrees: what is wrong with the text, or nothing. A plain range would let NaN pass.

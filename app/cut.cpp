@@ -9,6 +9,7 @@
 #include "toolkit/surfaceCurve.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/contract/koLinear/ranges.h"
 #include "trimora/contract/koOS/StopWatch.h"
 
 #include <algorithm>
@@ -19,6 +20,7 @@ namespace app {
 namespace {
 
 using koGeom::CompactMesh;
+using trimora::countInWords;
 using trimora::SurfaceCurves;
 
 struct CutArguments {
@@ -27,9 +29,11 @@ struct CutArguments {
     std::string plane;
     std::string curve;
     bool split = false;
+    int maxParts = 1000;
 };
 
 struct CutResult {
+    double tolerance = 0.0;
     int numCurves = 0;
     int numClosed = 0;
     std::optional<double> farthest;  // of a drawn point from the surface
@@ -37,7 +41,7 @@ struct CutResult {
     trimora::MeshCounts after;
     trimora::CutOutcome outcome;
     double seconds = 0.0;
-    std::vector<StoredPart> parts;
+    StoredParts stored;
 };
 
 int countClosed(CompactMesh const& mesh, SurfaceCurves const& curves) {
@@ -50,20 +54,40 @@ int countClosed(CompactMesh const& mesh, SurfaceCurves const& curves) {
     return static_cast<int>(std::count_if(curves.begin(), curves.end(), isClosed));
 }
 
-// Where the plane would have to lie to meet the mesh, in the numbers that were typed.
-std::string missText(CompactMesh const& mesh, std::vector<double> const& plane) {
-    double low = HUGE_VAL;
-    double high = -HUGE_VAL;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        koGeom::Point const p = mesh.getVertices()[v].asPoint();
-        double const height = plane[0] * p.x + plane[1] * p.y + plane[2] * p.z;
-        low = std::min(low, height);
-        high = std::max(high, height);
+/// How far the corners of the triangles lie above a plane.
+koLinear::Range1d heightsOf(CompactMesh const& mesh, trimora::SectionPlane const& plane) {
+    auto const& [x, y, z, d] = plane.coefficients;
+    koLinear::Range1d heights;
+    heights.setUnbounded();
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        for (int const v : mesh.getTriangles()[t].vertices) {
+            koGeom::Point const p = mesh.getVertices()[v].asPoint();
+            double const height = x * p.x + y * p.y + z * p.z + d;
+            if (std::isfinite(height))
+                heights.include(height);
+        }
     }
-    return "the plane does not pass through the surface; with the same a, b and c it may for d "
-           "from " +
-           numberInWords(0.0 - high) + " to " + numberInWords(0.0 - low) + ", and d is " +
-           numberInWords(plane[3]);
+    return heights;
+}
+
+// Why there is nothing to cut, and where the plane would have to lie, in the numbers that were typed.
+std::string missText(koLinear::Range1d const& heights, double tolerance,
+                     std::vector<double> const& numbers) {
+    if (heights.lower >= -tolerance && heights.upper <= tolerance)
+        return "the whole mesh lies in the plane, which parts nothing there; turn the plane";
+    double const scale = std::hypot(numbers[0], numbers[1], numbers[2]);
+    double const low = numbers[3] - scale * heights.upper;
+    double const high = numbers[3] - scale * heights.lower;
+    std::string const advice = std::isfinite(low) && std::isfinite(high)
+                                   ? "; with the same a, b and c take d between " +
+                                         numberInWords(low) + " and " + numberInWords(high) +
+                                         ", not " + numberInWords(numbers[3])
+                                   : "; move it";
+    if (heights.lower > tolerance || heights.upper < -tolerance)
+        return "the plane misses the mesh, which lies on one side of it" + advice;
+    if (heights.lower >= -tolerance || heights.upper <= tolerance)
+        return "the plane only touches the mesh, which lies on one side of it" + advice;
+    return "the plane passes between parts of the mesh and meets no triangle" + advice;
 }
 
 SurfaceCurves sectionOf(Session& session, CutArguments const& arguments, CompactMesh const& mesh,
@@ -73,107 +97,153 @@ SurfaceCurves sectionOf(Session& session, CutArguments const& arguments, Compact
     plane.set({numbers[0], numbers[1], numbers[2], numbers[3]});
     session.beginPhase("cutting with the plane", false);
     SurfaceCurves curves = trimora::planeSection(mesh, plane, tolerance);
-    if (curves.empty() && mesh.getNumTriangles() > 0)
-        throw Failure{Refused, arguments.input + ": " + missText(mesh, numbers)};
+    if (curves.empty())
+        throwIfRefused(session,
+                       {arguments.input, missText(heightsOf(mesh, plane), tolerance, numbers), {}});
     return curves;
 }
 
 SurfaceCurves layCurves(Session& session, CutArguments const& arguments, CompactMesh const& mesh,
-                        double tolerance, CutResult& result) {
+                        CutResult& result) {
     std::vector<trimora::Polyline> polylines;
     throwIfFailed(trimora::readPolylines(arguments.curve, polylines, session.maxBytes()));
     session.beginPhase("laying the curves", true);
     koGeom::SimpleMeshCache cache;
     trimora::LaidCurves laid =
-        trimora::laySurfaceCurves(mesh, cache, polylines, tolerance, session.progress());
+        trimora::laySurfaceCurves(mesh, cache, polylines, result.tolerance, session.progress());
     session.throwIfCancelled();
+    koLinear::Point const place = laid.problemPoint;
     if (!laid.refusal.empty())
-        throw Failure{Refused, arguments.curve + ": " + laid.refusal + " (near " +
-                                   trimora::positionInWords(laid.problemPoint) + ")"};
+        throwIfRefused(session, {arguments.curve,
+                                 laid.refusal + " (near " + trimora::positionInWords(place) + ")",
+                                 {{place.x, place.y, place.z}}});
     result.farthest = laid.farthest;
     return std::move(laid.curves);
 }
 
-void cutLoaded(Session& session, CutArguments const& arguments, CompactMesh& mesh,
-               CutResult& result) {
-    double const tolerance = trimora::cutTolerance(mesh);
+void requireFewParts(Session const& session, CutArguments const& arguments,
+                     CutResult const& result) {
+    if (arguments.split && result.after.components > arguments.maxParts)
+        throwIfRefused(session, {arguments.input,
+                                 "the result has " + countInWords(result.after.components, "part") +
+                                     ", each for a file of its own, and the limit is " +
+                                     std::to_string(arguments.maxParts) +
+                                     "; weld the mesh first, or raise it with --max-parts",
+                                 {}});
+}
+
+void cutLoaded(Session& session, CutArguments const& arguments, trimora::ReadReport const& report,
+               CompactMesh& mesh, CutResult& result) {
+    if (mesh.getNumTriangles() == 0)
+        throwIfRefused(session, {arguments.input, "holds no triangles to cut", {}});
+    result.tolerance = trimora::cutTolerance(mesh);
     result.before = trimora::countMesh(mesh);
     SurfaceCurves const curves = arguments.plane.empty()
-                                     ? layCurves(session, arguments, mesh, tolerance, result)
-                                     : sectionOf(session, arguments, mesh, tolerance);
+                                     ? layCurves(session, arguments, mesh, result)
+                                     : sectionOf(session, arguments, mesh, result.tolerance);
     result.numCurves = static_cast<int>(curves.size());
     result.numClosed = countClosed(mesh, curves);
     session.beginPhase("cutting", false);
     koOS::StopWatch watch;
     watch.start();
-    result.outcome = trimora::cutMesh(mesh, curves, tolerance);
+    result.outcome = trimora::cutMesh(mesh, curves, result.tolerance);
     result.seconds = watch.clear();
-    if (!result.outcome.refusal.empty())
-        throw Failure{Refused, arguments.input + ": " + result.outcome.refusal};
+    throwIfRefused(session, {arguments.input, result.outcome.refusal, result.outcome.problemPoint,
+                             result.outcome.isNonfinite});
     result.after = trimora::countMesh(mesh);
+    requireFloatRange(session, arguments.input, report, mesh);
+    requireFewParts(session, arguments, result);
     session.throwIfCancelled();
+}
+
+std::vector<std::string> warningsOf(CutResult const& result) {
+    std::vector<std::string> warnings;
+    if (result.outcome.openedLength == 0.0)
+        warnings.push_back("nothing was opened: the curves run along a border that is there "
+                           "already, or there and back; the mesh is written as it was");
+    if (!result.stored.others.empty())
+        warnings.push_back(
+            countInWords(std::int64_t(result.stored.others.size()), "file") +
+            " of the same form from an earlier run stayed: " + result.stored.others.front() +
+            (result.stored.others.size() > 1 ? " to " + result.stored.others.back() : ""));
+    return warnings;
 }
 
 Json cutJson(CutArguments const& arguments, CutResult const& result,
              trimora::ReadReport const& report) {
     Json json = {{"file", arguments.input},
                  {"output", arguments.split ? Json(nullptr) : Json(arguments.output)},
+                 {"parts", Json::array()},
+                 {"otherParts", result.stored.others},
                  {"curves", result.numCurves},
                  {"closedCurves", result.numClosed},
                  {"farthestPoint", result.farthest ? Json(*result.farthest) : Json(nullptr)},
+                 {"tolerance", result.tolerance},
+                 {"curveLength", result.outcome.curveLength},
+                 {"openedLength", result.outcome.openedLength},
                  {"before", toJson(result.before)},
                  {"after", toJson(result.after)},
                  {"areaBefore", result.outcome.areaBefore},
                  {"areaAfter", result.outcome.areaAfter},
                  {"seconds", result.seconds},
-                 {"dropped", result.outcome.dropped},
+                 {"droppedVertexSets", result.outcome.dropped},
+                 {"warnings", warningsOf(result)},
                  {"read", toJson(report)}};
-    for (StoredPart const& part : result.parts)
+    for (StoredPart const& part : result.stored.parts)
         json["parts"].push_back(
             {{"output", part.path}, {"vertices", part.vertices}, {"triangles", part.triangles}});
     return json;
 }
 
+std::string curvesInWords(CutResult const& result) {
+    if (result.numClosed == result.numCurves)
+        return countInWords(result.numCurves, "closed curve");
+    std::string const all = countInWords(result.numCurves, "curve");
+    return result.numClosed == 0
+               ? all
+               : all + ", " + std::to_string(result.numClosed) + " of them closed";
+}
+
 std::string cutText(CutArguments const& arguments, CutResult const& result) {
-    std::string text = arguments.input + ": cut along " + std::to_string(result.numCurves) +
-                       (result.numCurves == 1 ? " curve, " : " curves, ") +
-                       std::to_string(result.numClosed) + " of them closed; " +
+    trimora::CutOutcome const& outcome = result.outcome;
+    std::string text = arguments.input + ": cut along " + curvesInWords(result) + "; " +
                        secondsInWords(result.seconds) + "\n" +
-                       countsTable(result.before, result.after) + "  area " +
-                       numberInWords(result.outcome.areaBefore) + " before, " +
-                       numberInWords(result.outcome.areaAfter) + " after\n";
-    if (result.farthest)
+                       countsTable(result.before, result.after) + "  opened " +
+                       numberInWords(outcome.openedLength) + " of " +
+                       numberInWords(outcome.curveLength) + " in length; area " +
+                       numberInWords(outcome.areaBefore) + " before, " +
+                       numberInWords(outcome.areaAfter) + " after\n";
+    if (result.farthest && *result.farthest > result.tolerance)
         text += "  the curves lay up to " + numberInWords(*result.farthest) +
                 " away from the surface\n";
-    text += droppedLine(result.outcome.dropped);
-    for (StoredPart const& part : result.parts)
-        text += "  " + std::to_string(part.triangles) + " triangles written to " + part.path + "\n";
+    text += droppedLine(outcome.dropped);
+    for (std::string const& warning : warningsOf(result))
+        text += warningLine(warning);
+    for (StoredPart const& part : result.stored.parts)
+        text += "  " + countInWords(part.triangles, "triangle") + " written to " + part.path + "\n";
     return arguments.split ? text : text + "  written to " + nameOfOutput(arguments.output) + "\n";
 }
 
 ExitCode cut(Session& session, CutArguments const& arguments) {
     if (arguments.plane.empty() == arguments.curve.empty())
-        throw Failure{UsageError, "cut takes exactly one of --plane and --curve"};
+        throw Failure{UsageError,
+                      "cut takes exactly one of --plane and --curve; 'trimora cut --help' "
+                      "explains them"};
     if (arguments.split && arguments.output == "-")
         throw Failure{UsageError, "--split writes several files; name OUT, not -"};
-    if (arguments.input == "-" && arguments.curve == "-")
-        throw Failure{UsageError,
-                      "the mesh and the curve cannot both come from standard input; name a file "
-                      "for one of them"};
+    if (arguments.plane.empty())
+        requireSecondInput(arguments.input, arguments.curve, arguments.output, "curve");
     requireOutput(session, arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, cutBytesPerTriangle, loaded);
     CutResult result;
-    cutLoaded(session, arguments, loaded.mesh, result);
+    cutLoaded(session, arguments, loaded.report, loaded.mesh, result);
     if (arguments.split)
-        result.parts = storeParts(session, arguments.output, loaded.mesh);
+        result.stored = storeParts(session, arguments.input, arguments.output, loaded.mesh);
     else
         storeMesh(session, arguments.output, loaded.mesh);
-    session.finish();
-    if (session.options().json)
-        printOut(toText(cutJson(arguments, result, loaded.report)));
-    else
-        printReport(session, cutText(arguments, result), arguments.output);
+    finishWith(session, cutJson(arguments, result, loaded.report), cutText(arguments, result),
+               arguments.output);
     return Done;
 }
 
@@ -201,6 +271,10 @@ void addCut(CLI::App& app, Invocation& invocation) {
                         "line and an empty line between curves; - is standard input");
     command->add_flag("--split", arguments->split,
                       "write each connected part to a file of its own: OUT-1.obj, OUT-2.obj ...");
+    command
+        ->add_option("--max-parts", arguments->maxParts,
+                     "refuse to write more files than this (default 1000)")
+        ->check(CLI::Range(1, 1000000));
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return cut(session, *arguments); };
     });

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "Session.h"
+#include "reports.h"
 #include "toolkit/FileOutcome.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +22,32 @@ void addInputAndOutput(CLI::App& command, std::string& input, std::string& outpu
 /// Throws Failure unless the output can be written and leaves standard output to the report.
 void requireOutput(Session const& session, std::string const& output);
 
+/// Throws Failure where the mesh and a second input (`what` it is, say "curve") cannot both be read, or where the
+/// output would replace the second input.
+void requireSecondInput(std::string const& input, std::string const& second,
+                        std::string const& output, std::string const& what);
+
 /// Throws the outcome of reading a second input (a curve, a selection) as a Failure.
 void throwIfFailed(trimora::FileOutcome const& outcome);
+
+/// What an edit refused to do.
+struct Refusal {
+    std::string file;
+    std::string text;  ///< empty: nothing was refused
+    std::optional<std::array<double, 3>> problemPoint;
+    bool isNonfinite = false;  ///< for NaN or infinite coordinates, which an option leaves out
+};
+
+/// Throws a Failure with code 5 unless the text is empty. With --json an object on standard output tells the place.
+void throwIfRefused(Session const& session, Refusal const& refusal);
+
+/// The same when the result holds NaN or infinite coordinates and the mesh, as it was read, did not.
+void requireFloatRange(Session const& session, std::string const& input,
+                       trimora::ReadReport const& report, koGeom::CompactMesh const& result);
+
+/// Ends the run with what it came to: the object with --json, else the text; printReport tells where that goes.
+void finishWith(Session& session, Json const& json, std::string const& text,
+                std::string const& output = {});
 
 /// A component of a mesh in a file of its own.
 struct StoredPart {
@@ -29,9 +56,16 @@ struct StoredPart {
     int triangles;
 };
 
-/// Writes each component of a mesh to a file of its own: "part.obj" gives part-1.obj, part-2.obj and so on. When one
-/// cannot be written, or the run is cancelled, those before it are taken away again. Throws Failure.
-std::vector<StoredPart> storeParts(Session& session, std::string const& output,
-                                   koGeom::CompactMesh const& mesh);
+struct StoredParts {
+    std::vector<StoredPart> parts;
+    std::vector<std::string>
+        others;  ///< of the same form with higher numbers: an earlier run's, left where they are
+};
+
+/// Writes each component of a mesh to a file of its own: "part.obj" gives part-1.obj, part-2.obj and so on, which replace
+/// what stood there, but never the input. When one cannot be written, or the run is cancelled, those before it are taken
+/// away again. Throws Failure.
+StoredParts storeParts(Session& session, std::string const& input, std::string const& output,
+                       koGeom::CompactMesh const& mesh);
 
 }  // namespace app

@@ -10,9 +10,13 @@
 
 #include "trimora/contract/koOS/StopWatch.h"
 
+#include <algorithm>
+
 namespace app {
 
 namespace {
+
+using trimora::countInWords;
 
 struct ExtrudeArguments {
     std::string input;
@@ -39,7 +43,7 @@ koGeom::BitVector selectionOf(Session const& session, ExtrudeArguments const& ar
         throwIfFailed(trimora::readTriangleSelection(arguments.selection, mesh.getNumTriangles(),
                                                      selection, session.maxBytes()));
     if (selection.count == 0)
-        throw Failure{Refused, arguments.input + ": holds no triangles to extrude"};
+        throwIfRefused(session, {arguments.input, "holds no triangles to extrude", {}});
     return selection;
 }
 
@@ -53,7 +57,8 @@ trimora::ExtrudeOptions optionsOf(ExtrudeArguments const& arguments) {
     return options;
 }
 
-void extrudeLoaded(Session& session, ExtrudeArguments const& arguments, koGeom::CompactMesh& mesh,
+void extrudeLoaded(Session& session, ExtrudeArguments const& arguments,
+                   trimora::ReadReport const& report, koGeom::CompactMesh& mesh,
                    ExtrudeResult& result) {
     koGeom::BitVector const selection = selectionOf(session, arguments, mesh);
     result.selected = selection.count;
@@ -63,10 +68,20 @@ void extrudeLoaded(Session& session, ExtrudeArguments const& arguments, koGeom::
     watch.start();
     result.outcome = trimora::extrudeMesh(mesh, selection, optionsOf(arguments));
     result.seconds = watch.clear();
-    if (!result.outcome.refusal.empty())
-        throw Failure{Refused, arguments.input + ": " + result.outcome.refusal};
+    throwIfRefused(session, {arguments.input, result.outcome.refusal, result.outcome.problemPoint,
+                             result.outcome.isNonfinite});
+    requireFloatRange(session, arguments.input, report, mesh);
     result.after = trimora::countMesh(mesh);
     session.throwIfCancelled();
+}
+
+std::vector<std::string> warningsOf(ExtrudeResult const& result) {
+    std::vector<std::string> warnings;
+    if (result.outcome.flatRegions > 0)
+        warnings.push_back("the direction lies within the plane of " +
+                           countInWords(result.outcome.flatRegions, "region") +
+                           ", so that walls lie flat on the surface; take one that leaves it");
+    return warnings;
 }
 
 Json extrudeJson(ExtrudeArguments const& arguments, ExtrudeResult const& result,
@@ -76,42 +91,44 @@ Json extrudeJson(ExtrudeArguments const& arguments, ExtrudeResult const& result,
             {"selected", result.selected},
             {"regions", result.outcome.regions},
             {"freeRegions", result.outcome.freeRegions},
+            {"flatRegions", result.outcome.flatRegions},
             {"walls", result.outcome.walls},
             {"before", toJson(result.before)},
             {"after", toJson(result.after)},
             {"seconds", result.seconds},
-            {"dropped", result.outcome.dropped},
+            {"droppedVertexSets", result.outcome.dropped},
+            {"warnings", warningsOf(result)},
             {"read", toJson(report)}};
 }
 
 std::string extrudeText(ExtrudeArguments const& arguments, ExtrudeResult const& result) {
     trimora::ExtrudeOutcome const& outcome = result.outcome;
-    return arguments.input + ": " + std::to_string(result.selected) + " triangles in " +
-           std::to_string(outcome.regions) + (outcome.regions == 1 ? " region" : " regions") +
-           " extruded, " + std::to_string(outcome.walls) + " walls; " +
-           secondsInWords(result.seconds) + "\n" + countsTable(result.before, result.after) +
-           (outcome.freeRegions > 0
-                ? "  " + std::to_string(outcome.freeRegions) + " became closed solids\n"
-                : "") +
-           droppedLine(outcome.dropped) + "  written to " + nameOfOutput(arguments.output) + "\n";
+    std::string text = arguments.input + ": " + countInWords(result.selected, "triangle") + " in " +
+                       countInWords(outcome.regions, "region") + " extruded, " +
+                       countInWords(outcome.walls, "wall") + "; " + secondsInWords(result.seconds) +
+                       "\n" + countsTable(result.before, result.after);
+    if (outcome.freeRegions > 0)
+        text += "  " +
+                countInWords(outcome.freeRegions, "region became a closed solid",
+                             "regions became closed solids") +
+                "\n";
+    for (std::string const& warning : warningsOf(result))
+        text += warningLine(warning);
+    return text + droppedLine(outcome.dropped) + "  written to " + nameOfOutput(arguments.output) +
+           "\n";
 }
 
 ExitCode extrude(Session& session, ExtrudeArguments const& arguments) {
     requireOutput(session, arguments.output);
-    if (arguments.input == "-" && arguments.selection == "-")
-        throw Failure{UsageError,
-                      "the mesh and the selection cannot both come from standard input; name a "
-                      "file for one of them"};
+    if (arguments.selection != "all")
+        requireSecondInput(arguments.input, arguments.selection, arguments.output, "selection");
     LoadedMesh loaded;
     loadMesh(session, arguments.input, extrudeBytesPerTriangle, loaded);
     ExtrudeResult result;
-    extrudeLoaded(session, arguments, loaded.mesh, result);
+    extrudeLoaded(session, arguments, loaded.report, loaded.mesh, result);
     storeMesh(session, arguments.output, loaded.mesh);
-    session.finish();
-    if (session.options().json)
-        printOut(toText(extrudeJson(arguments, result, loaded.report)));
-    else
-        printReport(session, extrudeText(arguments, result), arguments.output);
+    finishWith(session, extrudeJson(arguments, result, loaded.report),
+               extrudeText(arguments, result), arguments.output);
     return Done;
 }
 
@@ -124,9 +141,9 @@ std::string faultOfDistance(std::string const& text) {
 
 std::string faultOfDirection(std::string const& text) {
     auto const numbers = parseNumbers(text, 3);
-    return !numbers.empty() && koLinear::Vector(numbers[0], numbers[1], numbers[2]).normalize()
-               ? std::string()
-               : "takes x,y,z, not all 0, not '" + text + "'";
+    bool const isWay =
+        std::any_of(numbers.begin(), numbers.end(), [](double x) { return x != 0.0; });
+    return isWay ? std::string() : "takes x,y,z, not all 0, not '" + text + "'";
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include "toolkit/MeshFormat.h"
+#include "toolkit/meshCounts.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/writeMesh.h"
 
@@ -51,13 +52,14 @@ void warnOfReading(Session& session, LoadedMesh const& loaded) {
         return;
     std::string const start = "trimora: warning: " + loaded.path + ": ";
     if (report.nonfiniteVertices > 0 && !session.options().dropNonfinite)
-        session.tell(start + std::to_string(report.nonfiniteVertices) +
-                     " vertices are NaN or infinite; --drop-nonfinite leaves their faces out\n");
+        session.tell(start +
+                     trimora::countInWords(report.nonfiniteVertices, "vertex is", "vertices are") +
+                     " NaN or infinite; --drop-nonfinite leaves the faces there out\n");
     if (report.triangles == 0)
         session.tell(start + "holds no triangles\n");
     if (report.dropped.total() > 0)
         session.tell(start + std::to_string(report.dropped.total()) + " of " +
-                     std::to_string(report.faces) + " faces could not be used\n");
+                     trimora::countInWords(report.faces, "face") + " could not be used\n");
 }
 
 }  // namespace

@@ -20,6 +20,9 @@ inline constexpr double reduceBytesPerTriangle = 400.0;
 inline constexpr double collapseBytesPerTriangle = 700.0;
 inline constexpr double cutBytesPerTriangle = 600.0;
 inline constexpr double extrudeBytesPerTriangle = 1000.0;
+inline constexpr double fillBytesPerTriangle = 700.0;  ///< of the result
+inline constexpr double triangulationBytesPerPair = 23.0;  ///< of corners of the longest hole
+inline constexpr double flattenBytesPerTriangle = 900.0;
 inline constexpr double verifyBytesPerTriangle = 400.0;
 inline constexpr double subdivideBytesPerQuad = 500.0;  ///< of the result
 

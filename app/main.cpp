@@ -52,8 +52,25 @@ CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,
 namespace {
 
 int fail(Failure const& failure) {
+    std::fputs(failure.json.c_str(), stdout);
     std::fprintf(stderr, "trimora: %s\n", failure.message.c_str());
     return failure.code;
+}
+
+// What is wrong with the options, and whose help tells more.
+int failToParse(CLI::App const& app, CLI::ParseError const& error, std::string const& firstWord) {
+    auto const chosen = app.get_subcommands();
+    bool const isWord = !firstWord.empty() && firstWord[0] != '-';
+    if (isWord && chosen.empty())
+        return fail(
+            {UsageError, "there is no command '" + firstWord + "'; 'trimora --help' lists them"});
+    std::string what = error.what();
+    std::size_t const missing = what.find(": 1 required ");
+    if (missing != std::string::npos)
+        what = what.substr(0, missing) + " takes a value";
+    return fail({UsageError, what + (chosen.empty() ? "; 'trimora --help' lists the commands"
+                                                    : "; 'trimora " + chosen.front()->get_name() +
+                                                          " --help' explains the options")});
 }
 
 int run(Invocation const& invocation) {
@@ -97,18 +114,15 @@ int main(int argc, char** argv) {
     addCut(app, invocation);
     addSubdivide(app, invocation);
     addExtrude(app, invocation);
+    addFill(app, invocation);
+    addFlatten(app, invocation);
     addVerify(app, invocation);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
         if (error.get_exit_code() == 0)
             return app.exit(error);  // help or version
-        bool const isWord = argc > 1 && argv[1][0] != '-';
-        if (isWord && app.get_subcommands().empty())
-            return fail({UsageError, "there is no command '" + std::string(argv[1]) +
-                                         "'; 'trimora --help' lists them"});
-        return fail(
-            {UsageError, error.what() + std::string("; 'trimora --help' lists the commands")});
+        return failToParse(app, error, argc > 1 ? argv[1] : "");
     }
     return run(invocation);
 }

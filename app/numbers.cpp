@@ -20,6 +20,13 @@ bool parseNumber(std::string_view text, double& value) {
     return error == std::errc() && stopped == end && std::isfinite(value);
 }
 
+bool takePercentSign(std::string& text) {
+    bool const isThere = !text.empty() && text.back() == '%';
+    if (isThere)
+        text.pop_back();
+    return isThere;
+}
+
 }  // namespace
 
 std::vector<double> parseNumbers(std::string const& text, std::size_t count) {
@@ -37,11 +44,17 @@ std::vector<double> parseNumbers(std::string const& text, std::size_t count) {
     return numbers.size() == count ? numbers : std::vector<double>();
 }
 
+std::optional<double> parseFraction(std::string text) {
+    double const whole = takePercentSign(text) ? 100.0 : 1.0;
+    double value = 0.0;
+    if (!parseNumber(text, value) || !(value > 0.0) || value > whole || value / whole == 0.0)
+        return std::nullopt;
+    return value / whole;
+}
+
 std::optional<Length> parseLength(std::string text) {
     Length length;
-    length.isPercentage = !text.empty() && text.back() == '%';
-    if (length.isPercentage)
-        text.pop_back();
+    length.isPercentage = takePercentSign(text);
     if (!parseNumber(text, length.value) || !(length.value > 0.0))
         return std::nullopt;
     return length;

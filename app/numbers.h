@@ -1,6 +1,7 @@
 #pragma once
 
-#include <array>
+#include <algorithm>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,8 +16,15 @@ struct Length {
     double value = 0.0;
     bool isPercentage = false;
 
-    double of(double whole) const { return isPercentage ? value / 100.0 * whole : value; }
+    /// Finite whatever the whole, as long as that is.
+    double of(double whole) const {
+        return isPercentage ? std::min(value / 100.0 * whole, std::numeric_limits<double>::max())
+                            : value;
+    }
 };
+
+/// A part of a whole like "0.5" or "50%"; nothing for a text that is none, not above 0, or above 1.
+std::optional<double> parseFraction(std::string text);
 
 /// Nothing for a text that is no such length, or not above 0.
 std::optional<Length> parseLength(std::string text);

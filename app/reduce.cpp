@@ -13,6 +13,7 @@ namespace app {
 
 namespace {
 
+using trimora::countInWords;
 using trimora::MeshDeviation;
 using trimora::ReduceMethod;
 using trimora::ReduceOutcome;
@@ -20,51 +21,54 @@ using trimora::ReduceOutcome;
 struct ReduceArguments {
     std::string input;
     std::string output;
-    std::optional<double> fraction;
+    std::string fraction;
     std::string tolerance;
-    std::optional<double> collapse;
+    std::string collapse;
     bool noMeasure = false;
 };
 
 struct ReduceResult {
     trimora::ReduceOptions options;
+    double diagonal = 0.0;  // of the box
     ReduceOutcome outcome;
     std::optional<MeshDeviation> measured;
-    int coincidentVertices = 0;  // counted when it stopped short, since seams may be why
+    std::optional<int> coincidentVertices;  // counted when it stopped short, since seams may be why
 };
 
 trimora::ReduceOptions optionsOf(ReduceArguments const& arguments) {
-    int const numGoals = int(arguments.fraction.has_value()) + int(!arguments.tolerance.empty()) +
-                         int(arguments.collapse.has_value());
+    int const numGoals = int(!arguments.fraction.empty()) + int(!arguments.tolerance.empty()) +
+                         int(!arguments.collapse.empty());
     if (numGoals != 1)
-        throw Failure{UsageError,
-                      "reduce takes exactly one of --fraction, --tolerance and --collapse"};
-    if (arguments.fraction)
-        return {ReduceMethod::Fraction, *arguments.fraction};
-    if (arguments.collapse)
-        return {ReduceMethod::Collapse, *arguments.collapse};
+        throw Failure{
+            UsageError,
+            "reduce takes exactly one of --fraction, --tolerance and --collapse; 'trimora "
+            "reduce --help' explains them"};
+    if (!arguments.fraction.empty())
+        return {ReduceMethod::Fraction, parseFraction(arguments.fraction).value()};
+    if (!arguments.collapse.empty())
+        return {ReduceMethod::Collapse, parseFraction(arguments.collapse).value()};
     return {ReduceMethod::Tolerance, 0.0};  // the length may depend on the mesh
 }
 
 void reduceLoaded(Session& session, ReduceArguments const& arguments, LoadedMesh& loaded,
                   ReduceResult& result) {
+    result.diagonal = trimora::diagonalOf(loaded.mesh);
     if (result.options.method == ReduceMethod::Tolerance)
-        result.options.value =
-            parseLength(arguments.tolerance)->of(trimora::diagonalOf(loaded.mesh));
+        result.options.value = parseLength(arguments.tolerance)->of(result.diagonal);
     koGeom::CompactMesh input;
     if (!arguments.noMeasure)
         input = loaded.mesh;
     session.beginPhase("reducing", result.options.method != ReduceMethod::Collapse);
     result.outcome = trimora::reduceMesh(loaded.mesh, result.options, session.progress());
     session.throwIfCancelled();
-    if (!result.outcome.refusal.empty())
-        throw Failure{Refused, arguments.input + ": " + result.outcome.refusal};
+    throwIfRefused(session, {arguments.input, result.outcome.refusal, {}});
+    requireFloatRange(session, arguments.input, loaded.report, loaded.mesh);
     if (!arguments.noMeasure) {
         session.beginPhase("measuring the deviation", true);
         result.measured = trimora::measureDeviation(input, loaded.mesh, session.progress());
-        if (result.outcome.stopped == "nothingLeft" || result.outcome.stopped == "onePercent")
-            result.coincidentVertices = trimora::numCoincidentVertices(input);
     }
+    if (result.outcome.stopped == "nothingLeft" || result.outcome.stopped == "onePercent")
+        result.coincidentVertices = trimora::numCoincidentVertices(loaded.mesh);
     session.throwIfCancelled();
 }
 
@@ -72,11 +76,13 @@ Json reduceJson(ReduceArguments const& arguments, ReduceResult const& result,
                 trimora::ReadReport const& report) {
     ReduceOutcome const& outcome = result.outcome;
     char const* const methods[] = {"fraction", "tolerance", "collapse"};
+    bool const isTolerance = result.options.method == ReduceMethod::Tolerance;
     Json json = {
         {"file", arguments.input},
         {"output", arguments.output},
         {"method", methods[static_cast<int>(result.options.method)]},
         {"goal", result.options.value},
+        {"tolerance", isTolerance ? Json(result.options.value) : Json(nullptr)},
         {"before", toJson(outcome.before)},
         {"after", toJson(outcome.after)},
         {"seconds", outcome.seconds},
@@ -87,31 +93,47 @@ Json reduceJson(ReduceArguments const& arguments, ReduceResult const& result,
         {"turnedTriangles",
          result.measured ? Json(result.measured->turnedTriangles) : Json(nullptr)},
         {"unusedVertices", outcome.unusedVertices},
-        {"dropped", outcome.dropped},
+        {"coincidentVertices",
+         result.coincidentVertices ? Json(*result.coincidentVertices) : Json(nullptr)},
+        {"flattenedPieces", outcome.flattenedPieces},
+        {"droppedVertexSets", outcome.dropped},
         {"read", toJson(report)}};
     return json;
+}
+
+std::string allowanceInWords(ReduceArguments const& arguments, ReduceResult const& result) {
+    std::string const length = numberInWords(result.options.value);
+    return parseLength(arguments.tolerance)->isPercentage
+               ? length + " (" + arguments.tolerance + " of the diagonal " +
+                     numberInWords(result.diagonal) + ")"
+               : length;
 }
 
 std::string reduceText(ReduceArguments const& arguments, ReduceResult const& result) {
     ReduceOutcome const& outcome = result.outcome;
     std::string text =
-        arguments.input + ": " + std::to_string(outcome.before.triangles) +
-        " triangles reduced to " + std::to_string(outcome.after.triangles) + "\n" +
+        arguments.input + ": " + countInWords(outcome.before.triangles, "triangle") +
+        " reduced to " + std::to_string(outcome.after.triangles) + "\n" +
         countsTable(outcome.before, outcome.after) + "  stopped: " + trimora::stopInWords(outcome) +
         "; " + secondsInWords(outcome.seconds) +
-        (outcome.passes ? ", " + std::to_string(*outcome.passes) + " passes" : "") + "\n";
+        (outcome.passes ? ", " + countInWords(*outcome.passes, "pass", "passes") : "") + "\n";
     if (outcome.maxDeviation)
         text += "  largest distance of a removed vertex: " + numberInWords(*outcome.maxDeviation) +
-                ", " + numberInWords(result.options.value) + " allowed\n";
+                ", " + allowanceInWords(arguments, result) + " allowed\n";
     if (result.measured)
         text += deviationTable(*result.measured);
     if (outcome.unusedVertices > 0)
-        text += "  " + std::to_string(outcome.unusedVertices) +
-                " vertices that no triangle used were removed\n";
-    if (result.coincidentVertices > 0)
-        text += "  " + std::to_string(result.coincidentVertices) +
-                " vertices coincide with others: such seams count as borders, which stay; weld the "
-                "mesh first\n";
+        text += "  " + countInWords(outcome.unusedVertices, "vertex", "vertices") +
+                " that no triangle used " + (outcome.unusedVertices == 1 ? "was" : "were") +
+                " removed\n";
+    if (outcome.flattenedPieces > 0)
+        text += warningLine(countInWords(outcome.flattenedPieces, "closed piece") +
+                            " came down to two triangles on the same three vertices, which hold no "
+                            "volume; 'trimora repair' leaves one of the two");
+    if (result.coincidentVertices.value_or(0) > 0)
+        text += "  " +
+                countInWords(*result.coincidentVertices, "vertex coincides", "vertices coincide") +
+                " with others: such seams count as borders, which stay; weld the mesh first\n";
     return text + droppedLine(outcome.dropped) + "  written to " + nameOfOutput(arguments.output) +
            "\n";
 }
@@ -127,19 +149,15 @@ ExitCode reduce(Session& session, ReduceArguments const& arguments) {
              loaded);
     reduceLoaded(session, arguments, loaded, result);
     storeMesh(session, arguments.output, loaded.mesh);
-    session.finish();
-    if (session.options().json)
-        printOut(toText(reduceJson(arguments, result, loaded.report)));
-    else
-        printReport(session, reduceText(arguments, result), arguments.output);
+    finishWith(session, reduceJson(arguments, result, loaded.report), reduceText(arguments, result),
+               arguments.output);
     return Done;
 }
 
 std::string faultOfFraction(std::string const& text) {
-    auto const numbers = parseNumbers(text, 1);
-    return !numbers.empty() && numbers[0] > 0.0 && numbers[0] <= 1.0
+    return parseFraction(text)
                ? std::string()
-               : "takes a fraction above 0, at most 1, not '" + text + "'";
+               : "takes a fraction above 0, at most 1, or like 50%, not '" + text + "'";
 }
 
 std::string faultOfTolerance(std::string const& text) {
@@ -157,7 +175,7 @@ void addReduce(CLI::App& app, Invocation& invocation) {
     addInputAndOutput(*command, arguments->input, arguments->output);
     command
         ->add_option("--fraction", arguments->fraction,
-                     "remove flat vertices until this fraction of the vertices is left")
+                     "remove flat vertices until this fraction of the vertices is left, 0.5 or 50%")
         ->check(faultOfFraction);
     command
         ->add_option("--tolerance", arguments->tolerance,
@@ -166,7 +184,7 @@ void addReduce(CLI::App& app, Invocation& invocation) {
         ->check(faultOfTolerance);
     command
         ->add_option("--collapse", arguments->collapse,
-                     "collapse edges until this fraction of the triangles is left")
+                     "collapse edges until this fraction of the triangles is left, 0.5 or 50%")
         ->check(faultOfFraction);
     command->add_flag("--no-measure", arguments->noMeasure,
                       "do not measure the distances between input and result");

@@ -7,6 +7,8 @@ namespace app {
 
 namespace {
 
+using trimora::countInWords;
+
 std::string format(char const* pattern, ...) {
     char line[512];
     va_list arguments;
@@ -200,27 +202,28 @@ std::string repairTable(trimora::RepairOutcome const& outcome) {
         text += "  nothing to repair\n";
     for (trimora::RepairStep const& step : outcome.steps) {
         text += format("  %-46s", step.what.c_str());
-        auto const count = [&text](int number, char const* what) {
+        auto const count = [&text](int number, char const* singular, char const* plural,
+                                   char const* what) {
             if (number > 0)
-                text += format(" %d %s", number, what);
+                text += " " + countInWords(number, singular, plural) + " " + what;
         };
-        count(step.trianglesRemoved, "triangles removed");
-        count(step.trianglesTurned, "triangles turned");
-        count(step.verticesRemoved, "vertices removed");
-        count(step.verticesSplit, "vertices split off");
+        count(step.trianglesRemoved, "triangle", "triangles", "removed");
+        count(step.trianglesTurned, "triangle", "triangles", "turned");
+        count(step.verticesRemoved, "vertex", "vertices", "removed");
+        count(step.verticesSplit, "vertex", "vertices", "split off");
         text += format(" (%.3f s)\n", step.seconds);
     }
     return text;
 }
 
 std::string readTable(trimora::ReadReport const& report) {
-    std::string text = format(
-        "  read as %s: %lld lines, %lld vertices, %lld faces (%lld polygons), %lld triangles\n",
-        report.format.c_str(), static_cast<long long>(report.lines),
-        static_cast<long long>(report.vertices), static_cast<long long>(report.faces),
-        static_cast<long long>(report.polygons), static_cast<long long>(report.triangles));
+    std::string text = "  read as " + report.format + ": " + countInWords(report.lines, "line") +
+                       ", " + countInWords(report.vertices, "vertex", "vertices") + ", " +
+                       countInWords(report.faces, "face") + " (" +
+                       countInWords(report.polygons, "polygon") + "), " +
+                       countInWords(report.triangles, "triangle") + "\n";
     if (report.dropped.total() > 0)
-        text += format("  %lld faces dropped\n", static_cast<long long>(report.dropped.total()));
+        text += "  " + countInWords(report.dropped.total(), "face") + " dropped\n";
     for (auto const& problem : report.problems)
         text +=
             format("  line %lld: %s\n", static_cast<long long>(problem.line), problem.text.c_str());
@@ -257,8 +260,8 @@ std::string deviationTable(trimora::MeshDeviation const& deviation) {
     };
     row("input to result", deviation.fromFirst);
     row("result to input", deviation.fromSecond);
-    return text +
-           format("  %d triangles turned by more than 90 degrees\n", deviation.turnedTriangles);
+    return text + "  " + countInWords(deviation.turnedTriangles, "triangle") +
+           " turned by more than 90 degrees\n";
 }
 
 std::string verifyTable(std::string const& path, trimora::VerifyOutcome const& outcome) {
@@ -266,8 +269,10 @@ std::string verifyTable(std::string const& path, trimora::VerifyOutcome const& o
     for (trimora::VerifyCheck const& check : outcome.checks)
         text += format("  %-14s %-7s %s\n", check.name, check.passed ? "passed" : "FAILED",
                        check.meaning);
-    text += format("  %d vertices, %d faces, %d half-edges, %d of them open\n", outcome.vertices,
-                   outcome.faces, outcome.halfEdges, outcome.openEdges);
+    text += "  " + countInWords(outcome.vertices, "vertex", "vertices") + ", " +
+            countInWords(outcome.faces, "face") + ", " +
+            countInWords(outcome.halfEdges, "half-edge") + ", " +
+            std::to_string(outcome.openEdges) + " of them open\n";
     if (!outcome.passed)
         text += "  'trimora check' tells where, 'trimora repair' mends most of it\n";
     return text;
@@ -278,6 +283,10 @@ std::string droppedLine(std::vector<std::string> const& names) {
     for (std::string const& name : names)
         list += (list.empty() ? "" : ", ") + name;
     return list.empty() ? list : "  not carried over: " + list + "\n";
+}
+
+std::string warningLine(std::string const& text) {
+    return "  warning: " + text + "\n";
 }
 
 std::string numberInWords(double number) {

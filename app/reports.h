@@ -33,6 +33,9 @@ std::string verifyTable(std::string const& path, trimora::VerifyOutcome const& o
 /// A line on vertex sets that did not outlive an edit; empty when there was none.
 std::string droppedLine(std::vector<std::string> const& names);
 
+/// A line for people that begins with "warning: ".
+std::string warningLine(std::string const& text);
+
 /// "0.00123", four digits.
 std::string numberInWords(double number);
 std::string secondsInWords(double seconds);

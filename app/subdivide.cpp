@@ -9,9 +9,13 @@
 
 #include "trimora/contract/koOS/StopWatch.h"
 
+#include <charconv>
+
 namespace app {
 
 namespace {
+
+using trimora::countInWords;
 
 struct SubdivideArguments {
     std::string input;
@@ -28,8 +32,7 @@ void requireRoom(Session const& session, SubdivideArguments const& arguments,
                  LoadedMesh const& loaded) {
     double const quads = trimora::numSubdividedQuads(loaded.mesh.getNumTriangles(),
                                                      numFacesOf(loaded), arguments.levels);
-    std::string const name = arguments.input + ": " + std::to_string(arguments.levels) +
-                             (arguments.levels == 1 ? " level" : " levels");
+    std::string const name = arguments.input + ": " + countInWords(arguments.levels, "level");
     if (quads > trimora::maxSubdividedQuads)
         throw Failure{Refused, name + " would give more than " +
                                    numberInWords(trimora::maxSubdividedQuads) +
@@ -48,31 +51,37 @@ ExitCode subdivide(Session& session, SubdivideArguments const& arguments) {
     koGeom::CompactMesh const result =
         trimora::subdivideMesh(loaded.mesh, loaded.report.trianglePolygon, arguments.levels);
     double const seconds = watch.clear();
+    requireFloatRange(session, arguments.input, loaded.report, result);
     auto const dropped = trimora::dropVertexSets(loaded.mesh);
     storeMesh(session, arguments.output, result);
-    session.finish();
-    if (session.options().json) {
-        printOut(toText(
-            {{"file", arguments.input},
-             {"output", arguments.output},
-             {"levels", arguments.levels},
-             {"before",
-              {{"vertices", loaded.mesh.getNumVertices()}, {"faces", numFacesOf(loaded)}}},
-             {"after", {{"vertices", result.getNumVertices()}, {"faces", result.getNumPolys()}}},
-             {"seconds", seconds},
-             {"dropped", dropped},
-             {"read", toJson(loaded.report)}}));
-    } else {
-        printReport(session,
-                    arguments.input + ": " + std::to_string(numFacesOf(loaded)) +
-                        " faces subdivided into " + std::to_string(result.getNumPolys()) +
-                        " quads, " + std::to_string(loaded.mesh.getNumVertices()) +
-                        " vertices into " + std::to_string(result.getNumVertices()) + "; " +
-                        secondsInWords(seconds) + "\n" + droppedLine(dropped) + "  written to " +
-                        nameOfOutput(arguments.output) + "\n",
-                    arguments.output);
-    }
+    Json const json = {
+        {"file", arguments.input},
+        {"output", arguments.output},
+        {"levels", arguments.levels},
+        {"before", {{"vertices", loaded.mesh.getNumVertices()}, {"faces", numFacesOf(loaded)}}},
+        {"after", {{"vertices", result.getNumVertices()}, {"faces", result.getNumPolys()}}},
+        {"seconds", seconds},
+        {"droppedVertexSets", dropped},
+        {"read", toJson(loaded.report)}};
+    std::string const text =
+        arguments.input + ": " + countInWords(numFacesOf(loaded), "face") + " subdivided into " +
+        countInWords(result.getNumPolys(), "quad") + ", " +
+        countInWords(loaded.mesh.getNumVertices(), "vertex", "vertices") + " into " +
+        std::to_string(result.getNumVertices()) + "; " + secondsInWords(seconds) + "\n" +
+        droppedLine(dropped) + "  written to " + nameOfOutput(arguments.output) + "\n";
+    finishWith(session, json, text, arguments.output);
     return Done;
+}
+
+std::string faultOfLevels(std::string const& text) {
+    constexpr int mostLevels = 20;  // of a single triangle this is more than any memory holds
+    int levels = 0;
+    char const* const end = text.data() + text.size();
+    auto const [stopped, error] = std::from_chars(text.data(), end, levels);
+    bool const isWhole = error == std::errc() && stopped == end;
+    return isWhole && levels >= 1 && levels <= mostLevels
+               ? std::string()
+               : "takes 1 to 20 levels, not '" + text + "'";
 }
 
 }  // namespace
@@ -82,11 +91,10 @@ void addSubdivide(CLI::App& app, Invocation& invocation) {
                                             "refine a mesh into smooth quads (Catmull-Clark)");
     auto const arguments = std::make_shared<SubdivideArguments>();
     addInputAndOutput(*command, arguments->input, arguments->output);
-    constexpr int mostLevels = 20;  // of a single triangle this is more than any memory holds
     command
         ->add_option("--levels", arguments->levels,
                      "how often; each makes about four times as many faces (default 1)")
-        ->check(CLI::Range(1, mostLevels));
+        ->check(faultOfLevels);
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return subdivide(session, *arguments); };
     });

@@ -1,6 +1,7 @@
 // trimora verify IN: is the mesh sound in the half-edge form that the edits work on?
 
 #include "commands.h"
+#include "editing.h"
 #include "files.h"
 #include "reports.h"
 #include "toolkit/meshVerification.h"
@@ -35,11 +36,8 @@ ExitCode verify(Session& session, std::string const& input) {
     trimora::VerifyOutcome const outcome =
         trimora::verifyMesh(loaded.mesh, loaded.report.trianglePolygon);
     session.throwIfCancelled();
-    session.finish();
-    if (session.options().json)
-        printOut(toText(verifyJson(input, outcome, loaded.report)));
-    else
-        printReport(session, verifyTable(input, outcome) + readTable(loaded.report));
+    finishWith(session, verifyJson(input, outcome, loaded.report),
+               verifyTable(input, outcome) + readTable(loaded.report));
     return outcome.passed ? Done : DefectsFound;
 }
 

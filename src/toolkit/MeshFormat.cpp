@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::array<std::string_view, 1> objExtensions = {"obj"};
 constexpr std::array<MeshFormat, 1> formats = {
-    MeshFormat{"obj", objExtensions, &readObj, &writeObj}};
+    MeshFormat{"obj", objExtensions, &readObj, &writeObj, true}};
 
 std::string lowerCase(std::string_view text) {
     std::string result(text);

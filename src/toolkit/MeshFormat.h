@@ -27,6 +27,7 @@ struct MeshFormat {
                         ReadOptions const& options);
     FileOutcome (*write)(OutputFile& file, koGeom::CompactMesh const& mesh,
                          WriteOptions const& options);
+    bool holdsTextureCoordinates;
 };
 
 /// All formats, the default one first.

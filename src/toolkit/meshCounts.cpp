@@ -47,10 +47,26 @@ double diagonalOf(CompactMesh const& mesh) {
     return low.x <= high.x ? distance(low, high) : 0.0;
 }
 
+int numNonfiniteVertices(CompactMesh const& mesh) {
+    int count = 0;
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        count += isFinite(pointOf(mesh, v)) ? 0 : 1;
+    return count;
+}
+
 std::string positionInWords(Point const& position) {
     char text[96];
     std::snprintf(text, sizeof text, "%.6g %.6g %.6g", position.x, position.y, position.z);
     return text;
+}
+
+std::string countInWords(std::int64_t count, std::string const& singular,
+                         std::string const& plural) {
+    bool const isOne = count == 1;
+    return std::to_string(count) + " " +
+           (isOne            ? singular
+            : plural.empty() ? singular + "s"
+                             : plural);
 }
 
 }  // namespace trimora

@@ -3,6 +3,7 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/export.h"
 
+#include <cstdint>
 #include <string>
 
 namespace trimora {
@@ -20,7 +21,14 @@ TRIMORA_API MeshCounts countMesh(koGeom::CompactMesh const& mesh);
 /// Length of the diagonal of the box round all finite vertices.
 TRIMORA_API double diagonalOf(koGeom::CompactMesh const& mesh);
 
+/// Vertices with a coordinate that is NaN or infinite.
+TRIMORA_API int numNonfiniteVertices(koGeom::CompactMesh const& mesh);
+
 /// A position in words, "1.5 0 -2".
 TRIMORA_API std::string positionInWords(koLinear::Point const& position);
+
+/// A count with what it counts, "1 edge" or "2 edges"; the plural is the singular with an s unless it is given.
+TRIMORA_API std::string countInWords(std::int64_t count, std::string const& singular,
+                                     std::string const& plural = {});
 
 }  // namespace trimora

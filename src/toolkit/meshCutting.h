@@ -16,9 +16,13 @@ inline constexpr int maxPolygonCorners = 5000;
 struct CutOutcome {
     std::string refusal;  ///< not empty: nothing was changed; what is wrong, where, and what to do
     std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
+    bool isNonfinite = false;          ///< refused for a NaN or infinite coordinate near the curves
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
-    double areaBefore = 0.0;
+    double areaBefore = 0.0;           ///< of the triangles without NaN or infinite corners
     double areaAfter = 0.0;
+    double curveLength = 0.0;  ///< of all curves
+    double openedLength =
+        0.0;  ///< of the new border, its two sides counted once; 0: the mesh was left as it was
 };
 
 /// The length within which a curve's points are taken to lie on a vertex or an edge: a millionth of the diagonal.
@@ -27,7 +31,9 @@ TRIMORA_API double cutTolerance(koGeom::CompactMesh const& mesh);
 /// Cuts a mesh along curves on its surface, so that a border runs along each of them, and takes slivers beside the new
 /// border away.
 ///
-/// mesh        edited in place near the curves; the rest keeps its order. There the surface has to be manifold and oriented
+/// mesh        edited in place near the curves; the rest keeps its order. There the surface has to be manifold and oriented.
+///             Untouched, vertex sets and all, when it is refused, and when the curves open nothing: along a border
+///             that is there already, or there and back inside the surface
 /// curves      neighbouring points share a triangle, as planeSection and laySurfaceCurves make them
 /// tolerance   length, see cutTolerance
 /// refuses     a surface that is no oriented manifold near the curves; more points in one triangle than its polygon may have; curves that

@@ -3,12 +3,16 @@
 
 #include "toolkit/meshDeviation.h"
 
+#include "toolkit/meshCounts.h"
+#include "toolkit/meshTidying.h"
+
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <vector>
@@ -202,11 +206,29 @@ void DeviationMeasurement::countTurned(Surface const& first) {
     }
 }
 
+void scaleDistances(VertexDistances& distances, double scale) {
+    for (double* const length : {&distances.largest, &distances.mean, &distances.rms})
+        *length *= scale;
+    for (float& coordinate : distances.where)
+        coordinate = static_cast<float>(coordinate * scale);
+}
+
 }  // namespace
 
 MeshDeviation measureDeviation(CompactMesh const& first, CompactMesh const& second,
                                koUtil::Progress& progress) {
-    return DeviationMeasurement(first, second, progress).run();
+    double const scale = unitScale(std::max(diagonalOf(first), diagonalOf(second)));
+    if (scale == 1.0)
+        return DeviationMeasurement(first, second, progress).run();
+    CompactMesh scaledFirst = bareCopy(first);
+    CompactMesh scaledSecond = bareCopy(second);
+    scaleVertices(scaledFirst, scale);
+    scaleVertices(scaledSecond, scale);
+    MeshDeviation deviation = DeviationMeasurement(scaledFirst, scaledSecond, progress).run();
+    scaleDistances(deviation.fromFirst, 1.0 / scale);
+    scaleDistances(deviation.fromSecond, 1.0 / scale);
+    deviation.diagonal /= scale;
+    return deviation;
 }
 
 }  // namespace trimora

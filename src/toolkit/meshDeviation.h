@@ -35,6 +35,7 @@ struct MeshDeviation {
 ///
 /// measured    the vertices that triangles use and whose coordinates are finite. The insides of triangles are not
 ///             sampled: of two coarse meshes the true distance can be larger
+/// sizes       very small and very large meshes are scaled meanwhile, see unitScale
 /// progress    polled at every 1000th distance
 /// cost        two octrees, a closest point for each vertex of both and each triangle of the second; on the shared
 ///             pool; some 200 bytes a triangle of scratch

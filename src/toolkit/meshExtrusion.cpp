@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <unordered_map>
 
@@ -36,6 +37,8 @@ template <typename Value>
 using VertexMap = std::unordered_map<TopoMeshVertex, Value, ko::hash<TopoMeshVertex>>;
 
 constexpr double leastMean = 1e-6;  // shorter than this, the mean of unit normals is rounding
+// Less of its area than this, seen along the direction, and a region slides within its own plane.
+constexpr double leastLift = 1e-4;
 
 Ring ringOf(TopoMeshFace face) {
     Ring ring;
@@ -64,17 +67,49 @@ struct Region {
     bool isFree = true;  // no border edge has a twin
 };
 
+koLinear::Point placeOf(Region const& region) {
+    return region.faces.front().edge().origin().point();
+}
+
+/// Twice the area of a triangle along its normal.
+Vector twiceArea(TopoMeshFace face) {
+    Ring const ring = ringOf(face);
+    return cross(ring[1].point() - ring[0].point(), ring[2].point() - ring[0].point());
+}
+
 void measureNormal(Region& region) {
     double area = 0.0;
     for (TopoMeshFace const face : region.faces) {
-        Ring const ring = ringOf(face);
-        Vector const twice =
-            cross(ring[1].point() - ring[0].point(), ring[2].point() - ring[0].point());
+        Vector const twice = twiceArea(face);
         region.normal += twice;
         area += twice.length();
     }
     region.flatness = area > 0.0 ? region.normal.length() / area : 0.0;
     region.normal.normalize();
+}
+
+/// How much of a region's area the direction, of length 1, sees from in front or behind: 1 for the normal of a plane.
+double liftOf(Region const& region, Vector const& direction) {
+    double area = 0.0;
+    double seen = 0.0;
+    for (TopoMeshFace const face : region.faces) {
+        Vector const twice = twiceArea(face);
+        area += twice.length();
+        seen += std::abs(dot(twice, direction));
+    }
+    return area > 0.0 ? seen / area : 1.0;
+}
+
+Vector unitOf(Vector const& way) {
+    double const largest = std::max({std::abs(way.x), std::abs(way.y), std::abs(way.z)});
+    Vector unit = way / largest;  // so that no square leaves the range of doubles
+    unit.normalize();
+    return unit;
+}
+
+bool fitsFloats(koLinear::Point const& p) {
+    constexpr double most = std::numeric_limits<float>::max();
+    return std::abs(p.x) <= most && std::abs(p.y) <= most && std::abs(p.z) <= most;
 }
 
 bool isBorder(TopoMeshEdge e, FaceSet const& selected) {
@@ -177,6 +212,7 @@ public:
 private:
     void findRegionsOf(koGeom::BitVector const& selection);
     std::string refusalOf(Region const& region) const;
+    std::string refusalOfDistance(Region const& region) const;
     void extrude(bool freeOnes);
     void copyFaces(std::vector<TopoMeshFace> const& faces, FaceSet& members);
     void buildWalls(Region const& region, TopoMeshEdge walled);
@@ -186,9 +222,7 @@ private:
     void store();
 
     Vector wayOf(Region const& region) const {
-        Vector way = options_.direction.value_or(region.normal);
-        way.normalize();
-        return options_.distance * way;
+        return options_.distance * unitOf(options_.direction.value_or(region.normal));
     }
 
     CompactMesh& mesh_;
@@ -205,8 +239,13 @@ ExtrudeOutcome Extruder::run(koGeom::BitVector const& selection) {
     findRegionsOf(selection);
     for (Region const& region : regions_) {
         outcome_.refusal = refusalOf(region);
-        if (!outcome_.refusal.empty())
+        if (!outcome_.refusal.empty()) {
+            koLinear::Point const place = placeOf(region);
+            outcome_.problemPoint = {place.x, place.y, place.z};
             return std::move(outcome_);
+        }
+        if (options_.direction && liftOf(region, unitOf(*options_.direction)) < leastLift)
+            ++outcome_.flatRegions;
     }
     extrude(true);
     extrude(false);
@@ -236,15 +275,29 @@ void Extruder::findRegionsOf(koGeom::BitVector const& selection) {
 }
 
 std::string Extruder::refusalOf(Region const& region) const {
-    std::string const place =
-        " at " + positionInWords(region.faces.front().edge().origin().point());
+    std::string const place = " at " + positionInWords(placeOf(region));
     if (region.borders.empty())
         return "the selection holds the closed surface" + place +
                ", which has no border to be lifted from; select a part of it";
     if (!options_.direction && region.flatness < leastMean)
         return "the normals of the selected region" + place +
                " cancel out, so that there is no way to go; give a direction or select less";
-    return {};
+    return refusalOfDistance(region);
+}
+
+std::string Extruder::refusalOfDistance(Region const& region) const {
+    Vector const way = wayOf(region);
+    bool isMoved = false;
+    for (TopoMeshVertex const v : region.vertices) {
+        koLinear::Point const lifted = v.point() + way;
+        if (!fitsFloats(lifted))
+            return "the distance takes the region at " + positionInWords(placeOf(region)) +
+                   " beyond the range of floats, 3.4e38; take a smaller one";
+        isMoved = isMoved || koLinear::PointFlt(lifted) != koLinear::PointFlt(v.point());
+    }
+    return isMoved ? std::string()
+                   : "the distance is lost in the rounding of the coordinates at " +
+                         positionInWords(placeOf(region)) + "; take a larger one";
 }
 
 void Extruder::extrude(bool freeOnes) {
@@ -360,9 +413,13 @@ ExtrudeOutcome extrudeMesh(CompactMesh& mesh, koGeom::BitVector const& selection
                            ExtrudeOptions const& options) {
     koGeom::MeshAdjTris adjTris;
     koGeom::meshAdjTris(mesh, adjTris);
-    if (std::string const fault = faultOfSurface(mesh, adjTris, selection); !fault.empty()) {
+    if (SurfaceFault const fault = faultOfSurface(mesh, adjTris, selection)) {
         ExtrudeOutcome refused;
-        refused.refusal = fault + ", in the selection or beside it; repair the mesh first";
+        refused.refusal =
+            fault.text + ", in the selection or beside it; " +
+            (fault.isNonfinite ? "leave such triangles out first" : "repair the mesh first");
+        refused.problemPoint = fault.place;
+        refused.isNonfinite = fault.isNonfinite;
         return refused;
     }
     return Extruder(mesh, options).run(selection);

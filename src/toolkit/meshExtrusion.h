@@ -4,6 +4,7 @@
 
 #include "trimora/contract/koGeom/BitVector.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,9 +19,14 @@ struct ExtrudeOptions {
 
 struct ExtrudeOutcome {
     std::string refusal;  ///< not empty: nothing was changed; what is wrong, where, and what to do
+    std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
+    bool isNonfinite =
+        false;            ///< refused for a NaN or infinite coordinate in or beside the selection
     int regions = 0;      ///< connected parts of the selection, each lifted along its own normal
     int freeRegions = 0;  ///< those that were a surface of their own: they became closed solids
-    int walls = 0;        ///< quads along the borders
+    int flatRegions =
+        0;  ///< those that the direction only slides along themselves: no volume lies below them
+    int walls = 0;                     ///< quads along the borders
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
 };
 
@@ -35,7 +41,8 @@ struct ExtrudeOutcome {
 ///             wall's edge of four. A solid is wound so that its normals point out
 /// selection   one bit a triangle. Triangles that share a vertex are one region. All its borders get walls
 /// refuses     a selection that is no oriented manifold; a region without a border, which is a closed surface; a region whose
-///             normals cancel out, when no direction is given
+///             normals cancel out, when no direction is given; a distance that leaves the range of floats, or that their
+///             rounding swallows
 /// cost        O(n log n) for n half-edges, on the calling thread
 TRIMORA_API ExtrudeOutcome extrudeMesh(koGeom::CompactMesh& mesh,
                                        koGeom::BitVector const& selection,

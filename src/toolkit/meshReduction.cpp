@@ -3,6 +3,7 @@
 #include "toolkit/meshSubdivision.h"
 #include "toolkit/meshTidying.h"
 
+#include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/reduce/meshReduce.h"
@@ -79,7 +80,7 @@ std::string refusalOfTarget(MeshCounts const& counts, double target) {
     std::string const parts =
         counts.components == 1
             ? "4, what a closed surface needs"
-            : "4 for each of its " + std::to_string(counts.components) + " components";
+            : "4 for each of its " + countInWords(counts.components, "component");
     char advice[128];
     double const fraction = std::ceil(least / counts.triangles * 1e6) / 1e6;
     std::snprintf(advice, sizeof advice, "ask for a fraction of at least %.6g", fraction);
@@ -87,6 +88,48 @@ std::string refusalOfTarget(MeshCounts const& counts, double target) {
     std::snprintf(goal, sizeof goal, "the target of %.0f triangles is below ", target);
     return goal + parts + "; " +
            (fraction <= 1.0 ? advice : "weld it or delete small components first");
+}
+
+bool hasSameCorners(koGeom::MeshTriangle const& a, koGeom::MeshTriangle const& b) {
+    return std::is_permutation(a.vertices, a.vertices + 3, b.vertices);
+}
+
+/// Pieces of two triangles on the same three vertices.
+int numFlatPieces(CompactMesh const& mesh) {
+    koGeom::MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh, adjTris);
+    koGeom::MeshTriangle const* const triangles = mesh.getTriangles();
+    int count = 0;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        int const* const corners = triangles[t].vertices;
+        bool const isPair = std::all_of(corners, corners + 3,
+                                        [&adjTris](int v) { return adjTris.numTris(v) == 2; });
+        int const* const two = adjTris.triIndices(corners[0]);
+        count += isPair && two[0] == t && hasSameCorners(triangles[two[0]], triangles[two[1]]);
+    }
+    return count;
+}
+
+void reduceBare(CompactMesh& mesh, ReduceOptions const& options, koUtil::Progress& progress,
+                ReduceOutcome& outcome) {
+    outcome.unusedVertices = mesh.getNumTriangles() > 0 ? removeUnusedVertices(mesh) : 0;
+    if (options.method == ReduceMethod::Collapse)
+        collapseEdges(mesh, options.value, progress, outcome);
+    else
+        removeVertices(mesh, options, progress, outcome);
+}
+
+// Tolerances of a fixed size decide in the reducers what is flat or no triangle, and some of their squares are floats.
+void reduceScaled(CompactMesh& mesh, ReduceOptions const& options, double scale,
+                  koUtil::Progress& progress, ReduceOutcome& outcome) {
+    ReduceOptions scaled = options;
+    scaleVertices(mesh, scale);
+    if (options.method == ReduceMethod::Tolerance)
+        scaled.value *= scale;
+    reduceBare(mesh, scaled, progress, outcome);
+    if (outcome.maxDeviation)
+        *outcome.maxDeviation /= scale;
+    scaleVertices(mesh, 1.0 / scale);
 }
 
 }  // namespace
@@ -102,12 +145,18 @@ ReduceOutcome reduceMesh(CompactMesh& mesh, ReduceOptions const& options,
 
     koOS::StopWatch watch;
     watch.start();
-    outcome.dropped = dropVertexSets(mesh);
-    outcome.unusedVertices = mesh.getNumTriangles() > 0 ? removeUnusedVertices(mesh) : 0;
-    if (options.method == ReduceMethod::Collapse)
-        collapseEdges(mesh, options.value, progress, outcome);
-    else
-        removeVertices(mesh, options, progress, outcome);
+    int const flatBefore = numFlatPieces(mesh);
+    // The sets go with the first vertex; without any removal they stay.
+    double const scale = unitScale(diagonalOf(mesh));
+    bool const worksOnCopy = mesh.getNumAttributes() > 1 || scale != 1.0;
+    CompactMesh bare = worksOnCopy ? bareCopy(mesh) : CompactMesh();
+    CompactMesh& reduced = worksOnCopy ? bare : mesh;
+    reduceScaled(reduced, options, scale, progress, outcome);
+    outcome.flattenedPieces = std::max(0, numFlatPieces(reduced) - flatBefore);
+    bool const isChanged = reduced.getNumVertices() < outcome.before.vertices ||
+                           reduced.getNumTriangles() < outcome.before.triangles;
+    if (worksOnCopy && isChanged)
+        outcome.dropped = replaceMesh(mesh, bare);
     outcome.seconds = watch.clear();
     outcome.cancelled = progress.cancelled();
     outcome.after = countMesh(mesh);
@@ -123,7 +172,7 @@ std::string stopInWords(ReduceOutcome const& outcome) {
         return "nothing more could go: what is left lies on borders, or the surface would change "
                "its shape";
     if (outcome.stopped == "onePercent")
-        return "the last pass removed less than 1 % of what it left";
+        return "the last pass removed some, but less than 1 % of what it left";
     return "cancelled";
 }
 

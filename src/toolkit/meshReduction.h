@@ -28,15 +28,19 @@ struct ReduceOutcome {
     std::optional<int> passes;           ///< of vertex removal
     std::optional<double> maxDeviation;  ///< what the tolerance form itself found
     int unusedVertices = 0;              ///< that no triangle used, removed first
-    std::vector<std::string> dropped;    ///< vertex sets that the mesh had, see dropVertexSets
-    double seconds = 0.0;                ///< of the reduction alone
-    bool cancelled = false;              ///< the mesh is valid and partly reduced
-    std::string refusal;                 ///< not empty: nothing was changed; why, and what to do
+    /// Closed pieces that came down to two triangles on the same three vertices: no volume is left in them.
+    int flattenedPieces = 0;
+    std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
+    double seconds = 0.0;              ///< of the reduction alone
+    bool cancelled = false;            ///< the mesh is valid and partly reduced
+    std::string refusal;               ///< not empty: nothing was changed; why, and what to do
 };
 
 /// Reduces a mesh to fewer triangles.
 ///
-/// mesh        edited in place: renumbered, without its vertex sets, selections empty
+/// mesh        edited in place: renumbered, without its vertex sets, selections empty. Untouched, sets and all, when it is
+///             refused, and when it has vertex sets and nothing can go. Of any size: very small and very large ones
+///             are scaled meanwhile, see unitScale
 /// refuses     for edge collapse a target below 4 triangles a component, which is what a closed surface needs
 /// progress    polled by vertex removal; edge collapse never looks at it
 /// cost        see meshReduceToFraction, meshReduceWithTolerance and meshReduceByEdgeCollapse

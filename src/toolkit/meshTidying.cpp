@@ -1,5 +1,7 @@
 #include "toolkit/meshTidying.h"
 
+#include <cmath>
+
 namespace trimora {
 
 using koGeom::CompactMesh;
@@ -19,6 +21,34 @@ std::vector<std::string> dropVertexSets(CompactMesh& mesh) {
         koGeom::MeshModification modification(&mesh, koGeom::MeshModification::Attributes, nullptr);
         mesh.modified(modification);
     }
+    return names;
+}
+
+CompactMesh bareCopy(CompactMesh const& mesh) {
+    CompactMesh copy(mesh.getNumVertices(), mesh.getVertices(), nullptr, nullptr, nullptr);
+    copy.copyTriangles(mesh.getNumTriangles(), mesh.getTrianglesRaw());
+    return copy;
+}
+
+double unitScale(double diagonal) {
+    bool const isHandy = diagonal >= 0x1p-7 && diagonal <= 0x1p33;
+    return isHandy || !(diagonal > 0.0) ? 1.0 : std::ldexp(1.0, -std::ilogb(diagonal));
+}
+
+void scaleVertices(CompactMesh& mesh, double scale) {
+    if (scale == 1.0)
+        return;
+    float* const coordinates = mesh.getVerticesRaw();
+    for (std::ptrdiff_t i = 0; i < 3 * static_cast<std::ptrdiff_t>(mesh.getNumVertices()); ++i)
+        coordinates[i] = static_cast<float>(coordinates[i] * scale);
+}
+
+std::vector<std::string> replaceMesh(CompactMesh& mesh, CompactMesh& edited) {
+    std::vector<std::string> names = dropVertexSets(mesh);
+    mesh.swap(edited);
+    mesh.clearSelection();
+    koGeom::MeshModification modification(&mesh, koGeom::MeshModification::Topology, nullptr);
+    mesh.modified(modification);
     return names;
 }
 

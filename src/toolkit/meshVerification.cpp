@@ -17,7 +17,7 @@ struct Row {
 };
 
 constexpr Row rows[] = {
-    {"corners", "no corner of a face is closed", &Info::checkCorners},
+    {"corners", "no face has a corner of 0 degrees", &Info::checkCorners},
     {"directedEdges", "no edge is run twice the same way", &Info::checkDirectedEdges},
     {"faceRings", "no face names a vertex twice", &Info::checkFaceRings},
     {"vertexFans", "the faces at a vertex form one fan", &Info::checkVertexFans},

@@ -3,13 +3,26 @@
 #include "toolkit/detail/textLines.h"
 #include "toolkit/readText.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace trimora {
 
 namespace {
 
 using koLinear::Point;
+
+/// Statements of OBJ files that say nothing about polylines.
+bool isOtherStatement(std::string_view word) {
+    constexpr std::string_view statements[] = {
+        "vt",     "vn",       "vp",         "f",         "p",    "g",     "o",      "s",
+        "mg",     "lod",      "bmat",       "step",      "curv", "curv2", "surf",   "parm",
+        "trim",   "hole",     "scrv",       "sp",        "end",  "con",   "deg",    "cstype",
+        "bevel",  "c_interp", "d_interp",   "ctech",     "call", "csh",   "usemtl", "mtllib",
+        "usemap", "maplib",   "shadow_obj", "trace_obj", "stech"};
+    return std::find(std::begin(statements), std::end(statements), word) != std::end(statements);
+}
 
 class PolylineReader {
 public:
@@ -49,8 +62,6 @@ FileOutcome PolylineReader::run() {
 
 void PolylineReader::takeLine() {
     std::string_view const first = lines_.word();
-    bool const isWord = !first.empty() && ((first[0] >= 'a' && first[0] <= 'z') ||
-                                           (first[0] >= 'A' && first[0] <= 'Z'));
     Point point;
     if (first.empty()) {
         if (!lines_.hasComment())
@@ -60,7 +71,7 @@ void PolylineReader::takeLine() {
             objVertices_.push_back(point);
     } else if (first == "l") {
         takeObjLine();
-    } else if (!isWord && parsePoint(first, point)) {
+    } else if (!isOtherStatement(first) && parsePoint(first, point)) {
         current_.push_back(point);
     }
 }
@@ -95,7 +106,8 @@ bool PolylineReader::parsePoint(std::string_view first, Point& point) {
     double numbers[3];
     for (int k = 0; k < 3; ++k) {
         if (!parseWhole(words[k], numbers[k]) || !std::isfinite(numbers[k])) {
-            fail("takes three finite numbers x y z");
+            fail("takes three finite numbers x y z, not '" + std::string(words[k].substr(0, 40)) +
+                 "'; a comment begins with #");
             return false;
         }
     }

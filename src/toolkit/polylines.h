@@ -17,11 +17,12 @@ using Polyline = std::vector<koLinear::Point>;
 
 /// Reads polylines from a file of one of two kinds, told apart by what it holds.
 ///
-/// OBJ         the lines `l a b c ...` over the vertices `v x y z`; numbers from 1, or counted backwards from -1. All
-///             else is passed over
-/// plain text  one point x y z a line; an empty line begins the next polyline
+/// OBJ         the lines `l a b c ...` over the vertices `v x y z`; numbers from 1, or counted backwards from -1. The
+///             format's other statements are passed over
+/// plain text  one point x y z a line, what follows in the line is passed over; an empty line begins the next polyline
 ///
-/// Both take comments behind '#', commas between numbers, and every line end.
+/// Both take comments behind '#', commas between numbers, and every line end. A line that begins with any other word is
+/// refused.
 /// path        '-' is standard input
 /// polylines   out: replaced; those of fewer than 2 points are refused
 /// maxBytes    a larger file is refused; 0 is no limit

@@ -4,11 +4,14 @@
 
 #include "toolkit/surfaceCurve.h"
 
+#include "toolkit/meshCounts.h"
+#include "toolkit/meshTidying.h"
+
+#include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 namespace trimora {
@@ -20,6 +23,10 @@ using koGeom::MeshAdjTris;
 using koGeom::MeshCoord;
 using koLinear::Point;
 using koLinear::Vector;
+
+Point scaled(Point const& point, double scale) {
+    return {scale * point.x, scale * point.y, scale * point.z};
+}
 
 /// A place on the mesh, and what it lies on: a vertex, an edge, or else the inside of its triangle.
 struct Place {
@@ -40,7 +47,8 @@ struct Place {
 
 class CurveLayer {
 public:
-    CurveLayer(CompactMesh const& mesh, koGeom::MeshCache& cache, double tolerance,
+    /// Lengths and places in the result and its texts come out in `unit`s of the mesh's coordinates.
+    CurveLayer(CompactMesh const& mesh, koGeom::MeshCache& cache, double tolerance, double unit,
                koUtil::Progress& progress)
         : mesh_(mesh),
           octree_(cache.getOctree(mesh, 64)),
@@ -48,6 +56,7 @@ public:
           adjTris_(cache.getAdjTris(mesh)),
           search_(mesh, *octree_, *octreeTris_),
           tolerance_(tolerance),
+          unit_(unit),
           progress_(progress) {}
 
     LaidCurves run(std::vector<Polyline> const& polylines);
@@ -88,6 +97,7 @@ private:
     ko::Reference<MeshAdjTris> adjTris_;
     koGeom::MeshClosestPoint search_;
     double const tolerance_;
+    double const unit_;
     koUtil::Progress& progress_;
 
     Vector planeNormal_;  // of the present stretch
@@ -135,7 +145,7 @@ bool CurveLayer::findPlace(Point const& point, Place& place) {
     double const distance = search_.compute(point, &place.coord);
     if (!place.coord.valid())
         return false;
-    result_.farthest = std::max(result_.farthest, distance);
+    result_.farthest = std::max(result_.farthest, unit_ * distance);
     snap(place.coord);
     place.position = evaluate(place.coord);
     findTriangles(place);
@@ -263,11 +273,9 @@ bool CurveLayer::walk(Start const& start, Place const& to, double& length,
         if (triangle == start.triangle || length > most)
             return false;
         if (triangle < 0) {
-            char place[96];
-            std::snprintf(place, sizeof place, " at %.6g %.6g %.6g", here.x, here.y, here.z);
-            reason_ = (triangle == -1 ? "the surface ends on the way,"
-                                      : "more than two triangles meet on the way,") +
-                      std::string(place) + "; add points that lead round it";
+            reason_ = (triangle == -1 ? "the surface ends on the way, at "
+                                      : "more than two triangles meet on the way, at ") +
+                      positionInWords(scaled(here, unit_)) + "; add points that lead round it";
             return false;
         }
         if (to.holds(triangle)) {
@@ -316,7 +324,7 @@ MeshCoord CurveLayer::crossing(int triangle, int edge) const {
 
 void CurveLayer::refuse(std::string const& where, Point const& point, std::string const& why) {
     result_.refusal = where + ": " + why;
-    result_.problemPoint = point;
+    result_.problemPoint = scaled(point, unit_);
 }
 
 }  // namespace
@@ -324,7 +332,19 @@ void CurveLayer::refuse(std::string const& where, Point const& point, std::strin
 LaidCurves laySurfaceCurves(CompactMesh const& mesh, koGeom::MeshCache& cache,
                             std::vector<Polyline> const& polylines, double tolerance,
                             koUtil::Progress& progress) {
-    return CurveLayer(mesh, cache, tolerance, progress).run(polylines);
+    double const scale = unitScale(diagonalOf(mesh));
+    if (scale == 1.0)
+        return CurveLayer(mesh, cache, tolerance, 1.0, progress).run(polylines);
+    CompactMesh scaledMesh = bareCopy(mesh);
+    scaleVertices(scaledMesh, scale);
+    std::vector<Polyline> scaledPolylines = polylines;
+    for (Polyline& polyline : scaledPolylines) {
+        for (Point& point : polyline)
+            point = scaled(point, scale);
+    }
+    koGeom::SimpleMeshCache scaledCache;
+    return CurveLayer(scaledMesh, scaledCache, scale * tolerance, 1.0 / scale, progress)
+        .run(scaledPolylines);
 }
 
 }  // namespace trimora

@@ -30,7 +30,8 @@ struct LaidCurves {
 ///            |     \ q                    the curve has a point on each edge that it crosses
 ///            n------x-----
 ///
-/// mesh        manifold along the way; tables come from the cache
+/// mesh        manifold along the way; tables come from the cache, but for very small and very large meshes, which are
+///             scaled meanwhile, see unitScale
 /// tolerance   length, >= 0; places nearer than that to a vertex or an edge are moved onto it
 /// refuses     a stretch that meets the border or an edge of more than two triangles, one whose ends face away from one
 ///             another, so that there is no such plane, and one that comes back without having met its end

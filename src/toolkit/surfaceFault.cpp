@@ -9,7 +9,9 @@
 #include "trimora/repair/MeshOrient.h"
 #include "trimora/repair/meshManifold.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace trimora {
@@ -29,16 +31,19 @@ bool isFinite(Point const& p) {
     return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
 }
 
-std::string faultOfTriangles(CompactMesh const& mesh) {
+SurfaceFault faultAt(std::string const& what, Point const& place, std::string const& rest = {}) {
+    return {what + " at " + positionInWords(place) + rest, {{place.x, place.y, place.z}}};
+}
+
+SurfaceFault faultOfTriangles(CompactMesh const& mesh) {
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
         for (int const v : corners.vertices) {
             if (!isFinite(pointOf(mesh, v)))
-                return "a triangle has a corner that is NaN or infinite";
+                return {"a triangle has a corner that is NaN or infinite", {}, true};
         }
         if (corners[0] == corners[1] || corners[1] == corners[2] || corners[2] == corners[0])
-            return "a triangle names a vertex twice at " +
-                   positionInWords(pointOf(mesh, corners[0]));
+            return faultAt("a triangle names a vertex twice", pointOf(mesh, corners[0]));
     }
     return {};
 }
@@ -50,13 +55,14 @@ struct Part {
     std::vector<char> isJudged;  // one a vertex
 };
 
-std::string faultOfManifold(Part const& part, MeshAdjTris const& adjTris) {
+SurfaceFault faultOfManifold(Part const& part, MeshAdjTris const& adjTris) {
     koGeom::MeshManifoldResult found;
     koGeom::meshManifold(part.mesh, adjTris, found);
     if (!found.badEdgeAdj.empty())
-        return "more than two triangles meet on the edge at " +
-               positionInWords(pointOf(part.mesh, found.badEdgeAdj.front().first)) + " (" +
-               std::to_string(found.badEdgeAdj.size()) + " such edges)";
+        return faultAt("more than two triangles meet on the edge",
+                       pointOf(part.mesh, found.badEdgeAdj.front().first),
+                       " (" + countInWords(std::int64_t(found.badEdgeAdj.size()), "such edge") +
+                           ")");
     std::vector<int> bad;
     for (int v = 0; found.count > 0 && v < part.mesh.getNumVertices(); ++v) {
         if (found.isBitSet(v) != 0 && part.isJudged[static_cast<std::size_t>(v)] != 0)
@@ -64,9 +70,26 @@ std::string faultOfManifold(Part const& part, MeshAdjTris const& adjTris) {
     }
     if (bad.empty())
         return {};
-    return "parts of the surface touch in a point only at " +
-           positionInWords(pointOf(part.mesh, bad.front())) + " (" + std::to_string(bad.size()) +
-           " such vertices)";
+    return faultAt("parts of the surface touch in a point only", pointOf(part.mesh, bad.front()),
+                   " (" + countInWords(std::int64_t(bad.size()), "such vertex", "such vertices") +
+                       ")");
+}
+
+// Of a manifold; the lowest edge that two triangles run the same way tells the place.
+SurfaceFault faultOfOrientation(CompactMesh const& mesh, MeshAdjTris const& adjTris) {
+    if (koGeom::meshOriented(mesh, adjTris))
+        return {};
+    std::vector<std::pair<int, int>> edges;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
+        for (int k = 0; k < 3; ++k)
+            edges.emplace_back(corners[k], corners[(k + 1) % 3]);
+    }
+    std::sort(edges.begin(), edges.end());
+    auto const twice = std::adjacent_find(edges.begin(), edges.end());
+    std::string const what = "neighbouring triangles are wound against one another";
+    return twice == edges.end() ? SurfaceFault{what, {}}
+                                : faultAt(what, pointOf(mesh, twice->first));
 }
 
 std::vector<int> listOf(BitVector const& bits) {
@@ -100,19 +123,17 @@ void extractPart(CompactMesh const& mesh, MeshAdjTris const& adjTris, BitVector 
 
 }  // namespace
 
-std::string faultOfSurface(CompactMesh const& mesh, MeshAdjTris const& adjTris,
-                           BitVector const& triangles) {
+SurfaceFault faultOfSurface(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+                            BitVector const& triangles) {
     Part part;
     extractPart(mesh, adjTris, triangles, part);
-    if (std::string fault = faultOfTriangles(part.mesh); !fault.empty())
+    if (SurfaceFault fault = faultOfTriangles(part.mesh))
         return fault;
     MeshAdjTris partAdjTris;
     koGeom::meshAdjTris(part.mesh, partAdjTris);
-    if (std::string fault = faultOfManifold(part, partAdjTris); !fault.empty())
+    if (SurfaceFault fault = faultOfManifold(part, partAdjTris))
         return fault;
-    return koGeom::meshOriented(part.mesh, partAdjTris)
-               ? std::string()
-               : "neighbouring triangles are wound against one another";
+    return faultOfOrientation(part.mesh, partAdjTris);
 }
 
 }  // namespace trimora

@@ -6,6 +6,7 @@
 #include "toolkit/sampleMeshes.h"
 #include "toolkit/writeMesh.h"
 
+#include <cmath>
 #include <doctest/doctest.h>
 
 using namespace commandTest;
@@ -47,7 +48,8 @@ TEST_CASE("reduceTellsWhatItCost") {
         auto const json = reduce.json();
         for (char const* const key :
              {"file", "output", "method", "goal", "before", "after", "seconds", "passes", "stopped",
-              "maxDeviation", "measured", "turnedTriangles", "unusedVertices", "dropped", "read"}) {
+              "maxDeviation", "measured", "turnedTriangles", "unusedVertices", "coincidentVertices",
+              "flattenedPieces", "tolerance", "droppedVertexSets", "read"}) {
             CAPTURE(key);
             CHECK(json.contains(key));
         }
@@ -70,8 +72,10 @@ TEST_CASE("reduceTellsWhatItCost") {
         bool const isTolerance = json["method"] == "tolerance";
         CHECK(json["maxDeviation"].is_null() == !isTolerance);
         CHECK(json["passes"].is_null() == (json["method"] == "collapse"));
+        CHECK(json["tolerance"].is_null() == !isTolerance);
         if (isTolerance) {
-            double const tolerance = json["goal"];
+            double const tolerance = json["tolerance"];
+            CHECK(json["goal"] == tolerance);
             CHECK(tolerance == doctest::Approx(0.003 * measured["diagonal"].get<double>()));
             CHECK(measured["inputToResult"]["largest"] <= tolerance * 1.000001);
         } else {
@@ -86,6 +90,10 @@ TEST_CASE("reduceTellsWhatItCost") {
     CHECK(run("reduce --json --no-measure " + in + " " + out + " --fraction 0.5")
               .json()["measured"]
               .is_null());
+    CHECK(
+        run("reduce " + in + " " + out + " --tolerance 0.3%").out.find(" (0.3% of the diagonal ") !=
+        std::string::npos);
+    REQUIRE(run("reduce " + in + " " + out + " --fraction 50%").code == 0);
     Run const piped = run("reduce - - --fraction 0.5 <" + in);
     CHECK(piped.out == contentOf(out));
     CHECK(piped.err.find("written to standard output") != std::string::npos);
@@ -107,6 +115,9 @@ TEST_CASE("reduceExplainsWhereItCannotGoOn") {
         run("reduce " + (folder / "soup.obj") + " " + (folder / "out.obj") + " --fraction 0.5");
     CHECK(soup.code == 0);
     CHECK(soup.out.find("weld the mesh first") != std::string::npos);
+    Run const unmeasured = run("reduce --no-measure --json " + (folder / "soup.obj") + " " +
+                               (folder / "out.obj") + " --fraction 0.5");
+    CHECK(unmeasured.json()["coincidentVertices"] == 384 - 66);
 
     std::string const in = folder / "sphere.obj";
     std::string const out = folder / "out2.obj";
@@ -115,6 +126,10 @@ TEST_CASE("reduceExplainsWhereItCannotGoOn") {
     refuses("reduce " + in + " " + out + " --fraction 0.5 --collapse 0.5", 2, "exactly one of");
     refuses("reduce " + in + " " + out + " --fraction 0", 2, "above 0");
     refuses("reduce " + in + " " + out + " --fraction 1.5", 2, "at most 1");
+    refuses("reduce " + in + " " + out + " --fraction 150%", 2, "or like 50%");
+    refuses("reduce " + in + " " + out + " --collapse %", 2, "'trimora reduce --help'");
+    refuses("reduce " + in + " " + out + " --fraction=", 2, "--fraction takes a value");
+    refuses("reduce " + in, 2, "OUT is required; 'trimora reduce --help' explains the options");
     refuses("reduce " + in + " " + out + " --fraction nan", 2, "--fraction");
     refuses("reduce " + in + " " + out + " --tolerance -1", 2, "--tolerance");
     refuses("reduce " + in + " " + out + " --tolerance 5%%", 2, "--tolerance");
@@ -189,7 +204,18 @@ TEST_CASE("cutRefusesInWords") {
     refuses(start, 2, "exactly one of");
     refuses(start + "--plane 1,0,0", 2, "a,b,c,d");
     refuses(start + "--plane 0,0,0,1", 2, "a,b,c,d");
-    refuses(start + "--plane 1,0,0,-9", 5, "d from -4 to 0");
+    refuses(start + "--plane 1,0,0,-9", 5,
+            "misses the mesh, which lies on one side of it; with the "
+            "same a, b and c take d between -4 and 0, not -9");
+    refuses(start + "--plane 2,0,0,0", 5, "only touches the mesh");
+    refuses(start + "--plane 2,0,0,0", 5, "between -8 and 0, not 0");
+    refuses(start + "--plane 0,0,3,0", 5, "the whole mesh lies in the plane");
+    refuses(start + "--plane 1e308,1e308,1e308,1", 5, "move it");
+    writeFile(folder / "points.obj", "v 0 0 0\nv 1 1 1\n");
+    Run const noFaces = run("cut --quiet " + (folder / "points.obj") + " " + (folder / "out.obj") +
+                            " --plane 1,0,0,0");
+    CHECK(noFaces.failedWith(5));
+    CHECK(noFaces.err.find("holds no triangles to cut") != std::string::npos);
     refuses(start + "--curve " + (folder / "absent.txt"), 3, "absent.txt");
     auto const refusesCurve = [&](std::string const& points, int code, std::string const& words) {
         writeFile(folder / "curve.txt", points);
@@ -215,7 +241,95 @@ TEST_CASE("cutRefusesInWords") {
     refuses("cut " + (folder / "fin.obj") + " " + (folder / "out.obj") + " --plane 1,0.1,0.1,-0.4",
             5, "repair the mesh first");
     refuses("cut --split " + in + " - --plane 1,0,0,-1.5", 2, "--split");
+    refuses("cut - " + (folder / "out.obj") + " --curve -", 2,
+            "cannot both come from standard input");
+    store(folder / "drawn.obj", support::grid(1, 1));
+    refuses("cut " + in + " " + (folder / "drawn.obj") + " --curve " + (folder / "drawn.obj"), 2,
+            "which the output would replace");
     CHECK_FALSE(fs::exists(folder / "out.obj"));
+}
+
+TEST_CASE("cutSaysWhenNothingWasOpened") {
+    TemporaryFolder const folder;
+    koGeom::CompactMesh sheet = support::grid(4, 4);
+    sheet.allocUVArray();
+    store(folder / "grid.obj", sheet);
+    writeFile(folder / "border.txt", "0.5 0 0\n3.3 0 0\n");
+    std::string const arguments =
+        (folder / "grid.obj") + " " + (folder / "out.obj") + " --curve " + (folder / "border.txt");
+    Run const text = run("cut " + arguments);
+    CHECK(text.code == 0);
+    CHECK(text.out.find("warning: nothing was opened") != std::string::npos);
+    CHECK(contentOf(folder / "out.obj") == contentOf(folder / "grid.obj"));
+    auto const json = run("cut --json " + arguments).json();
+    CHECK(json["openedLength"] == 0.0);
+    CHECK(json["warnings"].size() == 1);
+    CHECK(json["droppedVertexSets"].empty());
+    CHECK(json["parts"].empty());
+    CHECK(json["output"] == folder / "out.obj");
+
+    auto const across = run("cut --json " + (folder / "grid.obj") + " " + (folder / "out.obj") +
+                            " --plane 1,0,0,-1.5")
+                            .json();
+    CHECK(across["openedLength"].get<double>() == doctest::Approx(4.0));
+    CHECK(across["tolerance"].get<double>() == doctest::Approx(4.0 * std::sqrt(2.0) * 1e-6));
+    CHECK(across["warnings"].empty());
+    CHECK(across["droppedVertexSets"] == nlohmann::json({"uvs"}));
+}
+
+TEST_CASE("partsNeverHideWhatWasThere") {
+    TemporaryFolder const folder;
+    std::string const in = folder / "grid.obj";
+    std::string const cut = " --split --plane 1,0,0,-1.5 ";
+    store(in, support::grid(4, 4));
+    for (char const* const name :
+         {"p-2.obj", "p-9.obj", "p-10.obj", "p-010.obj", "p-x.obj", "q-3.obj"})
+        writeFile(folder / name, "v 0 0 0\n");
+    auto const json = run("cut --json" + cut + in + " " + (folder / "p.obj")).json();
+    CHECK(json["output"].is_null());
+    CHECK(json["parts"].size() == 2);
+    CHECK(json["otherParts"] == nlohmann::json({folder / "p-9.obj", folder / "p-10.obj"}));
+    CHECK(checkOf(folder / "p-2.obj")["triangles"] == json["parts"][1]["triangles"]);
+    CHECK(fs::exists(folder / "p-9.obj"));
+    CHECK(run("cut" + cut + in + " " + (folder / "p.obj"))
+              .out.find("2 files of the same form from an earlier run stayed") !=
+          std::string::npos);
+
+    fs::copy_file(in, folder / "r-2.obj");
+    refuses("cut" + cut + (folder / "r-2.obj") + " " + (folder / "r.obj"), 5, "is the input");
+    CHECK_FALSE(fs::exists(folder / "r-1.obj"));
+    store(folder / "soup.obj", support::soup(support::grid(4, 4)));
+    refuses("cut --max-parts 35" + cut + (folder / "soup.obj") + " " + (folder / "s.obj"), 5,
+            "--max-parts");
+    CHECK_FALSE(fs::exists(folder / "s-1.obj"));
+    CHECK(run("cut --max-parts 2" + cut + in + " " + (folder / "s.obj")).code == 0);
+}
+
+TEST_CASE("refusalsTellTheirPlaceInJson") {
+    TemporaryFolder const folder;
+    store(folder / "bow.obj", support::bowTie());
+    Run const cut = run("extrude --json " + (folder / "bow.obj") + " " + (folder / "out.obj") +
+                        " --selection all --distance 1");
+    CHECK(cut.code == 5);
+    CHECK(std::count(cut.err.begin(), cut.err.end(), '\n') == 1);
+    CHECK(cut.json()["file"] == folder / "bow.obj");
+    CHECK(cut.json()["refusal"].get<std::string>().find("(1 such vertex)") != std::string::npos);
+    CHECK(cut.json()["problemPoint"].size() == 3);
+    store(folder / "sphere.obj", support::sphere(2));
+    Run const miss = run("cut --json " + (folder / "sphere.obj") + " " + (folder / "out.obj") +
+                         " --plane 1,0,0,9");
+    CHECK(miss.code == 5);
+    CHECK(miss.json()["problemPoint"].is_null());
+}
+
+TEST_CASE("coordinatesThatAreNoNumbersNameTheOptionThatHelps") {
+    TemporaryFolder const folder;
+    writeFile(folder / "nan.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 nan 0\nf 1 2 3\nf 1 3 4\n");
+    std::string const files = (folder / "nan.obj") + " " + (folder / "out.obj");
+    refuses("extrude --quiet --selection all --distance 1 " + files, 5, "(--drop-nonfinite)");
+    refuses("cut --quiet --plane 1,0,0,-0.5 " + files, 5, "(--drop-nonfinite)");
+    CHECK(run("extrude --drop-nonfinite --selection all --distance 1 " + files).code == 0);
+    CHECK(run("cut --drop-nonfinite --plane 1,0,0,-0.5 " + files).code == 0);
 }
 
 TEST_CASE("subdivideKeepsPolygons") {
@@ -239,6 +353,7 @@ TEST_CASE("subdivideKeepsPolygons") {
     CHECK(run("verify " + (folder / "again.obj")).code == 0);
 
     refuses("subdivide " + in + " " + (folder / "o.obj") + " --levels 0", 2, "--levels");
+    refuses("subdivide " + in + " " + (folder / "o.obj") + " --levels 1e0", 2, "takes 1 to 20");
     refuses("subdivide " + in + " " + (folder / "o.obj") + " --levels 20", 5, "fewer levels");
     refuses("subdivide --max-memory 1M " + in + " " + (folder / "o.obj") + " --levels 8", 5,
             "--max-memory");
@@ -272,6 +387,20 @@ TEST_CASE("extrudeMakesSolidsAndSteps") {
     refuses(start, 2, "--selection");
     refuses("extrude " + in + " " + (folder / "o.obj") + " --selection all", 2, "--distance");
     refuses(start + "--selection all --direction 0,0,0", 2, "--direction");
+    refuses(start + "--selection ''", 2, "the selection has no name");
+    refuses("extrude " + in + " " + (folder / "o.obj") + " --selection all --distance 1e39", 5,
+            "beyond the range of floats");
+    CHECK_FALSE(fs::exists(folder / "o.obj"));
+    Run const flat = run("extrude " + in + " " + (folder / "flat.obj") +
+                         " --selection all --distance 1 --direction 1e200,0,0");
+    CHECK(flat.code == 0);
+    CHECK(flat.out.find("warning: the direction lies within the plane of 1 region") !=
+          std::string::npos);
+    CHECK(flat.out.find("1 region became a closed solid\n") != std::string::npos);
+    CHECK(run("extrude --json " + in + " " + (folder / "flat.obj") +
+              " --selection all --distance 1 --direction 0,1,0")
+              .json()["warnings"]
+              .size() == 1);
     store(folder / "sphere.obj", support::sphere(2));
     refuses("extrude " + (folder / "sphere.obj") + " " + (folder / "o.obj") +
                 " --selection all --distance 1",
@@ -310,6 +439,33 @@ TEST_CASE("editsEndWithSixAndLeaveNothingWhenTimeIsUp") {
         CHECK(std::count(late.err.begin(), late.err.end(), '\n') == 1);
         CHECK(folder.size() == 1);
     }
+}
+
+// Once, what was done between two looks of the watcher was written however late it was.
+TEST_CASE("aTimeThatIsUpBeforeTheWorkEndsEveryEdit") {
+    TemporaryFolder const folder;
+    std::string const in = folder / "small.obj";
+    store(in, support::grid(2, 2));
+    for (std::string const work :
+         {"reduce --fraction 0.5", "cut --plane 1,0,0,-0.5", "subdivide", "convert", "weld",
+          "extrude --selection all --distance 1", "repair"}) {
+        CAPTURE(work);
+        CHECK(run(work + " --timeout 1e-9 " + in + " " + (folder / "out.obj")).failedWith(6));
+        CHECK(folder.size() == 1);
+    }
+    CHECK(run("verify --timeout 1e-9 " + in).failedWith(6));
+    CHECK(run("check --timeout 1e-9 " + in).failedWith(6));
+}
+
+TEST_CASE("piecesWithoutVolumeAreTold") {
+    TemporaryFolder const folder;
+    store(folder / "two.obj", support::joined(support::sphere(4), support::tetrahedron(), 5.0f));
+    std::string const arguments =
+        (folder / "two.obj") + " " + (folder / "out.obj") + " --tolerance 90%";
+    CHECK(run("reduce --json " + arguments).json()["flattenedPieces"] == 2);
+    CHECK(run("reduce " + arguments)
+              .out.find("warning: 2 closed pieces came down to two triangles") !=
+          std::string::npos);
 }
 
 TEST_CASE("oddMeshesEndInAClearOutcomeOfEveryEdit") {

@@ -6,6 +6,7 @@
 #include "support/oracles.h"
 #include "toolkit/meshCutting.h"
 #include "toolkit/meshParts.h"
+#include "toolkit/meshTidying.h"
 #include "toolkit/meshVerification.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/surfaceCurve.h"
@@ -13,6 +14,7 @@
 #include "trimora/connectivity/SimpleMeshCache.h"
 
 #include <doctest/doctest.h>
+#include <limits>
 
 using koGeom::CompactMesh;
 using trimora::CutOutcome;
@@ -179,6 +181,91 @@ TEST_CASE("brokenSurfacesAreRefusedOnlyNearTheCut") {
     CompactMesh mixed = turned;
     CHECK(cutByPlane(mixed, {1.0, 0.0, 0.0, -2.5}).refusal.find("wound against") !=
           std::string::npos);
+}
+
+TEST_CASE("whatIsOpenedIsMeasured") {
+    CompactMesh sheet = support::grid(6, 4);
+    CutOutcome const across = cutByPlane(sheet, {1.0, 0.0, 0.0, -2.5});
+    CHECK(across.curveLength == doctest::Approx(4.0));
+    CHECK(across.openedLength == doctest::Approx(4.0));
+    // Half of this curve runs along the border.
+    CompactMesh other = support::grid(4, 4);
+    CutOutcome const half = cutByCurves(other, {{{0, 0, 0}, {4, 0, 0}, {4, 1.3, 0}, {0, 1.3, 0}}});
+    CHECK(half.curveLength == doctest::Approx(9.3));
+    CHECK(half.openedLength == doctest::Approx(4.0));
+}
+
+TEST_CASE("curvesThatOpenNothingLeaveTheMeshAsItWas") {
+    CompactMesh sheet = support::grid(4, 4);
+    sheet.allocUVArray();
+    auto const untouched = support::coordinatesOf(sheet);
+    support::ModificationCounter const counter(sheet);
+    for (std::vector<Polyline> const& curves :
+         {std::vector<Polyline>{{{0, 0, 0}, {4, 0, 0}}},
+          std::vector<Polyline>{{{0.5, 0, 0}, {3.3, 0, 0}}},
+          std::vector<Polyline>{{{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}, {0, 0, 0}}}}) {
+        CutOutcome const outcome = cutByCurves(sheet, curves);
+        CHECK(outcome.refusal.empty());
+        CHECK(outcome.openedLength == 0.0);
+        CHECK(outcome.dropped.empty());
+        CHECK(outcome.areaAfter == outcome.areaBefore);
+    }
+    CHECK(counter.total() == 0);
+    CHECK(support::coordinatesOf(sheet) == untouched);
+    CHECK(sheet.getUVs() != nullptr);
+}
+
+// A sum of floats stops growing at 2^24 of its terms.
+TEST_CASE("areasAreSummedInDoubles") {
+    CompactMesh sheet = support::grid(300, 300);
+    for (int v = 0; v < sheet.getNumVertices(); ++v)
+        sheet.getVertices()[v].x *= 1.0f + 1.0f / 1024.0f;
+    CutOutcome const outcome = cutByPlane(sheet, {1.0, 0.31, 0.0, -140.0});
+    double const area = 90000.0 * (1.0 + 1.0 / 1024.0);
+    CHECK(outcome.areaBefore == doctest::Approx(area).epsilon(1e-12));
+    CHECK(outcome.areaAfter == doctest::Approx(area).epsilon(1e-7));
+}
+
+TEST_CASE("cutsDoNotDependOnTheSizeOfTheMesh") {
+    CompactMesh expected = support::grid(8, 8);
+    Polyline const square = {{2.3, 2.2, 0}, {5.6, 2.4, 0}, {5.5, 5.7, 0}, {2.3, 2.2, 0}};
+    REQUIRE(cutByCurves(expected, {square}).refusal.empty());
+    for (double const scale : {0x1p-100, 0x1p-40, 0x1p40, 0x1p100}) {
+        CAPTURE(scale);
+        CompactMesh sheet = support::grid(8, 8);
+        trimora::scaleVertices(sheet, scale);
+        Polyline curve = square;
+        for (auto& point : curve)
+            point.set(scale * point.x, scale * point.y, scale * point.z);
+        CutOutcome const outcome = cutByCurves(sheet, {curve});
+        REQUIRE(outcome.refusal.empty());
+        CHECK(outcome.areaAfter == doctest::Approx(64.0 * scale * scale));
+        CHECK(support::trianglesOf(sheet) == support::trianglesOf(expected));
+        // And refusals name places of the mesh itself.
+        CompactMesh whole = support::grid(4, 4);
+        trimora::scaleVertices(whole, scale);
+        CutOutcome const loop = cutByCurves(whole, {{{1.5 * scale, 1.2 * scale, 0},
+                                                     {1.8 * scale, 1.2 * scale, 0},
+                                                     {1.8 * scale, 1.4 * scale, 0},
+                                                     {1.5 * scale, 1.2 * scale, 0}}});
+        REQUIRE(loop.problemPoint.has_value());
+        CHECK((*loop.problemPoint)[0] == doctest::Approx(5.0 / 3.0 * scale));
+    }
+}
+
+TEST_CASE("faultsOfTheSurfaceHaveTheirPlace") {
+    CompactMesh fin = support::threeOnAnEdge();
+    CutOutcome const outcome =
+        trimora::cutMesh(fin, {{{0, 0.0, 0.5, 0.5}, {0, 0.5, 0.5, 0.0}}}, 1e-6);
+    CHECK(outcome.problemPoint.has_value());
+    CHECK(outcome.refusal.find("(1 such edge)") != std::string::npos);
+    CompactMesh mixed = support::flipped(support::grid(6, 6), 0.5, 3);
+    CHECK(cutByPlane(mixed, {1.0, 0.0, 0.0, -2.5}).problemPoint.has_value());
+    CompactMesh holed = support::grid(6, 6);
+    holed.getVertices()[24].x = std::numeric_limits<float>::quiet_NaN();
+    CutOutcome const nonfinite = cutByPlane(holed, {1.0, 0.0, 0.0, -2.5});
+    CHECK(nonfinite.isNonfinite);
+    CHECK(nonfinite.refusal.find("leave such triangles out") != std::string::npos);
 }
 
 TEST_CASE("vertexSetsThatCannotBeCarriedAreNamed") {

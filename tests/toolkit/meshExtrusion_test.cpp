@@ -197,6 +197,45 @@ TEST_CASE("extrusionsThatCannotBeAreRefusedInWords") {
           std::string::npos);
 }
 
+TEST_CASE("distancesThatFloatsCannotHoldAreRefused") {
+    for (double const distance : {1e39, -1e39, 1e308}) {
+        CompactMesh sheet = support::grid(3, 2);
+        ExtrudeOutcome const outcome = trimora::extrudeMesh(sheet, allOf(sheet), {distance, {}});
+        CHECK(outcome.refusal.find("beyond the range of floats") != std::string::npos);
+        CHECK(outcome.problemPoint.has_value());
+        CHECK(sheet.getNumTriangles() == 12);
+    }
+    CompactMesh far = support::grid(3, 2);  // in range by itself, but not from where the mesh lies
+    for (int v = 0; v < far.getNumVertices(); ++v)
+        far.getVertices()[v].z = 3e38f;
+    CHECK(!trimora::extrudeMesh(far, allOf(far), {1e38, {}}).refusal.empty());
+    CHECK(trimora::extrudeMesh(far, allOf(far), {-1e38, {}}).refusal.empty());
+    CompactMesh sheet = support::grid(3, 2);
+    for (int v = 0; v < sheet.getNumVertices(); ++v)
+        sheet.getVertices()[v].z = 1.0f;
+    CHECK(trimora::extrudeMesh(sheet, allOf(sheet), {1e-9, {}})
+              .refusal.find("lost in the rounding") != std::string::npos);
+    CHECK(trimora::extrudeMesh(sheet, allOf(sheet), {1e-6, {}}).refusal.empty());
+}
+
+TEST_CASE("directionsOfAnyLengthAreTaken") {
+    for (double const length : {1e-300, 1e-200, 1.0, 1e200, 1e308}) {
+        CompactMesh sheet = support::grid(3, 2);
+        REQUIRE(
+            trimora::extrudeMesh(sheet, allOf(sheet), {0.5, Vector(0, 0, length)}).refusal.empty());
+        CHECK(support::volume(sheet) == doctest::Approx(3.0));
+    }
+}
+
+TEST_CASE("regionsThatOnlySlideAreCounted") {
+    CompactMesh sheet = support::grid(3, 2);
+    CHECK(trimora::extrudeMesh(sheet, allOf(sheet), {0.5, Vector(1, 1, 0)}).flatRegions == 1);
+    CompactMesh steep = support::grid(3, 2);
+    CHECK(trimora::extrudeMesh(steep, allOf(steep), {0.5, Vector(1, 1, 0.01)}).flatRegions == 0);
+    CompactMesh terrain = support::terrain(6, 6, 3);  // its own slopes leave no direction flat
+    CHECK(trimora::extrudeMesh(terrain, allOf(terrain), {0.5, Vector(1, 0, 0)}).flatRegions == 0);
+}
+
 TEST_CASE("openMeshesOfTheZooBecomeSolids") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
         if (support::numBorderEdges(mesh) == 0)

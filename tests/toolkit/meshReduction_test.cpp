@@ -143,6 +143,75 @@ TEST_CASE("setsThatAnEditCannotCarryAreNamed") {
     CHECK(trimora::dropVertexSets(mesh).empty());
 }
 
+TEST_CASE("setsStayWhereNothingCouldGo") {
+    for (ReduceMethod const method :
+         {ReduceMethod::Fraction, ReduceMethod::Tolerance, ReduceMethod::Collapse}) {
+        CompactMesh mesh = support::sphere(3);
+        mesh.allocUVArray();
+        mesh.getUVs()[5].u = 0.25f;
+        auto const triangles = support::trianglesOf(mesh);
+        support::ModificationCounter const counter(mesh);
+        double const value = method == ReduceMethod::Tolerance ? 1e-9 : 1.0;
+        ReduceOutcome const outcome = reduce(mesh, method, value);
+        CHECK(outcome.after.triangles == 512);
+        CHECK(outcome.dropped.empty());
+        REQUIRE(mesh.getUVs() != nullptr);
+        CHECK(mesh.getUVs()[5].u == 0.25f);
+        CHECK(support::trianglesOf(mesh) == triangles);
+        CHECK(counter.total() == 0);
+    }
+}
+
+// Once, tolerances of a fixed size made small meshes flat, and squares of floats left the range on large ones.
+TEST_CASE("reductionDoesNotDependOnTheSizeOfTheMesh") {
+    CompactMesh const mesh = support::terrain(20, 15, 9);  // 25 across
+    double const tolerance = 0.1;
+    for (ReduceMethod const method :
+         {ReduceMethod::Fraction, ReduceMethod::Tolerance, ReduceMethod::Collapse}) {
+        CAPTURE(int(method));
+        bool const isLength = method == ReduceMethod::Tolerance;
+        CompactMesh unscaled = mesh;
+        ReduceOutcome const normal = reduce(unscaled, method, isLength ? tolerance : 0.3);
+        std::vector<float> expected;
+        for (double const scale : {0x1p-100, 0x1p-40, 0x1p-20, 0x1p40, 0x1p80, 0x1p120}) {
+            CAPTURE(scale);
+            CompactMesh scaled = mesh;
+            trimora::scaleVertices(scaled, scale);
+            CompactMesh const before = scaled;
+            ReduceOutcome const outcome =
+                reduce(scaled, method, isLength ? scale * tolerance : 0.3);
+            CHECK(std::abs(outcome.after.triangles - normal.after.triangles) < 25);
+            koUtil::Progress progress;
+            auto const measured = trimora::measureDeviation(before, scaled, progress);
+            CHECK(measured.fromFirst.vertices == mesh.getNumVertices());
+            CHECK(measured.fromFirst.largest > 0.0);
+            CHECK(measured.diagonal == doctest::Approx(scale * trimora::diagonalOf(mesh)));
+            if (isLength) {
+                CHECK(measured.fromFirst.largest <= scale * tolerance * (1.0 + 1e-6));
+                CHECK(outcome.maxDeviation.value() <= scale * tolerance * (1.0 + 1e-6));
+                CHECK(outcome.maxDeviation.value() > 0.0);
+            }
+            trimora::scaleVertices(scaled, 1.0 / scale);
+            if (expected.empty())
+                expected = support::coordinatesOf(scaled);
+            CHECK(support::coordinatesOf(scaled) == expected);
+        }
+    }
+}
+
+TEST_CASE("piecesThatCameDownToTwoTrianglesAreCounted") {
+    CompactMesh tetrahedra = support::tetrahedron();
+    for (int i = 1; i < 3; ++i)
+        tetrahedra = support::joined(tetrahedra, support::tetrahedron(), 5.0f * float(i));
+    ReduceOutcome const outcome = reduce(tetrahedra, ReduceMethod::Fraction, 0.01);
+    CHECK(outcome.flattenedPieces == 3);
+    CHECK(outcome.after.triangles == 6);
+    // Those that were flat before are not counted again; two triangles that share an edge only are none.
+    CHECK(reduce(tetrahedra, ReduceMethod::Fraction, 0.01).flattenedPieces == 0);
+    CompactMesh square = support::grid(1, 1);
+    CHECK(reduce(square, ReduceMethod::Fraction, 0.5).flattenedPieces == 0);
+}
+
 TEST_CASE("aCancelledReductionLeavesAValidMesh") {
     CompactMesh mesh = support::sphere(5);
     koUtil::Progress progress;

@@ -85,6 +85,12 @@ TEST_CASE("badCurveFilesAreRefusedWithTheirLine") {
     CHECK(problemOf("v 0 0 0\nv 1 1 1\n").find("holds no curve") != std::string::npos);
     CHECK(problemOf("0 0 0\n1 1\n").find("line 2") != std::string::npos);
     CHECK(problemOf("0 0 0\n1 1 nan\n").find("line 2") != std::string::npos);
+    // Words were once passed over, and with them what a person had meant.
+    CHECK(problemOf("0 0 0\n1 1 1\npoint 2 2 2\n")
+              .find("line 3: takes three finite numbers x y z, not "
+                    "'point'") != std::string::npos);
+    CHECK(problemOf("V 0 0 0\nv 1 1 1\nl 1 2\n").find("line 1") != std::string::npos);
+    CHECK(problemOf("mtllib a.mtl\ng a\nusemtl b\ns off\nv 0 0 0\nv 1 1 1\nl 1 2\n").empty());
     CHECK(problemOf("0 0 0\n\n1 1 1\n2 2 2\n").find("line 2") != std::string::npos);
     CHECK(problemOf("v 0 0 0\nl 1 2\n").find("there is no vertex 2") != std::string::npos);
     CHECK(problemOf("v 0 0 0\nl 1 x\n").find("'x'") != std::string::npos);

@@ -1,0 +1,543 @@
+// The library tells how many holes it filled, not which, and renumbers the vertices around them. So a hole is known by the
+// positions along its border from then on: it is open as long as its edges are.
+
+#include "toolkit/meshHoleFilling.h"
+
+#include "toolkit/detail/borderLoops.h"
+#include "toolkit/meshCounts.h"
+#include "toolkit/meshCutting.h"
+#include "toolkit/meshTidying.h"
+
+#include "trimora/connectivity/MeshBoundaries.h"
+#include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/contract/koOS/StopWatch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <numeric>
+#include <tuple>
+#include <unordered_map>
+
+namespace trimora {
+
+namespace {
+
+using koGeom::CompactMesh;
+using koGeom::MeshAdjTris;
+using koGeom::MeshBoundaries;
+using koLinear::Point;
+
+constexpr int smallHole = 300;  // edges; its triangulation takes milliseconds
+
+std::size_t at(int i) {
+    return static_cast<std::size_t>(i);
+}
+
+Point pointOf(CompactMesh const& mesh, int vertex) {
+    return mesh.getVertices()[vertex].asPoint();
+}
+
+// Where edges leave `vertex` that no triangle runs the other way.
+int numOpenEdges(CompactMesh const& mesh, MeshAdjTris const& adjTris, int vertex) {
+    int count = 0;
+    int const* const around = adjTris.triIndices(vertex);
+    for (int i = 0; i < adjTris.numTris(vertex); ++i) {
+        int const to = koGeom::Boundary::findEdge(vertex, mesh.getTriangles()[around[i]]);
+        count += to >= 0 && !koGeom::Boundary::hasEdge(mesh, adjTris, to, vertex);
+    }
+    return count;
+}
+
+FilledHole refused(HoleFate fate, MeshHole const& hole, CompactMesh const& mesh,
+                   std::string const& what, std::string const& advice) {
+    Point const place = pointOf(mesh, hole.vertices.front());
+    return {fate,
+            what + " at " + positionInWords(place) + "; " + advice,
+            {{place.x, place.y, place.z}}};
+}
+
+FilledHole planHole(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHole const& hole,
+                    FillOptions const& options) {
+    if (!hole.fault.empty())
+        return {HoleFate::BadSurface, hole.fault, hole.faultPlace};
+    if (hole.numEdges() > maxPolygonCorners)
+        return refused(HoleFate::TooLarge, hole, mesh,
+                       "the border has " + std::to_string(hole.numEdges()) + " edges, " +
+                           std::to_string(maxPolygonCorners) + " at most,",
+                       "reduce the mesh, or bridge the hole first");
+    std::int64_t const predicted = hole.newTriangles[static_cast<std::size_t>(options.quality)];
+    if (predicted > options.maxTriangles)
+        return refused(HoleFate::TooLarge, hole, mesh,
+                       "the patch would take about " + std::to_string(predicted) + " triangles, " +
+                           std::to_string(options.maxTriangles) + " at most,",
+                       "allow more with --max-triangles, or ask for --quality flat");
+    bool const isHeld = std::any_of(hole.vertices.begin(), hole.vertices.end(), [&](int vertex) {
+        return numOpenEdges(mesh, adjTris, vertex) == 1;
+    });
+    if (options.quality == koGeom::HoleQualityFair && !isHeld)
+        return refused(HoleFate::NoFixedNeighbour, hole, mesh,
+                       "the whole border lies on other borders too, so that nothing holds a faired "
+                       "patch,",
+                       "ask for --quality refined, or fill the others first");
+    return {HoleFate::Filled, {}, {}};
+}
+
+/// A directed edge by the positions of its ends.
+struct EdgeKey {
+    float ends[6];
+
+    bool operator==(EdgeKey const& other) const {
+        return std::memcmp(ends, other.ends, sizeof ends) == 0;
+    }
+};
+
+struct EdgeKeyHash {
+    std::size_t operator()(EdgeKey const& key) const {
+        std::uint64_t hash = 0;
+        for (float const end : key.ends) {
+            std::uint32_t bits;
+            std::memcpy(&bits, &end, sizeof bits);
+            hash = (hash ^ bits) * 0x9e3779b97f4a7c15u;
+            hash ^= hash >> 29;
+        }
+        return static_cast<std::size_t>(hash);
+    }
+};
+
+EdgeKey keyOf(CompactMesh const& mesh, int from, int to) {
+    auto const& p = mesh.getVertices()[from];
+    auto const& q = mesh.getVertices()[to];
+    return {{p.x, p.y, p.z, q.x, q.y, q.z}};
+}
+
+/// The edges of a border as keys, from its first vertex on.
+std::vector<EdgeKey> keysOf(CompactMesh const& mesh, std::vector<int> const& loop) {
+    std::vector<EdgeKey> keys;
+    for (std::size_t i = 0; i < loop.size(); ++i)
+        keys.push_back(keyOf(mesh, loop[i], loop[(i + 1) % loop.size()]));
+    return keys;
+}
+
+/// The borders of a mesh as it now is, by their edges.
+class OpenEdges {
+public:
+    OpenEdges(CompactMesh const& mesh, MeshAdjTris const& adjTris)
+        : loops_(findBorderLoops(mesh, adjTris)) {
+        for (std::size_t i = 0; i < loops_.size(); ++i) {
+            for (EdgeKey const& key : keysOf(mesh, loops_[i].vertices))
+                loopsOf_[key].push_back(static_cast<int>(i));
+        }
+    }
+
+    std::size_t count(EdgeKey const& key) const {
+        auto const found = loopsOf_.find(key);
+        return found == loopsOf_.end() ? 0 : found->second.size();
+    }
+    /// The loop that has these edges and no others, or -1.
+    int find(std::vector<EdgeKey> const& keys) const;
+    /// For the library.
+    MeshBoundaries asBoundaries() const;
+
+private:
+    std::vector<BorderLoop> loops_;
+    std::unordered_map<EdgeKey, std::vector<int>, EdgeKeyHash> loopsOf_;
+};
+
+int OpenEdges::find(std::vector<EdgeKey> const& keys) const {
+    auto const found = loopsOf_.find(keys.front());
+    if (found == loopsOf_.end())
+        return -1;
+    for (int const loop : found->second) {
+        auto const isThere = [&](EdgeKey const& key) {
+            auto const other = loopsOf_.find(key);
+            return other != loopsOf_.end() &&
+                   std::count(other->second.begin(), other->second.end(), loop) > 0;
+        };
+        if (loops_[at(loop)].vertices.size() == keys.size() &&
+            std::all_of(keys.begin(), keys.end(), isThere))
+            return loop;
+    }
+    return -1;
+}
+
+MeshBoundaries OpenEdges::asBoundaries() const {
+    koGeom::MeshSequence sequence;
+    std::size_t numPoints = 0;
+    for (BorderLoop const& loop : loops_)
+        numPoints += loop.vertices.size();
+    sequence.points.setSize(static_cast<int>(numPoints));
+    sequence.lengths.setSize(static_cast<int>(loops_.size()));
+    int place = 0;
+    for (std::size_t i = 0; i < loops_.size(); ++i) {
+        sequence.lengths[static_cast<int>(i)] = static_cast<int>(loops_[i].vertices.size());
+        for (int const vertex : loops_[i].vertices)
+            sequence.points[place++] = vertex;
+    }
+    return MeshBoundaries(sequence);
+}
+
+/// The power of two that brings the mean length of the holes' edges to between 1 and 2, or as near as floats allow.
+int exponentFor(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                std::vector<int> const& chosen) {
+    double length = 0.0;
+    double edges = 0.0;
+    for (int const hole : chosen) {
+        length += holes[at(hole)].perimeter;
+        edges += holes[at(hole)].numEdges();
+    }
+    double largest = 0.0;
+    for (int i = 0; i < 3 * mesh.getNumVertices(); ++i) {
+        double const size = std::abs(static_cast<double>(mesh.getVerticesRaw()[i]));
+        largest = std::isfinite(size) ? std::max(largest, size) : largest;
+    }
+    double const mean = length / edges;
+    if (!(mean > 0.0) || !std::isfinite(mean))
+        return 0;
+    constexpr int mostExponent = 60;  // of a coordinate: its square is still far from the limits
+    return std::min(-std::ilogb(mean), mostExponent - std::ilogb(std::max(largest, mean)));
+}
+
+void scaleBy(CompactMesh& mesh, int exponent) {
+    float* const coordinates = mesh.getVerticesRaw();
+    std::ptrdiff_t const count = 3 * static_cast<std::ptrdiff_t>(mesh.getNumVertices());
+    for (std::ptrdiff_t i = 0; exponent != 0 && i < count; ++i)
+        coordinates[i] = std::ldexp(coordinates[i], exponent);
+}
+
+/// Whether two corners of the border lie in one place, so that the library may take fins out.
+bool meetsItself(CompactMesh const& mesh, std::vector<int> const& vertices) {
+    std::vector<Point> points;
+    for (int const vertex : vertices)
+        points.push_back(pointOf(mesh, vertex));
+    std::sort(points.begin(), points.end(), [](Point const& p, Point const& q) {
+        return std::tie(p.x, p.y, p.z) < std::tie(q.x, q.y, q.z);
+    });
+    // In the order of x alone, places that are equal but for a little may stand some steps apart.
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        for (std::size_t j = i + 1;
+             j < points.size() && points[j].x - points[i].x <= koLinear::epsilonTol; ++j) {
+            if (equivalent(points[i], points[j], koLinear::epsilonTol))
+                return true;
+        }
+    }
+    return false;
+}
+
+/// Whether taking the fins out of a border that meets itself, as the library does, would leave vertices loose or nothing to
+/// fill: then it refuses.
+bool failsByFins(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHole const& hole) {
+    auto const isTip = [&](int vertex) { return adjTris.numTris(vertex) == 1; };
+    int numTips = 0;
+    bool areLinked = false;
+    for (int const vertex : hole.vertices) {
+        if (!isTip(vertex))
+            continue;
+        ++numTips;
+        auto const& corners = mesh.getTriangles()[adjTris.triIndices(vertex)[0]].vertices;
+        areLinked = areLinked || std::any_of(corners, corners + 3, [&](int other) {
+                        return other != vertex && isTip(other);
+                    });
+    }
+    return areLinked || (numTips > 0 && hole.numEdges() - numTips < 3);
+}
+
+class Filler {
+public:
+    Filler(CompactMesh const& mesh, std::vector<MeshHole> const& holes, FillOptions const& options,
+           koUtil::Progress& progress, FillOutcome& outcome);
+
+    void run();
+    CompactMesh& result() { return work_; }
+
+private:
+    void makeBatches();
+    void fillBatch(std::vector<int> const& batch);
+    int callLibrary(std::vector<int> const& batch, ko::list<int> const& borders,
+                    MeshBoundaries const& boundaries);
+    void judge(std::vector<int> const& batch, int numFilled, OpenEdges const& before,
+               int oldTriangles, int oldVertices);
+    void shareOut(std::vector<int> const& filled, int oldTriangles);
+    void refuse(int hole, HoleFate fate);
+    double costOf(int hole) const;
+    FilledHole& fateOf(int hole) { return outcome_.holes[at(hole)]; }
+
+    std::vector<MeshHole> const& holes_;
+    FillOptions const& options_;
+    koUtil::Progress& progress_;
+    FillOutcome& outcome_;
+    int const exponent_;
+    CompactMesh work_;
+    koGeom::SimpleMeshCache cache_;
+    std::vector<std::vector<int>> batches_;
+    std::vector<int> failing_;  // by fins
+    std::map<int, std::vector<EdgeKey>> keys_;
+    double totalCost_ = 0.0;
+    double doneCost_ = 0.0;
+};
+
+std::vector<int> triedOf(FillOutcome const& outcome) {
+    std::vector<int> tried;
+    for (std::size_t i = 0; i < outcome.holes.size(); ++i) {
+        if (outcome.holes[i].fate == HoleFate::Filled)
+            tried.push_back(static_cast<int>(i));
+    }
+    return tried;
+}
+
+Filler::Filler(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+               FillOptions const& options, koUtil::Progress& progress, FillOutcome& outcome)
+    : holes_(holes),
+      options_(options),
+      progress_(progress),
+      outcome_(outcome),
+      exponent_(exponentFor(mesh, holes, triedOf(outcome))),
+      work_(bareCopy(mesh)) {
+    scaleBy(work_, exponent_);
+    for (int const hole : triedOf(outcome)) {
+        keys_[hole] = keysOf(work_, holes[at(hole)].vertices);
+        totalCost_ += costOf(hole);
+    }
+    makeBatches();
+}
+
+// A rough share of the time: the triangulation's grows with the cube.
+double Filler::costOf(int hole) const {
+    double const edges = holes_[at(hole)].numEdges();
+    auto const triangles = static_cast<double>(
+        holes_[at(hole)].newTriangles[static_cast<std::size_t>(options_.quality)]);
+    return 1e-3 * edges * edges * edges + 10.0 * triangles;
+}
+
+// What a border that meets itself brings is told by filling it alone.
+void Filler::makeBatches() {
+    std::vector<int> together;
+    std::vector<int> alone;
+    for (int const hole : triedOf(outcome_)) {
+        bool const isKnotted = meetsItself(work_, holes_[at(hole)].vertices);
+        bool const isPlain = holes_[at(hole)].numEdges() <= smallHole && !isKnotted;
+        (isPlain ? together : alone).push_back(hole);
+        if (isKnotted && failsByFins(work_, *cache_.getAdjTris(work_), holes_[at(hole)]))
+            failing_.push_back(hole);
+    }
+    std::stable_sort(alone.begin(), alone.end(), [this](int a, int b) {
+        return holes_[at(a)].numEdges() < holes_[at(b)].numEdges();
+    });
+    if (!together.empty())
+        batches_.push_back(std::move(together));
+    for (int const hole : alone)
+        batches_.push_back({hole});
+}
+
+void Filler::run() {
+    for (std::vector<int> const& batch : batches_) {
+        if (progress_.cancelled())
+            outcome_.cancelled = true;
+        if (outcome_.cancelled)
+            std::for_each(batch.begin(), batch.end(),
+                          [this](int hole) { refuse(hole, HoleFate::Cancelled); });
+        else
+            fillBatch(batch);
+    }
+    scaleBy(work_, -exponent_);
+}
+
+void Filler::fillBatch(std::vector<int> const& batch) {
+    OpenEdges const before(work_, *cache_.getAdjTris(work_));
+    ko::list<int> borders;
+    std::vector<int> found;
+    for (int const hole : batch) {
+        int const border = before.find(keys_[hole]);
+        if (border < 0) {
+            refuse(hole, HoleFate::BadSurface);
+            continue;
+        }
+        borders.push_back(border);
+        found.push_back(hole);
+    }
+    int const oldTriangles = work_.getNumTriangles();
+    int const oldVertices = work_.getNumVertices();
+    int const numFilled = callLibrary(found, borders, before.asBoundaries());
+    for (int const hole : batch)
+        doneCost_ += costOf(hole);
+    if (numFilled == 0 && progress_.cancelled()) {
+        outcome_.cancelled = true;
+        std::for_each(found.begin(), found.end(),
+                      [this](int hole) { refuse(hole, HoleFate::Cancelled); });
+        return;
+    }
+    progress_.set(doneCost_ / totalCost_);
+    judge(found, numFilled, before, oldTriangles, oldVertices);
+}
+
+// The library gives each hole the same small share of its progress, one part in all edges, so that most of it is never
+// reached: the bar would stand still. A listener stretches it, and hands a cancel down.
+int Filler::callLibrary(std::vector<int> const& batch, ko::list<int> const& borders,
+                        MeshBoundaries const& boundaries) {
+    if (borders.empty())
+        return 0;
+    double edges = 0.0;
+    double cost = 0.0;
+    for (int const hole : batch) {
+        edges += holes_[at(hole)].numEdges();
+        cost += costOf(hole);
+    }
+    double const stretch = edges / static_cast<double>(batch.size());
+    koUtil::Progress call;
+    call.setListener([&](double value, char const*) {
+        progress_.set((doneCost_ + cost * std::min(value * stretch, 1.0)) / totalCost_);
+        if (progress_.cancelled())
+            call.cancel();
+    });
+    auto const adjTris = cache_.getAdjTris(work_);
+    auto const adjVertices = cache_.getAdjVertices(work_);
+    return koGeom::meshHoleFill(work_, *adjTris, *adjVertices, boundaries, borders,
+                                options_.quality, call);
+}
+
+void Filler::judge(std::vector<int> const& batch, int numFilled, OpenEdges const& before,
+                   int oldTriangles, int oldVertices) {
+    std::vector<int> filled = batch;
+    if (numFilled < static_cast<int>(batch.size())) {
+        OpenEdges const after(work_, *cache_.getAdjTris(work_));
+        auto const isOpen = [&](int hole) {
+            EdgeKey const& key = keys_[hole].front();
+            return numFilled == 0 || after.count(key) >= before.count(key);
+        };
+        filled.erase(std::remove_if(filled.begin(), filled.end(), isOpen), filled.end());
+        for (int const hole : batch) {
+            bool const isFailing =
+                std::find(failing_.begin(), failing_.end(), hole) != failing_.end();
+            if (std::find(filled.begin(), filled.end(), hole) == filled.end())
+                refuse(hole, isFailing ? HoleFate::Fin : HoleFate::EdgesInTheWay);
+        }
+    }
+    if (filled.size() != 1)
+        return shareOut(filled, oldTriangles);
+    fateOf(filled.front()).trianglesAdded = work_.getNumTriangles() - oldTriangles;
+    fateOf(filled.front()).verticesAdded = work_.getNumVertices() - oldVertices;
+}
+
+// New triangles stand behind all others, patch by patch, and patches share no edge: the triangles that hang together by
+// edges, by their lowest, belong to the holes in their order.
+void Filler::shareOut(std::vector<int> const& filled, int oldTriangles) {
+    int const count = work_.getNumTriangles() - oldTriangles;
+    std::vector<int> parents(at(std::max(count, 0)));
+    std::iota(parents.begin(), parents.end(), 0);
+    auto const rootOf = [&parents](int i) {
+        while (parents[at(i)] != i)
+            i = parents[at(i)] = parents[at(parents[at(i)])];
+        return i;
+    };
+    std::vector<std::array<int, 3>> edges;  // lower end, higher end, triangle
+    for (int i = 0; i < count; ++i) {
+        koGeom::MeshTriangle const& corners = work_.getTriangles()[oldTriangles + i];
+        for (int k = 0; k < 3; ++k)
+            edges.push_back({std::min(corners[k], corners[(k + 1) % 3]),
+                             std::max(corners[k], corners[(k + 1) % 3]), i});
+    }
+    std::sort(edges.begin(), edges.end());
+    for (std::size_t i = 1; i < edges.size(); ++i) {
+        int const a = rootOf(edges[i - 1][2]);
+        int const b = rootOf(edges[i][2]);
+        if (edges[i - 1][0] == edges[i][0] && edges[i - 1][1] == edges[i][1])
+            parents[at(std::max(a, b))] = std::min(a, b);
+    }
+    std::map<int, int> sizes;
+    for (int i = 0; i < count; ++i)
+        ++sizes[rootOf(i)];
+    auto patch = sizes.begin();
+    for (std::size_t i = 0; i < filled.size() && patch != sizes.end(); ++i, ++patch) {
+        int const onRim = holes_[at(filled[i])].numEdges() - 2;
+        fateOf(filled[i]).trianglesAdded = patch->second;
+        fateOf(filled[i]).verticesAdded = (patch->second - onRim) / 2;  // each splits one in three
+    }
+}
+
+void Filler::refuse(int hole, HoleFate fate) {
+    FilledHole& record = fateOf(hole);
+    Point const p = {static_cast<double>(std::ldexp(keys_[hole].front().ends[0], -exponent_)),
+                     static_cast<double>(std::ldexp(keys_[hole].front().ends[1], -exponent_)),
+                     static_cast<double>(std::ldexp(keys_[hole].front().ends[2], -exponent_))};
+    record = {fate, {}, {{p.x, p.y, p.z}}};
+    std::string const place = " at " + positionInWords(p) + "; ";
+    switch (fate) {
+    case HoleFate::Cancelled:
+        record.words = "there was no time left for it";
+        break;
+    case HoleFate::BadSurface:
+        record.words = "the border is no longer the loop that it was, since it meets one that was "
+                       "filled" +
+                       place + "fill it in a second run";
+        break;
+    case HoleFate::Fin:
+        record.words =
+            "triangles hang into it by one edge, and without them vertices would be loose" + place +
+            "delete those triangles first";
+        break;
+    default:
+        record.words = "every patch would double edges that are there already" + place +
+                       "delete the triangles around it, or fill it in another program";
+        break;
+    }
+}
+
+}  // namespace
+
+int FillOutcome::count(HoleFate fate) const {
+    return static_cast<int>(std::count_if(
+        holes.begin(), holes.end(), [fate](FilledHole const& hole) { return hole.fate == fate; }));
+}
+
+std::vector<FilledHole> planFilling(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                                    std::vector<int> const& chosen, FillOptions const& options) {
+    MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh, adjTris);
+    std::vector<FilledHole> plan(holes.size());
+    for (int const hole : chosen)
+        plan[at(hole)] = planHole(mesh, adjTris, holes[at(hole)], options);
+    return plan;
+}
+
+FillOutcome fillHoles(CompactMesh& mesh, std::vector<MeshHole> const& holes,
+                      std::vector<int> const& chosen, FillOptions const& options,
+                      koUtil::Progress& progress) {
+    FillOutcome outcome;
+    koOS::StopWatch watch;
+    watch.start();
+    outcome.holes = planFilling(mesh, holes, chosen, options);
+    if (outcome.count(HoleFate::Filled) == 0)
+        return outcome;
+    Filler filler(mesh, holes, options, progress, outcome);
+    filler.run();
+    if (outcome.count(HoleFate::Filled) > 0)
+        outcome.dropped = replaceMesh(mesh, filler.result());
+    outcome.seconds = watch.clear();
+    return outcome;
+}
+
+char const* nameOfFate(HoleFate fate) {
+    switch (fate) {
+    case HoleFate::NotChosen:
+        return "notChosen";
+    case HoleFate::Filled:
+        return "filled";
+    case HoleFate::Fin:
+        return "fin";
+    case HoleFate::EdgesInTheWay:
+        return "edgesInTheWay";
+    case HoleFate::TooLarge:
+        return "tooLarge";
+    case HoleFate::NoFixedNeighbour:
+        return "noFixedNeighbour";
+    case HoleFate::BadSurface:
+        return "badSurface";
+    case HoleFate::Cancelled:
+        break;
+    }
+    return "cancelled";
+}
+
+}  // namespace trimora
