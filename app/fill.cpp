@@ -1,5 +1,6 @@
 // trimora fill IN OUT: closes chosen holes, or lists them.
 
+#include "Deadline.h"
 #include "commands.h"
 #include "editing.h"
 #include "files.h"
@@ -8,10 +9,7 @@
 #include "toolkit/meshHoleFilling.h"
 
 #include <charconv>
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <unistd.h>
 
 namespace app {
 
@@ -22,7 +20,6 @@ using trimora::FillOutcome;
 using trimora::HoleChoice;
 using trimora::HoleFate;
 using trimora::MeshHole;
-using Clock = std::chrono::steady_clock;
 
 constexpr char const* qualityNames[] = {"flat", "refined", "fair"};
 
@@ -35,64 +32,7 @@ struct FillArguments {
     std::int64_t maxTriangles = 1000000;
     bool keepPartial = false;
     double timeout = 0.0;  // taken from the shared options for keepPartial
-    Clock::time_point start;
-};
-
-/// The time limit of a run that keeps what it has done: it stops the work, not the process. Before the work has begun there
-/// is nothing to keep, and it ends the process as the session's own limit does.
-class Deadline {
-public:
-    Deadline(Session& session, double seconds, Clock::time_point start)
-        : session_(session), seconds_(seconds) {
-        if (seconds > 0.0)
-            watcher_ = std::thread(&Deadline::watch, this, start);
-    }
-    ~Deadline() {
-        end();
-        if (watcher_.joinable())
-            watcher_.join();
-    }
-    Deadline(Deadline const&) = delete;
-    Deadline& operator=(Deadline const&) = delete;
-
-    /// From now on it cancels the work.
-    void guard(koUtil::Progress& work) {
-        std::lock_guard<std::mutex> const lock(mutex_);
-        work_ = &work;
-    }
-    void end() {
-        {
-            std::lock_guard<std::mutex> const lock(mutex_);
-            isOver_ = true;
-        }
-        changed_.notify_all();
-    }
-    bool hasPassed() const { return hasPassed_; }
-
-private:
-    void watch(Clock::time_point start) {
-        auto const limit = start + std::chrono::duration_cast<Clock::duration>(
-                                       std::chrono::duration<double>(std::min(seconds_, 1e9)));
-        std::unique_lock<std::mutex> lock(mutex_);
-        if (changed_.wait_until(lock, limit, [this] { return isOver_; }))
-            return;
-        hasPassed_ = true;
-        if (work_ != nullptr) {
-            work_->cancel();
-            return;
-        }
-        session_.tell("trimora: timed out; nothing was written; allow more with --timeout\n");
-        _exit(Cancelled);
-    }
-
-    Session& session_;
-    double seconds_;
-    koUtil::Progress* work_ = nullptr;
-    bool isOver_ = false;
-    std::atomic<bool> hasPassed_ = false;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::thread watcher_;  // last: it reads all the others
+    Deadline::Clock::time_point start;
 };
 
 struct FillRun {
@@ -220,10 +160,10 @@ void requireFillable(Session const& session, FillArguments const& arguments,
                           arguments.input);
 }
 
-void fillLoaded(Session& session, Deadline& deadline, koGeom::CompactMesh& mesh, FillRun& run) {
+void fillLoaded(Session& session, Deadline& deadline, koUtil::Progress& work,
+                koGeom::CompactMesh& mesh, FillRun& run) {
     run.before = trimora::countMesh(mesh);
     session.beginPhase("filling", true);
-    koUtil::Progress work;  // its end by the deadline is not the session's
     session.progress().subPhase(1.0, work);
     deadline.guard(work);
     run.outcome = trimora::fillHoles(mesh, run.holes, run.chosen, run.options, work);
@@ -302,7 +242,7 @@ Json fillJson(FillArguments const& arguments, FillRun const& run,
     json["before"] = toJson(run.before);
     json["after"] = toJson(run.after);
     json["seconds"] = run.outcome.seconds;
-    json["dropped"] = run.outcome.dropped;
+    json["droppedVertexSets"] = run.outcome.dropped;
     json["read"] = toJson(report);
     return json;
 }
@@ -404,6 +344,7 @@ void requireArguments(Session const& session, FillArguments const& arguments) {
 
 ExitCode fill(Session& session, FillArguments const& arguments) {
     requireArguments(session, arguments);
+    koUtil::Progress work;  // by itself: its end by the deadline is not the session's
     Deadline deadline(session, arguments.keepPartial ? arguments.timeout : 0.0, arguments.start);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, fillBytesPerTriangle, loaded);
@@ -415,7 +356,7 @@ ExitCode fill(Session& session, FillArguments const& arguments) {
         return Done;
     }
     requireFillable(session, arguments, loaded.mesh, run);
-    fillLoaded(session, deadline, loaded.mesh, run);
+    fillLoaded(session, deadline, work, loaded.mesh, run);
     storeMesh(session, arguments.output, loaded.mesh);
     finishWith(session, fillJson(arguments, run, loaded.report), fillText(arguments, run),
                arguments.output);
@@ -460,7 +401,7 @@ void addFill(CLI::App& app, Invocation& invocation) {
     command->callback([&invocation, arguments] {
         if (arguments->keepPartial)
             std::swap(arguments->timeout, invocation.common.timeout);
-        arguments->start = Clock::now();
+        arguments->start = Deadline::Clock::now();
         invocation.work = [arguments](Session& session) { return fill(session, *arguments); };
     });
 }

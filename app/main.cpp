@@ -94,8 +94,10 @@ int run(Invocation const& invocation) {
 }
 
 int main(int argc, char** argv) {
-    CLI::App app("Checks, repairs, reduces, cuts, refines, converts and measures triangle meshes.",
-                 "trimora");
+    CLI::App app(
+        "Checks, repairs, fills, reduces, cuts, refines, flattens, converts and measures triangle "
+        "meshes.",
+        "trimora");
     app.set_version_flag("--version", std::string("trimora ") + koGeom::trimoraVersion());
     app.require_subcommand(1);
     app.footer(

@@ -33,36 +33,10 @@ bool isWanted(std::string const& job) {
            });
 }
 
-// Vertices in the order of their first use, unused ones dropped: what mesh readers of other benchmarks do.
-CompactMesh inOrderOfUse(CompactMesh const& mesh) {
-    std::vector<int> newNumber(static_cast<std::size_t>(mesh.getNumVertices()), -1);
-    std::vector<float> coordinates;
-    std::vector<int> triangles;
-    for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i) {
-        int const v = mesh.getTrianglesRaw()[i];
-        int& number = newNumber[static_cast<std::size_t>(v)];
-        if (number < 0) {
-            number = static_cast<int>(coordinates.size() / 3);
-            float const* const p = mesh.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(v);
-            coordinates.insert(coordinates.end(), p, p + 3);
-        }
-        triangles.push_back(number);
-    }
-    CompactMesh ordered(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr,
-                        nullptr);
-    std::copy(coordinates.begin(), coordinates.end(), ordered.getVerticesRaw());
-    ordered.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
-    return ordered;
-}
-
 NamedMesh makeSmall() {
-    char const* const corpus = std::getenv("TRIMORA_CORPUS");
-    if (corpus != nullptr) {
-        NamedMesh named{"nefertiti", {}};
-        trimora::ReadReport report;
-        if (trimora::readMesh(std::string(corpus) + "/nefertiti.obj", named.mesh, report))
-            return {named.name, inOrderOfUse(named.mesh)};
-    }
+    CompactMesh scan = corpusMesh("nefertiti.obj");
+    if (scan.getNumTriangles() > 0)
+        return {"nefertiti", scan};
     std::fprintf(
         stderr, "TRIMORA_CORPUS names no folder with nefertiti.obj: the mesh is a generated one\n");
     return {"generated", inOrderOfUse(trimora::makeScan(7, 1))};
@@ -95,12 +69,13 @@ Times measure(Case const& each) {
 void report(Case const& each, int threads, Times const& times) {
     double const items = each.items > 0.0 ? each.items : each.triangles;
     std::string const check = each.check();
-    std::printf("job=%s\tpeer=Trimora\tthreads=%d\tmesh=%s\ttris=%d\tmedian_s=%.6f\tmin_s=%."
+    std::printf("job=%s\tpeer=%s\tthreads=%d\tmesh=%s\ttris=%d\tmedian_s=%.6f\tmin_s=%."
                 "6f\truns=%d\tper_s=%.4g\t%s\n",
-                each.job.c_str(), threads, each.mesh.c_str(), each.triangles, times.median,
-                times.shortest, times.runs, items / times.median, check.c_str());
+                each.job.c_str(), each.peer, threads, each.mesh.c_str(), each.triangles,
+                times.median, times.shortest, times.runs, items / times.median, check.c_str());
     std::fflush(stdout);
     results.push_back({{"job", each.job},
+                       {"peer", each.peer},
                        {"threads", threads},
                        {"mesh", each.mesh},
                        {"triangles", each.triangles},
@@ -116,6 +91,37 @@ void report(Case const& each, int threads, Times const& times) {
 Options& options() {
     static Options instance;
     return instance;
+}
+
+// What mesh readers of other benchmarks do.
+CompactMesh inOrderOfUse(CompactMesh const& mesh) {
+    std::vector<int> newNumber(static_cast<std::size_t>(mesh.getNumVertices()), -1);
+    std::vector<float> coordinates;
+    std::vector<int> triangles;
+    for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i) {
+        int const v = mesh.getTrianglesRaw()[i];
+        int& number = newNumber[static_cast<std::size_t>(v)];
+        if (number < 0) {
+            number = static_cast<int>(coordinates.size() / 3);
+            float const* const p = mesh.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(v);
+            coordinates.insert(coordinates.end(), p, p + 3);
+        }
+        triangles.push_back(number);
+    }
+    CompactMesh ordered(static_cast<int>(coordinates.size() / 3), nullptr, nullptr, nullptr,
+                        nullptr);
+    std::copy(coordinates.begin(), coordinates.end(), ordered.getVerticesRaw());
+    ordered.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
+    return ordered;
+}
+
+CompactMesh corpusMesh(std::string const& file) {
+    char const* const folder = std::getenv("TRIMORA_CORPUS");
+    CompactMesh mesh;
+    trimora::ReadReport report;
+    if (folder == nullptr || !trimora::readMesh(std::string(folder) + "/" + file, mesh, report))
+        return CompactMesh();
+    return inOrderOfUse(mesh);
 }
 
 NamedMesh const& smallMesh() {

@@ -33,6 +33,11 @@ NamedMesh const& largeMesh();
 /// The small mesh, and the large one unless it is left out.
 std::vector<NamedMesh const*> bothMeshes();
 
+/// A mesh of the folder that TRIMORA_CORPUS names, by file name, vertices in order of use; without triangles when it is absent.
+koGeom::CompactMesh corpusMesh(std::string const& file);
+/// The same mesh with its vertices in the order of their first use, and without those that no triangle uses.
+koGeom::CompactMesh inOrderOfUse(koGeom::CompactMesh const& mesh);
+
 /// Every triangle cut into four at its edge midpoints.
 koGeom::CompactMesh split(koGeom::CompactMesh const& mesh);
 
@@ -44,6 +49,7 @@ struct Case {
     std::function<void()> setup = [] {};  ///< before each run, not timed
     std::function<void()> body;           ///< timed
     std::function<std::string()> check = [] { return std::string(); };  ///< figures of the last run
+    char const* peer = "Trimora";                                       ///< whose work is timed
 };
 
 /// Runs a case with one thread and with all cores, or with the given numbers of threads.
@@ -63,6 +69,11 @@ void cutCases();
 void reduceCases();
 void collapseCases();
 void measureCases();
+void fillCases();
+void flattenCases();
+void solverCases();
+void mergeCases();
+void stitchCases();
 void toolkitCases();
 
 /// Writes the JSON file, if one was asked for; false when that fails.

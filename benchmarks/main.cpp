@@ -39,6 +39,11 @@ int main(int argc, char** argv) {
     bench::reduceCases();
     bench::collapseCases();
     bench::measureCases();
+    bench::fillCases();
+    bench::solverCases();
+    bench::flattenCases();
+    bench::mergeCases();
+    bench::stitchCases();
     bench::toolkitCases();
     return bench::writeJson() ? 0 : 1;
 }

@@ -3,7 +3,7 @@
 
 #include "toolkit/meshHoleFilling.h"
 
-#include "toolkit/detail/borderLoops.h"
+#include "toolkit/detail/openEdges.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshCutting.h"
 #include "toolkit/meshTidying.h"
@@ -15,11 +15,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <numeric>
 #include <tuple>
-#include <unordered_map>
 
 namespace trimora {
 
@@ -83,100 +81,6 @@ FilledHole planHole(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHol
                        "patch,",
                        "ask for --quality refined, or fill the others first");
     return {HoleFate::Filled, {}, {}};
-}
-
-/// A directed edge by the positions of its ends.
-struct EdgeKey {
-    float ends[6];
-
-    bool operator==(EdgeKey const& other) const {
-        return std::memcmp(ends, other.ends, sizeof ends) == 0;
-    }
-};
-
-struct EdgeKeyHash {
-    std::size_t operator()(EdgeKey const& key) const {
-        std::uint64_t hash = 0;
-        for (float const end : key.ends) {
-            std::uint32_t bits;
-            std::memcpy(&bits, &end, sizeof bits);
-            hash = (hash ^ bits) * 0x9e3779b97f4a7c15u;
-            hash ^= hash >> 29;
-        }
-        return static_cast<std::size_t>(hash);
-    }
-};
-
-EdgeKey keyOf(CompactMesh const& mesh, int from, int to) {
-    auto const& p = mesh.getVertices()[from];
-    auto const& q = mesh.getVertices()[to];
-    return {{p.x, p.y, p.z, q.x, q.y, q.z}};
-}
-
-/// The edges of a border as keys, from its first vertex on.
-std::vector<EdgeKey> keysOf(CompactMesh const& mesh, std::vector<int> const& loop) {
-    std::vector<EdgeKey> keys;
-    for (std::size_t i = 0; i < loop.size(); ++i)
-        keys.push_back(keyOf(mesh, loop[i], loop[(i + 1) % loop.size()]));
-    return keys;
-}
-
-/// The borders of a mesh as it now is, by their edges.
-class OpenEdges {
-public:
-    OpenEdges(CompactMesh const& mesh, MeshAdjTris const& adjTris)
-        : loops_(findBorderLoops(mesh, adjTris)) {
-        for (std::size_t i = 0; i < loops_.size(); ++i) {
-            for (EdgeKey const& key : keysOf(mesh, loops_[i].vertices))
-                loopsOf_[key].push_back(static_cast<int>(i));
-        }
-    }
-
-    std::size_t count(EdgeKey const& key) const {
-        auto const found = loopsOf_.find(key);
-        return found == loopsOf_.end() ? 0 : found->second.size();
-    }
-    /// The loop that has these edges and no others, or -1.
-    int find(std::vector<EdgeKey> const& keys) const;
-    /// For the library.
-    MeshBoundaries asBoundaries() const;
-
-private:
-    std::vector<BorderLoop> loops_;
-    std::unordered_map<EdgeKey, std::vector<int>, EdgeKeyHash> loopsOf_;
-};
-
-int OpenEdges::find(std::vector<EdgeKey> const& keys) const {
-    auto const found = loopsOf_.find(keys.front());
-    if (found == loopsOf_.end())
-        return -1;
-    for (int const loop : found->second) {
-        auto const isThere = [&](EdgeKey const& key) {
-            auto const other = loopsOf_.find(key);
-            return other != loopsOf_.end() &&
-                   std::count(other->second.begin(), other->second.end(), loop) > 0;
-        };
-        if (loops_[at(loop)].vertices.size() == keys.size() &&
-            std::all_of(keys.begin(), keys.end(), isThere))
-            return loop;
-    }
-    return -1;
-}
-
-MeshBoundaries OpenEdges::asBoundaries() const {
-    koGeom::MeshSequence sequence;
-    std::size_t numPoints = 0;
-    for (BorderLoop const& loop : loops_)
-        numPoints += loop.vertices.size();
-    sequence.points.setSize(static_cast<int>(numPoints));
-    sequence.lengths.setSize(static_cast<int>(loops_.size()));
-    int place = 0;
-    for (std::size_t i = 0; i < loops_.size(); ++i) {
-        sequence.lengths[static_cast<int>(i)] = static_cast<int>(loops_[i].vertices.size());
-        for (int const vertex : loops_[i].vertices)
-            sequence.points[place++] = vertex;
-    }
-    return MeshBoundaries(sequence);
 }
 
 /// The power of two that brings the mean length of the holes' edges to between 1 and 2, or as near as floats allow.

@@ -21,7 +21,7 @@ struct MeshHole {
     std::array<double, 3> high = {};
     double patchArea = 0.0;   ///< of a flat patch, roughly
     bool looksOuter = false;  ///< that is more than a quarter of what its component has
-    /// Predicted, by koGeom::HoleQuality: exact for the flat one but for fins, within a factor of 2 for the others where the
+    /// Predicted, by koGeom::HoleQuality: exact for the flat one but for fins, mostly within a factor of 2 for the others where the
     /// surface around is evenly dense.
     std::array<std::int64_t, 3> newTriangles = {};
 

@@ -101,7 +101,7 @@ TEST_CASE("fillClosesWhatIsChosenAtEachQuality") {
         auto const json = fill.json();
         for (char const* const key :
              {"file", "output", "quality", "holes", "chosen", "filled", "notFilled", "timedOut",
-              "before", "after", "seconds", "dropped", "read"}) {
+              "before", "after", "seconds", "droppedVertexSets", "read"}) {
             CAPTURE(key);
             CHECK(json.contains(key));
         }
