@@ -14,7 +14,7 @@ namespace koGeom::detail {
 /// Points kept one after the other: a place that finds one in its box becomes the first of those,
 /// another is kept and gets the next number, from 0 on. The answers are those of a KDTree, by hashing.
 ///
-///     +-------+-------+      Cells are eight tolerances wide, so a box lies in two cells an axis at
+///     +-------+-------+      Cells are five tolerances wide, so a box lies in two cells an axis at
 ///     |   +---+---+   |      most. The cell of a coordinate never falls when the coordinate grows:
 ///     |   |   x   |   |      what lies between the corners of a box lies in a cell of a corner, so
 ///     |   +---+---+   |      no rounding is to be feared. Which points of the cells are in the box is
