@@ -30,6 +30,9 @@ struct NamedMesh {
 NamedMesh const& smallMesh();
 /// The small one after two midpoint splits, about 1.6 M triangles.
 NamedMesh const& largeMesh();
+/// The large one moved by smooth waves and a little noise. A mesh of midpoint splits is flat nearly everywhere, so that removing
+/// from it costs nothing; here it does.
+NamedMesh const& wavyMesh();
 /// The small mesh, and the large one unless it is left out.
 std::vector<NamedMesh const*> bothMeshes();
 
@@ -69,6 +72,8 @@ void cutCases();
 void reduceCases();
 void collapseCases();
 void measureCases();
+void offsetCases();
+void collarCases();
 void fillCases();
 void flattenCases();
 void solverCases();

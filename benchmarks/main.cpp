@@ -39,6 +39,8 @@ int main(int argc, char** argv) {
     bench::reduceCases();
     bench::collapseCases();
     bench::measureCases();
+    bench::offsetCases();
+    bench::collarCases();
     bench::fillCases();
     bench::solverCases();
     bench::flattenCases();
