@@ -216,9 +216,8 @@ struct ConjugateGradient {
 /// What random systems are made of.
 struct Mix {
     int size = 1;
-    int elementsPerRow = 3;  ///< off the diagonal, about
-    double dominance =
-        1.0;  ///< the diagonal relative to what makes the matrix positive definite; negative: indefinite
+    int elementsPerRow = 3;      ///< off the diagonal, about
+    double dominance = 1.0;      ///< of the diagonal: definite at 1, indefinite below 0
     double zeros = 0.0;          ///< share of elements that are stored as 0
     double missingPivots = 0.0;  ///< share of rows without a diagonal element
     double infinities = 0.0;     ///< share of elements that are infinite or NaN

@@ -1,29 +1,30 @@
 #pragma once
 
 #include "support/builders.h"
+#include "support/oracles.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 
 #include <cmath>
 #include <functional>
 #include <numbers>
-#include <string>
+#include <set>
 #include <utility>
 #include <vector>
 
 /// Surfaces to be cut open and laid flat.
 namespace surfaces {
 
-/// The triangles for which `stays` holds; all vertices, unless those without triangles are to go.
-inline koGeom::CompactMesh filtered(koGeom::CompactMesh const& mesh,
-                                    std::function<bool(koGeom::MeshTriangle const&)> const& stays) {
+/// The triangles without any of the given vertices; vertices without triangles go.
+inline koGeom::CompactMesh pierced(koGeom::CompactMesh const& mesh, std::set<int> const& out) {
     std::vector<int> newNumber(static_cast<std::size_t>(mesh.getNumVertices()), -1);
     std::vector<float> coordinates;
     std::vector<int> triangles;
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        if (!stays(mesh.getTriangles()[t]))
+        koGeom::MeshTriangle const& triangle = mesh.getTriangles()[t];
+        if (out.contains(triangle[0]) || out.contains(triangle[1]) || out.contains(triangle[2]))
             continue;
-        for (int const v : mesh.getTriangles()[t].vertices) {
+        for (int const v : triangle.vertices) {
             int& number = newNumber[static_cast<std::size_t>(v)];
             if (number < 0) {
                 number = static_cast<int>(coordinates.size() / 3);
@@ -34,17 +35,6 @@ inline koGeom::CompactMesh filtered(koGeom::CompactMesh const& mesh,
         }
     }
     return support::meshOf(coordinates, triangles);
-}
-
-/// The mesh without the triangles of the given vertices.
-inline koGeom::CompactMesh pierced(koGeom::CompactMesh const& mesh, std::vector<int> const& out) {
-    return filtered(mesh, [&out](koGeom::MeshTriangle const& triangle) {
-        for (int const v : triangle.vertices)
-            for (int const gone : out)
-                if (v == gone)
-                    return false;
-        return true;
-    });
 }
 
 /// Positions through a map.
@@ -58,82 +48,50 @@ inline koGeom::CompactMesh mapped(koGeom::CompactMesh mesh,
     return mesh;
 }
 
-/// The surface of unit cubes laid out as in the drawing, '#' for a cube: a plate with a handle for each hole.
-inline koGeom::CompactMesh plate(std::vector<std::string> const& rows) {
-    int const sizeX = static_cast<int>(rows[0].size());
-    int const sizeY = static_cast<int>(rows.size());
-    auto const isSolid = [&](int x, int y, int z) {
-        return z == 0 && x >= 0 && x < sizeX && y >= 0 && y < sizeY &&
-               rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] == '#';
-    };
-    std::vector<float> coordinates;
-    for (int z = 0; z < 2; ++z)
-        for (int y = 0; y <= sizeY; ++y)
-            for (int x = 0; x <= sizeX; ++x)
-                coordinates.insert(coordinates.end(), {static_cast<float>(x), static_cast<float>(y),
-                                                       static_cast<float>(z)});
-    std::vector<int> triangles;
-    auto const corner = [&](int x, int y, int z) {
-        return (z * (sizeY + 1) + y) * (sizeX + 1) + x;
-    };
-    auto const quad = [&](int a, int b, int c, int d) {
-        triangles.insert(triangles.end(), {a, b, c, a, c, d});
-    };
-    for (int y = 0; y < sizeY; ++y)
-        for (int x = 0; x < sizeX; ++x) {
-            if (!isSolid(x, y, 0))
-                continue;
-            int const low[] = {corner(x, y, 0), corner(x + 1, y, 0), corner(x + 1, y + 1, 0),
-                               corner(x, y + 1, 0)};
-            int const high[] = {corner(x, y, 1), corner(x + 1, y, 1), corner(x + 1, y + 1, 1),
-                                corner(x, y + 1, 1)};
-            quad(low[3], low[2], low[1], low[0]);
-            quad(high[0], high[1], high[2], high[3]);
-            int const beside[][2] = {{0, -1}, {1, 0}, {0, 1}, {-1, 0}};
-            for (int side = 0; side < 4; ++side)
-                if (!isSolid(x + beside[side][0], y + beside[side][1], 0))
-                    quad(low[side], low[(side + 1) % 4], high[(side + 1) % 4], high[side]);
-        }
-    return filtered(support::meshOf(coordinates, triangles),
-                    [](koGeom::MeshTriangle const&) { return true; });
+/// A grid of `size` by `size` squares with holes: the vertices given by column and row are taken out.
+inline koGeom::CompactMesh holedGrid(int size, std::vector<std::pair<int, int>> const& holes) {
+    std::set<int> out;
+    for (auto const& [x, y] : holes)
+        out.insert(y * (size + 1) + x);
+    return pierced(support::grid(size, size), out);
 }
 
-/// A unit sphere of meridians and parallels: both poles have `numMeridians` triangles.
-inline koGeom::CompactMesh globe(int numMeridians, int numParallels) {
-    std::vector<float> coordinates = {0.0f, 0.0f, -1.0f};
-    std::vector<int> triangles;
-    int const north = numMeridians * numParallels + 1;
-    for (int row = 1; row <= numParallels; ++row)
-        for (int i = 0; i < numMeridians; ++i) {
-            double const u = 2.0 * std::numbers::pi * i / numMeridians;
-            double const v = std::numbers::pi * (row / (numParallels + 1.0) - 0.5);
-            coordinates.insert(coordinates.end(), {static_cast<float>(std::cos(u) * std::cos(v)),
-                                                   static_cast<float>(std::sin(u) * std::cos(v)),
-                                                   static_cast<float>(std::sin(v))});
-            int const a = (row - 1) * numMeridians + 1 + i;
-            int const b = (row - 1) * numMeridians + 1 + (i + 1) % numMeridians;
-            if (row == 1)
-                triangles.insert(triangles.end(), {0, b, a});
-            if (row == numParallels)
-                triangles.insert(triangles.end(), {north, a, b});
-            else
-                triangles.insert(triangles.end(),
-                                 {a, b, b + numMeridians, a, b + numMeridians, a + numMeridians});
-        }
-    coordinates.insert(coordinates.end(), {0.0f, 0.0f, 1.0f});
+/// Two sheets back to back, a handle for each of the holes (at most three): closed, of that genus.
+inline koGeom::CompactMesh pillow(int genus) {
+    std::vector<std::pair<int, int>> out = {{3, 3}, {9, 4}, {6, 9}};
+    out.resize(static_cast<std::size_t>(genus));
+    out.insert(out.end(), {{12, 0}, {0, 12}});  // else their diagonals lie in both sheets
+    koGeom::CompactMesh const sheet = holedGrid(12, out);
+    std::set<int> border;
+    for (auto const& [edge, triangles] : support::edgeTable(sheet))
+        if (triangles.size() == 1)
+            border.insert(edge.begin(), edge.end());
+    std::vector<float> coordinates = support::coordinatesOf(sheet);
+    std::vector<int> triangles = support::trianglesOf(sheet), below;
+    for (int v = 0; v < sheet.getNumVertices(); ++v) {
+        below.push_back(border.contains(v) ? v : static_cast<int>(coordinates.size() / 3));
+        koGeom::MeshVertex const p = sheet.getVertices()[v];
+        if (below.back() != v)
+            coordinates.insert(coordinates.end(), {p.x, p.y, -1.0f});
+    }
+    for (std::size_t i = 0, count = triangles.size(); i < count; i += 3)
+        for (std::size_t const corner : {0u, 2u, 1u})
+            triangles.push_back(below[static_cast<std::size_t>(triangles[i + corner])]);
     return support::meshOf(coordinates, triangles);
 }
 
-inline koGeom::CompactMesh genusThree() {
-    return plate({"#######", "#.#.#.#", "#######"});
-}
-
-/// A grid of `size` by `size` squares with holes: the inner vertices given by column and row are taken out.
-inline koGeom::CompactMesh holedGrid(int size, std::vector<std::pair<int, int>> const& holes) {
-    std::vector<int> out;
-    for (auto const& [x, y] : holes)
-        out.push_back(y * (size + 1) + x);
-    return pierced(support::grid(size, size), out);
+/// A ring of `count` vertices between two poles, which are the first two.
+inline koGeom::CompactMesh bipyramid(int count) {
+    std::vector<float> coordinates = {0, 0, 1, 0, 0, -1};
+    std::vector<int> triangles;
+    for (int i = 0; i < count; ++i) {
+        double const angle = 2.0 * std::numbers::pi * i / count;
+        int const a = 2 + i, b = 2 + (i + 1) % count;
+        coordinates.insert(coordinates.end(), {static_cast<float>(std::cos(angle)),
+                                               static_cast<float>(std::sin(angle)), 0.0f});
+        triangles.insert(triangles.end(), {0, a, b, 1, b, a});
+    }
+    return support::meshOf(coordinates, triangles);
 }
 
 }  // namespace surfaces

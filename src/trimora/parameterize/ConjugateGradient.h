@@ -19,7 +19,7 @@ struct PackedRows;
 ///
 /// order     every sum has a fixed order, which starts from the order in which A() was filled: equal input gives equal bits
 /// cost      a step: one pass over the matrix, one or two over the preconditioner, two over the vectors
-/// memory    7 vectors, and 12 bytes an element beside those of the matrix
+/// memory    6 vectors, one more for the diagonal preconditioner, and 12 bytes an element beside those of the matrix
 /// threads   all of it runs on the calling thread; an object is used by one thread at a time
 /// source    Hestenes and Stiefel 1952 [hestenes1952]
 class TRIMORA_API ConjugateGradient {

@@ -427,12 +427,11 @@ void cutSurface::makeDisk(CompactMesh& mesh) {
     MeshTriangle* const triangles = mesh.getTriangles();
     MeshAdjTris adjacency;
     meshAdjTris(mesh, adjacency);
-    ko::list<itineraryItem> cut;
-    findUnresolvedBoundary(cut, triangles, mesh.getNumTriangles(), adjacency);
-    if (cut.empty())
+    if (adjacency.getData().getNumSets() == 0 || adjacency.numTris(0) == 0)
         return;
 
-    ko::list<itineraryItem> tour;
+    ko::list<itineraryItem> cut, tour;
+    findUnresolvedBoundary(cut, triangles, mesh.getNumTriangles(), adjacency);
     sequenceEdges(cut, tour, triangles, adjacency);
     processCut(tour, triangles, adjacency, mesh);
     MeshModification modification(&mesh, MeshModification::Topology, nullptr);

@@ -37,8 +37,9 @@ public:
     ///
     /// mesh     edited in place: vertices are appended, triangles keep their places, their number and the positions of their
     ///          corners. One modification of type Topology; of the vertices' sets only the positions are carried over to the new
-    ///          ones. Vertex 0 without triangles, or nothing to cut: the mesh stays as it is and nothing is sent
-    /// result   one boundary loop round the component, which has the Euler number 1; the other components are left alone
+    ///          ones. Sent as well when there was nothing to cut; when vertex 0 has no triangles the mesh stays and nothing is sent
+    /// result   one boundary loop round the component, which has the Euler number 1; other components are left alone, but parts that
+    ///          share a vertex count as one component, which is then no disk
     /// cost     O(triangles); of fans of n triangles O(n^2). About 120 bytes a triangle of scratch
     /// order    a vertex met by k pieces of its fan keeps the first one, the others get the next k - 1 numbers, vertices ascending
     void makeDisk(CompactMesh& mesh);

@@ -42,8 +42,8 @@ public:
     ///
     /// The first of the boundaries with the largest extent along an axis is the outer one; its two extreme vertices there are pinned.
     ///
-    /// progress   asked for cancellation between the steps, at each vertex and at each step of the solver. Its range: 0.2 up to the
-    ///            filled holes, 0.075 for the system, 0.6 for the solver
+    /// progress   asked for cancellation after copying, after measuring, at each vertex, at each step of the solver and behind it. Its
+    ///            range: 0.225 up to the filled holes, 0.075 for the system, 0.6 for the solver
     /// returns    true when coordinates were written: one a vertex, scaled alike in both axes into the unit square, which one
     ///            of them fills. One modification of type Attributes. Where the copy was cut, a vertex has the coordinates of one of its
     ///            copies: the seam cannot be seen in the mesh. Vertices that no triangle with an area uses get their place in the plane.
