@@ -37,6 +37,7 @@ struct Filler {
     ko::set<TopoMeshEdge> swappable;
     ko::map<TopoMeshVertex, double> density;
     ko::vector<TopoMeshVertex> newVertices;
+    double mostVertices = 0.0;
 
     bool fill(ko::vector<int> const& loop);
 
@@ -125,10 +126,10 @@ bool Filler::fill(ko::vector<int> const& loop) {
     for (int const v : ring)
         polygon.push_back(mesh.getVertices()[v].asPoint());
     BitVector forbidden(n * n);
-    for (int i = 0; i < n; ++i)
-        for (TopoMeshEdgeVertexIterator it = {at(i), at(i).edge(), 1}; it.edge; it.next())
-            for (int j = 0; j < n; ++j)
-                if (it.edge.twin() && it.edge.next().origin() == at(j) && at(j).onBoundary())
+    for (TopoMeshEdge const e : edgesBefore)
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; e.twin() && e.origin() == at(i) && j < n; ++j)
+                if (e.next().origin() == at(j) && at(j).onBoundary())
                     forbidden.setBit(n * i + j);
 
     ko::vector<int> triangles;
@@ -166,7 +167,20 @@ void Filler::refine() {
                             mesh.getVertices()[adjVertices.neighbours(v)[i]].asPoint());
         density[rep.getTopoMeshVertex(v)] = count > 0 ? sum / count : 0.0;
     }
-    while (splitOnce())
+    double room = 0.0;
+    for (TopoMeshFace const face : patchFaces) {
+        Point const& p = face.edge().origin().point();
+        Point const& q = face.edge().next().origin().point();
+        Point const& r = face.edge().prev().origin().point();
+        double d[] = {density[face.edge().origin()], density[face.edge().next().origin()],
+                      density[face.edge().prev().origin()]};
+        std::sort(d, d + 3, [](double x, double y) { return x < y || (y != y && x == x); });
+        double const inside = (1.0 + (d[0] > 0.0 ? std::log(d[1] / d[0]) : 0.0)) *
+                              cross((q - p) / d[1], (r - p) / d[2]).length();
+        room += std::isfinite(inside) ? 1.0 + inside : 1.0;
+    }
+    mostVertices = 4.0 * room;
+    for (int pass = 0; pass < 64 && splitOnce(); ++pass)
         meshSwapEdgesRepeatedly(topo, swappable, swapper);
 }
 
@@ -180,10 +194,12 @@ bool Filler::splitOnce() {
         for (TopoMeshEdge const e : edges)
             d += density[e.origin()];
         d /= 3.0;
-        bool keep = d == 0.0;
+        bool keep = double(newVertices.size()) >= mostVertices;
         for (TopoMeshEdge const e : edges) {
             double const s = std::sqrt(2.0) * distance(c, e.origin().point());
-            keep = keep || !(density[e.origin()] < s) || !(d < s);
+            keep = keep || density[e.origin()] == 0.0 ||
+                   e.origin().point() == e.next().origin().point() || !(density[e.origin()] < s) ||
+                   !(d < s);
         }
         if (keep) {
             next.push_back(face);
@@ -282,7 +298,7 @@ int fillHolesSlowly(CompactMesh& mesh, std::vector<int> const& holes, HoleQualit
     MeshModifyRep rep(mesh, triangles, vertices, adjTris);
     TopoMesh& topo = rep.extract();
 
-    Filler filler{mesh, adjVertices, rep, topo, quality, {}, {}, {}, {}, {}, {}, {}};
+    Filler filler{mesh, adjVertices, rep, topo, quality, {}, {}, {}, {}, {}, {}, {}, 0.0};
     filler.swapper.getVetoSignal().addCallback(new koRTB::Function2ArgsGlobal<TopoMeshEdge, bool&>(
         &MeshEdgeSwapper::minimizeOppositeAngleSum));
     int numFilled = 0;

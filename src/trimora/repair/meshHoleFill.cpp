@@ -71,17 +71,14 @@ Surroundings::Surroundings(CompactMesh const& mesh, MeshAdjTris const& adjTris,
 /// Fills holes, one at a time.
 class HoleFiller {
 public:
-    enum class Outcome { Filled, Refused, Cancelled };
-
     HoleFiller(HoleRegion& region, MeshBoundaries const& boundaries, HoleQuality quality,
                koUtil::Progress& progress)
         : region_(region), boundaries_(boundaries), quality_(quality), progress_(progress) {}
 
-    Outcome fill(int hole, koUtil::Progress& holeProgress);
+    /// False when the hole is refused; what it returns after a cancel says nothing.
+    bool fill(int hole, koUtil::Progress& holeProgress);
 
 private:
-    bool triangulate(koUtil::Progress& holeProgress);
-
     HoleRegion& region_;
     MeshBoundaries const& boundaries_;
     HoleQuality const quality_;
@@ -93,13 +90,13 @@ private:
     ko::vector<int> triangles_;
 };
 
-HoleFiller::Outcome HoleFiller::fill(int hole, koUtil::Progress& holeProgress) {
+bool HoleFiller::fill(int hole, koUtil::Progress& holeProgress) {
     if (!isBoundary(hole, boundaries_))
-        return Outcome::Refused;
+        return false;
     patch_ = HolePatch();
     patch_.ring.assign(boundaries_.getStart(hole), boundaries_.getEnd(hole));
-    if (!prepareRing(region_, patch_.ring))
-        return Outcome::Refused;
+    if (!prepareRing(region_, patch_.ring) || hasRimInTheWay(region_, patch_.ring))
+        return false;
 
     polygon_.clear();
     for (int const vertex : patch_.ring)
@@ -109,21 +106,19 @@ HoleFiller::Outcome HoleFiller::fill(int hole, koUtil::Progress& holeProgress) {
     koUtil::Progress triangulation;
     holeProgress.subPhase(sharesOf(quality_).triangulation, triangulation);
     triangulatePolygon(polygon_, triangles_, &forbidden_, &triangulation);
-    if (progress_.cancelled())
-        return Outcome::Cancelled;
-    if (hasEdgesInTheWay(region_, patch_.ring, triangles_))
-        return Outcome::Refused;
+    if (progress_.cancelled() || hasEdgesInTheWay(region_, patch_.ring, triangles_))
+        return false;
     buildPatch(region_, patch_, triangles_);
     triangulation.set(1.0);
 
-    if (quality_ != HoleQualityFlat) {
+    if (quality_ != HoleQualityFlat && !progress_.cancelled()) {
         koUtil::Progress refinement;
         holeProgress.subPhase(sharesOf(quality_).refinement, refinement);
         refinePatch(region_, patch_, refinement);
         if (quality_ != HoleQualityRefined && !progress_.cancelled())
             fairPatch(region_, patch_, refinement);
     }
-    return progress_.cancelled() ? Outcome::Cancelled : Outcome::Filled;
+    return true;
 }
 
 }  // namespace
@@ -148,10 +143,10 @@ int meshHoleFill(CompactMesh& mesh, MeshAdjTris const& adjTris, MeshAdjVertices 
         progress.setCaption(
             caption.format("Filling hole %d of %d", ++holeNumber, numHoles).asChar());
 
-        HoleFiller::Outcome const outcome = filler.fill(hole, holeProgress);
-        if (outcome == HoleFiller::Outcome::Cancelled)
+        bool const isFilled = filler.fill(hole, holeProgress);
+        if (progress.cancelled())
             return 0;
-        numFilled += outcome == HoleFiller::Outcome::Filled;
+        numFilled += isFilled;
     }
     if (numFilled > 0)
         rep.merge();

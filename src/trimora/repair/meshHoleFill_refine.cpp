@@ -17,12 +17,15 @@ namespace {
 
 class Refinement {
 public:
-    Refinement(HoleRegion& region, HolePatch& patch) : region_(region), patch_(patch) {}
+    Refinement(HoleRegion& region, HolePatch& patch, koUtil::Progress const& progress)
+        : region_(region), patch_(patch), progress_(progress) {}
 
-    void run(koUtil::Progress const& progress);
+    void run();
 
 private:
     void measureRing();
+    double room() const;
+    double roomOf(TopoMeshFace face) const;
     void collectInnerEdges();
     int splitFaces();
     bool isDense(TopoMeshFace face, Point const& centroid, double meanDensity) const;
@@ -43,6 +46,8 @@ private:
 
     HoleRegion& region_;
     HolePatch& patch_;
+    koUtil::Progress const& progress_;
+    double mostVertices_ = 0.0;
     // One half of each inner edge, in the order in which they are swapped: ascending by creation. An edge has changed when its two
     // triangles are not those for which a swap was last forbidden.
     ko::vector<TopoMeshEdge> swappable_;
@@ -51,10 +56,16 @@ private:
     ko::vector<TopoMeshFace> nextFaces_;
 };
 
-void Refinement::run(koUtil::Progress const& progress) {
+void Refinement::run() {
+    // Both limits are far off where the splits serve their purpose: 13 passes fill a hole of 1000 edges, and a patch takes
+    // half of its room.
+    constexpr int mostPasses = 64;
+    constexpr double mostOfRoom = 4.0;
+
     measureRing();
     collectInnerEdges();
-    while (!progress.cancelled() && splitFaces() > 0)
+    mostVertices_ = mostOfRoom * room();
+    for (int pass = 0; pass < mostPasses && !progress_.cancelled() && splitFaces() > 0; ++pass)
         swapUntilStable();
     region_.densities.clear();
 }
@@ -75,6 +86,33 @@ void Refinement::measureRing() {
     for (int const vertex : patch_.ring)
         region_.densities.set(region_.rep.getTopoMeshVertex(vertex),
                               meanEdgeLength(region_.mesh, region_.adjVertices, vertex));
+}
+
+/// About as many vertices as the patch has room for. Refinement stays below it, but where edges cannot be swapped, or swaps
+/// do not bring together what lies together, it may put vertices on top of one another for ever.
+double Refinement::room() const {
+    double sum = 0.0;
+    for (TopoMeshFace const face : patch_.faces)
+        sum += roomOf(face);
+    return sum;
+}
+
+/// One, and the integral of 1 / density^2 over a triangle between whose corners the density changes evenly, or a little more.
+/// What is not finite counts as none.
+double Refinement::roomOf(TopoMeshFace face) const {
+    TopoMeshEdge const first = face.edge();
+    Point const& a = first.origin().point();
+    Vector const ab = first.next().origin().point() - a;
+    Vector const ac = first.prev().origin().point() - a;
+    double const u = densityAt(first);
+    double const v = densityAt(first.next());
+    double const w = densityAt(first.prev());
+    double const least = std::min({u, v, w});
+    double const middle = std::max(std::min(u, v), std::min(std::max(u, v), w));
+    double const largest = std::max({u, v, w});
+    double const spread = least > 0.0 ? std::log(middle / least) : 0.0;
+    double const inside = (1.0 + spread) * cross(ab / middle, ac / largest).length();
+    return std::isfinite(inside) ? 1.0 + inside : 1.0;
 }
 
 /// One of each two half-edges between triangles of the patch: that of the earlier triangle.
@@ -124,7 +162,8 @@ int Refinement::splitFaces() {
         double const meanDensity =
             (densityAt(first) + densityAt(first.next()) + densityAt(first.prev())) / 3.0;
         Point const centroid = face.centroid();
-        if (isDense(face, centroid, meanDensity)) {
+        bool const isFull = static_cast<double>(patch_.newVertices.size()) >= mostVertices_;
+        if (isFull || isDense(face, centroid, meanDensity)) {
             nextFaces_.push_back(face);
         } else {
             split(face, centroid, meanDensity);
@@ -135,16 +174,17 @@ int Refinement::splitFaces() {
     return numSplits;
 }
 
-/// Whether the triangle is small enough. Written so that a NaN says yes, as does a density of 0, which no triangle could
-/// reach.
+/// Whether the triangle is small enough. Written so that a NaN says yes, as does what no split could change for the better: a
+/// density of 0, which cannot be reached, and two corners in one place.
 bool Refinement::isDense(TopoMeshFace face, Point const& centroid, double meanDensity) const {
-    if (meanDensity == 0.0)
-        return true;
     double const alpha = std::sqrt(2.0);
     TopoMeshEdge const first = face.edge();
     for (TopoMeshEdge const e : {first, first.next(), first.prev()}) {
-        double const reach = alpha * distance(centroid, e.origin().point());
-        if (!(densityAt(e) < reach) || !(meanDensity < reach))
+        Point const& corner = e.origin().point();
+        double const density = densityAt(e);
+        double const reach = alpha * distance(centroid, corner);
+        if (!(density < reach) || !(meanDensity < reach) || density == 0.0 ||
+            corner == e.next().origin().point())
             return true;
     }
     return false;
@@ -175,6 +215,8 @@ void Refinement::split(TopoMeshFace face, Point const& centroid, double density)
 void Refinement::swapUntilStable() {
     constexpr int usualPasses = 64;
     for (int pass = 0; pass < usualPasses; ++pass) {
+        if (progress_.cancelled())
+            return;
         int numSwaps = 0;
         for (std::size_t i = 0; i < swappable_.size(); ++i)
             numSwaps += hasChanged_[i] != 0 && swapIfBetter(swappable_[i]);
@@ -201,7 +243,7 @@ bool Refinement::swapIfBetter(TopoMeshEdge edge) {
 }  // namespace
 
 void refinePatch(HoleRegion& region, HolePatch& patch, koUtil::Progress const& progress) {
-    Refinement(region, patch).run(progress);
+    Refinement(region, patch, progress).run();
 }
 
 }  // namespace koGeom::detail

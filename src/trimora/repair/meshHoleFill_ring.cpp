@@ -158,6 +158,17 @@ bool prepareRing(HoleRegion& region, ko::vector<int>& ring) {
     return FinRemoval(region, ring).run();
 }
 
+bool hasRimInTheWay(HoleRegion const& region, ko::vector<int> const& ring) {
+    TopoMeshVertex previous = region.rep.getTopoMeshVertex(ring.back());
+    for (int const v : ring) {
+        TopoMeshVertex const vertex = region.rep.getTopoMeshVertex(v);
+        if (TopoMesh::findEdge(vertex, previous))
+            return true;
+        previous = vertex;
+    }
+    return false;
+}
+
 void forbidInnerEdges(HoleRegion& region, ko::vector<int> const& ring, BitVector& forbidden) {
     // A bit vector counts its bits by int, which is enough for 46340 points; a ring that long takes hours to triangulate.
     auto const n = static_cast<std::int64_t>(ring.size());
@@ -167,13 +178,15 @@ void forbidInnerEdges(HoleRegion& region, ko::vector<int> const& ring, BitVector
     for (std::size_t i = 0; i < ring.size(); ++i)
         region.places.set(region.rep.getTopoMeshVertex(ring[i]), static_cast<int>(i));
     for (std::int64_t i = 0; i < n; ++i) {
-        TopoMeshEdgeVertexIterator around;
-        around.reset(region.rep.getTopoMeshVertex(ring[static_cast<std::size_t>(i)]));
-        for (; around.edge; around.next()) {
-            TopoMeshVertex const far = around.edge.next().origin();
+        TopoMeshVertex const vertex =
+            region.rep.getTopoMeshVertex(ring[static_cast<std::size_t>(i)]);
+        // Of all its fans: a walk around the vertex would stay in one.
+        for (TopoMeshEdgeRecord const* edge = vertex.record()->firstLeaving; edge != nullptr;
+             edge = edge->nextLeaving) {
+            TopoMeshVertex const far(edge->end());
             int const j = region.places.find(far);
             std::int64_t const bit = i * n + j;
-            if (j >= 0 && around.edge.twin() && far.onBoundary() && bit < forbidden.size)
+            if (j >= 0 && edge->twin != nullptr && far.onBoundary() && bit < forbidden.size)
                 forbidden.setBit(static_cast<int>(bit));
         }
     }

@@ -82,6 +82,9 @@ struct HolePatch {
 /// returns   false when the hole has to be refused; fins that were found until then are gone all the same
 bool prepareRing(HoleRegion& region, ko::vector<int>& ring);
 
+/// Whether an edge of the ring has a triangle on its other side by now, so that any patch would have an edge in the way.
+bool hasRimInTheWay(HoleRegion const& region, ko::vector<int> const& ring);
+
 /// Sets a bit n a + b for each edge from place a to place b of a ring of n that inner triangles have.
 void forbidInnerEdges(HoleRegion& region, ko::vector<int> const& ring, BitVector& forbidden);
 
@@ -92,8 +95,8 @@ bool hasEdgesInTheWay(HoleRegion& region, ko::vector<int> const& ring,
 /// Adds the triangles, wound against the ring, and links them with what surrounds them.
 void buildPatch(HoleRegion& region, HolePatch& patch, ko::vector<int> const& triangles);
 
-/// Splits triangles and swaps edges until no triangle is larger than the surface around the hole asks for. Returns early, with
-/// a sound mesh, when progress is cancelled.
+/// Splits triangles and swaps edges until no triangle is larger than the surface around the hole asks for, or the patch has
+/// as many vertices as it can need. Returns early, with a sound mesh, when progress is cancelled.
 void refinePatch(HoleRegion& region, HolePatch& patch, koUtil::Progress const& progress);
 
 /// Moves the new vertices to a fair surface; none when progress is cancelled.
