@@ -34,7 +34,7 @@ static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_alw
 extern "C" void onInterrupt(int) {
     if (++numInterrupts < 2)
         return;
-    trimora::discardPendingOutput();
+    trimora::discardPendingOutputs();
     constexpr char line[] = "trimora: interrupted twice; ended at once\n";
     [[maybe_unused]] ssize_t put = 0;
     if (isBarDrawn)
@@ -139,8 +139,8 @@ Session::~Session() {
 
 void Session::beginPhase(char const* caption, bool pollsProgress) {
     throwIfCancelled();
-    trimora::setPendingOutput(
-        "");  // what an earlier phase has put in place does not hold up an end
+    // What an earlier phase has put in place does not hold up an end.
+    trimora::forgetPendingOutputs();
     progress_.setCaption("");
     progress_.set(0.0);
     pollsProgress_ = pollsProgress;
@@ -156,11 +156,13 @@ void Session::throwIfCancelled() const {
         throw Failure{Cancelled, "cancelled; nothing was written"};
 }
 
-void Session::requireMemory(double bytes, std::string const& what) const {
+void Session::requireMemory(double bytes, std::string const& file, std::string const& what) const {
     if (bytes > maxBytes_)
-        throw Failure{Refused, what + " needs about " + bytesInWords(bytes) +
-                                   " of memory and the limit is " + bytesInWords(maxBytes_) +
-                                   "; raise it with --max-memory"};
+        throw Failure{Refused,
+                      file + ": " + (what.empty() ? "" : what + " ") + "needs about " +
+                          bytesInWords(bytes) + " of memory and the limit is " +
+                          bytesInWords(maxBytes_) + "; raise it with --max-memory",
+                      file};
 }
 
 void Session::tell(std::string const& text) {
@@ -205,7 +207,7 @@ void Session::endIfOverdue() {
     if (pollsProgress_ && Clock::now() - cancelledAt_ < grace)
         return;
     // An output in its place means that only the report is missing: the run may finish. A second Ctrl-C ends it.
-    if (!trimora::discardPendingOutput())
+    if (!trimora::discardPendingOutputs())
         return;
     tell(timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
                    : "trimora: cancelled; nothing was written\n");

@@ -3,11 +3,13 @@
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -27,8 +29,11 @@ enum ExitCode {
 /// A failure that ends the command: one line for standard error, and the exit code.
 struct Failure {
     ExitCode code;
-    std::string message;
-    /// For standard output: where --json was asked for and there is more to tell than words.
+    std::string message;  ///< begins with the file, if it is about one
+    /// Of a refusal, for the object that --json puts on standard output.
+    std::string file = {};
+    std::optional<std::array<double, 3>> problemPoint = {};
+    /// An object to put there in its place, where a command has more to tell than that.
     std::string json = {};
 };
 
@@ -65,8 +70,8 @@ public:
 
     std::uint64_t maxBytes() const { return static_cast<std::uint64_t>(maxBytes_); }
 
-    /// Throws Failure with code 5 when `bytes` pass the limit; `what` names the work.
-    void requireMemory(double bytes, std::string const& what) const;
+    /// Throws Failure with code 5 when `bytes` pass the limit; `what` names the work on the file where it is not all.
+    void requireMemory(double bytes, std::string const& file, std::string const& what = {}) const;
 
     /// Prints text to standard error, above the bar where there is one. From any thread.
     void tell(std::string const& text);

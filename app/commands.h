@@ -27,6 +27,8 @@ void addSubdivide(CLI::App& app, Invocation& invocation);
 void addExtrude(CLI::App& app, Invocation& invocation);
 void addFill(CLI::App& app, Invocation& invocation);
 void addFlatten(CLI::App& app, Invocation& invocation);
+void addStitch(CLI::App& app, Invocation& invocation);
+void addMerge(CLI::App& app, Invocation& invocation);
 void addVerify(CLI::App& app, Invocation& invocation);
 
 /// Check of an option in degrees: what is wrong with the text, or nothing. A plain range would let NaN pass.

@@ -6,6 +6,7 @@
 #include "numbers.h"
 #include "reports.h"
 #include "toolkit/meshCutting.h"
+#include "toolkit/meshDeviation.h"
 #include "toolkit/surfaceCurve.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
@@ -29,6 +30,7 @@ struct CutArguments {
     std::string plane;
     std::string curve;
     bool split = false;
+    bool noMeasure = false;
     int maxParts = 1000;
 };
 
@@ -40,6 +42,7 @@ struct CutResult {
     trimora::MeshCounts before;
     trimora::MeshCounts after;
     trimora::CutOutcome outcome;
+    std::optional<trimora::MeshDeviation> measured;  // of what the cut replaced from what it left
     double seconds = 0.0;
     StoredParts stored;
 };
@@ -106,7 +109,8 @@ SurfaceCurves sectionOf(Session& session, CutArguments const& arguments, Compact
 SurfaceCurves layCurves(Session& session, CutArguments const& arguments, CompactMesh const& mesh,
                         CutResult& result) {
     std::vector<trimora::Polyline> polylines;
-    throwIfFailed(trimora::readPolylines(arguments.curve, polylines, session.maxBytes()));
+    throwIfFailed(trimora::readPolylines(arguments.curve, polylines, session.maxBytes()),
+                  arguments.curve);
     session.beginPhase("laying the curves", true);
     koGeom::SimpleMeshCache cache;
     trimora::LaidCurves laid =
@@ -132,6 +136,15 @@ void requireFewParts(Session const& session, CutArguments const& arguments,
                                  {}});
 }
 
+/// How far the surface moved: only what the cut replaced can have.
+void measure(Session& session, koGeom::CompactMesh const& mesh, CutResult& result) {
+    session.beginPhase("measuring the deviation", true);
+    result.measured = trimora::measureDeviation(result.outcome.regionBefore,
+                                                result.outcome.regionAfter, session.progress());
+    result.measured->diagonal = trimora::diagonalOf(mesh);
+    session.throwIfCancelled();
+}
+
 void cutLoaded(Session& session, CutArguments const& arguments, trimora::ReadReport const& report,
                CompactMesh& mesh, CutResult& result) {
     if (mesh.getNumTriangles() == 0)
@@ -148,16 +161,40 @@ void cutLoaded(Session& session, CutArguments const& arguments, trimora::ReadRep
     watch.start();
     result.outcome = trimora::cutMesh(mesh, curves, result.tolerance);
     result.seconds = watch.clear();
-    throwIfRefused(session, {arguments.input, result.outcome.refusal, result.outcome.problemPoint,
-                             result.outcome.isNonfinite});
+    bool const isOfCurve = result.outcome.isOfCurves && !arguments.curve.empty();
+    throwIfRefused(session, {isOfCurve ? arguments.curve : arguments.input, result.outcome.refusal,
+                             result.outcome.problemPoint, result.outcome.isNonfinite});
     result.after = trimora::countMesh(mesh);
     requireFloatRange(session, arguments.input, report, mesh);
     requireFewParts(session, arguments, result);
     session.throwIfCancelled();
+    if (!arguments.noMeasure)
+        measure(session, mesh, result);
+}
+
+/// The farthest that a vertex that was there lies from the result, or one of the result from what was there.
+double farthestMoved(CutResult const& result) {
+    return result.measured
+               ? std::max(result.measured->fromFirst.largest, result.measured->fromSecond.largest)
+               : 0.0;
+}
+
+std::string percentOf(double length, trimora::MeshDeviation const& measured) {
+    return numberInWords(100.0 * measured.relative(length)) + " % of the diagonal";
 }
 
 std::vector<std::string> warningsOf(CutResult const& result) {
     std::vector<std::string> warnings;
+    double const moved = farthestMoved(result);
+    if (moved > result.tolerance)
+        warnings.push_back("the surface moved by up to " + numberInWords(moved) + " (" +
+                           percentOf(moved, *result.measured) +
+                           ") beside the cut, where slivers were taken away; subdivide a coarse "
+                           "mesh first to keep its shape");
+    if (result.outcome.addedNullTriangles > 0)
+        warnings.push_back(countInWords(result.outcome.addedNullTriangles, "triangle") +
+                           " without area came up beside the cut, where there were some before; "
+                           "repair the mesh first, with 'trimora repair'");
     if (result.outcome.openedLength == 0.0)
         warnings.push_back("nothing was opened: the curves run along a border that is there "
                            "already, or there and back; the mesh is written as it was");
@@ -185,6 +222,8 @@ Json cutJson(CutArguments const& arguments, CutResult const& result,
                  {"after", toJson(result.after)},
                  {"areaBefore", result.outcome.areaBefore},
                  {"areaAfter", result.outcome.areaAfter},
+                 {"removedVertices", result.outcome.removedVertices},
+                 {"measured", result.measured ? toJson(*result.measured) : Json(nullptr)},
                  {"seconds", result.seconds},
                  {"droppedVertexSets", result.outcome.dropped},
                  {"warnings", warningsOf(result)},
@@ -213,6 +252,14 @@ std::string cutText(CutArguments const& arguments, CutResult const& result) {
                        numberInWords(outcome.curveLength) + " in length; area " +
                        numberInWords(outcome.areaBefore) + " before, " +
                        numberInWords(outcome.areaAfter) + " after\n";
+    if (outcome.removedVertices > 0)
+        text += "  " + countInWords(outcome.removedVertices, "vertex", "vertices") +
+                " of the mesh went with slivers beside the cut\n";
+    if (result.measured && result.measured->fromFirst.vertices > 0)
+        text += "  distance of what was beside the cut from the result: largest " +
+                numberInWords(result.measured->fromFirst.largest) + ", mean " +
+                numberInWords(result.measured->fromFirst.mean) + " (" +
+                percentOf(result.measured->fromFirst.mean, *result.measured) + ")\n";
     if (result.farthest && *result.farthest > result.tolerance)
         text += "  the curves lay up to " + numberInWords(*result.farthest) +
                 " away from the surface\n";
@@ -271,6 +318,8 @@ void addCut(CLI::App& app, Invocation& invocation) {
                         "line and an empty line between curves; - is standard input");
     command->add_flag("--split", arguments->split,
                       "write each connected part to a file of its own: OUT-1.obj, OUT-2.obj ...");
+    command->add_flag("--no-measure", arguments->noMeasure,
+                      "do not measure how far the surface moved beside the cut");
     command
         ->add_option("--max-parts", arguments->maxParts,
                      "refuse to write more files than this (default 1000)")

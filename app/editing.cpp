@@ -60,8 +60,9 @@ void requirePart(std::string const& path, std::string const& input) {
     if (fs::is_directory(path, ignored))
         throw Failure{CannotWrite, path + ": is a folder; move it away or choose another name"};
     if (isSameFile(path, input))
-        throw Failure{Refused, path + ": is the input, which a part would replace; choose another "
-                                      "name for OUT"};
+        throw Failure{
+            Refused,
+            path + ": is the input, which a part would replace; choose another name for OUT", path};
 }
 
 }  // namespace
@@ -90,24 +91,20 @@ void requireSecondInput(std::string const& input, std::string const& second,
                                       ", which the output would replace; choose another name"};
 }
 
-void throwIfFailed(trimora::FileOutcome const& outcome) {
+void throwIfFailed(trimora::FileOutcome const& outcome, std::string const& path) {
     bool const isLimit = outcome.failure == trimora::FileOutcome::Failure::Limit;
     if (!outcome)
         throw Failure{isLimit ? Refused : CannotRead,
-                      outcome.message + (isLimit ? " (--max-memory)" : "")};
+                      outcome.message + (isLimit ? " (--max-memory)" : ""), path};
 }
 
-void throwIfRefused(Session const& session, Refusal const& refusal) {
+void throwIfRefused(Session const&, Refusal const& refusal) {
     if (refusal.text.empty())
         return;
-    std::string const text = refusal.text + (refusal.isNonfinite ? " (--drop-nonfinite)" : "");
-    Failure failure = {Refused, refusal.file + ": " + text};
-    if (session.options().json)
-        failure.json = toText(
-            {{"file", refusal.file},
-             {"refusal", text},
-             {"problemPoint", refusal.problemPoint ? Json(*refusal.problemPoint) : Json(nullptr)}});
-    throw failure;
+    throw Failure{Refused,
+                  refusal.file + ": " + refusal.text +
+                      (refusal.isNonfinite ? " (--drop-nonfinite)" : ""),
+                  refusal.file, refusal.problemPoint};
 }
 
 void requireFloatRange(Session const& session, std::string const& input,
@@ -131,27 +128,15 @@ void finishWith(Session& session, Json const& json, std::string const& text,
 StoredParts storeParts(Session& session, std::string const& input, std::string const& output,
                        koGeom::CompactMesh const& mesh) {
     std::vector<koGeom::CompactMesh> const meshes = trimora::splitIntoParts(mesh);
+    std::vector<std::string> paths;
     for (std::size_t number = 1; number <= meshes.size(); ++number)
-        requirePart(pathOfPart(output, number), input);
+        paths.push_back(pathOfPart(output, number));
+    for (std::string const& path : paths)
+        requirePart(path, input);
+    storeMeshes(session, paths, meshes);
     StoredParts stored;
-    std::vector<std::string> newPaths;
-    try {
-        for (koGeom::CompactMesh const& part : meshes) {
-            std::string const path = pathOfPart(output, stored.parts.size() + 1);
-            bool const isNew = !fs::exists(path);
-            storeMesh(session, path, part);
-            if (isNew)
-                newPaths.push_back(path);
-            stored.parts.push_back({path, part.getNumVertices(), part.getNumTriangles()});
-        }
-    } catch (Failure const&) {
-        // What stood in a file's place before is gone; the part that replaced it is better than nothing.
-        for (std::string const& path : newPaths) {
-            std::error_code ignored;
-            fs::remove(path, ignored);
-        }
-        throw;
-    }
+    for (std::size_t i = 0; i < meshes.size(); ++i)
+        stored.parts.push_back({paths[i], meshes[i].getNumVertices(), meshes[i].getNumTriangles()});
     stored.others = partsBeyond(output, stored.parts.size());
     return stored;
 }

@@ -28,7 +28,7 @@ void requireSecondInput(std::string const& input, std::string const& second,
                         std::string const& output, std::string const& what);
 
 /// Throws the outcome of reading a second input (a curve, a selection) as a Failure.
-void throwIfFailed(trimora::FileOutcome const& outcome);
+void throwIfFailed(trimora::FileOutcome const& outcome, std::string const& path);
 
 /// What an edit refused to do.
 struct Refusal {
@@ -63,8 +63,7 @@ struct StoredParts {
 };
 
 /// Writes each component of a mesh to a file of its own: "part.obj" gives part-1.obj, part-2.obj and so on, which replace
-/// what stood there, but never the input. When one cannot be written, or the run is cancelled, those before it are taken
-/// away again. Throws Failure.
+/// what stood there, but never the input: all or none, see writeMeshes. Throws Failure.
 StoredParts storeParts(Session& session, std::string const& input, std::string const& output,
                        koGeom::CompactMesh const& mesh);
 

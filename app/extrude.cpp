@@ -41,7 +41,8 @@ koGeom::BitVector selectionOf(Session const& session, ExtrudeArguments const& ar
         selection.setAllBits();
     else
         throwIfFailed(trimora::readTriangleSelection(arguments.selection, mesh.getNumTriangles(),
-                                                     selection, session.maxBytes()));
+                                                     selection, session.maxBytes()),
+                      arguments.selection);
     if (selection.count == 0)
         throwIfRefused(session, {arguments.input, "holds no triangles to extrude", {}});
     return selection;

@@ -62,6 +62,21 @@ void warnOfReading(Session& session, LoadedMesh const& loaded) {
                      trimora::countInWords(report.faces, "face") + " could not be used\n");
 }
 
+trimora::WriteOptions beginWriting(Session& session) {
+    session.beginPhase("writing", true);
+    trimora::WriteOptions options;
+    options.progress = &session.progress();
+    return options;
+}
+
+void throwIfUnwritten(Session const& session, FileOutcome const& outcome, std::string const& path) {
+    if (outcome)
+        return;  // a mesh that stands is no cancelled one, whatever came meanwhile
+    session.throwIfCancelled();
+    bool const unsupported = outcome.failure == FileOutcome::Failure::Unsupported;
+    throw Failure{unsupported ? CannotWrite : codeOf(outcome.failure), outcome.message, path};
+}
+
 }  // namespace
 
 void loadMesh(Session& session, std::string const& path, double bytesPerTriangle,
@@ -76,7 +91,7 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
     FileOutcome const outcome = trimora::readMesh(path, loaded.mesh, loaded.report, options);
     session.throwIfCancelled();
     if (!outcome)
-        throw Failure{codeOf(outcome.failure), messageOf(outcome)};
+        throw Failure{codeOf(outcome.failure), messageOf(outcome), path};
     warnOfReading(session, loaded);
     double const triangles = loaded.mesh.getNumTriangles();
     double const vertices = loaded.mesh.getNumVertices();
@@ -85,15 +100,14 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
 
 void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh) {
     refuseFolder(path, CannotWrite);
-    session.beginPhase("writing", true);
-    trimora::WriteOptions options;
-    options.progress = &session.progress();
-    FileOutcome const outcome = trimora::writeMesh(path, mesh, options);
-    if (!outcome) {  // a mesh that stands is no cancelled one, whatever came meanwhile
-        session.throwIfCancelled();
-        bool const unsupported = outcome.failure == FileOutcome::Failure::Unsupported;
-        throw Failure{unsupported ? CannotWrite : codeOf(outcome.failure), outcome.message};
-    }
+    trimora::WriteOptions const options = beginWriting(session);
+    throwIfUnwritten(session, trimora::writeMesh(path, mesh, options), path);
+}
+
+void storeMeshes(Session& session, std::vector<std::string> const& paths,
+                 std::vector<koGeom::CompactMesh> const& meshes) {
+    trimora::WriteOptions const options = beginWriting(session);
+    throwIfUnwritten(session, trimora::writeMeshes(paths, meshes, options), {});
 }
 
 void requireWritableOutput(std::string const& outputPath) {

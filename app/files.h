@@ -6,6 +6,7 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -23,6 +24,9 @@ inline constexpr double extrudeBytesPerTriangle = 1000.0;
 inline constexpr double fillBytesPerTriangle = 700.0;      ///< of the result
 inline constexpr double triangulationBytesPerPair = 23.0;  ///< of corners of the longest hole
 inline constexpr double flattenBytesPerTriangle = 900.0;
+inline constexpr double stitchBytesPerTriangle = 700.0;
+inline constexpr double stitchBytesPerSample = 400.0;   ///< a fifth of the distance apart
+inline constexpr double mergeBytesPerTriangle = 150.0;  ///< of all inputs
 inline constexpr double verifyBytesPerTriangle = 400.0;
 inline constexpr double subdivideBytesPerQuad = 500.0;  ///< of the result
 
@@ -38,6 +42,10 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
 
 /// Writes the mesh. Throws Failure.
 void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh);
+
+/// Writes several meshes, all or none. Throws Failure.
+void storeMeshes(Session& session, std::vector<std::string> const& paths,
+                 std::vector<koGeom::CompactMesh> const& meshes);
 
 /// Throws Failure with code 4 when the output could not be written whatever the work brings: no format of that name, no such
 /// folder. Asked before the work begins.

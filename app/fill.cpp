@@ -8,7 +8,6 @@
 #include "reports.h"
 #include "toolkit/meshHoleFilling.h"
 
-#include <charconv>
 #include <cstdio>
 
 namespace app {
@@ -46,31 +45,6 @@ struct FillRun {
     bool isTimedOut = false;
 };
 
-bool parseNumber(std::string_view text, std::int64_t& number) {
-    auto const [stopped, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && stopped == text.data() + text.size() && number >= 0;
-}
-
-/// Numbers and ranges "1,3,5-9".
-bool parseRanges(std::string_view text, HoleChoice& choice) {
-    choice.kind = HoleChoice::Kind::Numbers;
-    for (bool goesOn = true; goesOn;) {
-        std::size_t const comma = text.find(',');
-        std::string_view const word = text.substr(0, comma);
-        std::size_t const dash = word.find('-');
-        std::int64_t first = 0;
-        std::int64_t last = 0;
-        if (!parseNumber(word.substr(0, dash), first) ||
-            !parseNumber(dash == std::string_view::npos ? word : word.substr(dash + 1), last) ||
-            first > last)
-            return false;
-        choice.ranges.emplace_back(first, last);
-        goesOn = comma != std::string_view::npos;
-        text.remove_prefix(goesOn ? comma + 1 : text.size());
-    }
-    return true;
-}
-
 /// Nothing for a text that names no holes. A perimeter in percent is one of the box's diagonal.
 std::optional<HoleChoice> parseChoice(std::string const& text, double diagonal) {
     std::string_view const edges = "max-edges:";
@@ -83,11 +57,10 @@ std::optional<HoleChoice> parseChoice(std::string const& text, double diagonal) 
         return choice;
     }
     if (text.rfind(edges, 0) == 0) {
-        std::int64_t most = 0;
+        auto const most = parseCount(std::string_view(text).substr(edges.size()));
         choice.kind = HoleChoice::Kind::MaxEdges;
-        bool const isNumber = parseNumber(std::string_view(text).substr(edges.size()), most);
-        choice.limit = static_cast<double>(most);
-        return isNumber && most > 0 ? std::optional(choice) : std::nullopt;
+        choice.limit = static_cast<double>(most.value_or(0));
+        return choice.limit > 0.0 ? std::optional(choice) : std::nullopt;
     }
     if (text.rfind(perimeter, 0) == 0) {
         auto const length = parseLength(text.substr(perimeter.size()));
@@ -95,7 +68,8 @@ std::optional<HoleChoice> parseChoice(std::string const& text, double diagonal) 
         choice.limit = length ? length->of(diagonal) : 0.0;
         return length ? std::optional(choice) : std::nullopt;
     }
-    return parseRanges(text, choice) ? std::optional(choice) : std::nullopt;
+    choice.kind = HoleChoice::Kind::Numbers;
+    return parseRanges(text, choice.ranges) ? std::optional(choice) : std::nullopt;
 }
 
 std::string faultOfHoles(std::string const& text) {
@@ -107,14 +81,10 @@ std::string faultOfHoles(std::string const& text) {
 
 void requireNumbers(FillRun const& run) {
     auto const count = static_cast<std::int64_t>(run.holes.size());
-    for (auto const& [first, last] : run.choice.ranges) {
-        if (first >= 1 && last <= count)
-            continue;
-        std::string const bad = std::to_string(first < 1 ? first : last);
-        throw Failure{UsageError, "--holes: there is no hole " + bad + "; the mesh has " +
-                                      trimora::countInWords(count, "hole") +
+    if (auto const bad = numberBeyond(run.choice.ranges, count))
+        throw Failure{UsageError, "--holes: there is no hole " + std::to_string(*bad) +
+                                      "; the mesh has " + trimora::countInWords(count, "hole") +
                                       (count > 0 ? ", numbered from 1; --list shows them" : "")};
-    }
 }
 
 void findHoles(Session& session, FillArguments const& arguments, koGeom::CompactMesh const& mesh,

@@ -2,6 +2,7 @@
 // standard error.
 
 #include "commands.h"
+#include "reports.h"
 
 #include "trimora/version.h"
 
@@ -51,9 +52,22 @@ CLI::App* addSubcommand(CLI::App& app, Invocation& invocation, char const* name,
 
 namespace {
 
-int fail(Failure const& failure) {
-    std::fputs(failure.json.c_str(), stdout);
-    std::fprintf(stderr, "trimora: %s\n", failure.message.c_str());
+/// What a refusal puts on standard output with --json.
+std::string refusalJson(Failure const& failure) {
+    std::string const start = failure.file + ": ";
+    bool const hasFile = !failure.file.empty() && failure.message.rfind(start, 0) == 0;
+    return toText(
+        {{"file", failure.file.empty() ? Json(nullptr) : Json(failure.file)},
+         {"refusal", hasFile ? failure.message.substr(start.size()) : failure.message},
+         {"problemPoint", failure.problemPoint ? Json(*failure.problemPoint) : Json(nullptr)}});
+}
+
+int fail(Failure const& failure, bool wantsJson = false) {
+    if (wantsJson && !failure.json.empty())
+        std::fputs(failure.json.c_str(), stdout);
+    else if (wantsJson && failure.code == Refused)
+        std::fputs(refusalJson(failure).c_str(), stdout);
+    std::fprintf(stderr, "trimora: %s\n", onOneLine(failure.message).c_str());
     return failure.code;
 }
 
@@ -74,6 +88,7 @@ int failToParse(CLI::App const& app, CLI::ParseError const& error, std::string c
 }
 
 int run(Invocation const& invocation) {
+    bool const wantsJson = invocation.common.json;
     try {
         Session session(invocation.common);
         try {
@@ -82,21 +97,34 @@ int run(Invocation const& invocation) {
             return code;
         } catch (Failure const& failure) {
             session.finish();
-            return fail(failure);
+            return fail(failure, wantsJson);
         }
     } catch (Failure const& failure) {
-        return fail(failure);
+        return fail(failure, wantsJson);
     } catch (std::bad_alloc const&) {
-        return fail({Refused, "out of memory; use a smaller mesh or a machine with more memory"});
+        return fail({Refused, "out of memory; use a smaller mesh or a machine with more memory"},
+                    wantsJson);
     } catch (std::exception const& error) {
-        return fail({Refused, std::string("unexpected failure: ") + error.what()});
+        return fail({Refused, std::string("unexpected failure: ") + error.what()}, wantsJson);
     }
+}
+
+/// The option that ends in '=', without what it is to hold: the next word would be taken for that.
+std::string optionWithoutValue(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        std::string const word = argv[i];
+        if (word == "--")
+            break;
+        if (word.size() > 3 && word.rfind("--", 0) == 0 && word.find('=') == word.size() - 1)
+            return word.substr(0, word.size() - 1);
+    }
+    return {};
 }
 
 int main(int argc, char** argv) {
     CLI::App app(
-        "Checks, repairs, fills, reduces, cuts, refines, flattens, converts and measures triangle "
-        "meshes.",
+        "Checks, repairs, fills, stitches, reduces, cuts, refines, flattens, converts and measures "
+        "triangle meshes.",
         "trimora");
     app.set_version_flag("--version", std::string("trimora ") + koGeom::trimoraVersion());
     app.require_subcommand(1);
@@ -118,7 +146,11 @@ int main(int argc, char** argv) {
     addExtrude(app, invocation);
     addFill(app, invocation);
     addFlatten(app, invocation);
+    addStitch(app, invocation);
+    addMerge(app, invocation);
     addVerify(app, invocation);
+    if (std::string const option = optionWithoutValue(argc, argv); !option.empty())
+        return fail({UsageError, option + " takes a value, '" + option + "=VALUE'"});
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

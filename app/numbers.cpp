@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <string_view>
 
 namespace app {
 
@@ -42,6 +41,39 @@ std::vector<double> parseNumbers(std::string const& text, std::size_t count) {
         rest.remove_prefix(goesOn ? comma + 1 : rest.size());
     }
     return numbers.size() == count ? numbers : std::vector<double>();
+}
+
+std::optional<std::int64_t> parseCount(std::string_view text) {
+    std::int64_t number = 0;
+    char const* const end = text.data() + text.size();
+    auto const [stopped, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stopped == end && number >= 0 ? std::optional(number)
+                                                                 : std::nullopt;
+}
+
+bool parseRanges(std::string_view text, Ranges& ranges) {
+    for (bool goesOn = true; goesOn;) {
+        std::size_t const comma = text.find(',');
+        std::string_view const word = text.substr(0, comma);
+        std::size_t const dash = word.find('-');
+        auto const first = parseCount(word.substr(0, dash));
+        auto const last =
+            dash == std::string_view::npos ? first : parseCount(word.substr(dash + 1));
+        if (!first || !last || *first > *last)
+            return false;
+        ranges.emplace_back(*first, *last);
+        goesOn = comma != std::string_view::npos;
+        text.remove_prefix(goesOn ? comma + 1 : text.size());
+    }
+    return true;
+}
+
+std::optional<std::int64_t> numberBeyond(Ranges const& ranges, std::int64_t count) {
+    for (auto const& [first, last] : ranges) {
+        if (first < 1 || last > count)
+            return first < 1 ? first : last;
+    }
+    return std::nullopt;
 }
 
 std::optional<double> parseFraction(std::string text) {

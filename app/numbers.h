@@ -1,15 +1,30 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace app {
 
 /// The numbers of a text like "0,0,1,-0.5"; empty unless it holds exactly `count` finite ones.
 std::vector<double> parseNumbers(std::string const& text, std::size_t count);
+
+/// A whole number from 0 on.
+std::optional<std::int64_t> parseCount(std::string_view text);
+
+/// First and last of each.
+using Ranges = std::vector<std::pair<std::int64_t, std::int64_t>>;
+
+/// Numbers and ranges like "1,3,5-9"; false for a text that is none.
+bool parseRanges(std::string_view text, Ranges& ranges);
+
+/// A number of the ranges that is not in 1 to `count`, if there is one.
+std::optional<std::int64_t> numberBeyond(Ranges const& ranges, std::int64_t count);
 
 /// A length like "0.25", or like "0.1%" of another length.
 struct Length {

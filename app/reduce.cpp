@@ -72,6 +72,36 @@ void reduceLoaded(Session& session, ReduceArguments const& arguments, LoadedMesh
     session.throwIfCancelled();
 }
 
+/// How many triangles face the other way than the surface that was there; 0 where nothing was measured.
+int numTurned(ReduceResult const& result) {
+    return result.measured ? result.measured->turnedTriangles : 0;
+}
+
+std::vector<std::string> warningsOf(ReduceResult const& result) {
+    ReduceOutcome const& outcome = result.outcome;
+    std::vector<std::string> warnings;
+    if (int const turned = numTurned(result); turned > 0)
+        warnings.push_back(countInWords(turned, "triangle faces", "triangles face") +
+                           " away from the surface that was there: the result may be folded, "
+                           "'trimora check' tells where" +
+                           (result.options.method == ReduceMethod::Tolerance
+                                ? "; a smaller tolerance folds less"
+                                : "; a larger fraction folds less, --tolerance hardly ever"));
+    if (outcome.flattenedPieces > 0)
+        warnings.push_back(countInWords(outcome.flattenedPieces, "closed piece") +
+                           " came down to two triangles on the same three vertices, which hold no "
+                           "volume; 'trimora repair' leaves one of the two");
+    if (outcome.nonManifoldEdges > 0)
+        warnings.push_back(countInWords(outcome.nonManifoldEdges, "edge has", "edges have") +
+                           " more than two triangles, where nothing can go; repair the mesh "
+                           "first, with 'trimora repair'");
+    if (result.coincidentVertices.value_or(0) > 0)
+        warnings.push_back(
+            countInWords(*result.coincidentVertices, "vertex coincides", "vertices coincide") +
+            " with others: such seams count as borders, which stay; weld the mesh first");
+    return warnings;
+}
+
 Json reduceJson(ReduceArguments const& arguments, ReduceResult const& result,
                 trimora::ReadReport const& report) {
     ReduceOutcome const& outcome = result.outcome;
@@ -96,7 +126,9 @@ Json reduceJson(ReduceArguments const& arguments, ReduceResult const& result,
         {"coincidentVertices",
          result.coincidentVertices ? Json(*result.coincidentVertices) : Json(nullptr)},
         {"flattenedPieces", outcome.flattenedPieces},
+        {"nonManifoldEdges", outcome.nonManifoldEdges},
         {"droppedVertexSets", outcome.dropped},
+        {"warnings", warningsOf(result)},
         {"read", toJson(report)}};
     return json;
 }
@@ -126,14 +158,8 @@ std::string reduceText(ReduceArguments const& arguments, ReduceResult const& res
         text += "  " + countInWords(outcome.unusedVertices, "vertex", "vertices") +
                 " that no triangle used " + (outcome.unusedVertices == 1 ? "was" : "were") +
                 " removed\n";
-    if (outcome.flattenedPieces > 0)
-        text += warningLine(countInWords(outcome.flattenedPieces, "closed piece") +
-                            " came down to two triangles on the same three vertices, which hold no "
-                            "volume; 'trimora repair' leaves one of the two");
-    if (result.coincidentVertices.value_or(0) > 0)
-        text += "  " +
-                countInWords(*result.coincidentVertices, "vertex coincides", "vertices coincide") +
-                " with others: such seams count as borders, which stay; weld the mesh first\n";
+    for (std::string const& warning : warningsOf(result))
+        text += warningLine(warning);
     return text + droppedLine(outcome.dropped) + "  written to " + nameOfOutput(arguments.output) +
            "\n";
 }

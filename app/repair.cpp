@@ -37,7 +37,7 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
     trimora::RepairOutcome outcome = trimora::repairMesh(mesh, options, session.progress());
     session.throwIfCancelled();
     if (!outcome.refusal.empty())
-        throw Failure{Refused, arguments.input + ": " + outcome.refusal};
+        throw Failure{Refused, arguments.input + ": " + outcome.refusal, arguments.input};
     return outcome;
 }
 

@@ -289,6 +289,23 @@ std::string warningLine(std::string const& text) {
     return "  warning: " + text + "\n";
 }
 
+std::string onOneLine(std::string const& text) {
+    std::string line;
+    unsigned char former = 0;
+    for (char const letter : text) {
+        auto const byte = static_cast<unsigned char>(letter);
+        bool const isWideControl = former == 0xc2 && byte >= 0x80 && byte < 0xa0;  // in UTF-8
+        if (isWideControl)
+            line.pop_back();
+        if (byte < 0x20 || byte == 0x7f || isWideControl)
+            line += format("\\x%02x", byte);
+        else
+            line += letter;
+        former = byte;
+    }
+    return line;
+}
+
 std::string numberInWords(double number) {
     return format("%.4g", number);
 }

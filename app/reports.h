@@ -36,6 +36,9 @@ std::string droppedLine(std::vector<std::string> const& names);
 /// A line for people that begins with "warning: ".
 std::string warningLine(std::string const& text);
 
+/// Text with what would move a terminal's cursor or end the line written out, "\x1b": it may come from a file.
+std::string onOneLine(std::string const& text);
+
 /// "0.00123", four digits.
 std::string numberInWords(double number);
 std::string secondsInWords(double seconds);

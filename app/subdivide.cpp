@@ -32,12 +32,14 @@ void requireRoom(Session const& session, SubdivideArguments const& arguments,
                  LoadedMesh const& loaded) {
     double const quads = trimora::numSubdividedQuads(loaded.mesh.getNumTriangles(),
                                                      numFacesOf(loaded), arguments.levels);
-    std::string const name = arguments.input + ": " + countInWords(arguments.levels, "level");
+    std::string const levels = countInWords(arguments.levels, "level");
     if (quads > trimora::maxSubdividedQuads)
-        throw Failure{Refused, name + " would give more than " +
-                                   numberInWords(trimora::maxSubdividedQuads) +
-                                   " quads, which cannot be numbered; take fewer levels"};
-    session.requireMemory(subdivideBytesPerQuad * quads, name);
+        throwIfRefused(session, {arguments.input,
+                                 levels + " would give more than " +
+                                     numberInWords(trimora::maxSubdividedQuads) +
+                                     " quads, which cannot be numbered; take fewer levels",
+                                 {}});
+    session.requireMemory(subdivideBytesPerQuad * quads, arguments.input, levels);
 }
 
 ExitCode subdivide(Session& session, SubdivideArguments const& arguments) {

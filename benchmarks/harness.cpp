@@ -3,10 +3,13 @@
 #include "toolkit/readMesh.h"
 #include "toolkit/sampleMeshes.h"
 
+#include "trimora/connectivity/meshBoundingBox.h"
+#include "trimora/contract/koGeom/BoundingBox.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -86,6 +89,28 @@ void report(Case const& each, int threads, Times const& times) {
                        {"check", check}});
 }
 
+NamedMesh wavy(NamedMesh const& named) {
+    NamedMesh result{named.name + "_wavy", named.mesh};
+    koGeom::BoundingBox box;
+    koGeom::meshBoundingBox(named.mesh, box);
+    double const diagonal = static_cast<double>(box.diagonalLength());
+    std::uint64_t state = 3;
+    auto const uniform = [&state] {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return static_cast<double>(state >> 11) * 0x1.0p-53;
+    };
+    float* const coordinates = result.mesh.getVerticesRaw();
+    for (int v = 0; v < result.mesh.getNumVertices(); ++v) {
+        float* const p = coordinates + 3 * static_cast<std::ptrdiff_t>(v);
+        double const at[3] = {p[0] / diagonal, p[1] / diagonal, p[2] / diagonal};
+        for (int k = 0; k < 3; ++k) {
+            double const wave = std::sin(170.0 * at[(k + 1) % 3] + 40.0 * at[(k + 2) % 3]);
+            p[k] += static_cast<float>(diagonal * (5e-4 * wave + 2e-5 * (uniform() - 0.5)));
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 Options& options() {
@@ -132,6 +157,11 @@ NamedMesh const& smallMesh() {
 NamedMesh const& largeMesh() {
     static NamedMesh const mesh{smallMesh().name + "_x16",
                                 inOrderOfUse(split(split(smallMesh().mesh)))};
+    return mesh;
+}
+
+NamedMesh const& wavyMesh() {
+    static NamedMesh const mesh = wavy(largeMesh());
     return mesh;
 }
 

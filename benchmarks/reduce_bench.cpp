@@ -61,7 +61,10 @@ void withTolerance(NamedMesh const& named) {
 }  // namespace
 
 void reduceCases() {
-    for (NamedMesh const* const named : bothMeshes()) {
+    std::vector<NamedMesh const*> meshes = bothMeshes();
+    if (!options().smallOnly)
+        meshes.push_back(&wavyMesh());
+    for (NamedMesh const* const named : meshes) {
         toFraction(*named, "reduce_fraction_10%", 0.1);
         toFraction(*named, "reduce_fraction_1%", 0.01);
         withTolerance(*named);

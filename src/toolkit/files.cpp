@@ -152,10 +152,10 @@ bool InputFile::fetch(std::uint64_t begin, std::size_t count, char* target) cons
 OutputFile::~OutputFile() {
     if (ownsDescriptor_)
         ::close(descriptor_);
-    if (!temporary_.empty()) {
+    if (!temporary_.empty())
         ::unlink(temporary_.c_str());
-        setPendingOutput("");
-    }
+    if (isAnnounced_)
+        forgetPendingOutputs();
 }
 
 FileOutcome OutputFile::failed(char const* what, int code) const {
@@ -198,15 +198,15 @@ FileOutcome OutputFile::openBeside(bool replaces, unsigned mode) {
     constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts && descriptor_ < 0; ++attempt) {
         temporary_ = stem + std::to_string(counter++) + ".tmp";
-        setPendingOutput(
-            temporary_);  // before it is there: whoever ends the process meanwhile finds it
+        // Before it is there: whoever ends the process meanwhile finds it.
+        addPendingOutput(temporary_);
+        isAnnounced_ = true;
         descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
         if (descriptor_ < 0 && errno != EEXIST)
             break;
     }
     if (descriptor_ < 0) {
         int const code = errno;
-        setPendingOutput("");
         temporary_.clear();
         return failed("cannot be created", code);
     }
@@ -230,20 +230,29 @@ FileOutcome OutputFile::write(std::string_view bytes) {
     return FileOutcome::done();
 }
 
-FileOutcome OutputFile::commit() {
-    if (ownsDescriptor_) {
-        ownsDescriptor_ = false;  // whatever close says, the descriptor is gone
-        if (::close(descriptor_) != 0)
-            return failed("cannot be closed", errno);
-    }
+FileOutcome OutputFile::close() {
+    if (!ownsDescriptor_)
+        return FileOutcome::done();
+    ownsDescriptor_ = false;  // whatever close says, the descriptor is gone
+    return ::close(descriptor_) == 0 ? FileOutcome::done() : failed("cannot be closed", errno);
+}
+
+FileOutcome OutputFile::putInPlace() {
     if (temporary_.empty())
         return FileOutcome::done();
-    if (!claimPendingOutput())
-        return FileOutcome::failed(Failure::Cancelled, name_ + ": discarded, since the run ends");
     if (::rename(temporary_.c_str(), target_.c_str()) != 0)
         return failed("cannot be put in place", errno);
     temporary_.clear();
+    isAnnounced_ = false;  // it stands, and who asks is to hear so
     return FileOutcome::done();
+}
+
+FileOutcome OutputFile::commit() {
+    if (FileOutcome const closed = close(); !closed)
+        return closed;
+    if (!temporary_.empty() && !claimPendingOutputs())
+        return FileOutcome::failed(Failure::Cancelled, name_ + ": discarded, since the run ends");
+    return putInPlace();
 }
 
 }  // namespace trimora

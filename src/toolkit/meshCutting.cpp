@@ -7,7 +7,10 @@
 #include "toolkit/surfaceFault.h"
 
 #include "trimora/assembly/MeshSelect.h"
+#include "trimora/assembly/meshExtract.h"
 #include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/contract/koGeom/MeshSubset.h"
+#include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/topology/meshCut.h"
 
 #include <algorithm>
@@ -86,6 +89,17 @@ std::vector<int> selectedTriangles(CompactMesh const& mesh) {
     return list;
 }
 
+/// The vertices of triangles, ascending.
+std::vector<int> cornersOf(CompactMesh const& mesh, std::vector<int> const& triangles) {
+    std::vector<int> list;
+    for (int const t : triangles)
+        list.insert(list.end(), mesh.getTriangles()[t].vertices,
+                    mesh.getTriangles()[t].vertices + 3);
+    std::sort(list.begin(), list.end());
+    list.erase(std::unique(list.begin(), list.end()), list.end());
+    return list;
+}
+
 // A region that was replaced comes back behind the triangles that stayed.
 std::vector<int> trianglesFrom(CompactMesh const& mesh, int first) {
     std::vector<int> list(static_cast<std::size_t>(std::max(0, mesh.getNumTriangles() - first)));
@@ -118,31 +132,37 @@ CutOutcome refused(SurfaceFault const& fault) {
     return outcome;
 }
 
+/// Refused for the curves, where they have the place.
 CutOutcome refusedAt(std::string const& what, Point const& place, std::string const& advice) {
     CutOutcome outcome = refused(what + " at " + positionInWords(place) + "; " + advice);
     outcome.problemPoint = {place.x, place.y, place.z};
+    outcome.isOfCurves = true;
     return outcome;
 }
 
-/// Counts a point for each triangle on which it lies, vertices left out: they are corners anyway.
-void countPoint(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshCoord const& coord,
-                std::vector<int>& counts) {
+bool isOnVertex(MeshCoord const& coord) {
+    return std::count(coord.weights, coord.weights + 3, 0.0) == 2;
+}
+
+/// The triangles that hold a place. Exact zeros tell what it lies on.
+std::vector<int> trianglesAt(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+                             MeshCoord const& coord) {
     koGeom::MeshTriangle const& corners = mesh.getTriangles()[coord.triangle];
     std::vector<int> ends;
     for (int k = 0; k < 3; ++k) {
         if (coord.weights[k] != 0.0)
             ends.push_back(corners[k]);
     }
-    if (ends.size() == 3)
-        ++counts[static_cast<std::size_t>(coord.triangle)];
-    if (ends.size() != 2)
-        return;
+    if (ends.empty() || ends.size() == 3)
+        return {coord.triangle};
+    std::vector<int> found;
     int const* const around = adjTris.triIndices(ends[0]);
     for (int i = 0; i < adjTris.numTris(ends[0]); ++i) {
         int const* const others = mesh.getTriangles()[around[i]].vertices;
-        if (std::find(others, others + 3, ends[1]) != others + 3)
-            ++counts[static_cast<std::size_t>(around[i])];
+        if (std::find(others, others + 3, ends.back()) != others + 3)
+            found.push_back(around[i]);
     }
+    return found;
 }
 
 /// The triangle with the most points of the curves, and how many: its polygon gets three corners more.
@@ -150,8 +170,12 @@ std::pair<int, int> fullestTriangle(CompactMesh const& mesh, MeshAdjTris const& 
                                     SurfaceCurves const& curves) {
     std::vector<int> counts(static_cast<std::size_t>(mesh.getNumTriangles()), 0);
     for (auto const& curve : curves) {
-        for (MeshCoord const& coord : curve)
-            countPoint(mesh, adjTris, coord, counts);
+        for (MeshCoord const& coord : curve) {
+            if (isOnVertex(coord))
+                continue;  // a corner anyway
+            for (int const t : trianglesAt(mesh, adjTris, coord))
+                ++counts[static_cast<std::size_t>(t)];
+        }
     }
     auto const fullest = std::max_element(counts.begin(), counts.end());
     return {static_cast<int>(fullest - counts.begin()), fullest != counts.end() ? *fullest : 0};
@@ -169,10 +193,46 @@ void selectRegion(CompactMesh& mesh, MeshAdjTris const& adjTris, SurfaceCurves c
     select.selectVerticesFromTriangles();
 }
 
-// Places come out in the mesh's own size.
-CutOutcome outcomeOf(CompactMeshCutResult const& result, double scale) {
-    Point place = result.getProblemPoint();
-    place.set(place.x / scale, place.y / scale, place.z / scale);
+bool isOnBorder(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshCoord const& coord) {
+    std::vector<int> const around = trianglesAt(mesh, adjTris, coord);
+    if (!isOnVertex(coord))
+        return around.size() == 1 && std::count(coord.weights, coord.weights + 3, 0.0) == 1;
+    auto const corner = std::max_element(coord.weights, coord.weights + 3) - coord.weights;
+    int const v = mesh.getTriangles()[coord.triangle].vertices[corner];
+    std::vector<int> others;  // twice each, but for those along the border
+    for (int const t : around) {
+        for (int const w : mesh.getTriangles()[t].vertices) {
+            if (w != v)
+                others.push_back(w);
+        }
+    }
+    std::sort(others.begin(), others.end());
+    return std::any_of(others.begin(), others.end(), [&others](int w) {
+        auto const [first, last] = std::equal_range(others.begin(), others.end(), w);
+        return last - first == 1;
+    });
+}
+
+/// The first end of a curve that lies inside the surface, where nothing leads on.
+Point endInside(CompactMesh const& mesh, MeshAdjTris const& adjTris, SurfaceCurves const& curves) {
+    auto const placeOf = [&mesh](MeshCoord const& coord) {
+        return coord.evaluate(mesh.getVertices(), mesh.getTriangles());
+    };
+    for (auto const& curve : curves) {
+        if (curve.empty() || placeOf(curve.front()) == placeOf(curve.back()))
+            continue;
+        for (MeshCoord const& end : {curve.front(), curve.back()}) {
+            if (!isOnBorder(mesh, adjTris, end))
+                return placeOf(end);
+        }
+    }
+    auto const drawn = std::find_if(curves.begin(), curves.end(),
+                                    [](auto const& curve) { return !curve.empty(); });
+    return drawn != curves.end() ? placeOf(drawn->front()) : Point();
+}
+
+// The problem point in the mesh's own size.
+CutOutcome outcomeOf(CompactMeshCutResult const& result, Point const& place, Point const& end) {
     switch (result.getStatus()) {
     case CompactMeshCutResult::CutSuccess:
         return {};
@@ -180,16 +240,109 @@ CutOutcome outcomeOf(CompactMeshCutResult const& result, double scale) {
         return refusedAt("a curve ends inside a triangle", place,
                          "let it run on to the border, to another curve or back to its start");
     case CompactMeshCutResult::CutNoCurves:
-        return refused("a curve has fewer than 2 points");
+        break;
     case CompactMeshCutResult::CutInsideFace:
         return refusedAt("a piece of curve stays inside one triangle, or three curves cross one "
                          "another in it,",
                          place, "subdivide the mesh there first, or move the curve");
     case CompactMeshCutResult::CutNothingLeft:
-        break;
+        return refusedAt("nothing is left to cut along, since the curves end inside the surface, "
+                         "the first",
+                         end, "let them run from border to border, or back to their first point");
     }
-    return refused("nothing is left to cut along, since the curves end inside the surface; let "
-                   "them run from border to border, or back to their first point");
+    CutOutcome outcome = refused("a curve has fewer than 2 points");
+    outcome.isOfCurves = true;
+    return outcome;
+}
+
+/// Whether two edges of a triangle run the same way: it has no area, and no edit can follow its surface.
+bool hasNullCorner(CompactMesh const& mesh, int triangle) {
+    koGeom::MeshTriangle const& corners = mesh.getTriangles()[triangle];
+    for (int k = 0; k < 3; ++k) {
+        Point const corner = pointOf(mesh, corners[k]);
+        koLinear::Normal const toNext(pointOf(mesh, corners[(k + 1) % 3]) - corner);
+        koLinear::Normal const toPrevious(pointOf(mesh, corners[(k + 2) % 3]) - corner);
+        if (std::abs(dot(toNext, toPrevious) - 1.0) <= koLinear::epsilonTol)
+            return true;
+    }
+    return false;
+}
+
+/// The triangles without area in a list, as many as there are, and the first one's centre.
+struct NullTriangles {
+    int count = 0;
+    Point place;
+};
+
+NullTriangles nullTriangles(CompactMesh const& mesh, std::vector<int> const& triangles) {
+    NullTriangles found;
+    for (int const t : triangles) {
+        if (!hasNullCorner(mesh, t))
+            continue;
+        if (found.count++ == 0)
+            found.place = MeshCoord(t, 1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0)
+                              .evaluate(mesh.getVertices(), mesh.getTriangles());
+    }
+    return found;
+}
+
+/// The triangles as a mesh of their own.
+CompactMesh extracted(CompactMesh const& mesh, std::vector<int> const& triangles) {
+    std::vector<int> vertices = cornersOf(mesh, triangles);
+    CompactMesh part;
+    koGeom::meshExtract(part, mesh,
+                        koGeom::MeshSubset(static_cast<int>(vertices.size()), vertices.data(),
+                                           static_cast<int>(triangles.size()), triangles.data()));
+    return part;
+}
+
+/// Vertices of the first mesh where the second one has none. What stays is not moved.
+int numGone(CompactMesh const& before, CompactMesh const& after) {
+    auto const places = [](CompactMesh const& mesh) {
+        std::vector<std::array<float, 3>> list;
+        for (int v = 0; v < mesh.getNumVertices(); ++v) {
+            koGeom::MeshVertex const& p = mesh.getVertices()[v];
+            list.push_back({p.x, p.y, p.z});
+        }
+        std::sort(list.begin(), list.end());
+        return list;
+    };
+    std::vector<std::array<float, 3>> const there = places(after);
+    std::vector<std::array<float, 3>> const all = places(before);
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [&there](auto const& place) {
+        return !std::binary_search(there.begin(), there.end(), place);
+    }));
+}
+
+/// Compares what the cut left with the region that was there, and puts it in place where it opened something.
+CutOutcome concluded(CompactMesh& mesh, CompactMesh& edited, std::vector<int> const& region,
+                     SurfaceCurves const& curves, double tolerance) {
+    int const numKept = mesh.getNumTriangles() - static_cast<int>(region.size());
+    std::vector<int> const newRegion = trianglesFrom(edited, numKept);
+    RegionSize const before = sizeOf(mesh, region);
+    RegionSize const after = sizeOf(edited, newRegion);
+    double const opened = 0.5 * (after.rim - before.rim);  // both sides of a cut are border
+    CutOutcome outcome;
+    outcome.areaBefore = outcome.areaAfter = areaOf(mesh);
+    outcome.curveLength = lengthOf(mesh, curves);
+    if (opened <= leastOpened * tolerance)
+        return outcome;
+    int const flatBefore = nullTriangles(mesh, region).count;
+    NullTriangles const flat = nullTriangles(edited, newRegion);
+    // Those that were there come out in pieces where a curve crosses them: no fault of the curve.
+    if (flat.count > 0 && flatBefore == 0)
+        return refusedAt(countInWords(flat.count, "triangle") + " without area would be left",
+                         flat.place,
+                         "curves lie on one another there, or nearly: draw each stretch once, or "
+                         "move the plane a little");
+    outcome.addedNullTriangles = std::max(0, flat.count - flatBefore);
+    outcome.openedLength = opened;
+    outcome.areaAfter += after.area - before.area;
+    outcome.regionBefore = extracted(mesh, region);
+    outcome.regionAfter = extracted(edited, newRegion);
+    outcome.removedVertices = numGone(outcome.regionBefore, outcome.regionAfter);
+    outcome.dropped = replaceMesh(mesh, edited);
+    return outcome;
 }
 
 }  // namespace
@@ -216,26 +369,17 @@ CutOutcome cutMesh(CompactMesh& mesh, SurfaceCurves const& curves, double tolera
     if (SurfaceFault const fault = faultOfSurface(edited, adjTris, edited.getSelectedTriangles()))
         return refused(fault);
     std::vector<int> const region = selectedTriangles(edited);
-    RegionSize const before = sizeOf(mesh, region);
     double const scale = unitScale(diagonalOf(mesh));
     scaleVertices(edited, scale);
-    CutOutcome outcome =
-        outcomeOf(koGeom::meshCut(edited, adjTris, curves, scale * tolerance), scale);
-    if (!outcome.refusal.empty())
-        return outcome;
+    auto const result = koGeom::meshCut(edited, adjTris, curves, scale * tolerance);
     scaleVertices(edited, 1.0 / scale);
+    Point place = result.getProblemPoint();
+    place.set(place.x / scale, place.y / scale, place.z / scale);
+    if (CutOutcome refusal = outcomeOf(result, place, endInside(mesh, adjTris, curves));
+        !refusal.refusal.empty())
+        return refusal;
 
-    int const numKept = mesh.getNumTriangles() - static_cast<int>(region.size());
-    RegionSize const after = sizeOf(edited, trianglesFrom(edited, numKept));
-    double const opened = 0.5 * (after.rim - before.rim);  // both sides of a cut are border
-    outcome.areaBefore = outcome.areaAfter = areaOf(mesh);
-    outcome.curveLength = lengthOf(mesh, curves);
-    if (opened <= leastOpened * tolerance)
-        return outcome;
-    outcome.openedLength = opened;
-    outcome.areaAfter += after.area - before.area;
-    outcome.dropped = replaceMesh(mesh, edited);
-    return outcome;
+    return concluded(mesh, edited, region, curves, tolerance);
 }
 
 }  // namespace trimora

@@ -3,6 +3,8 @@
 #include "toolkit/meshCounts.h"
 #include "toolkit/planeSection.h"
 
+#include "trimora/contract/koGeom/CompactMesh.h"
+
 #include <array>
 #include <optional>
 #include <string>
@@ -17,12 +19,20 @@ struct CutOutcome {
     std::string refusal;  ///< not empty: nothing was changed; what is wrong, where, and what to do
     std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
     bool isNonfinite = false;          ///< refused for a NaN or infinite coordinate near the curves
+    bool isOfCurves = false;           ///< refused for the curves, not for the mesh
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
     double areaBefore = 0.0;           ///< of the triangles without NaN or infinite corners
     double areaAfter = 0.0;
     double curveLength = 0.0;  ///< of all curves
     double openedLength =
         0.0;  ///< of the new border, its two sides counted once; 0: the mesh was left as it was
+    /// Vertices of the mesh that went with slivers beside the new border: the surface can have moved there.
+    int removedVertices = 0;
+    /// Triangles without area beside the new border, beyond those that were there: pieces of those, as a rule.
+    int addedNullTriangles = 0;
+    /// What the cut replaced and by what, for measuring how far the surface moved; empty when nothing was opened.
+    koGeom::CompactMesh regionBefore;
+    koGeom::CompactMesh regionAfter;
 };
 
 /// The length within which a curve's points are taken to lie on a vertex or an edge: a millionth of the diagonal.
@@ -37,7 +47,8 @@ TRIMORA_API double cutTolerance(koGeom::CompactMesh const& mesh);
 /// curves      neighbouring points share a triangle, as planeSection and laySurfaceCurves make them
 /// tolerance   length, see cutTolerance
 /// refuses     a surface that is no oriented manifold near the curves; more points in one triangle than its polygon may have; curves that
-///             end inside the surface and meet nothing; pieces that stay inside one triangle
+///             end inside the surface and meet nothing; pieces that stay inside one triangle; curves that run over one
+///             stretch twice, so that triangles without area would lie between them
 /// cost        the triangles near the curves, and a few passes over the mesh, on the calling thread
 TRIMORA_API CutOutcome cutMesh(koGeom::CompactMesh& mesh, SurfaceCurves const& curves,
                                double tolerance);

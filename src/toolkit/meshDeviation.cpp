@@ -11,6 +11,7 @@
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
 #include "trimora/spatial/MeshClosestPoint.h"
+#include "trimora/spatial/octreeIterators.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,7 +28,8 @@ using koLinear::Point;
 using koLinear::PointFlt;
 using koLinear::Vector;
 
-constexpr int pollInterval = 1000;  // closest points between two looks at the progress
+constexpr int pollInterval = 1000;    // closest points between two looks at the progress
+constexpr double equallyNear = 1e-6;  // of the diagonal, within which distances count as equal
 
 bool isFinite(PointFlt const& p) {
     return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
@@ -120,6 +122,80 @@ void ClosestAlg::executeChunk(int chunkIndex, int threadIndex) {
     updateProgress(threadIndex, double(chunkIndex) / numChunks);
 }
 
+/// Which triangles of a mesh are turned against the surface nearest to their centres.
+class TurnedAlg : public koUtil::ThreadedChunkAlg {
+public:
+    /// `nearest` tells of each triangle's centre the surface's nearest triangle and its distance.
+    TurnedAlg(Surface const& surface, CompactMesh const& mesh, std::vector<PointFlt> const& centres,
+              ClosestAlg const& nearest, double tolerance)
+        : surface_(surface),
+          mesh_(mesh),
+          centres_(centres),
+          nearest_(nearest),
+          tolerance_(tolerance),
+          isTurned(centres.size(), 0) {}
+
+    void executeChunk(int chunkIndex, int threadIndex) override;
+
+private:
+    bool turns(std::size_t triangle) const;
+    bool hasNearAlly(Point const& centre, double distance, Vector const& normal) const;
+
+    Surface const& surface_;
+    CompactMesh const& mesh_;
+    std::vector<PointFlt> const& centres_;
+    ClosestAlg const& nearest_;
+    double const tolerance_;
+
+public:
+    std::vector<char> isTurned;
+};
+
+void TurnedAlg::executeChunk(int chunkIndex, int threadIndex) {
+    int const total = static_cast<int>(centres_.size());
+    int const begin = getBeginIndex(chunkIndex, numChunks, total);
+    int const end = getBeginIndex(chunkIndex + 1, numChunks, total);
+    for (int i = begin; i < end; ++i) {
+        if (i % pollInterval == 0 && cancelled(threadIndex))
+            return;
+        isTurned[static_cast<std::size_t>(i)] = turns(static_cast<std::size_t>(i)) ? 1 : 0;
+    }
+    updateProgress(threadIndex, double(chunkIndex) / numChunks);
+}
+
+bool TurnedAlg::turns(std::size_t triangle) const {
+    int const nearest = nearest_.triangles[triangle];
+    if (nearest < 0)
+        return false;
+    Vector const normal = areaVector(mesh_, static_cast<int>(triangle));
+    return dot(normal, areaVector(surface_.mesh, nearest)) < 0.0 &&
+           !hasNearAlly(Point(centres_[triangle]), nearest_.distances[triangle] + tolerance_,
+                        normal);
+}
+
+/// Whether the surface has a triangle within the distance that faces the same way.
+bool TurnedAlg::hasNearAlly(Point const& centre, double distance, Vector const& normal) const {
+    float const* const vertices = surface_.mesh.getVerticesRaw();
+    int const* const triangles = surface_.mesh.getTrianglesRaw();
+    koGeom::Sphere const ball = {centre, distance};
+    koGeom::OctreeSphereIntersectIt voxels(*surface_.octree, ball);
+    for (; voxels.valid(); voxels.next()) {
+        int const voxel = voxels.get().node->voxelIndex;
+        int const* const there = surface_.octreeTris->firstTri(voxel);
+        for (int i = 0; i < surface_.octreeTris->numTris(voxel); ++i) {
+            if (dot(normal, areaVector(surface_.mesh, there[i])) <= 0.0)
+                continue;
+            koGeom::MeshCoord const place =
+                koGeom::meshTriClosestPt(vertices, triangles, there[i], centre);
+            Point const at =
+                place.evaluate(surface_.mesh.getVertices(), surface_.mesh.getTriangles());
+            if (koLinear::distance(centre, at) <= distance)
+                return true;
+        }
+    }
+    return false;
+}
+
 class DeviationMeasurement {
 public:
     DeviationMeasurement(CompactMesh const& first, CompactMesh const& second,
@@ -129,7 +205,7 @@ public:
     MeshDeviation run();
 
 private:
-    void search(ClosestAlg& alg, double share);
+    void run(koUtil::ThreadedChunkAlg& alg, double share);
     VertexDistances distances(Surface const& to, std::vector<PointFlt> const& points, double share);
     void countTurned(Surface const& first);
 
@@ -160,7 +236,7 @@ MeshDeviation DeviationMeasurement::run() {
     return result_;
 }
 
-void DeviationMeasurement::search(ClosestAlg& alg, double share) {
+void DeviationMeasurement::run(koUtil::ThreadedChunkAlg& alg, double share) {
     koUtil::Progress child;
     progress_.subPhase(share, child);
     alg.setProgress(&child);
@@ -171,7 +247,7 @@ void DeviationMeasurement::search(ClosestAlg& alg, double share) {
 VertexDistances DeviationMeasurement::distances(Surface const& to,
                                                 std::vector<PointFlt> const& points, double share) {
     ClosestAlg alg(to, points);
-    search(alg, share);
+    run(alg, share);
     VertexDistances result;
     double sum = 0.0;
     double sumOfSquares = 0.0;
@@ -196,14 +272,14 @@ VertexDistances DeviationMeasurement::distances(Surface const& to,
 
 void DeviationMeasurement::countTurned(Surface const& first) {
     std::vector<PointFlt> const points = centres(second_);
-    ClosestAlg alg(first, points);
-    search(alg, 0.3);
-    for (int t = 0; t < second_.getNumTriangles(); ++t) {
-        int const nearest = alg.triangles[static_cast<std::size_t>(t)];
-        bool const isTurned =
-            nearest >= 0 && dot(areaVector(second_, t), areaVector(first_, nearest)) < 0.0;
-        result_.turnedTriangles += isTurned ? 1 : 0;
-    }
+    ClosestAlg nearest(first, points);
+    run(nearest, 0.2);
+    if (progress_.cancelled())
+        return;
+    TurnedAlg turned(first, second_, points, nearest, equallyNear * result_.diagonal);
+    run(turned, 0.1);
+    result_.turnedTriangles =
+        static_cast<int>(std::count(turned.isTurned.begin(), turned.isTurned.end(), 1));
 }
 
 void scaleDistances(VertexDistances& distances, double scale) {

@@ -23,7 +23,8 @@ struct MeshDeviation {
     VertexDistances fromSecond;  ///< and the other way
     double diagonal = 0.0;       ///< of the box round the first mesh's measured vertices
     /// Triangles of the second mesh whose normal differs by more than 90 degrees from that of the first mesh's triangle
-    /// nearest to their centre. Triangles without a normal are not counted.
+    /// nearest to their centre, and of all that are equally near to a millionth of the diagonal: where a surface lies on
+    /// another one that faces the other way, either will do. Triangles without a normal are not counted.
     int turnedTriangles = 0;
     bool cancelled = false;  ///< the other fields mean nothing then
 

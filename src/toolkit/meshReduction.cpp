@@ -8,6 +8,7 @@
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/reduce/meshReduce.h"
 #include "trimora/reduce/meshReduceByEdgeCollapse.h"
+#include "trimora/repair/meshManifold.h"
 #include "trimora/topology/MeshConvertRep.h"
 
 #include <algorithm>
@@ -110,6 +111,14 @@ int numFlatPieces(CompactMesh const& mesh) {
     return count;
 }
 
+int numNonManifoldEdges(CompactMesh const& mesh) {
+    koGeom::MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh, adjTris);
+    koGeom::MeshManifoldResult found;
+    koGeom::meshManifold(mesh, adjTris, found);
+    return static_cast<int>(found.badEdgeAdj.size());
+}
+
 void reduceBare(CompactMesh& mesh, ReduceOptions const& options, koUtil::Progress& progress,
                 ReduceOutcome& outcome) {
     outcome.unusedVertices = mesh.getNumTriangles() > 0 ? removeUnusedVertices(mesh) : 0;
@@ -153,6 +162,8 @@ ReduceOutcome reduceMesh(CompactMesh& mesh, ReduceOptions const& options,
     CompactMesh& reduced = worksOnCopy ? bare : mesh;
     reduceScaled(reduced, options, scale, progress, outcome);
     outcome.flattenedPieces = std::max(0, numFlatPieces(reduced) - flatBefore);
+    if (outcome.stopped == "nothingLeft" || outcome.stopped == "onePercent")
+        outcome.nonManifoldEdges = numNonManifoldEdges(reduced);
     bool const isChanged = reduced.getNumVertices() < outcome.before.vertices ||
                            reduced.getNumTriangles() < outcome.before.triangles;
     if (worksOnCopy && isChanged)
@@ -169,8 +180,11 @@ std::string stopInWords(ReduceOutcome const& outcome) {
     if (outcome.stopped == "tolerance")
         return "nothing more could go within the tolerance";
     if (outcome.stopped == "nothingLeft")
-        return "nothing more could go: what is left lies on borders, or the surface would change "
-               "its shape";
+        return outcome.nonManifoldEdges > 0
+                   ? "nothing more could go: what is left lies on borders or on edges of more than "
+                     "two triangles, or the surface would change its shape"
+                   : "nothing more could go: what is left lies on borders, or the surface would "
+                     "change its shape";
     if (outcome.stopped == "onePercent")
         return "the last pass removed some, but less than 1 % of what it left";
     return "cancelled";

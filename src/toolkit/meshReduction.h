@@ -30,6 +30,8 @@ struct ReduceOutcome {
     int unusedVertices = 0;              ///< that no triangle used, removed first
     /// Closed pieces that came down to two triangles on the same three vertices: no volume is left in them.
     int flattenedPieces = 0;
+    /// Edges of more than two triangles in what is left, which no reducer removes; counted when nothing more could go.
+    int nonManifoldEdges = 0;
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
     double seconds = 0.0;              ///< of the reduction alone
     bool cancelled = false;            ///< the mesh is valid and partly reduced

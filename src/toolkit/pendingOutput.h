@@ -6,21 +6,24 @@
 
 namespace trimora {
 
-// The one output file that this process is writing, as those have to know it who end the process: a file is filled under
-// a passing name and then claimed for its place. Discarding and claiming exclude each other, whichever thread comes first. Not for
-// several writers at once.
+// The output files that this process is writing, as those have to know them who end the process: files are filled under
+// passing names and then claimed for their places, all at once. Discarding and claiming exclude each other, whichever thread
+// comes first. One thread writes; any may discard.
 
-/// Announces the file that is going to be filled; an empty path forgets it.
-TRIMORA_API void setPendingOutput(std::string const& path);
+/// Announces a file that is going to be filled, beside those announced since the last claim.
+TRIMORA_API void addPendingOutput(std::string const& path);
 
-/// Announces that the file is complete and is about to be put in place: from now on it is not discarded.
+/// Forgets all files, and that any was claimed.
+TRIMORA_API void forgetPendingOutputs();
+
+/// Announces that all the files are complete and about to be put in place: from now on none is discarded.
 ///
-/// returns     false when it was discarded before: it must not be put in place, and the process is ending
-TRIMORA_API bool claimPendingOutput();
+/// returns     false when they were discarded before: none must be put in place, and the process is ending
+TRIMORA_API bool claimPendingOutputs();
 
-/// Deletes the file that is being filled, if there is one. Safe to call from a signal handler.
+/// Deletes the files that are being filled, if there are any. Safe to call from a signal handler.
 ///
-/// returns     false when an output was claimed since the last announcement: it stands, or is about to
-TRIMORA_API bool discardPendingOutput();
+/// returns     false when outputs were claimed since the last announcement: they stand, or are about to
+TRIMORA_API bool discardPendingOutputs();
 
 }  // namespace trimora

@@ -35,13 +35,24 @@ SurfaceFault faultAt(std::string const& what, Point const& place, std::string co
     return {what + " at " + positionInWords(place) + rest, {{place.x, place.y, place.z}}};
 }
 
+/// The place is that of another corner of the triangle, where it has a finite one.
+SurfaceFault nonfiniteFault(CompactMesh const& mesh, koGeom::MeshTriangle const& corners) {
+    for (int const v : corners.vertices) {
+        Point const p = pointOf(mesh, v);
+        if (isFinite(p))
+            return {"a triangle at " + positionInWords(p) + " has a corner that is NaN or infinite",
+                    {{p.x, p.y, p.z}},
+                    true};
+    }
+    return {"a triangle has corners that are all NaN or infinite", {}, true};
+}
+
 SurfaceFault faultOfTriangles(CompactMesh const& mesh) {
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
-        for (int const v : corners.vertices) {
-            if (!isFinite(pointOf(mesh, v)))
-                return {"a triangle has a corner that is NaN or infinite", {}, true};
-        }
+        if (!std::all_of(corners.vertices, corners.vertices + 3,
+                         [&mesh](int v) { return isFinite(pointOf(mesh, v)); }))
+            return nonfiniteFault(mesh, corners);
         if (corners[0] == corners[1] || corners[1] == corners[2] || corners[2] == corners[0])
             return faultAt("a triangle names a vertex twice", pointOf(mesh, corners[0]));
     }

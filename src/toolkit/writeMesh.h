@@ -7,6 +7,7 @@
 #include "trimora/export.h"
 
 #include <string>
+#include <vector>
 
 namespace trimora {
 
@@ -32,5 +33,15 @@ struct WriteOptions {
 /// cost        linear; numbers are formatted on the shared pool; some 20 MB of scratch
 TRIMORA_API FileOutcome writeMesh(std::string const& path, koGeom::CompactMesh const& mesh,
                                   WriteOptions const& options = {});
+
+/// Writes several mesh files, all or none: each is filled beside its place, and when all are complete they are put in
+/// place, in order.
+///
+/// paths       one a mesh, all different; else as for writeMesh
+/// returns     done, or what went wrong; then no file has changed. Only where the system refuses a renaming in the middle do those
+///             before it stand, and the message names them
+TRIMORA_API FileOutcome writeMeshes(std::vector<std::string> const& paths,
+                                    std::vector<koGeom::CompactMesh> const& meshes,
+                                    WriteOptions const& options = {});
 
 }  // namespace trimora

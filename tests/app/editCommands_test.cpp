@@ -1,38 +1,14 @@
 // reduce, cut, subdivide, extrude and verify from outside: what they write, what they tell, and how they refuse.
 
-#include "app/runCommand.h"
+#include "app/editRun.h"
 #include "support/builders.h"
 #include "support/corpus.h"
 #include "toolkit/sampleMeshes.h"
-#include "toolkit/writeMesh.h"
 
 #include <cmath>
 #include <doctest/doctest.h>
 
 using namespace commandTest;
-
-namespace {
-
-void store(std::string const& path, koGeom::CompactMesh const& mesh) {
-    REQUIRE(trimora::writeMesh(path, mesh));
-}
-
-nlohmann::json checkOf(std::string const& path) {
-    Run const check = run("check --json " + path);
-    REQUIRE(check.code <= 1);
-    return check.json();
-}
-
-/// A failure of the given code whose one line holds the words.
-bool refuses(std::string const& arguments, int code, std::string const& words) {
-    Run const result = run(arguments);
-    CAPTURE(result.err);
-    CHECK(result.failedWith(code));
-    CHECK(result.err.find(words) != std::string::npos);
-    return result.failedWith(code) && result.err.find(words) != std::string::npos;
-}
-
-}  // namespace
 
 TEST_CASE("reduceTellsWhatItCost") {
     TemporaryFolder const folder;
@@ -46,10 +22,26 @@ TEST_CASE("reduceTellsWhatItCost") {
         REQUIRE(reduce.code == 0);
         CHECK(reduce.err.empty());
         auto const json = reduce.json();
-        for (char const* const key :
-             {"file", "output", "method", "goal", "before", "after", "seconds", "passes", "stopped",
-              "maxDeviation", "measured", "turnedTriangles", "unusedVertices", "coincidentVertices",
-              "flattenedPieces", "tolerance", "droppedVertexSets", "read"}) {
+        for (char const* const key : {"file",
+                                      "output",
+                                      "method",
+                                      "goal",
+                                      "before",
+                                      "after",
+                                      "seconds",
+                                      "passes",
+                                      "stopped",
+                                      "maxDeviation",
+                                      "measured",
+                                      "turnedTriangles",
+                                      "unusedVertices",
+                                      "coincidentVertices",
+                                      "flattenedPieces",
+                                      "tolerance",
+                                      "nonManifoldEdges",
+                                      "droppedVertexSets",
+                                      "warnings",
+                                      "read"}) {
             CAPTURE(key);
             CHECK(json.contains(key));
         }
@@ -115,6 +107,19 @@ TEST_CASE("reduceExplainsWhereItCannotGoOn") {
         run("reduce " + (folder / "soup.obj") + " " + (folder / "out.obj") + " --fraction 0.5");
     CHECK(soup.code == 0);
     CHECK(soup.out.find("weld the mesh first") != std::string::npos);
+    store(folder / "sheet.obj", support::grid(4, 4));
+    std::string sheet = contentOf(folder / "sheet.obj");
+    std::istringstream lines(sheet);
+    for (std::string line, a, b, c, word; std::getline(lines, line);) {
+        if (line[0] == 'f' && std::istringstream(line) >> word >> a >> b >> c)
+            sheet += "f " + a + " " + c + " " + b + "\n";
+    }
+    writeFile(folder / "doubled.obj", sheet);
+    auto const doubled = run("reduce --json " + (folder / "doubled.obj") + " " +
+                             (folder / "out.obj") + " --collapse 0.5")
+                             .json();
+    CHECK(doubled["warnings"].dump().find("repair the mesh first") != std::string::npos);
+    CHECK(doubled["turnedTriangles"] == 0);
     Run const unmeasured = run("reduce --no-measure --json " + (folder / "soup.obj") + " " +
                                (folder / "out.obj") + " --fraction 0.5");
     CHECK(unmeasured.json()["coincidentVertices"] == 384 - 66);
@@ -129,6 +134,7 @@ TEST_CASE("reduceExplainsWhereItCannotGoOn") {
     refuses("reduce " + in + " " + out + " --fraction 150%", 2, "or like 50%");
     refuses("reduce " + in + " " + out + " --collapse %", 2, "'trimora reduce --help'");
     refuses("reduce " + in + " " + out + " --fraction=", 2, "--fraction takes a value");
+    refuses("reduce " + in + " " + out + " --fraction= --quiet", 2, "--fraction takes a value");
     refuses("reduce " + in, 2, "OUT is required; 'trimora reduce --help' explains the options");
     refuses("reduce " + in + " " + out + " --fraction nan", 2, "--fraction");
     refuses("reduce " + in + " " + out + " --tolerance -1", 2, "--tolerance");
@@ -222,6 +228,9 @@ TEST_CASE("cutRefusesInWords") {
         refuses(start + "--curve " + (folder / "curve.txt"), code, words);
     };
     refusesCurve("0 0 0\n1 x 0\n", 3, "line 2");
+    refusesCurve("0 0 0\n\x1b[31m 1 0\n", 3, "not '\\x1b[31m'");
+    refuses(start + "--plane $(printf '1,\\033[31m,2,3')", 2, "not '1,\\x1b[31m,2,3'");
+    refusesCurve("0 2.3 0\n4 2.4 0\n0 2.3 0\n", 5, "draw each stretch once");
     refusesCurve("1.2 1.1 0\n2.8 2.1 0\n", 5, "border to border");
     refusesCurve("1.5 1.2 0\n1.8 1.2 0\n1.8 1.4 0\n1.5 1.2 0\n", 5,
                  "subdivide the mesh there first");
@@ -247,6 +256,30 @@ TEST_CASE("cutRefusesInWords") {
     refuses("cut " + in + " " + (folder / "drawn.obj") + " --curve " + (folder / "drawn.obj"), 2,
             "which the output would replace");
     CHECK_FALSE(fs::exists(folder / "out.obj"));
+}
+
+TEST_CASE("cutTellsHowFarItMovedTheSurface") {
+    TemporaryFolder const folder;
+    std::string const coarse = support::corpusFile("spot_quads.obj");
+    if (coarse.empty())
+        return;
+    std::string const arguments =
+        coarse + " " + (folder / "out.obj") + " --plane=1.768,-0.39877,-1.78021,-0.04986";
+    auto const json = run("cut --json " + arguments).json();
+    REQUIRE(json["removedVertices"] > 0);
+    auto const measured = json["measured"];
+    double const largest = measured["inputToResult"]["largest"];
+    CHECK(largest > 0.0);
+    CHECK(measured["inputToResult"]["largestRelative"].get<double>() * 1e6 *
+              json["tolerance"].get<double>() ==
+          doctest::Approx(largest));  // the whole mesh's diagonal
+    CHECK(json["warnings"].size() == 1);
+    CHECK(run("cut " + arguments).out.find("warning: the surface moved by up to ") !=
+          std::string::npos);
+    auto const unmeasured = run("cut --json --no-measure " + arguments).json();
+    CHECK(unmeasured["measured"].is_null());
+    CHECK(unmeasured["warnings"].empty());
+    CHECK(unmeasured["removedVertices"] == json["removedVertices"]);
 }
 
 TEST_CASE("cutSaysWhenNothingWasOpened") {
@@ -275,51 +308,6 @@ TEST_CASE("cutSaysWhenNothingWasOpened") {
     CHECK(across["tolerance"].get<double>() == doctest::Approx(4.0 * std::sqrt(2.0) * 1e-6));
     CHECK(across["warnings"].empty());
     CHECK(across["droppedVertexSets"] == nlohmann::json({"uvs"}));
-}
-
-TEST_CASE("partsNeverHideWhatWasThere") {
-    TemporaryFolder const folder;
-    std::string const in = folder / "grid.obj";
-    std::string const cut = " --split --plane 1,0,0,-1.5 ";
-    store(in, support::grid(4, 4));
-    for (char const* const name :
-         {"p-2.obj", "p-9.obj", "p-10.obj", "p-010.obj", "p-x.obj", "q-3.obj"})
-        writeFile(folder / name, "v 0 0 0\n");
-    auto const json = run("cut --json" + cut + in + " " + (folder / "p.obj")).json();
-    CHECK(json["output"].is_null());
-    CHECK(json["parts"].size() == 2);
-    CHECK(json["otherParts"] == nlohmann::json({folder / "p-9.obj", folder / "p-10.obj"}));
-    CHECK(checkOf(folder / "p-2.obj")["triangles"] == json["parts"][1]["triangles"]);
-    CHECK(fs::exists(folder / "p-9.obj"));
-    CHECK(run("cut" + cut + in + " " + (folder / "p.obj"))
-              .out.find("2 files of the same form from an earlier run stayed") !=
-          std::string::npos);
-
-    fs::copy_file(in, folder / "r-2.obj");
-    refuses("cut" + cut + (folder / "r-2.obj") + " " + (folder / "r.obj"), 5, "is the input");
-    CHECK_FALSE(fs::exists(folder / "r-1.obj"));
-    store(folder / "soup.obj", support::soup(support::grid(4, 4)));
-    refuses("cut --max-parts 35" + cut + (folder / "soup.obj") + " " + (folder / "s.obj"), 5,
-            "--max-parts");
-    CHECK_FALSE(fs::exists(folder / "s-1.obj"));
-    CHECK(run("cut --max-parts 2" + cut + in + " " + (folder / "s.obj")).code == 0);
-}
-
-TEST_CASE("refusalsTellTheirPlaceInJson") {
-    TemporaryFolder const folder;
-    store(folder / "bow.obj", support::bowTie());
-    Run const cut = run("extrude --json " + (folder / "bow.obj") + " " + (folder / "out.obj") +
-                        " --selection all --distance 1");
-    CHECK(cut.code == 5);
-    CHECK(std::count(cut.err.begin(), cut.err.end(), '\n') == 1);
-    CHECK(cut.json()["file"] == folder / "bow.obj");
-    CHECK(cut.json()["refusal"].get<std::string>().find("(1 such vertex)") != std::string::npos);
-    CHECK(cut.json()["problemPoint"].size() == 3);
-    store(folder / "sphere.obj", support::sphere(2));
-    Run const miss = run("cut --json " + (folder / "sphere.obj") + " " + (folder / "out.obj") +
-                         " --plane 1,0,0,9");
-    CHECK(miss.code == 5);
-    CHECK(miss.json()["problemPoint"].is_null());
 }
 
 TEST_CASE("coordinatesThatAreNoNumbersNameTheOptionThatHelps") {
@@ -425,36 +413,6 @@ TEST_CASE("verifyNamesTheChecksThatFail") {
     CHECK(text.code == 1);
     CHECK(text.out.find("vertexFans     FAILED") != std::string::npos);
     CHECK(run("verify " + (folder / "absent.obj")).failedWith(3));
-}
-
-TEST_CASE("editsEndWithSixAndLeaveNothingWhenTimeIsUp") {
-    TemporaryFolder const folder;
-    std::string const in = folder / "big.obj";
-    store(in, trimora::makeScan(8, 1));
-    for (std::string const work : {"reduce --fraction 0.01", "reduce --collapse 0.01",
-                                   "subdivide --levels 2", "reduce --tolerance 1%"}) {
-        CAPTURE(work);
-        Run const late = run(work + " --timeout 0.4 " + in + " " + (folder / "out.obj"));
-        CHECK(late.code == 6);
-        CHECK(std::count(late.err.begin(), late.err.end(), '\n') == 1);
-        CHECK(folder.size() == 1);
-    }
-}
-
-// Once, what was done between two looks of the watcher was written however late it was.
-TEST_CASE("aTimeThatIsUpBeforeTheWorkEndsEveryEdit") {
-    TemporaryFolder const folder;
-    std::string const in = folder / "small.obj";
-    store(in, support::grid(2, 2));
-    for (std::string const work :
-         {"reduce --fraction 0.5", "cut --plane 1,0,0,-0.5", "subdivide", "convert", "weld",
-          "extrude --selection all --distance 1", "repair"}) {
-        CAPTURE(work);
-        CHECK(run(work + " --timeout 1e-9 " + in + " " + (folder / "out.obj")).failedWith(6));
-        CHECK(folder.size() == 1);
-    }
-    CHECK(run("verify --timeout 1e-9 " + in).failedWith(6));
-    CHECK(run("check --timeout 1e-9 " + in).failedWith(6));
 }
 
 TEST_CASE("piecesWithoutVolumeAreTold") {

@@ -115,6 +115,8 @@ CompactMesh corpusMesh(std::string const& path) {
     return support::meshOf(support::coordinatesOf(mesh), triangles);
 }
 
+constexpr double pairsByBruteForce = 1e7;  // of vertices and triangles; more take too long
+
 /// As reduction::farthestVertex, through a tree.
 double farthestVertexByTree(CompactMesh const& from, CompactMesh const& to) {
     SimpleMeshCache cache;
@@ -357,6 +359,9 @@ TEST_SUITE("meshReduce") {
             Reduced const reduced = withTolerance(source, tolerance);
             checkSoundness(source, reduced);
             CHECK(farthestVertexByTree(source, reduced.mesh) <= tolerance * (1.0 + 1e-9));
+            if (double(source.getNumVertices()) * reduced.mesh.getNumTriangles() <
+                pairsByBruteForce)
+                CHECK(reduction::farthestVertex(source, reduced.mesh) <= tolerance * (1.0 + 1e-9));
             if (reduction::isOrientedManifold(source)) {
                 CHECK(reduction::isOrientedManifold(reduced.mesh));
                 CHECK(support::eulerNumber(reduced.mesh) == support::eulerNumber(source));

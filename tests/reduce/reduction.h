@@ -2,6 +2,7 @@
 
 #include "support/builders.h"
 #include "support/oracles.h"
+#include "support/plainDistance.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshCoord.h"
@@ -69,15 +70,8 @@ inline double farthestVertex(koGeom::CompactMesh const& from, koGeom::CompactMes
     double farthest2 = 0.0;
     for (int v = 0; v < from.getNumVertices(); ++v) {
         koGeom::Point const p = from.getVertices()[v].asPoint();
-        double nearest2 =
-            used[static_cast<std::size_t>(v)] ? std::numeric_limits<double>::max() : 0.0;
-        for (int t = 0; t < to.getNumTriangles() && nearest2 > farthest2; ++t) {
-            koGeom::MeshCoord coord;
-            coord.project(t, to.getVerticesRaw(), to.getTrianglesRaw(), p);
-            koGeom::Point const nearest = coord.evaluate(to.getVerticesRaw(), to.getTrianglesRaw());
-            nearest2 = std::min(nearest2, distance2(nearest, p));
-        }
-        farthest2 = std::max(farthest2, nearest2);
+        if (used[static_cast<std::size_t>(v)])
+            farthest2 = std::max(farthest2, support::distance2ToMesh(p, to, farthest2));
     }
     return std::sqrt(farthest2);
 }

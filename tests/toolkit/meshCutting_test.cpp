@@ -4,7 +4,9 @@
 #include "support/checks.h"
 #include "support/corpus.h"
 #include "support/oracles.h"
+#include "support/plainDistance.h"
 #include "toolkit/meshCutting.h"
+#include "toolkit/meshDeviation.h"
 #include "toolkit/meshParts.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/meshVerification.h"
@@ -13,10 +15,13 @@
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 
+#include <cmath>
 #include <doctest/doctest.h>
 #include <limits>
+#include <set>
 
 using koGeom::CompactMesh;
+using koLinear::Vector;
 using trimora::CutOutcome;
 using trimora::MeshCounts;
 using trimora::Polyline;
@@ -160,6 +165,44 @@ TEST_CASE("refusalsChangeNothingAndSayWhatToDo") {
     CHECK(sheet.getSelectedTriangles().count == 0);
 }
 
+// Once, triangles without area were left between the two, and nothing was said.
+TEST_CASE("curvesThatLieOnOneAnotherAreRefusedWhereTheyDo") {
+    for (std::vector<Polyline> const& curves :
+         {std::vector<Polyline>{{{0, 2.3, 0}, {6, 2.4, 0}, {0, 2.3, 0}}},
+          std::vector<Polyline>{{{0, 2.3, 0}, {3.2, 2.3, 0}, {2.9, 2.3, 0}, {6, 2.3, 0}}},
+          std::vector<Polyline>{{{0, 2.3, 0}, {6, 2.3, 0}},
+                                {{0, 1, 0}, {2.2, 2.3, 0}, {3.7, 2.3, 0}, {6, 4, 0}}}}) {
+        CompactMesh sheet = support::grid(6, 6);
+        support::ModificationCounter const counter(sheet);
+        CutOutcome const outcome = cutByCurves(sheet, curves);
+        CHECK(outcome.refusal.find("draw each stretch once") != std::string::npos);
+        CHECK(outcome.isOfCurves);
+        REQUIRE(outcome.problemPoint.has_value());
+        CHECK((*outcome.problemPoint)[1] == doctest::Approx(2.35).epsilon(0.03));
+        CHECK(counter.total() == 0);
+        CHECK(sheet.getNumTriangles() == 72);
+    }
+    // What had such triangles before the cut is cut: the curve is not their cause.
+    CompactMesh flat = support::grid(6, 6);
+    flat.getVertices()[24] = flat.getVertices()[23];
+    CutOutcome const outcome = cutByCurves(flat, {{{0, 2.3, 0}, {6, 2.4, 0}}});
+    CHECK(outcome.refusal.empty());
+    CHECK(outcome.addedNullTriangles == 1);
+}
+
+TEST_CASE("endsInsideTheSurfaceHaveTheirPlace") {
+    for (Polyline const& curve :
+         {Polyline{{1.2, 1.1, 0}, {2.8, 2.1, 0}}, Polyline{{1.2, 1.1, 0}, {1.4, 1.2, 0}},
+          Polyline{{0, 0.5, 0}, {1.2, 1.1, 0}}, Polyline{{0, 0, 0}, {1.2, 1.1, 0}}}) {
+        CompactMesh sheet = support::grid(4, 4);
+        CutOutcome const outcome = cutByCurves(sheet, {curve});
+        CHECK(outcome.isOfCurves);
+        REQUIRE(outcome.problemPoint.has_value());
+        CHECK((*outcome.problemPoint)[0] == doctest::Approx(1.2));
+        CHECK((*outcome.problemPoint)[1] == doctest::Approx(1.1));
+    }
+}
+
 TEST_CASE("tooManyPointsInOneTriangleAreRefused") {
     CompactMesh sheet = support::grid(2, 2);
     trimora::SurfaceCurves curves(1);
@@ -265,7 +308,10 @@ TEST_CASE("faultsOfTheSurfaceHaveTheirPlace") {
     holed.getVertices()[24].x = std::numeric_limits<float>::quiet_NaN();
     CutOutcome const nonfinite = cutByPlane(holed, {1.0, 0.0, 0.0, -2.5});
     CHECK(nonfinite.isNonfinite);
+    CHECK_FALSE(nonfinite.isOfCurves);
     CHECK(nonfinite.refusal.find("leave such triangles out") != std::string::npos);
+    REQUIRE(nonfinite.problemPoint.has_value());
+    CHECK((*nonfinite.problemPoint)[0] == doctest::Approx(2.5).epsilon(0.3));
 }
 
 TEST_CASE("vertexSetsThatCannotBeCarriedAreNamed") {
@@ -310,4 +356,55 @@ TEST_CASE("realMeshesAreCutByPlanesInEveryDirection") {
             checkSound(cut);
         }
     }
+}
+
+// Slivers beside a cut are taken away within a tolerance of the border, not of the surface: on coarse meshes that shows.
+TEST_CASE("whatACutMovesOnCoarseMeshesIsTold") {
+    int numMoved = 0;
+    for (char const* const name :
+         {"spot_quads.obj", "fish_low.obj", "hand_open.obj", "torus.obj"}) {
+        std::string const path = support::corpusFile(name);
+        if (path.empty())
+            continue;
+        CAPTURE(name);
+        CompactMesh mesh;
+        trimora::ReadReport report;
+        REQUIRE(trimora::readMesh(path, mesh, report));
+        Vector sum;
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
+            sum += mesh.getVertices()[v].asPoint().asVector();
+        sum /= mesh.getNumVertices();
+        for (Vector const& n :
+             {Vector(1, 0, 0), Vector(1.768, -0.3988, -1.7802), Vector(0, 1, 2)}) {
+            CompactMesh cut = mesh;
+            CutOutcome const outcome = cutByPlane(cut, {n.x, n.y, n.z, -dot(n, sum)});
+            if (!outcome.refusal.empty())
+                continue;  // not all of these are manifolds
+            checkSound(cut);
+            CHECK(support::area(mesh) == doctest::Approx(outcome.areaBefore));
+            CHECK(support::area(cut) == doctest::Approx(outcome.areaAfter));
+            koUtil::Progress progress;
+            auto const measured =
+                trimora::measureDeviation(outcome.regionBefore, outcome.regionAfter, progress);
+            std::set<std::array<float, 3>> there;
+            for (auto const& triangle : support::positionTriples(cut))
+                there.insert(triangle.begin(), triangle.end());
+            double farthest = 0.0;
+            int numGone = 0;
+            for (int v = 0; v < mesh.getNumVertices(); ++v) {
+                auto const& p = mesh.getVertices()[v];
+                bool const isGone = there.count({p.x, p.y, p.z}) == 0;
+                numGone += isGone ? 1 : 0;
+                if (isGone)
+                    farthest = std::max(farthest, support::distance2ToMesh(p.asPoint(), cut));
+            }
+            CHECK(outcome.removedVertices == numGone);
+            CHECK(measured.fromFirst.largest >= std::sqrt(farthest) * (1.0 - 1e-6));
+            if (outcome.removedVertices == 0)
+                CHECK(measured.fromFirst.largest < trimora::cutTolerance(mesh));
+            numMoved += outcome.removedVertices > 0 ? 1 : 0;
+        }
+    }
+    if (!support::corpus().empty())
+        CHECK(numMoved > 0);
 }

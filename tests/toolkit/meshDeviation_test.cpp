@@ -2,9 +2,8 @@
 
 #include "support/builders.h"
 #include "support/checks.h"
+#include "support/plainDistance.h"
 #include "toolkit/meshDeviation.h"
-
-#include "trimora/contract/koGeom/MeshCoord.h"
 
 #include <cmath>
 #include <doctest/doctest.h>
@@ -21,14 +20,7 @@ MeshDeviation deviation(CompactMesh const& first, CompactMesh const& second) {
 }
 
 double bruteDistance(koLinear::Point const& point, CompactMesh const& mesh) {
-    double least = std::numeric_limits<double>::max();
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        koGeom::MeshCoord coord;
-        coord.project(t, mesh.getVerticesRaw(), mesh.getTrianglesRaw(), point);
-        least = std::min(least,
-                         distance(point, coord.evaluate(mesh.getVertices(), mesh.getTriangles())));
-    }
-    return least;
+    return std::sqrt(support::distance2ToMesh(point, mesh));
 }
 
 CompactMesh raised(CompactMesh mesh, float height) {
@@ -89,6 +81,20 @@ TEST_CASE("turnedTrianglesAreCounted") {
         numTurned += sheet.getTriangles()[t][1] != turned.getTriangles()[t][1] ? 1 : 0;
     REQUIRE(numTurned > 0);
     CHECK(deviation(sheet, turned).turnedTriangles == numTurned);
+}
+
+// Once, the one triangle that happened to be found decided, and half of a doubled surface that never moved counted as turned.
+TEST_CASE("nothingThatNeverMovedIsTurned") {
+    CompactMesh const sheet = support::terrain(6, 6, 3);
+    for (CompactMesh const& back :
+         {support::flipped(sheet, 1.0, 1), support::flipped(sheet, 0.5, 2)}) {
+        CompactMesh const doubled = support::joined(sheet, back, 0.0f);
+        CHECK(deviation(doubled, doubled).turnedTriangles == 0);
+        CHECK(deviation(doubled, sheet).turnedTriangles == 0);
+        CHECK(deviation(doubled, raised(back, 0.01f)).turnedTriangles == 0);
+    }
+    // A sheet's other side is none of its sides.
+    CHECK(deviation(sheet, support::flipped(sheet, 1.0, 1)).turnedTriangles == 72);
 }
 
 TEST_CASE("unusedAndInfiniteVerticesAreLeftOut") {

@@ -76,6 +76,23 @@ TEST_CASE("aSphereGoesDownToATetrahedron") {
     CHECK(support::eulerNumber(mesh) == 2);
 }
 
+TEST_CASE("edgesOfMoreThanTwoTrianglesAreNamedWhereNothingCanGo") {
+    CompactMesh const sheet = support::grid(6, 6);
+    CompactMesh doubled = sheet;
+    std::vector<int> triangles = support::trianglesOf(sheet);
+    for (int t = 0; t < sheet.getNumTriangles(); ++t) {
+        koGeom::MeshTriangle const& corners = sheet.getTriangles()[t];
+        triangles.insert(triangles.end(), {corners[0], corners[2], corners[1]});
+    }
+    doubled = support::meshOf(support::coordinatesOf(sheet), triangles);
+    ReduceOutcome const outcome = reduce(doubled, ReduceMethod::Collapse, 0.5);
+    CHECK(outcome.stopped == "nothingLeft");
+    CHECK(outcome.nonManifoldEdges == 6 * 6 * 3 - 12);  // all but those of the rim
+    CHECK(trimora::stopInWords(outcome).find("more than two triangles") != std::string::npos);
+    CompactMesh plain = support::grid(3, 1);
+    CHECK(reduce(plain, ReduceMethod::Fraction, 0.1).nonManifoldEdges == 0);
+}
+
 TEST_CASE("unusedVerticesGoFirstAndDoNotCount") {
     CompactMesh mesh = support::joined(support::sphere(4), support::grid(10, 10), 9.0f);
     mesh.resizeTriangleArray(2048);  // the grid's vertices stay without triangles

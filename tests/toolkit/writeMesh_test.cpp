@@ -153,7 +153,7 @@ TEST_CASE("anOutputIsEitherDiscardedOrPutInPlace") {
         REQUIRE(file.open(folder.path("a.obj")));
         REQUIRE(file.write("new"));
         CHECK(folder.size() == 2);
-        CHECK(discardPendingOutput());
+        CHECK(discardPendingOutputs());
         CHECK(folder.size() == 1);
         CHECK(file.commit().failure == Failure::Cancelled);
     }
@@ -163,12 +163,74 @@ TEST_CASE("anOutputIsEitherDiscardedOrPutInPlace") {
         REQUIRE(file.open(folder.path("a.obj")));
         REQUIRE(file.write("new"));
         REQUIRE(file.commit());
-        CHECK_FALSE(discardPendingOutput());
+        CHECK_FALSE(discardPendingOutputs());
     }
     CHECK(folder.read("a.obj") == "new");
     CHECK_FALSE(OutputFile().open(folder.path("absent/a.obj")));
-    CHECK(discardPendingOutput());
+    CHECK(discardPendingOutputs());
     CHECK(folder.size() == 1);
+}
+
+TEST_CASE("severalMeshesAreWrittenAllOrNone") {
+    support::TemporaryFolder const folder;
+    std::vector<CompactMesh> const meshes = {support::triangle(), support::cube(),
+                                             support::triangle()};
+    std::vector<std::string> const paths = {folder.write("a.obj", "old"), folder.path("b.obj"),
+                                            folder.write("c.obj", "old too")};
+    auto const isUntouched = [&folder] {
+        return folder.size() == 2 && folder.read("a.obj") == "old" &&
+               folder.read("c.obj") == "old too";
+    };
+    CHECK(trimora::writeMeshes({paths[0], folder.path("absent/b.obj"), paths[2]}, meshes).failure ==
+          Failure::Unwritable);
+    CHECK(isUntouched());
+
+    koUtil::Progress cancelled;
+    trimora::WriteOptions options;
+    options.progress = &cancelled;
+    cancelled.setListener([&cancelled](double value, char const*) {
+        if (value > 0.5)
+            cancelled.cancel();
+    });
+    CHECK(trimora::writeMeshes(paths, meshes, options).failure == Failure::Cancelled);
+    CHECK(isUntouched());
+
+    // Whoever ends the process takes all unfinished files away in one step.
+    koUtil::Progress ended;
+    options.progress = &ended;
+    bool wasEnded = false;
+    ended.setListener([&](double value, char const*) {
+        if (value < 0.5 || wasEnded)
+            return;
+        CHECK(folder.size() > 3);
+        CHECK(discardPendingOutputs());
+        CHECK(isUntouched());
+        wasEnded = true;
+    });
+    CHECK(trimora::writeMeshes(paths, meshes, options).failure == Failure::Cancelled);
+    CHECK(wasEnded);
+    CHECK(isUntouched());
+
+    // The last one's place is taken meanwhile: the others stand, and are named.
+    koUtil::Progress taken;
+    options.progress = &taken;
+    std::string const last = folder.path("d.obj");
+    taken.setListener([&last](double value, char const*) {
+        if (value > 0.7)
+            std::filesystem::create_directory(last);
+    });
+    trimora::FileOutcome const outcome =
+        trimora::writeMeshes({paths[0], paths[1], last}, meshes, options);
+    CHECK(outcome.failure == Failure::Unwritable);
+    CHECK(outcome.message.find("put in place before it: " + paths[0] + ", " + paths[1]) !=
+          std::string::npos);
+    CHECK(folder.size() == 4);
+
+    REQUIRE(trimora::writeMeshes(paths, meshes));
+    CHECK(folder.read("a.obj") == written(support::triangle()));
+    CHECK(folder.read("b.obj") == written(support::cube()));
+    CHECK_FALSE(discardPendingOutputs());
+    CHECK(trimora::writeMeshes({}, {}));
 }
 
 TEST_CASE("failuresLeaveAnExistingFileAndNoOther") {

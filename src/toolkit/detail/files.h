@@ -55,7 +55,13 @@ public:
 
     FileOutcome open(std::string const& path);
     FileOutcome write(std::string_view bytes);
+    /// Ends the writing: closes the file and puts it in place.
     FileOutcome commit();
+
+    /// The two halves of commit, for several files that are put in place together: between them the caller claims the pending
+    /// outputs.
+    FileOutcome close();
+    FileOutcome putInPlace();
 
 private:
     FileOutcome openBeside(bool replaces, unsigned mode);
@@ -66,6 +72,7 @@ private:
     std::string temporary_;  ///< exists while this is not empty
     int descriptor_ = -1;
     bool ownsDescriptor_ = false;
+    bool isAnnounced_ = false;  ///< as a pending output
 };
 
 }  // namespace trimora

@@ -1,0 +1,416 @@
+// The library stitches what it is given; here is decided what it gets, and whether the result is any good. Everything happens on
+// a copy, so that a result that checkMesh finds worse can be thrown away.
+
+#include "toolkit/meshStitching.h"
+
+#include "toolkit/detail/openEdges.h"
+#include "toolkit/detail/seamFolds.h"
+#include "toolkit/meshCounts.h"
+#include "toolkit/meshTidying.h"
+
+#include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/connectivity/meshComponents.h"
+#include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/repair/meshReverseWinding.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <utility>
+
+namespace trimora {
+
+namespace {
+
+using koGeom::CompactMesh;
+using koGeom::MeshAdjTris;
+using koGeom::MeshBoundaries;
+using koGeom::MeshStitchReport;
+using koLinear::Point;
+
+constexpr double samplesPerDistance = 5.0;  // of koGeom::meshStitch
+// The border grows by rounding, where vertices come to lie on it.
+constexpr double lengthSlack = 1e-5;
+// Of the time on a mesh of 100 thousand triangles, without the test for intersections.
+constexpr double shareOfCheck = 0.35;
+constexpr double shareOfStitching = 0.3;
+
+std::size_t at(int i) {
+    return static_cast<std::size_t>(i);
+}
+
+Point pointOf(CompactMesh const& mesh, int vertex) {
+    return mesh.getVertices()[vertex].asPoint();
+}
+
+/// As many as koGeom::meshStitch takes; sums of more than ints can count stay so.
+std::int64_t countSamples(CompactMesh const& mesh, std::vector<int> const& loop, double distance) {
+    double const most = std::numeric_limits<int>::max();
+    double count = 0.0;
+    Point previous = pointOf(mesh, loop.back());
+    for (int const vertex : loop) {
+        Point const p = pointOf(mesh, vertex);
+        double const pieces =
+            std::floor(koLinear::distance(previous, p) / (distance / samplesPerDistance) + 0.5);
+        count += pieces > 1.0 ? std::min(pieces, most) : 1.0;
+        previous = p;
+    }
+    return static_cast<std::int64_t>(count);
+}
+
+double openLengthOf(std::vector<MeshHole> const& holes) {
+    return std::accumulate(holes.begin(), holes.end(), 0.0,
+                           [](double sum, MeshHole const& hole) { return sum + hole.perimeter; });
+}
+
+void turnComponents(CompactMesh& mesh, std::vector<int> const& vertices) {
+    MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh, adjTris);
+    for (int const vertex : vertices)
+        koGeom::meshReverseWinding(mesh, adjTris, *adjTris.triIndices(vertex));
+    mesh.clearSelection();
+}
+
+std::vector<int> sorted(std::vector<int> list) {
+    std::sort(list.begin(), list.end());
+    return list;
+}
+
+class Stitching {
+public:
+    Stitching(CompactMesh& mesh, std::vector<MeshHole> const& holes, StitchOptions const& options,
+              koUtil::Progress& progress)
+        : mesh_(mesh),
+          holes_(holes),
+          options_(options),
+          progress_(progress),
+          scale_(unitScale(diagonalOf(mesh))) {}
+
+    StitchOutcome run(std::vector<int> const& chosen);
+
+private:
+    bool plan(std::vector<int> const& chosen);
+    CheckResult check(CompactMesh const& mesh, double share);
+    bool stitch();
+    bool attempt(std::vector<int> const& turned);
+    int loopOf(int boundary) const;
+    void noteSeams(MeshStitchReport const& report);
+    void noteTurned(std::vector<int> const& vertices);
+    void refuse(std::string const& text) { outcome_.refusal = text; }
+    void refuseUnaligned();
+    void judge();
+    void compare(char const* key, double before, double after);
+    void compareCounts(CheckResult const& before, CheckResult const& after);
+    void refuseWorse();
+    void noteGaps(std::vector<MeshHole>& left);
+
+    CompactMesh& mesh_;
+    std::vector<MeshHole> const& holes_;
+    StitchOptions const& options_;
+    koUtil::Progress& progress_;
+    double const scale_;
+    std::vector<int> taking_;  // part: places in the list of holes
+    std::vector<int> loops_;   // the list of holes, by the boundaries of the latest attempt
+    CompactMesh edited_;
+    MeshStitchReport report_;
+    StitchOutcome outcome_;
+};
+
+StitchOutcome Stitching::run(std::vector<int> const& chosen) {
+    if (!plan(chosen))
+        return std::move(outcome_);
+    progress_.setCaption("checking the mesh as it is");
+    outcome_.before = check(mesh_, shareOfCheck);
+    progress_.setCaption("stitching");
+    koOS::StopWatch watch;
+    watch.start();
+    bool const isStitched = !progress_.cancelled() && stitch();
+    outcome_.seconds = watch.clear();
+    progress_.set(shareOfCheck + shareOfStitching);
+    if (!progress_.cancelled() && isStitched)
+        judge();
+    outcome_.cancelled = progress_.cancelled();
+    if (outcome_.cancelled || !outcome_.refusal.empty())
+        return std::move(outcome_);
+    outcome_.dropped = replaceMesh(mesh_, edited_);
+    return std::move(outcome_);
+}
+
+bool Stitching::plan(std::vector<int> const& chosen) {
+    if (!(options_.distance > 0.0)) {
+        refuse("the distance is not above 0");
+        return false;
+    }
+    outcome_.boundaries = planStitching(mesh_, holes_, chosen, options_.distance);
+    StitchBoundary const* firstFault = nullptr;
+    double numSamples = 0.0;
+    for (StitchBoundary const& boundary : outcome_.boundaries) {
+        if (!boundary.words.empty()) {
+            firstFault = firstFault == nullptr ? &boundary : firstFault;
+            continue;
+        }
+        taking_.push_back(boundary.boundary);
+        numSamples += static_cast<double>(boundary.samples);
+    }
+    if (numSamples > std::numeric_limits<int>::max())
+        refuse("the distance is too small for boundaries of this length; raise it");
+    if (taking_.size() > 1)
+        return outcome_.refusal.empty();
+    refuse("stitching takes two boundaries at least, and " +
+           (taking_.empty() ? std::string("none") : "only 1") + " of " +
+           countInWords(static_cast<std::int64_t>(chosen.size()), "chosen one") + " can take part" +
+           (firstFault == nullptr ? std::string()
+                                  : "; boundary " + std::to_string(firstFault->boundary + 1) +
+                                        ": " + firstFault->words));
+    if (firstFault != nullptr)
+        outcome_.problemPoint = holes_[at(firstFault->boundary)].faultPlace;
+    return false;
+}
+
+CheckResult Stitching::check(CompactMesh const& mesh, double share) {
+    CheckOptions options;
+    options.foldAngle = options_.foldAngle;
+    options.testIntersections = options_.testIntersections;
+    koUtil::Progress child;
+    progress_.subPhase(share, child);
+    return checkMesh(mesh, options, child);
+}
+
+/// The library turns components that run the wrong way, but goes on with boundaries of its own numbering then, which cuts
+/// loops short that touch: so the mesh as it was is turned and stitched afresh.
+bool Stitching::stitch() {
+    bool isDone = attempt({});
+    std::vector<int> const turned(report_.turnedComponents.begin(), report_.turnedComponents.end());
+    if (!turned.empty()) {
+        isDone = attempt(turned) && report_.turnedComponents.empty();
+        noteTurned(turned);
+    }
+    if (!isDone) {
+        outcome_.turned.clear();
+        refuse(
+            "the sides cannot be made to run against each other by turning whole components round; "
+            "choose which ones belong together with --boundaries, or lessen the distance");
+        return false;
+    }
+    noteSeams(report_);
+    if (outcome_.seams.empty())
+        refuseUnaligned();
+    else if (outcome_.numSewn() == 0)
+        refuse("none of " + countInWords(static_cast<std::int64_t>(outcome_.seams.size()), "seam") +
+               " that were found could be sewn, the first since " +
+               wordsOfFate(outcome_.seams.front().fate) + "; change the distance");
+    return outcome_.refusal.empty();
+}
+
+bool Stitching::attempt(std::vector<int> const& turned) {
+    edited_ = bareCopy(mesh_);
+    scaleVertices(edited_, scale_);
+    turnComponents(edited_, turned);
+    koGeom::SimpleMeshCache cache;
+    auto const adjTris = cache.getAdjTris(edited_);
+    OpenEdges const openEdges(edited_, *adjTris);
+    ko::Reference<MeshBoundaries> const boundaries(new MeshBoundaries(openEdges.asBoundaries()));
+
+    // A loop keeps its vertices when it is turned, though not its place where loops touch.
+    std::map<std::vector<int>, int> loopOfVertices;
+    for (int const loop : taking_)
+        loopOfVertices.emplace(sorted(holes_[at(loop)].vertices), loop);
+    ko::vector<int> chosen;
+    loops_.assign(at(boundaries->size()), -1);
+    for (int b = 0; b < boundaries->size(); ++b) {
+        auto const loop =
+            loopOfVertices.find(sorted({boundaries->getStart(b), boundaries->getEnd(b)}));
+        if (loop == loopOfVertices.end())
+            continue;
+        loops_[at(b)] = loop->second;
+        chosen.push_back(b);
+    }
+    return koGeom::meshStitch(edited_, adjTris, boundaries, chosen, scale_ * options_.distance,
+                              options_.tolerance, report_);
+}
+
+int Stitching::loopOf(int boundary) const {
+    return boundary >= 0 && at(boundary) < loops_.size() ? loops_[at(boundary)] : -1;
+}
+
+void Stitching::noteSeams(MeshStitchReport const& report) {
+    for (MeshStitchReport::Seam const& seam : report.seams) {
+        double const length = seam.length / scale_;
+        double const gap = seam.gap / scale_;
+        outcome_.seams.push_back({loopOf(seam.boundary), loopOf(seam.otherBoundary), seam.circular,
+                                  length, gap, length > 0.0 ? gap * gap / length : 0.0,
+                                  seam.outcome});
+    }
+}
+
+void Stitching::noteTurned(std::vector<int> const& vertices) {
+    MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh_, adjTris);
+    koGeom::Array<int> componentOf;
+    componentOf.setSize(mesh_.getNumVertices());
+    std::vector<int> sizes(at(koGeom::meshComponents(mesh_, adjTris, &componentOf)), 0);
+    for (int t = 0; t < mesh_.getNumTriangles(); ++t)
+        ++sizes[at(componentOf[mesh_.getTriangles()[t][0]])];
+    for (int const vertex : vertices) {
+        Point const p = pointOf(mesh_, vertex);
+        outcome_.turned.push_back({vertex, {p.x, p.y, p.z}, sizes[at(componentOf[vertex])]});
+    }
+}
+
+void Stitching::refuseUnaligned() {
+    auto const suggestion = suggestStitchDistance(mesh_, holes_, taking_);
+    char advice[96] = "no boundary has another one near it along a good part of its length";
+    if (suggestion)
+        std::snprintf(advice, sizeof advice, "from the distances between them %.4g may do",
+                      suggestion->distance);
+    refuse("no two of " +
+           countInWords(static_cast<std::int64_t>(taking_.size()), "boundary", "boundaries") +
+           " run within the distance of each other for more than twice it; " + advice);
+}
+
+/// Throws the result away when it is worse than what was there.
+void Stitching::judge() {
+    scaleVertices(edited_, 1.0 / scale_);
+    outcome_.smoothedVertices = smoothNewFolds(edited_, mesh_, options_.foldAngle);
+    progress_.setCaption("checking the result");
+    outcome_.after = check(edited_, 1.0 - shareOfCheck - shareOfStitching);
+    if (progress_.cancelled())
+        return;
+    std::vector<MeshHole> left = findHoles(edited_);
+    compareCounts(outcome_.before, outcome_.after);
+    compare("openLength", openLengthOf(holes_) * (1.0 + lengthSlack), openLengthOf(left));
+    if (!outcome_.worse.empty())
+        refuseWorse();
+    noteGaps(left);
+}
+
+void Stitching::compare(char const* key, double before, double after) {
+    if (after > before)
+        outcome_.worse.push_back({key, before, after});
+}
+
+void Stitching::compareCounts(CheckResult const& before, CheckResult const& after) {
+    compare("duplicateTriangles", before.duplicateTriangles, after.duplicateTriangles);
+    compare("degenerateTriangles", before.degenerateTriangles, after.degenerateTriangles);
+    compare("nonManifoldEdges", before.nonManifoldEdges, after.nonManifoldEdges);
+    if (before.nonManifoldVertices && after.nonManifoldVertices)
+        compare("nonManifoldVertices", *before.nonManifoldVertices, *after.nonManifoldVertices);
+    compare("notOriented", before.oriented ? 0.0 : 1.0, after.oriented ? 0.0 : 1.0);
+    compare("foldedEdges", before.foldedEdges, after.foldedEdges);
+    compare("intersectingTriangles", before.intersectingTriangles.value_or(0),
+            after.intersectingTriangles.value_or(0));
+    compare("unusedVertices", before.unusedVertices, after.unusedVertices);
+}
+
+void Stitching::refuseWorse() {
+    std::string list;
+    bool isFoldedAlone = true;
+    for (StitchOutcome::Worsening const& worsening : outcome_.worse) {
+        char text[96];
+        std::snprintf(text, sizeof text, "%s%s %.10g (%.10g before)", list.empty() ? "" : ", ",
+                      worsening.key.c_str(), worsening.after, worsening.before);
+        list += text;
+        isFoldedAlone = isFoldedAlone && worsening.key == "foldedEdges";
+    }
+    for (CheckResult::Offences const& offences : outcome_.after.offences) {
+        if (offences.defect != outcome_.worse.front().key)
+            continue;
+        auto const& p = offences.first.front().position;
+        outcome_.problemPoint = {static_cast<double>(p[0]), static_cast<double>(p[1]),
+                                 static_cast<double>(p[2])};
+    }
+    refuse("the stitched mesh would be worse: " + list +
+           "; try a smaller distance or another tolerance, or name the boundaries" +
+           (isFoldedAlone ? "; the angle of a fold can be set" : ""));
+}
+
+void Stitching::noteGaps(std::vector<MeshHole>& left) {
+    MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh_, adjTris);
+    OpenEdges const before(mesh_, adjTris);
+    for (MeshHole& hole : left) {
+        auto const keys = keysOf(edited_, hole.vertices);
+        if (before.find(keys) >= 0)
+            continue;
+        double const width = hole.perimeter > 0.0 ? 2.0 * hole.patchArea / hole.perimeter : 0.0;
+        outcome_.gaps.push_back({std::move(hole), width});
+    }
+}
+
+}  // namespace
+
+int StitchOutcome::numSewn() const {
+    return static_cast<int>(std::count_if(seams.begin(), seams.end(), [](Seam const& seam) {
+        return seam.fate == Fate::Sewn || seam.fate == Fate::LeftOpen;
+    }));
+}
+
+bool StitchOutcome::isComplete() const {
+    return std::all_of(seams.begin(), seams.end(),
+                       [](Seam const& seam) { return seam.fate == Fate::Sewn; });
+}
+
+std::vector<StitchBoundary> planStitching(CompactMesh const& mesh,
+                                          std::vector<MeshHole> const& holes,
+                                          std::vector<int> const& chosen, double distance) {
+    std::vector<StitchBoundary> boundaries;
+    for (int const i : chosen) {
+        MeshHole const& hole = holes[at(i)];
+        StitchBoundary boundary;
+        boundary.boundary = i;
+        boundary.samples = countSamples(mesh, hole.vertices, distance);
+        boundary.words = hole.fault;
+        if (boundary.words.empty() && boundary.samples < fewestStitchSamples)
+            boundary.words = "is too short: it has " + std::to_string(boundary.samples) +
+                             " points a fifth of the distance apart, and " +
+                             std::to_string(fewestStitchSamples) + " are needed";
+        boundaries.push_back(std::move(boundary));
+    }
+    return boundaries;
+}
+
+StitchOutcome stitchMesh(CompactMesh& mesh, std::vector<MeshHole> const& holes,
+                         std::vector<int> const& chosen, StitchOptions const& options,
+                         koUtil::Progress& progress) {
+    return Stitching(mesh, holes, options, progress).run(chosen);
+}
+
+char const* nameOfFate(StitchOutcome::Fate fate) {
+    switch (fate) {
+    case StitchOutcome::Fate::Sewn:
+        return "sewn";
+    case StitchOutcome::Fate::LeftOpen:
+        return "leftOpen";
+    case StitchOutcome::Fate::Shifted:
+        return "shifted";
+    case StitchOutcome::Fate::NoPlace:
+        return "noPlace";
+    case StitchOutcome::Fate::NoWay:
+        return "noWay";
+    case StitchOutcome::Fate::SameSense:
+        break;
+    }
+    return "sameSense";
+}
+
+char const* wordsOfFate(StitchOutcome::Fate fate) {
+    switch (fate) {
+    case StitchOutcome::Fate::Sewn:
+        return "";
+    case StitchOutcome::Fate::LeftOpen:
+        return "some edges would have made the surface non-manifold and stay open";
+    case StitchOutcome::Fate::Shifted:
+        return "its ends could not be found on the boundary";
+    case StitchOutcome::Fate::NoPlace:
+        return "an end is not on an open edge of the mesh";
+    case StitchOutcome::Fate::NoWay:
+        return "the boundary no longer leads from end to end, as an earlier seam runs through it";
+    case StitchOutcome::Fate::SameSense:
+        break;
+    }
+    return "the stretches run the same way";
+}
+
+}  // namespace trimora

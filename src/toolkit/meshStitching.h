@@ -1,0 +1,140 @@
+#pragma once
+
+#include "toolkit/meshCheck.h"
+#include "toolkit/meshHoles.h"
+
+#include "trimora/contract/koUtil/Progress.h"
+#include "trimora/stitch/meshStitch.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace trimora {
+
+/// A boundary with fewer samples than this cannot be stitched.
+inline constexpr int fewestStitchSamples = 10;
+
+struct StitchOptions {
+    double distance = 0.0;           ///< in mesh units, above 0: how near is alongside
+    double tolerance = 0.01;         ///< see koGeom::meshStitch
+    double foldAngle = 15.0;         ///< degrees, see CheckOptions
+    bool testIntersections = false;  ///< also see that no more triangles cut each other than before
+};
+
+/// A distance at which boundaries can be stitched.
+struct StitchSuggestion {
+    struct Neighbour {
+        int boundary;  ///< place in the list of holes
+        double gap;    ///< about the widest distance to the boundaries beside it
+    };
+
+    double distance =
+        0.0;  ///< a quarter more than the widest gap, or a tenth of an edge if that is more
+    std::vector<Neighbour> neighbours;  ///< the chosen boundaries that have another one near
+};
+
+/// Proposes a distance from the distances between boundary loops.
+///
+/// holes, chosen   see findHoles and chooseHoles
+/// returns         nothing when no chosen boundary has another one within a tenth of its length
+/// cost            O(n log n) in the edges of the boundaries
+TRIMORA_API std::optional<StitchSuggestion>
+suggestStitchDistance(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                      std::vector<int> const& chosen);
+
+/// What became of a boundary that was chosen.
+struct StitchBoundary {
+    int boundary = 0;          ///< place in the list of holes
+    std::int64_t samples = 0;  ///< points a fifth of the distance apart
+    std::string words;         ///< not empty: it was left out, and why
+};
+
+/// The chosen boundaries, those marked that cannot take part: faults of the surface beside them, too few samples.
+TRIMORA_API std::vector<StitchBoundary> planStitching(koGeom::CompactMesh const& mesh,
+                                                      std::vector<MeshHole> const& holes,
+                                                      std::vector<int> const& chosen,
+                                                      double distance);
+
+struct StitchOutcome {
+    using Fate = koGeom::MeshStitchReport::Outcome;
+
+    /// A pair of stretches that run alongside each other.
+    struct Seam {
+        int boundary;  ///< places in the list of holes
+        int otherBoundary;
+        bool circular;   ///< both are whole loops
+        double length;   ///< of the first stretch
+        double gap;      ///< about the widest distance between the two
+        double quality;  ///< the square of the gap by the length: low is good
+        Fate fate;
+    };
+
+    /// A component whose triangles were turned round, so that its boundaries run against the others.
+    struct Turned {
+        int vertex;  ///< one of it, by its number before
+        std::array<double, 3> position;
+        int triangles;
+    };
+
+    /// A border of the result that was not there before.
+    struct Gap {
+        MeshHole border;
+        double width;  ///< the mean: twice the area of a flat patch by the length of the border
+    };
+
+    /// A count of defects that is higher than before.
+    struct Worsening {
+        std::string key;  ///< of the report of checkMesh, say "foldedEdges", or "openLength"
+        double before;
+        double after;
+    };
+
+    std::string refusal;  ///< not empty: the mesh is as it was; what is wrong, and what to do
+    std::optional<std::array<double, 3>> problemPoint;
+    std::vector<Worsening> worse;  ///< why the result was thrown away
+    std::vector<StitchBoundary> boundaries;
+    std::vector<Seam> seams;  ///< in the order in which they were sewn
+    std::vector<Turned> turned;
+    /// Where triangles at a seam came to lie back to back: moved to the mean of their neighbours.
+    int smoothedVertices = 0;
+    std::vector<Gap> gaps;  ///< what is left open; borders that look like outer ones among it
+    std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
+    CheckResult before;
+    CheckResult after;
+    double seconds = 0.0;    ///< of the stitching alone
+    bool cancelled = false;  ///< the mesh is as it was; the other fields mean nothing
+
+    /// Seams that were sewn: whole, or but for some edges.
+    TRIMORA_API int numSewn() const;
+    /// Whether every seam was sewn whole.
+    TRIMORA_API bool isComplete() const;
+};
+
+/// Closes the gaps between boundaries that run alongside each other, and keeps the result only if checkMesh finds no more
+/// wrong with it than with the mesh as it was.
+///
+/// Folds that the seams make are smoothed away as far as that helps. Works at a size at which the library's absolute
+/// tolerances are fitting, see unitScale.
+///
+/// mesh       edited in place along the boundaries, renumbered, and without its vertex sets; as it was when it is refused
+/// holes      see findHoles, of the mesh as it stands
+/// chosen     see chooseHoles
+/// refuses    when fewer than two boundaries can take part, nothing runs alongside, no seam can be sewn, the sides cannot be
+///            made to run against each other, and when the result would be worse
+/// progress   polled between the steps
+/// sends      one Topology modification if anything was stitched
+/// cost       koGeom::meshStitch on a copy, twice where components are turned, and two checks; on the calling thread but for the
+///            checks
+TRIMORA_API StitchOutcome stitchMesh(koGeom::CompactMesh& mesh, std::vector<MeshHole> const& holes,
+                                     std::vector<int> const& chosen, StitchOptions const& options,
+                                     koUtil::Progress& progress);
+
+/// One word that scripts can rely on: "sewn", "leftOpen", "shifted" ...
+TRIMORA_API char const* nameOfFate(StitchOutcome::Fate fate);
+/// The same for people; empty for what was sewn.
+TRIMORA_API char const* wordsOfFate(StitchOutcome::Fate fate);
+
+}  // namespace trimora
