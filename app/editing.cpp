@@ -44,6 +44,7 @@ std::vector<std::string> partsBeyond(fs::path const& output, std::size_t last) {
     }
     std::sort(found.begin(), found.end());
     std::vector<std::string> paths;
+    paths.reserve(found.size());
     for (auto& [number, path] : found)
         paths.push_back(std::move(path));
     return paths;
