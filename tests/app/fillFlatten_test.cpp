@@ -1,6 +1,6 @@
 // fill and flatten from outside: what they write, what they tell, and how they refuse.
 
-#include "app/runCommand.h"
+#include "app/editRun.h"
 #include "support/builders.h"
 #include "support/corpus.h"
 #include "toolkit/sampleMeshes.h"
@@ -11,25 +11,6 @@
 using namespace commandTest;
 
 namespace {
-
-void store(std::string const& path, koGeom::CompactMesh const& mesh) {
-    REQUIRE(trimora::writeMesh(path, mesh));
-}
-
-/// A failure of the given code whose one line holds the words.
-void refuses(std::string const& arguments, int code, std::string const& words) {
-    Run const result = run(arguments);
-    CAPTURE(arguments);
-    CAPTURE(result.err);
-    CHECK(result.failedWith(code));
-    CHECK(result.err.find(words) != std::string::npos);
-}
-
-nlohmann::json checkOf(std::string const& path) {
-    Run const check = run("check --json " + path);
-    REQUIRE(check.code <= 1);
-    return check.json();
-}
 
 /// A scan without the triangles that `every` divides, from the first one on.
 koGeom::CompactMesh scanWithHoles(int levels, int every) {
@@ -333,13 +314,7 @@ TEST_CASE("oddMeshesEndInAClearOutcomeOfFillAndFlatten") {
     TemporaryFolder const folder;
     std::string const in = folder / "odd.obj";
     std::string const out = folder / "out.obj";
-    for (std::string const text :
-         {"v 1 2 3\n", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 2\n",
-          "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n",
-          "v nan 0 0\nv 1 0 0\nv 0 inf 0\nv 0 0 1\nf 1 2 3\nf 2 3 4\n",
-          "v 0 0 0\nv 1e-30 0 0\nv 0 1e-30 0\nf 1 2 3\nf 1 2 3\n",
-          "v 0 0 0\nv 1e30 0 0\nv 0 1e30 0\nf 1 2 3\n", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n",
-          "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 2 3\nf 1 4 2\nf 2 4 3\n"}) {
+    for (std::string const text : oddMeshes) {
         CAPTURE(text);
         writeFile(in, text);
         for (std::string const work : {"fill --holes all", "fill --holes all --quality flat",

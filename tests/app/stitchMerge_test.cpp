@@ -1,6 +1,6 @@
 // stitch and merge from outside: what they write, what they tell, and how they refuse.
 
-#include "app/runCommand.h"
+#include "app/editRun.h"
 #include "support/builders.h"
 #include "support/corpus.h"
 #include "toolkit/sampleMeshes.h"
@@ -11,20 +11,6 @@
 using namespace commandTest;
 
 namespace {
-
-void refuses(std::string const& arguments, int code, std::string const& words) {
-    Run const result = run(arguments);
-    CAPTURE(arguments);
-    CAPTURE(result.err);
-    CHECK(result.failedWith(code));
-    CHECK(result.err.find(words) != std::string::npos);
-}
-
-nlohmann::json checkOf(std::string const& path) {
-    Run const check = run("check --json " + path);
-    REQUIRE(check.code <= 1);
-    return check.json();
-}
 
 /// The parts of a mesh, cut in two by a plane through its middle across the y axis, in one file, the second `gap` up.
 void cutApart(TemporaryFolder const& folder, std::string const& mesh, std::string const& gap) {
