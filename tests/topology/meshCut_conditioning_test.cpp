@@ -5,15 +5,7 @@
 #include <doctest/doctest.h>
 
 using namespace koGeom;
-using curves::at;
-using curves::Conditioning;
-using curves::Curves;
-using curves::Cut;
-using curves::faultAfterCut;
-using curves::Polyline;
-using curves::Shape;
-using curves::Surface;
-using curves::tolerance;
+using namespace curves;
 
 namespace {
 

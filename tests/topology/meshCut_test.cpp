@@ -12,15 +12,7 @@
 #include <numeric>
 
 using namespace koGeom;
-using curves::at;
-using curves::Conditioning;
-using curves::Curves;
-using curves::Cut;
-using curves::faultAfterCut;
-using curves::Polyline;
-using curves::Shape;
-using curves::Surface;
-using curves::tolerance;
+using namespace curves;
 
 //   .---.---.       the curve runs from the left to the right border, half way up
 //   | / | / |
