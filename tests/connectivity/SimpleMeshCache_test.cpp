@@ -1,44 +1,17 @@
 #include "support/builders.h"
 #include "support/checks.h"
+#include "support/failingNew.h"
 #include "tables.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/connectivity/meshComputeNormals.h"
 #include "trimora/connectivity/meshTransform.h"
 
-#include <cstdlib>
 #include <doctest/doctest.h>
 #include <memory>
-#include <new>
 #include <optional>
 
 using namespace koGeom;
-
-namespace {
-
-/// Allocations of this thread until one fails; below 0: none fails.
-thread_local int allocationsLeft = -1;
-
-}  // namespace
-
-// Not inlined: the compiler would take the pair for a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    if (allocationsLeft == 0)
-        throw std::bad_alloc();
-    allocationsLeft -= allocationsLeft > 0;
-    if (void* const memory = std::malloc(size > 0 ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
-    return std::malloc(size > 0 ? size : 1);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -257,13 +230,13 @@ TEST_CASE("aMeshIsConnectedWhollyOrNotAtAllWhenMemoryGivesOut") {
         REQUIRE(numFailures < 100);
         std::optional<CompactMesh> mesh(support::cube());
         OpenCache cache;
-        allocationsLeft = numFailures;
+        support::allocationsLeft = numFailures;
         try {
             cache.stored(*mesh);
             done = true;
         } catch (std::bad_alloc const&) {
         }
-        allocationsLeft = -1;
+        support::allocationsLeft = -1;
         cache.getAdjTris(*mesh);
         CHECK(cache.stored(*mesh) == "T");
         announce(*mesh, MeshModification::Topology);

@@ -238,6 +238,18 @@ TEST_CASE("segmentsWithoutLengthArePoints") {
     CHECK_FALSE(meet(p, {notANumber, 1.0}, {0.0, 1.0}, {2.0, 1.0}).hit);
 }
 
+// Both ends of the short one lie on the other's line within the tolerance: it was taken to run along, and met what is far away.
+TEST_CASE("shortSegmentsAcrossALineDoNotRunAlongIt") {
+    double t = 9.0;
+    Point2 point;
+    bool unique = true;
+    CHECK_FALSE(doLineSegmentsIntersect({0, 0}, {0, 1e-7}, {1, 0}, {2, 0}, t, point, unique, 1e-6));
+    CHECK_FALSE(doLineSegmentsIntersect({1, 0}, {2, 0}, {0, 0}, {0, 1e-7}, t, point, unique, 1e-6));
+    CHECK(doLineSegmentsIntersect({1, 0}, {2, 0}, {1.5, 0}, {1.5, 1e-7}, t, point, unique, 1e-6));
+    CHECK(t == 0.5);
+    CHECK(unique);
+}
+
 TEST_CASE("segmentTestAgreesWithSamplingOnALattice") {
     support::Random random(41);
     for (int i = 0; i < 3000; ++i) {

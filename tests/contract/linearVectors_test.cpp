@@ -232,3 +232,20 @@ TEST_CASE("randomHelpersAreThoseOfTheRuntime") {
     }
     CHECK(koLinear::nextafterf(1.0f, 2.0f) == 1.0f + std::numeric_limits<float>::epsilon());
 }
+
+namespace {
+
+[[gnu::noinline]] Point throughFloats(Point const& p) {
+    return Point(PointFlt(p));
+}
+
+}  // namespace
+
+// g++ 12 took the two conversions for none when it vectorised x and y.
+TEST_CASE("narrowedPointsAreNarrowWhenWidenedAtOnce") {
+    float const volatile x = 0.1f, y = 0.2f, z = 0.3f;
+    Point const narrowed = throughFloats(Point(0.1, 0.2, 0.3));
+    CHECK(narrowed.x == double(x));
+    CHECK(narrowed.y == double(y));
+    CHECK(narrowed.z == double(z));
+}

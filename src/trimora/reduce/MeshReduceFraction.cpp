@@ -1,7 +1,7 @@
 #include "trimora/reduce/detail/MeshReduceFraction.h"
 
 #include "trimora/contract/koUtil/Progress.h"
-#include "trimora/reduce/detail/saturatingInt.h"
+#include "trimora/contract/koUtil/saturatingInt.h"
 
 #include <cmath>
 
@@ -14,7 +14,7 @@ constexpr int pollStride = 100;
 
 /// What is not a number asks for nothing.
 int targetOf(int vertexCount, double fraction) {
-    return std::isnan(fraction) ? vertexCount : saturatingInt(vertexCount * fraction);
+    return std::isnan(fraction) ? vertexCount : koUtil::saturatingInt(vertexCount * fraction);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "trimora/contract/koGeom/OctreeTables.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/reduce/detail/VoxelTriangles.h"
-#include "trimora/reduce/detail/saturatingInt.h"
+#include "trimora/contract/koUtil/saturatingInt.h"
 #include "trimora/reduce/detail/spatialOrder.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 
@@ -162,7 +162,7 @@ double MeshReduceTolerance::stepOfPass(int passIndex, int candidateCount) {
     if (passIndex == 1) {
         double const shrinking = static_cast<double>(candidateCount) / lastCandidateCount;
         estimatedPasses =
-            saturatingInt(std::ceil(std::log(lastCandidateShare) / std::log(shrinking)));
+            koUtil::saturatingInt(std::ceil(std::log(lastCandidateShare) / std::log(shrinking)));
     } else if (passIndex >= estimatedPasses) {
         return 0.5 * progressDone;
     }

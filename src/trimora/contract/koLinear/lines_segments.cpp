@@ -59,13 +59,16 @@ Outcome touch(Stretch const& a, Stretch const& b, double tolerance) {
     return best;
 }
 
-// Whether the shorter of the two lies on the other's line within the tolerance.
+// Whether the shorter of the two lies on the other's line within the tolerance, and leans against it by less than half a right angle:
+// one of a few tolerances that stands across has no part in common with it.
 bool alongOneLine(Stretch const& a, Stretch const& b, double tolerance) {
     bool const aIsShorter = a.end == 1.0 && a.direction.length2() < b.direction.length2();
     Stretch const& shorter = aIsShorter ? a : b;
     Stretch const& longer = aIsShorter ? b : a;
+    double const along = dot(a.direction, b.direction);
     return longer.distanceToLine(shorter.origin) <= tolerance &&
-           longer.distanceToLine(shorter.eval(1.0)) <= tolerance;
+           longer.distanceToLine(shorter.eval(1.0)) <= tolerance &&
+           2.0 * along * along >= a.direction.length2() * b.direction.length2();
 }
 
 // The common part of two stretches of one line, as parameters of a: a stretch, a point or nothing.

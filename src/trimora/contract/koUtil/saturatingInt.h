@@ -2,7 +2,7 @@
 
 #include <limits>
 
-namespace koGeom::detail {
+namespace koUtil {
 
 /// The integer part as far as an int holds it; 0 for what is not a number.
 inline int saturatingInt(double value) {
@@ -15,4 +15,4 @@ inline int saturatingInt(double value) {
     return value == value ? static_cast<int>(value) : 0;
 }
 
-}  // namespace koGeom::detail
+}  // namespace koUtil

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdlib>
+#include <new>
+
+/// Replaces operator new in the program that includes this, which must be in one source only: allocations can be made to fail.
+namespace support {
+
+/// Allocations of this thread until one fails; below 0: none fails.
+inline thread_local int allocationsLeft = -1;
+
+}  // namespace support
+
+// Not inlined: the compiler would take the pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    if (support::allocationsLeft == 0)
+        throw std::bad_alloc();
+    support::allocationsLeft -= support::allocationsLeft > 0;
+    if (void* const memory = std::malloc(size > 0 ? size : 1))
+        return memory;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+    return std::malloc(size > 0 ? size : 1);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
