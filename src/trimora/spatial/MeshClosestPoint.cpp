@@ -8,6 +8,7 @@
 #include "trimora/spatial/MeshClosestPoint.h"
 
 #include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/connectivity/finiteBounds.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/Octree.h"
@@ -20,7 +21,6 @@
 #include "trimora/spatial/VisitStamps.h"
 #include "trimora/spatial/detail/OctreeOccupancy.h"
 #include "trimora/spatial/detail/PackedVoxels.h"
-#include "trimora/spatial/detail/finiteBounds.h"
 
 #include <algorithm>
 #include <bit>
@@ -46,7 +46,7 @@ public:
         : visited(mesh.getNumTriangles()),
           occupancy(octree, octreeTris),
           voxels(octree.numVoxels),
-          largest(detail::largestCoordinate(detail::finiteBounds(mesh))) {}
+          largest(largestCoordinate(finiteBounds(mesh))) {}
 
     VisitStamps visited;  ///< triangles that the query in hand has measured
     OctreeClosestIt walker;

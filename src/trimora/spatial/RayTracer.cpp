@@ -7,11 +7,11 @@
 
 #include "trimora/spatial/RayTracer.h"
 
+#include "trimora/connectivity/finiteBounds.h"
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/detail/OctreeRayFilter.h"
 #include "trimora/spatial/detail/TriangleRayFilter.h"
-#include "trimora/spatial/detail/finiteBounds.h"
 #include "trimora/spatial/detail/rayTriangle.h"
 
 #include <algorithm>
@@ -24,6 +24,14 @@ namespace {
 
 constexpr float largestFloat = std::numeric_limits<float>::max();
 
+/// From a float of this size to the next one up; infinite where there is none, and for NaN.
+double floatStep(double size) {
+    float const narrow = static_cast<float>(size);
+    float const next = std::nextafter(narrow, std::numeric_limits<float>::infinity());
+    double const step = static_cast<double>(next) - static_cast<double>(narrow);
+    return step > 0.0 ? step : std::numeric_limits<double>::infinity();
+}
+
 /// How far the boxes are widened, in space.
 ///
 /// By 8 float steps of the largest coordinate, for what is rounded to floats. And by how far a hit
@@ -33,7 +41,7 @@ constexpr float largestFloat = std::numeric_limits<float>::max();
 /// units it grows to the size of the tree, and nothing is passed over.
 double widening(Ray const& ray, double largest, double longestEdge) {
     double const product = ray.dir.length() * largest * longestEdge * longestEdge;
-    return 8.0 * detail::floatStep(largest) + 0x1p-45 / rayDeterminantTolerance * product;
+    return 8.0 * floatStep(largest) + 0x1p-45 / rayDeterminantTolerance * product;
 }
 
 /// As OctreeRayFilter, and leaves out what the ray enters beyond its best hit.
@@ -127,8 +135,8 @@ RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, Compact
       largest_(std::numeric_limits<double>::infinity()),
       nearestDist_(static_cast<double>(largestFloat)) {
     BoundingBox const box = octree.getRoot().box;
-    if (mesh != nullptr && detail::holds(box, detail::finiteBounds(*mesh)))
-        largest_ = detail::largestCoordinate(box);
+    if (mesh != nullptr && holds(box, finiteBounds(*mesh)))
+        largest_ = largestCoordinate(box);
 }
 
 void RayTracer::setFindNearestHit(bool findNearestHit) {
