@@ -57,20 +57,55 @@ void extractAttributes(CompactMesh& target, CompactMesh const& source, MeshSubse
     }
 }
 
-void extractTriangles(CompactMesh& target, CompactMesh const& source, MeshSubset const& subset) {
-    std::vector<int> newVertices(static_cast<std::size_t>(source.getNumVertices()), -1);
-    int* const newVertex = newVertices.data();
-    for (int k = 0; k < subset.numVertices; ++k)
-        newVertex[subset.vertices[k]] = k;
+/// From the source's vertices to the target's. Between two parts all are -1; only what the last one listed is cleared.
+class NewNumbers {
+public:
+    explicit NewNumbers(CompactMesh const& source)
+        : numbers_(static_cast<std::size_t>(source.getNumVertices()), -1) {}
 
+    void set(MeshSubset const& subset) {
+        for (int k = 0; k < subset.numVertices; ++k)
+            numbers_[static_cast<std::size_t>(subset.vertices[k])] = k;
+    }
+    void clear(MeshSubset const& subset) {
+        for (int k = 0; k < subset.numVertices; ++k)
+            numbers_[static_cast<std::size_t>(subset.vertices[k])] = -1;
+    }
+    int const* data() const { return numbers_.data(); }
+
+private:
+    std::vector<int> numbers_;
+};
+
+void extractTriangles(CompactMesh& target, CompactMesh const& source, MeshSubset const& subset,
+                      int const* newNumbers) {
     target.resizeTriangleArray(subset.numTriangles);
     MeshTriangle const* const from = source.getTriangles();
     MeshTriangle* const to = target.getTriangles();
     for (int k = 0; k < subset.numTriangles; ++k) {
         MeshTriangle const& triangle = from[subset.triangles[k]];
         for (int corner = 0; corner < 3; ++corner)
-            to[k][corner] = newVertex[triangle[corner]];
+            to[k][corner] = newNumbers[triangle[corner]];
     }
+}
+
+void extract(CompactMesh& target, CompactMesh const& source, MeshSubset const& subset,
+             NewNumbers& newNumbers) {
+    debugChannel().print("MeshExtract:  extracting %d(%d) vertices, %d(%d) triangles\n",
+                         subset.numVertices, source.getNumVertices(), subset.numTriangles,
+                         source.getNumTriangles());
+    koOS::StopWatch watch;
+    watch.start();
+
+    MeshModification modification(&target, MeshModification::Topology, nullptr);
+    target.resizeVertexArray(subset.numVertices);
+    extractAttributes(target, source, subset, modification);
+    newNumbers.set(subset);
+    extractTriangles(target, source, subset, newNumbers.data());
+    newNumbers.clear(subset);
+
+    target.modified(modification);
+    debugChannel().print("  copied triangles: %f s\n", watch.clear());
 }
 
 // Indices of the set bits below `limit`, ascending: selections may be longer or shorter than their
@@ -95,19 +130,21 @@ void meshExtract(CompactMesh& target, CompactMesh const& source, MeshSubset cons
         return;
     }
 
-    debugChannel().print("MeshExtract:  extracting %d(%d) vertices, %d(%d) triangles\n",
-                         subset.numVertices, source.getNumVertices(), subset.numTriangles,
-                         source.getNumTriangles());
-    koOS::StopWatch watch;
-    watch.start();
+    NewNumbers newNumbers(source);
+    extract(target, source, subset, newNumbers);
+}
 
-    MeshModification modification(&target, MeshModification::Topology, nullptr);
-    target.resizeVertexArray(subset.numVertices);
-    extractAttributes(target, source, subset, modification);
-    extractTriangles(target, source, subset);
-
-    target.modified(modification);
-    debugChannel().print("  copied triangles: %f s\n", watch.clear());
+void meshExtract(ko::vector<CompactMesh>& targets, CompactMesh const& source,
+                 ko::list<ko::Reference<MeshSubset>> const& subsets) {
+    NewNumbers newNumbers(source);
+    ko::vector<CompactMesh> extracted(subsets.size());
+    auto target = extracted.begin();
+    for (ko::Reference<MeshSubset> const& subset : subsets) {
+        if (subset)
+            extract(*target, source, *subset, newNumbers);
+        ++target;
+    }
+    targets.swap(extracted);
 }
 
 void meshExtract(CompactMesh& target, CompactMesh const& source) {
