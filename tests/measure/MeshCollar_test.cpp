@@ -122,6 +122,58 @@ CompactMesh folded() {
     return mesh;
 }
 
+/// Normals and directions by their formulas, from the arrays of an oriented mesh.
+struct Formulas {
+    CompactMesh const& mesh;
+    double const cornerAngle = 0.17453292519943295;
+
+    koLinear::Point at(int v) const { return mesh.getVertices()[v].asPoint(); }
+    Vector faceVector(int t) const {
+        MeshTriangle const& corners = mesh.getTriangles()[t];
+        return cross(at(corners[1]) - at(corners[0]), at(corners[2]) - at(corners[0]));
+    }
+    /// The triangle with the edge from a to b, -1 where there is none.
+    int faceOf(int a, int b) const {
+        for (int t = 0; t < mesh.getNumTriangles(); ++t)
+            for (int k = 0; k < 3; ++k)
+                if (mesh.getTriangles()[t][k] == a && mesh.getTriangles()[t][(k + 1) % 3] == b)
+                    return t;
+        return -1;
+    }
+    Vector sumAround(int v, bool ofUnitOnes) const {
+        Vector sum;
+        for (int t = 0; t < mesh.getNumTriangles(); ++t)
+            for (int k = 0; k < 3; ++k)
+                if (mesh.getTriangles()[t][k] == v)
+                    sum += ofUnitOnes ? unit(faceVector(t)) : faceVector(t);
+        return sum;
+    }
+    static Vector unit(Vector const& v) { return v.length() < 1e-6 ? Vector() : v / v.length(); }
+
+    /// before, after   the neighbours of v on the border, -1 in the interior
+    /// own             the end of the sample's own border edge at v, one of the two
+    Vector normalOn(int v, int before, int after, int own) const {
+        if (before < 0)
+            return unit(sumAround(v, true));
+        Vector const arriving = unit(faceVector(faceOf(before, v)));
+        Vector const leaving = unit(faceVector(faceOf(v, after)));
+        double const cosine = dot(unit(at(v) - at(before)), unit(at(after) - at(v)));
+        if (std::abs(cosine) < 1.0 - cornerAngle)
+            return own == before ? arriving : leaving;
+        return unit(arriving + leaving);
+    }
+    Vector lean(int v, Vector const& n) const {
+        return unit(cross(n, cross(n, sumAround(v, true))));
+    }
+    Vector offTheBorder(int before, int v, int after, Vector const& n) const {
+        return unit(cross(unit(at(v) - at(before)), n) + cross(unit(at(after) - at(v)), n));
+    }
+    Vector leanBetween(int a, int b, Vector const& n) const {
+        Vector const difference = lean(b, n) - lean(a, n);
+        return unit(cross(cross(n, difference), n));
+    }
+};
+
 MeshCurve curveThrough(CompactMesh const& mesh, std::vector<int> const& vertices, bool closed) {
     std::deque<MeshCoord> points;
     for (int const v : vertices)
@@ -234,6 +286,10 @@ TEST_CASE("normalsAtCornersFollowTheSamplesOwnEdge") {
     // At a corner the side on which the stretch goes on, without one the mean.
     CHECK(isNear(fold.along(zero, two, true)[1].normal, back));
     CHECK(isNear(fold.along(two, zero, false)[1].normal, up));
+    // A closed curve has no ends.
+    fold.cutInto(0);
+    MeshCurve const border = curveThrough(fold.mesh, {1, 2, 5, 4, 3, 0}, true);
+    CHECK(isNear(fold.along(border).front().normal, back));
     fold.cutInto(4);
     CHECK(isNear(fold.along(zero, two, true)[1].normal, up));
     CHECK(isNear(fold.along(zero, two, true)[3].normal, back));
@@ -295,6 +351,82 @@ TEST_CASE("theRimOfATubeBendsAlongTheLeanOfItsTriangles") {
     CHECK(samples[1].curvature < 1e-9);
 }
 
+// A sheet with waves: no two triangles alike, corners at the ends of its sides.
+TEST_CASE("samplesOfAWavySheetAreThoseOfTheFormulas") {
+    Collar sheet(support::terrain(7, 6, 3));
+    Formulas const formulas{sheet.mesh};
+    int const* const loop = sheet.boundaries->getStart(0);
+    int const length = sheet.boundaries->getLength(0);
+    auto const on = [&](int place) { return loop[(place + length) % length]; };
+    for (bool const forward : {true, false})
+        for (int const numPieces : {0, 31}) {  // on the vertices; between them
+            int const step = forward ? 1 : -1;
+            int const numEdges = 17;
+            sheet.cutInto(numPieces);
+            Samples const samples = sheet.along(
+                placeOn(sheet.mesh, on(3)), placeOn(sheet.mesh, on(3 + step * numEdges)), forward);
+            REQUIRE(samples.size() == (numPieces == 0 ? 18u : 32u));
+            int edge = 0;  // of the stretch, on which the sample lies
+            for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+                Vector normal, direction;
+                if (numPieces == 0) {
+                    int const here = 3 + step * static_cast<int>(i);
+                    normal =
+                        formulas.normalOn(on(here), on(here - 1), on(here + 1), on(here + step));
+                    direction = formulas.lean(on(here), normal);
+                    if (direction == Vector())  // a corner of one triangle
+                        direction =
+                            formulas.offTheBorder(on(here - 1), on(here), on(here + 1), normal);
+                } else {
+                    auto const ends = [&](int e) {
+                        int const a = 3 + step * e;
+                        return std::pair(std::min(a, a + step), std::max(a, a + step));
+                    };
+                    auto const param = [&](int e) {
+                        koLinear::Point const a = formulas.at(on(ends(e).first));
+                        koLinear::Point const b = formulas.at(on(ends(e).second));
+                        Vector const way = samples[i].position - a;
+                        double const along = dot(way, b - a) / (b - a).length2();
+                        return (way - along * (b - a)).length() < 1e-9 ? along : -1.0;
+                    };
+                    while (edge < numEdges && !(param(edge) >= 0.0 && param(edge) <= 1.0))
+                        ++edge;
+                    REQUIRE(edge < numEdges);
+                    auto const [a, b] = ends(edge);
+                    double const weight = param(edge);
+                    normal = formulas.unit(
+                        (1.0 - weight) * formulas.normalOn(on(a), on(a - 1), on(b), on(b)) +
+                        weight * formulas.normalOn(on(b), on(a), on(b + 1), on(a)));
+                    direction = formulas.leanBetween(on(a), on(b), normal);
+                }
+                CHECK(isNear(samples[i].normal, normal));
+                CHECK(isNear(samples[i].direction, direction));
+            }
+        }
+
+    // On an inner vertex, on an inner edge and in a face.
+    MeshTriangle const& corners = sheet.mesh.getTriangles()[sheet.mesh.getNumTriangles() / 2 + 3];
+    int const face = sheet.mesh.getNumTriangles() / 2 + 3;
+    sheet.cutInto(0);
+    Samples const inner =
+        sheet.along(MeshCurve({placeOn(sheet.mesh, corners[0]), MeshCoord(face, 0.75, 0.25, 0.0),
+                               MeshCoord(face, 0.2, 0.3, 0.5)},
+                              false));
+    REQUIRE(inner.size() == 3);
+    Vector const atFirst = formulas.normalOn(corners[0], -1, -1, -1);
+    CHECK(isNear(inner[0].normal, atFirst));
+    CHECK(isNear(inner[0].direction, formulas.lean(corners[0], atFirst)));
+    Vector const onEdge =
+        formulas.unit(0.75 * atFirst + 0.25 * formulas.normalOn(corners[1], -1, -1, -1));
+    CHECK(isNear(inner[1].normal, onEdge));
+    CHECK(isNear(inner[1].direction, formulas.leanBetween(corners[0], corners[1], onEdge)));
+    Vector mean;
+    for (int const corner : corners.vertices)
+        mean += formulas.unit(formulas.sumAround(corner, false));
+    CHECK(isNear(inner[2].normal, formulas.unit(formulas.faceVector(face))));
+    CHECK(isNear(inner[2].direction, formulas.unit(mean)));
+}
+
 TEST_CASE("curvesAreCutIntoEqualStepsOpenAndClosed") {
     Collar sheet(support::grid(4, 4));
     //   the square 6, 8, 18, 16 by its corners and edge middles
@@ -329,6 +461,13 @@ TEST_CASE("curvesAreCutIntoEqualStepsOpenAndClosed") {
     CHECK(there.front().position == koLinear::Point(1.25, 1.0, 0.0));
     CHECK(there.back().position == koLinear::Point(3.0, 2.0, 0.0));
     CHECK(sheet.along(quarter, quarter, line).empty());
+    // A part that ends on a point has it once; 12 is as near to 7 as to 13, and the first of them counts.
+    sheet.cutInto(0);
+    CHECK(sheet.along(quarter, placeOn(sheet.mesh, 8), line).size() == 3);
+    Samples const first = sheet.along(placeOn(sheet.mesh, 12), placeOn(sheet.mesh, 6), line);
+    REQUIRE(first.size() == 2);
+    CHECK(first[0].position == koLinear::Point(2.0, 1.0, 0.0));
+    sheet.cutInto(11);
     // Part of the closing stretch, from 11 back to 6.
     Samples const closing =
         sheet.along(placeOn(sheet.mesh, 11, 6, 0.75), placeOn(sheet.mesh, 16), ring);

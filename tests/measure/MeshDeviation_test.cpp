@@ -219,10 +219,15 @@ TEST_CASE("numberOfThreadsDoesNotChangeABit") {
     Scene const reference(support::latticeSoup(300, 500, 4));
     CompactMesh const mesh = cloudAround(reference, 3);
     CompactMesh const few = cloudAround(Scene(support::triangle()), 1);
+    Scene const large(
+        support::torus(90, 70));  // 12600 triangles, whose tree is made by all threads
+    CompactMesh const sphere = scaledSphere(2.0f, 5);
+    std::vector<float> const expectedLarge = deviationOf(sphere, large);
     std::vector<float> const expected = deviationOf(mesh, reference);
     std::vector<float> const expectedFew = deviationOf(few, reference);
     support::withPools([&](int) {
         CHECK(deviationOf(mesh, reference) == expected);
+        CHECK(deviationOf(sphere, large) == expectedLarge);
         CHECK(deviationOf(few, reference) == expectedFew);
     });
 }
@@ -247,6 +252,8 @@ TEST_CASE("cancelledAtAnyPollTheRestStaysAsItWas") {
                 CHECK((result[v] == all[v] || result[v] == untouched));
                 numDone += result[v] != untouched;
             }
+            if (poll == 0)
+                CHECK(numDone == 0);  // each thread asks before its first vertex
             if (numThreads == 1)
                 CHECK(numDone == (poll == 0 ? 0u : std::min(1026u, 200u * (poll + 1u))));
         }
@@ -271,4 +278,10 @@ TEST_CASE("withoutTrianglesTheDistanceIsInfiniteAndWithoutVerticesNothingIsSaid"
     CHECK(said.find("   meshDeviation thread time: 0 ") != std::string::npos);
     CHECK(said.rfind("   meshDeviation: ") > said.find(" \n"));
     CHECK(said.substr(said.size() - 3) == " s\n");
+    koUtil::Progress cancelled;
+    cancelled.cancel();
+    deviationOf(support::cube(), cube, {}, &cancelled);  // says as much
+    std::string const saidThen = capture.text().substr(before.size() + said.size());
+    CHECK(std::count(saidThen.begin(), saidThen.end(), '\n') ==
+          std::count(said.begin(), said.end(), '\n'));
 }

@@ -102,12 +102,52 @@ TEST_CASE("momentsAreThoseOfTheTetrahedraInside") {
     }
 }
 
+// The closed forms of solids of size 1 with their middle at `at`: V, V c, and V (c^2 + a part of the size).
+TEST_CASE("closedFormsHoldTenSizesAway") {
+    struct Solid {
+        CompactMesh mesh;
+        double area, volume;
+        Vector centre;   // of mass, before it is moved
+        Vector central;  // second moments about that, by the volume
+    };
+    double const a = 1.0 / 12.0, t = 3.0 / 80.0;
+    Solid const solids[] = {
+        {support::cube(), 6.0, 1.0, {0.5, 0.5, 0.5}, {a, a, a}},
+        {support::tetrahedron(), 1.5 + std::sqrt(0.75), 1.0 / 6.0, {0.25, 0.25, 0.25}, {t, t, t}},
+        {support::octahedron(), std::sqrt(48.0), 4.0 / 3.0, Vector(), {0.1, 0.1, 0.1}}};
+    for (Solid const& solid : solids) {
+        for (float const shift : {0.0f, 10.0f, -10.3f}) {
+            CAPTURE(shift);
+            double const tolerance = shift == 0.0f ? 1e-6 : 1e-4;
+            CompactMesh const mesh = moved(solid.mesh, 1.0f, 1.0f, 1.0f, shift);
+            Vector const centre = solid.centre + double{shift} * Vector(1.0, 1.0, -1.0);
+            Vector const squares(centre.x * centre.x, centre.y * centre.y, centre.z * centre.z);
+            Vector const first = solid.volume * centre;
+            Vector const second = solid.volume * (solid.central + squares);
+            for (MeshMassCalculator::Axis const axis : axes) {
+                Moments const found = momentsOf(mesh, axis);
+                CHECK(std::abs(found.volume - solid.volume) <= tolerance * solid.volume);
+                CHECK(equivalent(found.first, first, tolerance * (1e-3 + first.length())));
+                CHECK(equivalent(found.second, second, tolerance * second.length()));
+            }
+            ko::list<ko::Reference<CompactMesh>> meshes;
+            meshes.emplace_back(new CompactMesh(mesh));
+            CHECK(MeshMassCalculator(meshes).calculateArea() ==
+                  doctest::Approx(solid.area).epsilon(tolerance));
+        }
+    }
+}
+
 TEST_CASE("massOfASphereConverges") {
     double const volume = 4.0 / 3.0 * std::numbers::pi;
     double errors[2];
     for (int level = 0; level < 2; ++level) {
         Moments const moments = momentsOf(support::sphere(3 + level), MeshMassCalculator::Y);
         errors[level] = volume - moments.volume;
+        ko::list<ko::Reference<CompactMesh>> meshes;
+        meshes.emplace_back(new CompactMesh(moved(support::sphere(3 + level), 1, 1, 1, 20)));
+        double const area = 3.0 * volume;
+        CHECK(std::abs(MeshMassCalculator(meshes).calculateArea() - area) < errors[level] * 3.0);
         CHECK(equivalent(moments.first, Vector::zero, 1e-6));
         double const second = volume / 5.0;
         CHECK(equivalent(moments.second, Vector(second, second, second), 2.0 * errors[level]));
@@ -115,12 +155,13 @@ TEST_CASE("massOfASphereConverges") {
     CHECK(errors[1] < 0.26 * errors[0]);
 }
 
-TEST_CASE("reversedWindingNegatesToTheLastBit") {
+TEST_CASE("reversedWindingNegates") {
     CompactMesh const mesh = support::torus(20, 10);
     CompactMesh const reversed = support::flipped(mesh, 1.0, 1);
     for (MeshMassCalculator::Axis const axis : axes) {
         Moments const outward = momentsOf(mesh, axis), inward = momentsOf(reversed, axis);
         CHECK(inward.volume == doctest::Approx(-outward.volume).epsilon(1e-14));
+        CHECK(equivalent(inward.first, -outward.first, 1e-6 * outward.volume));
         CHECK(equivalent(inward.second, -outward.second, 1e-6 * outward.volume));
     }
 }
@@ -152,6 +193,33 @@ TEST_CASE("realMeshesFollowTranslationsAndTurns") {
         CHECK(equivalent(after.first, expected, 1e-5 * size * before.volume));
         checkAgainstTetrahedra(mesh, 2.0 * size, 1e-5);
     }
+}
+
+// One triangle whose sums do not fit into a float: they are rounded before they are multiplied, and products are not.
+TEST_CASE("sumsAreFloatsAndProductsAreDoubles") {
+    float const x[3] = {1000.1f, 3.3f, 0.7f}, y[3] = {0.1f, 77.7f, 1.3f},
+                z[3] = {5.5f, 0.3f, 900.9f};
+    CompactMesh const mesh =
+        support::meshOf({x[0], y[0], z[0], x[1], y[1], z[1], x[2], y[2], z[2]}, {0, 1, 2});
+    auto const edge = [](float const* at, int corner) {
+        return double(at[corner]) - double(at[0]);
+    };
+    double const nx = edge(y, 1) * edge(z, 2) - edge(y, 2) * edge(z, 1);
+    auto const sum = [](float const* at) { return double(at[0] + at[1] + at[2]); };
+    auto const products = [](float const* a, float const* b) {
+        return double(a[0] * b[0] + a[1] * b[1] + a[2] * b[2]);
+    };
+    auto const cubic = [](float const* a, float const* b) {
+        double const a0 = double(a[0]), a1 = double(a[1]), a2 = double(a[2]);
+        return (2.0 * a0 * a0 - a1 * a2) * double(b[0]) + (2.0 * a1 * a1 - a2 * a0) * double(b[1]) +
+               (2.0 * a2 * a2 - a0 * a1) * double(b[2]);
+    };
+    Moments const found = momentsOf(mesh, MeshMassCalculator::X);
+    auto const isSame = [](double a, double b) { return a == doctest::Approx(b).epsilon(1e-14); };
+    CHECK(isSame(found.first.x, (products(x, x) + sum(x) * sum(x)) * nx / 48.0));
+    CHECK(isSame(found.first.y, (products(y, x) + sum(y) * sum(x)) * nx / 24.0));
+    CHECK(isSame(found.second.x, (cubic(x, x) + sum(x) * sum(x) * sum(x)) * nx / 180.0));
+    CHECK(isSame(found.second.z, (cubic(z, x) + sum(z) * sum(z) * sum(x)) * nx / 60.0));
 }
 
 TEST_CASE("openSurfaceIsClosedTowardsTheMiddleOfTheLastBox") {

@@ -7,17 +7,25 @@
 #include "trimora/assembly/meshReadObj.h"
 #include "trimora/connectivity/MeshBoundaries.h"
 #include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/connectivity/triNormal.h"
 #include "trimora/contract/koGeom/Octree.h"
 #include "trimora/measure/MeshOffset.h"
-#include "trimora/topology/MeshConvertRep.h"
+#include "trimora/measure/detail/OffsetShell.h"
+#include "trimora/spatial/MeshClosestPoint.h"
+#include "trimora/topology/MeshEdgeSwapper.h"
+#include "trimora/topology/MeshModifyRep.h"
+#include "trimora/topology/meshTwin.h"
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <doctest/doctest.h>
 #include <limits>
 #include <map>
 #include <memory>
 #include <numbers>
+#include <set>
+#include <vector>
 
 using namespace koGeom;
 
@@ -90,8 +98,8 @@ void checkOffset(Offset const& offset) {
         if (offset.offsetMap[v] < 0)
             continue;
         isUsed.at(static_cast<std::size_t>(offset.offsetMap[v])) = 1;
-        double const size = std::abs(source.x) + std::abs(source.y) + std::abs(source.z) +
-                            std::abs(offset.distance) + 1.0;
+        double const size = std::max({1.0, std::abs(source.x), std::abs(source.y),
+                                      std::abs(source.z), std::abs(offset.distance)});
         numMisplaced += std::abs(koLinear::distance(offset.copyOf(v), source) -
                                  std::abs(offset.distance)) > 1e-6 * size;
     }
@@ -165,6 +173,147 @@ int numTooNear(Offset const& offset) {
     }
     return count;
 }
+
+/// The same by the plainest means: sets and sweeps over everything, one face at a time.
+class SlowOffset {
+public:
+    CompactMesh result;
+    std::vector<int> offsetMap;
+
+    explicit SlowOffset(Offset const& offset) : result(offset.mesh), mesh_(offset.mesh) {
+        BitVector triangles(mesh_.getNumTriangles());
+        BitVector vertices(mesh_.getNumVertices());
+        triangles.setAllBits();
+        vertices.setAllBits();
+        MeshModifyRep rep(result, triangles, vertices, *offset.adjTris);
+        TopoMesh& topo = rep.extract();
+        build(rep, topo, offset);
+        cleanUp(rep, topo, offset);
+        Array<int> numbers;
+        ArrayMap<TopoMeshVertex, int> copies;
+        rep.merge(numbers, &copies);
+        for (std::size_t v = 0; v < copies_.size(); ++v)
+            offsetMap.push_back(isAlive_[v] ? copies.find(copies_[v]) : -1);
+    }
+
+private:
+    static Normal normalOf(TopoMeshFace face) {
+        TopoMeshEdge const edge = face.edge();
+        return triNormal(edge.origin().point(), edge.next().origin().point(),
+                         edge.prev().origin().point());
+    }
+    static std::vector<TopoMeshEdge> edgesAround(TopoMeshVertex v) {
+        std::vector<TopoMeshEdge> edges;
+        for (TopoMeshEdgeVertexIterator i = {v, v.edge(), 1}; i.edge; i.next())
+            edges.push_back(i.edge);
+        return edges;
+    }
+
+    void build(MeshModifyRep& rep, TopoMesh& topo, Offset const& offset) {
+        std::vector<TopoMeshVertex> sources;
+        for (int v = 0; v < mesh_.getNumVertices(); ++v) {
+            sources.push_back(rep.getTopoMeshVertex(v));
+            std::vector<TopoMeshEdge> const edges = edgesAround(sources.back());
+            Vector sum;
+            for (TopoMeshEdge const edge : edges)
+                if (edge.twin()) {
+                    Normal const left = normalOf(edge.face()), right = normalOf(edge.twin().face());
+                    sum += angle(left, right) * Vector(left);
+                    sum += angle(left, right) * Vector(right);
+                }
+            Vector const normal = sum.length() > 1e-12 ? Vector(Normal(sum))
+                                  : edges.empty()      ? Vector::zAxis
+                                                       : Vector(normalOf(edges[0].face()));
+            normals_.push_back(VectorFlt(normal));
+            copies_.push_back(topo.allocVertex(sources.back().point() - offset.distance * normal));
+        }
+        auto const at = [](std::vector<TopoMeshVertex> const& all, int v) {
+            return all[static_cast<std::size_t>(v)];
+        };
+        for (int t = 0; t < mesh_.getNumTriangles(); ++t) {
+            MeshTriangle const& corners = mesh_.getTriangles()[t];
+            topo.allocTriangle(at(copies_, corners[2]), at(copies_, corners[1]),
+                               at(copies_, corners[0]));
+        }
+        for (int b = 0; b < offset.boundaries->size(); ++b)
+            for (int k = 0; k < offset.boundaries->getLength(b); ++k) {
+                int const i = offset.boundaries->getStart(b)[k];
+                int const j =
+                    offset.boundaries->getStart(b)[(k + 1) % offset.boundaries->getLength(b)];
+                border_.insert(at(sources, i));
+                topo.allocTriangle(at(sources, j), at(sources, i), at(copies_, i));
+                topo.allocTriangle(at(copies_, i), at(copies_, j), at(sources, j));
+            }
+        meshTwin(topo);
+    }
+
+    void cleanUp(MeshModifyRep& rep, TopoMesh& topo, Offset const& offset) {
+        isAlive_.assign(copies_.size(), 1);
+        std::vector<char> isPending(copies_.size(), 1);
+        bool hasRemoved = false;
+        for (std::size_t v = 0; v < copies_.size(); ++v) {
+            double const nearest2 = meshClosestVertex2(mesh_, *offset.octree, copies_[v].point());
+            if (offset.distance * offset.distance - nearest2 > 1e-12 && remove(rep, topo, v)) {
+                isPending[v] = 0;
+                hasRemoved = true;
+            }
+        }
+        while (hasRemoved) {
+            hasRemoved = false;
+            for (std::size_t v = 0; v < copies_.size(); ++v)
+                if (isPending[v] && isFolded(v)) {
+                    isPending[v] = 0;
+                    hasRemoved = remove(rep, topo, v) || hasRemoved;
+                }
+        }
+    }
+
+    bool isFolded(std::size_t v) const {
+        for (TopoMeshEdge const edge : edgesAround(copies_[v])) {
+            TopoMeshEdge const first = edge.face().edge();
+            if (border_.count(first.origin()) + border_.count(first.next().origin()) +
+                    border_.count(first.prev().origin()) ==
+                0)
+                if (dot(normalOf(edge.face()), normals_[v]) > 0.0)
+                    return true;
+        }
+        return false;
+    }
+
+    bool remove(MeshModifyRep& rep, TopoMesh& topo, std::size_t v) {
+        std::deque<TopoMeshEdge> queue;
+        int valence = copies_[v].valence();
+        for (TopoMeshEdge const edge : edgesAround(copies_[v]))
+            if (valence >= 4 && edge.twin() && topo.swapEdge(edge)) {
+                queue.push_back(edge);
+                --valence;
+            }
+        if (valence != 3)
+            return false;
+        rep.removeVertex(copies_[v]);
+        topo.deleteVertex(copies_[v]);
+        isAlive_[v] = 0;
+        std::set<TopoMeshEdge, ko::less<TopoMeshEdge>> const swapped(queue.begin(), queue.end());
+        for (; !queue.empty(); queue.pop_front()) {
+            TopoMeshEdge const edge = queue.front();
+            bool veto = !edge.twin();
+            MeshEdgeSwapper::minimizeOppositeAngleSum(edge, veto);
+            if (veto || !topo.swapEdge(edge))
+                continue;
+            for (TopoMeshEdge const beside :
+                 {edge.next(), edge.prev(), edge.twin().next(), edge.twin().prev()})
+                if (swapped.count(beside) > 0)
+                    queue.push_back(beside);
+        }
+        return true;
+    }
+
+    CompactMesh const& mesh_;
+    std::vector<TopoMeshVertex> copies_;
+    std::vector<Vector> normals_;  // narrowed to floats
+    std::vector<char> isAlive_;
+    std::set<TopoMeshVertex, ko::less<TopoMeshVertex>> border_;
+};
 
 }  // namespace
 
@@ -275,6 +424,81 @@ TEST_CASE("manifoldMeshesGetClosedWalls") {
             checkWall(offset);
             checkForms(offset);
         }
+}
+
+TEST_CASE("theHalfEdgesAreSoundAfterEveryRemoval") {
+    for (support::NamedMesh const& named : support::zoo()) {
+        CompactMesh const& mesh = named.mesh;
+        if (mesh.getNumVertices() == 0)
+            continue;
+        CAPTURE(named.name);
+        SimpleMeshCache cache;
+        BitVector triangles(mesh.getNumTriangles());
+        BitVector vertices(mesh.getNumVertices());
+        triangles.setAllBits();
+        vertices.setAllBits();
+        CompactMesh copy(mesh);
+        MeshModifyRep rep(copy, triangles, vertices, *cache.getAdjTris(mesh));
+        TopoMesh& topo = rep.extract();
+        detail::OffsetShell shell(mesh, rep, topo, 0.1);
+        shell.build(*cache.getBoundaries(mesh));
+        int numRemoved = 0;
+        for (std::size_t v = 0; v < static_cast<std::size_t>(mesh.getNumVertices()); ++v) {
+            bool const isRemoved = shell.remove(v);
+            CHECK(isRemoved == !shell.copyOf(v));
+            numRemoved += isRemoved;
+            CHECK(support::faultOf(topo) == "");
+        }
+        for (TopoMeshFace face = topo.firstFace(); face; face = face.nextInList())
+            CHECK(face.edge().next().next().next() == face.edge());
+        Array<int> numbers;
+        rep.merge(numbers, nullptr);
+        CHECK(copy.getNumVertices() == 2 * mesh.getNumVertices() - numRemoved);
+    }
+}
+
+// The selection is no part of the surface: a selected one gives the same, with nothing selected.
+TEST_CASE("selectionsPlayNoPart") {
+    CompactMesh const plain = atUnitSize(support::terrain(9, 9, 4));
+    CompactMesh selected = plain;
+    selected.getSelectedVertices().resize(selected.getNumVertices());
+    selected.getSelectedTriangles().resize(selected.getNumTriangles());
+    for (int i = 0; i < 40; ++i) {
+        selected.getSelectedVertices().setBit(2 * i);
+        selected.getSelectedTriangles().setBit(3 * i);
+    }
+    Offset expected(plain, 0.05);
+    Offset offset(selected, 0.05);
+    for (bool const both : {true, false}) {
+        MeshPtr const a(offset.offset.calculate(both)), b(expected.offset.calculate(both));
+        CHECK(support::coordinatesOf(*a) == support::coordinatesOf(*b));
+        CHECK(support::trianglesOf(*a) == support::trianglesOf(*b));
+        CHECK(a->getNormalsComputed());
+        CHECK(a->getSelectedVertices().count == 0);
+        CHECK(a->getSelectedTriangles().count == 0);
+    }
+}
+
+TEST_CASE("offsetsAreThoseOfTheSlowWayToTheLastBit") {
+    std::vector<support::NamedMesh> meshes = support::manifoldZoo();
+    for (std::uint64_t seed = 0; seed < 4; ++seed)
+        meshes.push_back({"waves", support::shuffled(support::terrain(25, 20, seed), seed)});
+    int numRemoved = 0;
+    for (support::NamedMesh const& named : meshes)
+        for (double const distance : {0.1, 0.3, 1.0, -0.5, -2.0}) {
+            if (named.mesh.getNumVertices() == 0)
+                continue;
+            CAPTURE(named.name);
+            CAPTURE(distance);
+            Offset const offset(named.mesh, distance);
+            SlowOffset const slow(offset);
+            CHECK(support::coordinatesOf(*offset.both) == support::coordinatesOf(slow.result));
+            CHECK(support::trianglesOf(*offset.both) == support::trianglesOf(slow.result));
+            CHECK(std::equal(slow.offsetMap.begin(), slow.offsetMap.end(), offset.offsetMap.begin(),
+                             offset.offsetMap.end()));
+            numRemoved += offset.numRemoved();
+        }
+    CHECK(numRemoved > 200);
 }
 
 TEST_CASE("brokenMeshesGiveSoundOnes") {

@@ -63,13 +63,9 @@ void checkClosed(CompactMesh const& mesh, std::deque<MeshCoord> const& ends) {
         CHECK_MESSAGE(sum == 0, "between ", at.first, " and ", at.second);
 }
 
-void checkFrom(MeshSilhouette& silhouette, CompactMesh const& mesh, Point const& eye) {
-    std::deque<MeshCoord> ends(3);  // is emptied first
-    silhouette.computePerspOnMesh(PointFlt(eye), ends);
-    checkClosed(mesh, ends);
-    checkValues(mesh, ends, Point(PointFlt(eye)), 0.0);
-
-    ko::Reference<CompactMesh> const lines = silhouette.computePersp(PointFlt(eye));
+/// The line form says the same as the form on the mesh.
+void checkLines(CompactMesh const& mesh, ko::Reference<CompactMesh> const& lines,
+                std::deque<MeshCoord> const& ends) {
     REQUIRE(lines->getNumVertices() == static_cast<int>(ends.size()));
     REQUIRE(2 * lines->getNumLineStrips() == lines->getNumVertices());
     for (int i = 0; i < lines->getNumVertices(); ++i) {
@@ -80,6 +76,14 @@ void checkFrom(MeshSilhouette& silhouette, CompactMesh const& mesh, Point const&
         CHECK(distance(at, lines->getVertices()[i].asPoint()) <=
               1e-6 * (1.0 + at.asVector().length()));
     }
+}
+
+void checkFrom(MeshSilhouette& silhouette, CompactMesh const& mesh, Point const& eye) {
+    std::deque<MeshCoord> ends(3);  // is emptied first
+    silhouette.computePerspOnMesh(PointFlt(eye), ends);
+    checkClosed(mesh, ends);
+    checkValues(mesh, ends, Point(PointFlt(eye)), 0.0);
+    checkLines(mesh, silhouette.computePersp(PointFlt(eye)), ends);
 }
 
 /// Two triangles on the edge 0-1, seen from above (0, 0, 1); the values are the z of the normals.
@@ -94,8 +98,12 @@ struct Pair {
     MeshAdjTris adjTris;
 
     explicit Pair(std::vector<float> const& values) {
+        if (values.size() > 4) {  // and a third triangle on the edge
+            mesh = support::meshOf({0, 0, 0, 2, 0, 0, 1, 1, 0, 1, -1, 0, 1, 0, 1},
+                                   {0, 1, 2, 1, 0, 3, 0, 1, 4});
+        }
         mesh.allocNormalArray();
-        for (int v = 0; v < 4; ++v)
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
             mesh.getNormalsRaw()[3 * v + 2] = values[static_cast<std::size_t>(v)];
         meshAdjTris(mesh, adjTris);
     }
@@ -106,7 +114,9 @@ struct Pair {
             silhouette.setAdjacentTrianglesForDuplicateEdgeDetection(adjTris);
         silhouette.setZeroCrossingTriangleList(zeros);
         std::deque<MeshCoord> ends;
-        silhouette.computeOrthoOnMesh({0, 0, 1}, ends);
+        silhouette.computeOrthoOnMesh({0, 0, 1}, ends);  // leaves nothing behind for the next call
+        if (zeros == nullptr)
+            silhouette.computeOrthoOnMesh({0, 0, 1}, ends);
         Segments found;
         for (std::size_t i = 0; i + 1 < ends.size(); i += 2)
             found.emplace_back(place(mesh, ends[i]).first, place(mesh, ends[i + 1]).second);
@@ -162,6 +172,7 @@ TEST_CASE("silhouettesAreClosedLoopsAtRightAnglesToTheSight") {
             std::deque<MeshCoord> ends;
             silhouette.computeOrthoOnMesh(VectorFlt(direction), ends);
             checkClosed(mesh, ends);
+            checkLines(mesh, silhouette.computeOrtho(VectorFlt(direction)), ends);
         }
     }
 }
@@ -179,6 +190,11 @@ TEST_CASE("eachCaseOfTheBandGivesItsSegment") {
     CHECK(Pair({1, 0, 0, 1}).segments(false) == Segments{{1, 2}});
     // the tolerance itself is within the band
     CHECK(Pair({0.25f, -0.25f, 1, -1}).segments(true) == Segments{{0, 1}});
+    CHECK(Pair({0.25f, 0.25f, 1, 1}).segments(false) == Segments{{0, 1}, {1, 0}});
+    CHECK(Pair({-0.25f, -0.25f, -1, -1}).segments(false) == Segments{{1, 0}, {0, 1}});
+    // three triangles on the edge: the first two settle it, in whichever order their sides are
+    CHECK(Pair({0, 0, 1, -1, -1}).segments(true) == Segments{{0, 1}});
+    CHECK(Pair({0, 0, 1, 1, -1}).segments(true).empty());
     // one corner at 0: nothing, where the others are on one side
     CHECK(Pair({0, 1, 1, 1}).segments(false).empty());
     // through a corner: the positive side on the left

@@ -9,10 +9,12 @@
 #include "trimora/measure/meshSmoothLaplacian.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <doctest/doctest.h>
 #include <functional>
+#include <map>
 #include <vector>
 
 using namespace koGeom;
@@ -90,6 +92,35 @@ double spread(CompactMesh const& mesh, std::function<double(MeshVertex const&)> 
 
 double radius(MeshVertex const& p) {
     return p.asPoint().asVector().length();
+}
+
+/// The surface of the cube from -1 to 1, each side n x n squares.
+CompactMesh fineCube(int n) {
+    std::map<std::array<int, 3>, int> numbers;
+    std::vector<float> coordinates;
+    std::vector<int> triangles;
+    auto const numberOf = [&](std::array<int, 3> const& at) {
+        auto const [found, isNew] = numbers.try_emplace(at, static_cast<int>(numbers.size()));
+        for (int k = 0; isNew && k < 3; ++k)
+            coordinates.push_back(2.0f * static_cast<float>(at[static_cast<std::size_t>(k)]) /
+                                      static_cast<float>(n) -
+                                  1.0f);
+        return found->second;
+    };
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        for (int const side : {0, n})
+            for (int i = 0; i < n * n; ++i) {
+                auto const corner = [&](int u, int v) {
+                    std::array<int, 3> at = {};
+                    at[axis] = side;
+                    at[(axis + (side == 0 ? 2 : 1)) % 3] = i % n + u;
+                    at[(axis + (side == 0 ? 1 : 2)) % 3] = i / n + v;
+                    return numberOf(at);
+                };
+                int const a = corner(0, 0), b = corner(1, 0), c = corner(1, 1), d = corner(0, 1);
+                triangles.insert(triangles.end(), {a, b, c, a, c, d});
+            }
+    return support::meshOf(coordinates, triangles);
 }
 
 /// The filter by its definition: neighbours are spread from the vertex until nothing is added.
@@ -182,31 +213,55 @@ TEST_CASE("bilateralIsTheFilterByItsDefinition") {
     }
 }
 
-TEST_CASE("bilateralKeepsEdgesThatTheLaplacianRounds") {
-    // an octahedron of many triangles, sharp edges along theirs
-    CompactMesh mesh = support::sphere(5);
-    auto const norm1 = [](MeshVertex const& p) {
-        return static_cast<double>(std::abs(p.x) + std::abs(p.y) + std::abs(p.z));
-    };
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        MeshVertex& p = mesh.getVertices()[v];
-        double const by = 1.0 / norm1(p);
-        double const to[3] = {p.x * by, p.y * by, p.z * by};
-        p.set(to);
-    }
-    CompactMesh const rough = prepared(noisy(mesh, 0.005, 1), all);
-    auto const error = [&](CompactMesh const& of) {
+TEST_CASE("bilateralKeepsTheEdgesOfANoisyCubeThatTheLaplacianRounds") {
+    CompactMesh const clean = fineCube(20);
+    CompactMesh const rough = prepared(noisy(clean, 0.01, 1), all);
+    // Root mean square distance from the cube, of the vertices that were on its edges or of the others.
+    auto const error = [&](CompactMesh const& of, bool onEdges) {
         double squares = 0.0;
-        for (int v = 0; v < of.getNumVertices(); ++v)
-            squares += std::pow(norm1(of.getVertices()[v]) - 1.0, 2);
-        return std::sqrt(squares / of.getNumVertices());
+        int count = 0;
+        for (int v = 0; v < of.getNumVertices(); ++v) {
+            MeshVertex const& at = clean.getVertices()[v];
+            int const numExtreme =
+                (std::abs(at.x) == 1.0f) + (std::abs(at.y) == 1.0f) + (std::abs(at.z) == 1.0f);
+            if ((numExtreme > 1) != onEdges)
+                continue;
+            MeshVertex const& p = of.getVertices()[v];
+            double const size = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)});
+            squares += (size - 1.0) * (size - 1.0);
+            ++count;
+        }
+        return std::sqrt(squares / count);
     };
-    double const kept = error(smoothed(rough, bilateral(0.045), 3));
-    double const rounded = error(smoothed(rough, meshSmoothLaplacian, 3));
-    CHECK(kept < 0.7 * error(rough));
-    CHECK(kept < 0.2 * rounded);
-    // wider than an edge of the mesh it rounds too, but less
-    CHECK(error(smoothed(rough, bilateral(0.08), 3)) < 0.5 * rounded);
+    CompactMesh const kept = smoothed(rough, bilateral(0.105), 3);  // edges are 0.1 long
+    CompactMesh const rounded = smoothed(rough, meshSmoothLaplacian, 3);
+    CHECK(error(kept, true) < 0.4 * error(rounded, true));
+    CHECK(error(kept, false) < 0.6 * error(rough, false));
+    CHECK(error(kept, false) < 0.4 * error(rounded, false));
+}
+
+//   1 above 0, the others beside it: one at height h and three at 0. Distances are 1, the mean is h / 4, the variance
+//   3 h^2 / 16, so that h^2 / (2 variance) = 8 / 3.
+TEST_CASE("bilateralOfOneVertexIsWhatOneWorksOutByHand") {
+    auto const moved = [](float h, double sigma) {
+        CompactMesh mesh = support::meshOf({0, 0, 0, 1, 0, h, 0, 1, 0, -1, 0, 0, 0, -1, 0},
+                                           {0, 1, 2, 0, 2, 3, 0, 3, 4, 0, 4, 1});
+        if (h == 1.0f)
+            mesh.getVertices()[1].x = 0.0f;  // a distance of 1 to the last bit
+        mesh.allocNormalArray();
+        mesh.getNormalsRaw()[2] = 2.0f;  // heights are by the unit normal, the way by this one
+        mesh.getSelectedVertices().resize(5);
+        mesh.getSelectedVertices().setBit(0);
+        Tables const tables(mesh);
+        koUtil::Progress progress;
+        meshSmoothBilateral(mesh, tables.vertices, sigma, progress);
+        return static_cast<double>(mesh.getVertices()[0].z);
+    };
+    double const weight = std::exp(-8.0 / 3.0);
+    CHECK(moved(1.0f, 1.0) == doctest::Approx(2.0 * weight / (weight + 3.0)));
+    CHECK(moved(1.0f, 0.999) == 0.0);  // sigma itself is within
+    CHECK(moved(1e-5f, 2.0) == doctest::Approx(2e-5 * weight / (weight + 3.0)));
+    CHECK(moved(1e-6f, 2.0) == 0.0);  // a variance below epsilonTol
 }
 
 TEST_CASE("bilateralWithoutNormalsOrNeighboursMovesNothing") {
@@ -252,6 +307,11 @@ TEST_CASE("cancelledAtAnyPollNothingMovesAndNothingIsSent") {
             progress.setListener([&](double, char const*) { progress.cancel(); });
             smoother(mesh, tables.vertices, progress);
             CHECK(counter.total() == 0);
+            if (poll == 0) {  // asked for also while no vertex is selected
+                mesh.clearSelection();
+                smoother(mesh, tables.vertices, progress);
+                CHECK(counter.total() == 0);
+            }
             for (int v = 0; v < mesh.getNumVertices(); ++v)
                 CHECK(sameBytes(mesh, before, v));
         }

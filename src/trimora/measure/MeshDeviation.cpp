@@ -10,6 +10,7 @@
 
 #include "trimora/measure/MeshDeviation.h"
 
+#include "trimora/connectivity/finiteBounds.h"
 #include "trimora/contract/ko/ImplBase.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
@@ -21,7 +22,6 @@
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/measure/detail/TriangleTree.h"
 #include "trimora/spatial/MeshClosestPoint.h"
-#include "trimora/spatial/detail/finiteBounds.h"
 
 #include <algorithm>
 #include <bit>
@@ -41,12 +41,12 @@ constexpr float notMeasured = std::numeric_limits<float>::max();
 /// Of the largest coordinate: more than the searches in floats may differ by about what is nearest.
 constexpr double nearlyNearest = 1e-6;
 
-/// Sizes of meshes whose squares floats hold, with room on both sides.
+/// Sizes of meshes whose squared areas floats hold, and distances that are told from 0.
 constexpr double leastSize = 1e-9;
-constexpr double greatestSize = 1e15;
+constexpr double greatestSize = 1e9;
 
-/// A tree costs about as much as measuring one vertex for each so many triangles.
-constexpr int trianglesWorthAVertex = 16;
+/// A tree saves as much time at a vertex as it takes to make it of so many triangles.
+constexpr int trianglesWorthAVertex = 8;
 
 /// A vertex of the measured mesh.
 struct Measured {
@@ -105,20 +105,19 @@ void MeshDeviationImpl::set(CompactMesh const& mesh, AffineMatrix const& matrix,
     int const numTriangles = reference_.getNumTriangles();
     if (!tree_ && numTriangles > 0 && numWanted >= numTriangles / trianglesWorthAVertex &&
         suitsTree()) {
-        largest_ = detail::largestCoordinate(detail::finiteBounds(reference_));
-        tree_.emplace(reference_, octree_);
+        largest_ = largestCoordinate(finiteBounds(reference_));
+        tree_.emplace(reference_);
     }
 }
 
 /// Whether the octree lists all vertices and its box holds them, and floats can hold the squares.
 bool MeshDeviationImpl::suitsTree() const {
-    BoundingBox const box = detail::finiteBounds(reference_);
-    double const largest = detail::largestCoordinate(box);
+    BoundingBox const box = finiteBounds(reference_);
+    double const largest = largestCoordinate(box);
     float const* const positions = reference_.getVerticesRaw();
     std::ptrdiff_t const numNumbers = std::ptrdiff_t{3} * reference_.getNumVertices();
     return octree_.pointIndices.size() == static_cast<std::size_t>(reference_.getNumVertices()) &&
-           detail::holds(octree_.getRoot().box, box) && largest > leastSize &&
-           largest < greatestSize &&
+           holds(octree_.getRoot().box, box) && largest > leastSize && largest < greatestSize &&
            std::all_of(positions, positions + numNumbers, [](float x) { return x - x == 0.0f; });
 }
 

@@ -51,9 +51,10 @@ public:
     /// cancelled      polled every 200 vertices of a thread; the rest of its entries stay as they
     ///                were
     /// cost           one search a vertex; on the shared pool, the result does not depend on the
-    ///                number of threads. A tree of the reference, some 50 bytes a triangle, is made
-    ///                when the first mesh with enough vertices is measured, and kept; otherwise each
-    ///                thread needs the memory of a MeshClosestPoint
+    ///                number of threads. A tree of the reference, some 50 bytes a triangle and 32 more
+    ///                while it is made, is made when the first mesh with enough vertices is
+    ///                measured, and kept; otherwise each thread needs the memory of a
+    ///                MeshClosestPoint
     void calculate(CompactMesh const* mesh, AffineMatrix& matrix, float* result, bool selectedOnly,
                    bool flip);
 

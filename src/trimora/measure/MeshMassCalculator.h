@@ -18,7 +18,8 @@ class CompactMesh;
 /// accuracy    sums of coordinates, and for the first moments sums of their products, are made in
 ///             floats: about 1e-6 of the result near the origin. Far from it volume and moments are
 ///             differences of large terms: 1e-4 is what to expect at ten times the size of the mesh
-/// cost        one pass over the triangles; on the calling thread but for the area
+/// cost        one pass over the triangles; on the calling thread but for the area and the
+///             boxes of the volume
 /// source      the divergence theorem, as in Mirtich 1996 [mirtich1996]
 class TRIMORA_API MeshMassCalculator {
 public:

@@ -10,7 +10,8 @@
 /// First stage of an offset: a copy of each vertex, the triangles on the copies turned round, and bands along the borders.
 namespace koGeom::detail {
 
-Normal faceNormal(TopoMeshEdge edge) {
+Normal faceNormal(TopoMeshFace face) {
+    TopoMeshEdge const edge = face.edge();
     return triNormal(edge.origin().point(), edge.next().origin().point(),
                      edge.prev().origin().point());
 }
@@ -23,12 +24,12 @@ Normal creaseNormal(TopoMeshVertex vertex) {
     Vector sum;
     Normal first;
     for (TopoMeshEdgeVertexIterator i = {vertex, vertex.edge(), 1}; i.edge; i.next()) {
-        Normal const left = faceNormal(i.edge);
+        Normal const left = faceNormal(i.edge.face());
         if (!first.valid)
             first = left;
         if (!i.edge.twin())
             continue;
-        Normal const right = faceNormal(i.edge.twin());
+        Normal const right = faceNormal(i.edge.twin().face());
         double const fold = angle(left, right);
         sum += fold * Vector(left);
         sum += fold * Vector(right);

@@ -123,7 +123,7 @@ bool OffsetShell::isFolded(std::size_t vertex) const {
     for (TopoMeshEdgeVertexIterator i = {copy, copy.edge(), 1}; i.edge; i.next()) {
         if (touchesBorder(i.edge.face()))
             continue;
-        if (dot(faceNormal(i.edge.face().edge()), normal) > 0.0)
+        if (dot(faceNormal(i.edge.face()), normal) > 0.0)
             return true;
     }
     return false;

@@ -1,9 +1,7 @@
-// A tree of boxes of fixed shape over the triangles in the order of an octree. Boxes and triangles are
-// tested four at a time in floats; what a test leaves out is beyond the limit for sure.
+// How the tree is searched: boxes and triangles are tested four at a time in floats; what a test leaves
+// out is beyond the limit for sure.
 
 #include "trimora/measure/detail/TriangleTree.h"
-
-#include "trimora/contract/koGeom/Octree.h"
 
 #include <algorithm>
 #include <bit>
@@ -13,33 +11,6 @@
 namespace koGeom::detail {
 
 namespace {
-
-/// The triangles in the order of the octree: by the middle one of the places where it lists their
-/// corners.
-std::vector<int> inOrderOf(Octree const& octree, CompactMesh const& mesh) {
-    auto const numVertices = static_cast<std::size_t>(mesh.getNumVertices());
-    int const numTriangles = mesh.getNumTriangles();
-    MeshTriangle const* const triangles = mesh.getTriangles();
-    std::vector<int> rank(numVertices, 0);
-    for (std::size_t i = 0; i < octree.pointIndices.size(); ++i)
-        rank[static_cast<std::size_t>(octree.pointIndices[i])] = static_cast<int>(i);
-    auto const rankOf = [&](int t) {
-        int const a = rank[static_cast<std::size_t>(triangles[t][0])];
-        int const b = rank[static_cast<std::size_t>(triangles[t][1])];
-        int const c = rank[static_cast<std::size_t>(triangles[t][2])];
-        return static_cast<std::size_t>(std::max(std::min(a, b), std::min(std::max(a, b), c)));
-    };
-
-    std::vector<int> ends(numVertices + 1, 0);
-    for (int t = 0; t < numTriangles; ++t)
-        ++ends[rankOf(t) + 1];
-    for (std::size_t i = 1; i <= numVertices; ++i)
-        ends[i] += ends[i - 1];
-    std::vector<int> order(static_cast<std::size_t>(numTriangles));
-    for (int t = 0; t < numTriangles; ++t)
-        order[static_cast<std::size_t>(ends[rankOf(t)]++)] = t;
-    return order;
-}
 
 struct Float3x4 {
     __m128 x, y, z;
@@ -102,59 +73,6 @@ Float3x4 nearestOnTriangle(Float3x4 const& a, Float3x4 const& b, Float3x4 const&
 }
 
 }  // namespace
-
-TriangleTree::TriangleTree(CompactMesh const& mesh, Octree const& octree) {
-    std::vector<int> const order = inOrderOf(octree, mesh);
-    MeshVertex const* const vertices = mesh.getVertices();
-    MeshTriangle const* const triangles = mesh.getTriangles();
-    packets_.resize((order.size() + 3) / 4);
-    for (std::size_t i = 0; i < 4 * packets_.size(); ++i) {
-        Packet& packet = packets_[i / 4];
-        int const triangle = order[std::min(i, order.size() - 1)];
-        packet.triangles[i % 4] = triangle;
-        for (int corner = 0; corner < 3; ++corner) {
-            MeshVertex const& vertex = vertices[triangles[triangle][corner]];
-            packet.at[3 * corner][i % 4] = vertex.x;
-            packet.at[3 * corner + 1][i % 4] = vertex.y;
-            packet.at[3 * corner + 2][i % 4] = vertex.z;
-        }
-    }
-    std::size_t firstChild = 0;
-    for (std::size_t numChildren = packets_.size(); numChildren > 0;) {
-        std::size_t const before = nodes_.size();
-        addBoxesOver(firstChild, numChildren);
-        firstChild = packets_.size() + before;
-        numChildren = nodes_.size() - before > 1 ? nodes_.size() - before : 0;
-    }
-}
-
-/// Appends a level: a node for each four of the children, which are packets or nodes.
-void TriangleTree::addBoxesOver(std::size_t firstChild, std::size_t numChildren) {
-    float const infinity = std::numeric_limits<float>::infinity();
-    std::size_t const numPackets = packets_.size();
-    std::size_t const begin = nodes_.size();
-    nodes_.resize(begin + (numChildren + 3) / 4);
-    for (std::size_t i = 0; i < 4 * (nodes_.size() - begin); ++i) {
-        Node& node = nodes_[begin + i / 4];
-        node.firstChild = static_cast<int>(firstChild + i / 4 * 4);
-        std::size_t const child = firstChild + i;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            float low = infinity, high = -infinity;  // no child is within any distance
-            for (std::size_t k = 0; i < numChildren && child < numPackets && k < 3; ++k) {
-                float const* const at = packets_[child].at[3 * k + axis];
-                low = std::min(low, *std::min_element(at, at + 4));
-                high = std::max(high, *std::max_element(at, at + 4));
-            }
-            if (i < numChildren && child >= numPackets) {
-                Node const& below = nodes_[child - numPackets];
-                low = *std::min_element(below.low[axis], below.low[axis] + 4);
-                high = *std::max_element(below.high[axis], below.high[axis] + 4);
-            }
-            node.low[axis][i % 4] = low;
-            node.high[axis][i % 4] = high;
-        }
-    }
-}
 
 float TriangleTree::search(PointFlt const& q, int firstPacket, double distance, double band,
                            std::vector<Near>& near) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "trimora/contract/koGeom/TopoMesh.h"
+#include "trimora/export.h"
 
 #include <cstddef>
 #include <vector>
@@ -14,18 +15,20 @@ class Octree;
 
 namespace detail {
 
-/// That of the triangle on the left of an edge, its corners counted from the edge's origin.
-Normal faceNormal(TopoMeshEdge edge);
+/// That of a triangle, its corners counted from the origin of its first edge.
+Normal faceNormal(TopoMeshFace face);
 
 /// The shell of one calculation, in the half-edge mesh of the surface: built by MeshOffset_build.cpp, cleaned up by
 /// MeshOffset_cleanUp.cpp.
-class OffsetShell {
+class TRIMORA_API OffsetShell {
 public:
     /// topo    what `rep` extracted: the whole of the mesh, its vertices in order
     OffsetShell(CompactMesh const& mesh, MeshModifyRep& rep, TopoMesh& topo, double distance);
 
     void build(MeshBoundaries const& boundaries);
     void cleanUp(Octree const& octree);
+    /// Removes the copy of a vertex, which must be there, if swaps can bring it down to three edges.
+    bool remove(std::size_t vertex);
 
     /// Null when the copy was removed.
     TopoMeshVertex copyOf(std::size_t vertex) const { return copies_[vertex]; }
@@ -41,7 +44,6 @@ private:
     void removeFolded();
     bool isFolded(std::size_t vertex) const;
     bool touchesBorder(TopoMeshFace face) const;
-    bool remove(std::size_t vertex);
     bool swap(TopoMeshEdge edge);
     void markCorners(TopoMeshFace face);
     bool collectSpokes(TopoMeshVertex v);

@@ -6,22 +6,18 @@
 #include <cstdint>
 #include <vector>
 
-namespace koGeom {
+namespace koGeom::detail {
 
-class Octree;
-
-namespace detail {
-
-/// Boxes over the triangles of a mesh, four to a node, in the order of an octree over its vertices:
-/// neighbours in space are neighbours in the array, so a tree of fixed shape is a good one and is
-/// made in linear time. Tells which triangles may be within a distance of a point, and never leaves
-/// one out that is. All coordinates are finite and of a size whose squares floats can hold.
+/// Boxes over the triangles of a mesh, four to a packet, four packets or nodes to a node: a tree of
+/// fixed shape without pointers, over triangles in the order of a halving of space. Tells which
+/// triangles may be within a distance of a point, and never leaves one out that is. All coordinates
+/// are finite and of a size whose squares floats can hold.
 ///
 /// 160 bytes for four triangles, and 112 for four such packets and a third more.
 class TriangleTree {
 public:
-    /// `octree` lists every vertex of the mesh.
-    TriangleTree(CompactMesh const& mesh, Octree const& octree);
+    /// On the shared pool.
+    explicit TriangleTree(CompactMesh const& mesh);
 
     /// A triangle that may be within the distance asked for.
     struct Near {
@@ -71,5 +67,4 @@ private:
     std::vector<Node> nodes_;  // those over packets first, the root last
 };
 
-}  // namespace detail
-}  // namespace koGeom
+}  // namespace koGeom::detail
