@@ -1,3 +1,4 @@
+#include "stitchMeshes.h"
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/corpus.h"
@@ -28,142 +29,8 @@
 #include <vector>
 
 using namespace koGeom;
+using namespace stitchTest;
 using Outcome = MeshStitchReport::Outcome;
-
-namespace {
-
-constexpr double pi = 3.141592653589793;
-
-std::size_t at(int i) {
-    return static_cast<std::size_t>(i);
-}
-
-/// An open tube round the z axis, wound outward, with the given number of vertices round it.
-CompactMesh tube(int sides, double radius, double low, double high, int rows = 1) {
-    std::vector<float> coordinates;
-    std::vector<int> triangles;
-    for (int row = 0; row <= rows; ++row)
-        for (int i = 0; i < sides; ++i) {
-            double const angle = 2.0 * pi * (i + 0.3) / sides;
-            for (double const c : {radius * std::cos(angle), radius * std::sin(angle),
-                                   low + (high - low) * row / rows})
-                coordinates.push_back(static_cast<float>(c));
-        }
-    for (int row = 0; row < rows; ++row)
-        for (int i = 0; i < sides; ++i) {
-            int const a = row * sides + i;
-            int const b = row * sides + (i + 1) % sides;
-            triangles.insert(triangles.end(), {a, b, b + sides, a, b + sides, a + sides});
-        }
-    return support::meshOf(coordinates, triangles);
-}
-
-/// A tube that a fan closes at the end away from `rim`; wound outward.
-CompactMesh cup(int sides, double radius, double rim, double floor) {
-    CompactMesh const wall =
-        rim > floor ? tube(sides, radius, floor, rim) : tube(sides, radius, rim, floor);
-    std::vector<float> coordinates = support::coordinatesOf(wall);
-    std::vector<int> triangles = support::trianglesOf(wall);
-    coordinates.insert(coordinates.end(), {0.0f, 0.0f, static_cast<float>(floor)});
-    for (int i = 0; i < sides; ++i) {
-        int const a = i;
-        int const b = (i + 1) % sides;
-        if (rim > floor)
-            triangles.insert(triangles.end(), {b, a, 2 * sides});
-        else
-            triangles.insert(triangles.end(), {a + sides, b + sides, 2 * sides});
-    }
-    return support::meshOf(coordinates, triangles);
-}
-
-double volumeOf(CompactMesh const& mesh) {
-    double six = 0.0;
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        MeshTriangle const& corners = mesh.getTriangles()[t];
-        Vector const a = mesh.getVertices()[corners[0]].asPoint().asVector();
-        Vector const b = mesh.getVertices()[corners[1]].asPoint().asVector();
-        Vector const c = mesh.getVertices()[corners[2]].asPoint().asVector();
-        six += dot(a, cross(b, c));
-    }
-    return six / 6.0;
-}
-
-/// Edges of one triangle, of more than two, and of two that run the same way, straight from the triangles.
-struct EdgeCounts {
-    int open = 0;
-    int crowded = 0;
-    int alike = 0;
-};
-
-EdgeCounts countEdges(CompactMesh const& mesh) {
-    std::map<std::pair<int, int>, std::pair<int, int>> uses;  // each way
-    for (int t = 0; t < mesh.getNumTriangles(); ++t)
-        for (int k = 0; k < 3; ++k) {
-            int const a = mesh.getTriangles()[t][k];
-            int const b = mesh.getTriangles()[t][(k + 1) % 3];
-            ++(a < b ? uses[{a, b}].first : uses[{b, a}].second);
-        }
-    EdgeCounts counts;
-    for (auto const& [edge, ways] : uses) {
-        counts.open += ways.first + ways.second == 1;
-        counts.crowded += ways.first + ways.second > 2;
-        counts.alike += ways.first == 2 || ways.second == 2;
-    }
-    return counts;
-}
-
-/// Empty when the mesh is manifold, oriented and has the given number of open edges.
-std::string faultOfSurface(CompactMesh const& mesh, int numOpen) {
-    if (std::string const fault = support::faultOf(mesh); !fault.empty())
-        return fault;
-    EdgeCounts const counts = countEdges(mesh);
-    if (counts.open != numOpen)
-        return std::to_string(counts.open) + " open edges";
-    if (counts.crowded + counts.alike > 0)
-        return std::to_string(counts.crowded) + " crowded, " + std::to_string(counts.alike) +
-               " alike";
-    MeshAdjTris adjTris;
-    meshAdjTris(mesh, adjTris);
-    MeshManifoldResult manifold;
-    meshManifold(mesh, adjTris, manifold);
-    return manifold.count == 0 ? "" : "vertices that are not manifold";
-}
-
-std::vector<int> allOf(MeshBoundaries const& boundaries) {
-    std::vector<int> all(at(boundaries.size()));
-    std::iota(all.begin(), all.end(), 0);
-    return all;
-}
-
-/// Stitches with tables of the mesh as it is; all boundaries unless some are named.
-bool stitch(CompactMesh& mesh, double distance, double tolerance,
-            MeshStitchReport* report = nullptr, std::vector<int> const* chosen = nullptr) {
-    SimpleMeshCache cache;
-    auto const adjTris = cache.getAdjTris(mesh);
-    auto const boundaries = cache.getBoundaries(mesh);
-    MeshStitchReport ignored;
-    return meshStitch(mesh, adjTris, boundaries, chosen != nullptr ? *chosen : allOf(*boundaries),
-                      distance, tolerance, report != nullptr ? *report : ignored);
-}
-
-int numSewn(MeshStitchReport const& report) {
-    return static_cast<int>(
-        std::count_if(report.seams.begin(), report.seams.end(),
-                      [](auto const& seam) { return seam.outcome == Outcome::Sewn; }));
-}
-
-/// The grid's squares shrunk to unit size and moved.
-CompactMesh sheet(int numX, int numY, double width, double height, double x, double y) {
-    CompactMesh mesh = support::grid(numX, numY);
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        MeshVertex& p = mesh.getVertices()[v];
-        p.x = static_cast<float>(x + width * double(p.x) / numX);
-        p.y = static_cast<float>(y + height * double(p.y) / numY);
-    }
-    return mesh;
-}
-
-}  // namespace
 
 TEST_CASE("closesTwoCupsWithUnequalRims") {
     double const distance = 0.5;
@@ -249,6 +116,13 @@ TEST_CASE("sewsASheetToPartOfTheBorderOfAnother") {
     CHECK(report.seams[0].length < 9.0);
     CHECK(report.seams[0].gap >= 0.19);
     CHECK(report.seams[0].gap < 0.5);
+    // Where it ends: on the line of the border that leads, and as far apart as is told.
+    REQUIRE(report.seams[0].ends.size() == 2);
+    CHECK(koLinear::distance(report.seams[0].ends[0], report.seams[0].ends[1]) ==
+          doctest::Approx(report.seams[0].sewnLength).epsilon(0.01));
+    CHECK(report.seams[0].sewnLength <= report.seams[0].length);
+    CHECK(report.seams[0].endDistance >= 0.19);
+    CHECK(report.seams[0].endDistance < 0.5);
     EdgeCounts const counts = countEdges(mesh);
     CHECK(counts.open < open);
     CHECK(faultOfSurface(mesh, counts.open) == "");
@@ -360,6 +234,117 @@ TEST_CASE("refusesWithoutAnyChange") {
     CHECK(support::trianglesOf(mesh) == support::trianglesOf(cups));
     CHECK(support::coordinatesOf(mesh) == support::coordinatesOf(cups));
     CHECK(mesh.getSelectedTriangles().count == 1);
+}
+
+TEST_CASE("endsThatAreTooFarApartAreNotSewn") {
+    CompactMesh const source =
+        support::joined(sheet(7, 2, 14.0, 4.0, 0.0, 0.0), sheet(9, 2, 8.0, 4.0, 3.0, 4.2));
+    SimpleMeshCache cache;
+    for (double const farthest : {0.19, 0.5}) {
+        CompactMesh mesh = source;
+        MeshStitchReport report;
+        support::DebugCapture capture;
+        CHECK(meshStitch(mesh, cache.getAdjTris(source), cache.getBoundaries(source), {0, 1}, 0.5,
+                         0.2, report, farthest));
+        REQUIRE(report.seams.size() == 1);
+        bool const isFar = farthest < 0.2;
+        CHECK(report.seams[0].outcome == (isFar ? Outcome::TooFar : Outcome::Sewn));
+        CHECK((report.seams[0].sewnLength == 0.0) == isFar);
+        CHECK(report.seams[0].ends.empty() == isFar);
+        CHECK((capture.text().find("too far apart") != std::string::npos) == isFar);
+        SimpleMeshCache sewn;
+        CHECK(meshComponents(mesh, *sewn.getAdjTris(mesh), nullptr) == (isFar ? 2 : 1));
+    }
+}
+
+// Sides of 3, 3 and about 3.5; an edge has as many samples as fifths of the distance, here units, rounded, half up.
+TEST_CASE("edgesAreSampledByFifthsOfTheDistance") {
+    for (auto const& [base, numKept] : {std::pair(3.5f, 2), std::pair(3.499f, 0)}) {
+        float const height = std::sqrt(9.0f - base * base / 4.0f);
+        CompactMesh const triangle =
+            support::meshOf({0, 0, 0, base, 0, 0, base / 2, height, 0}, {0, 1, 2});
+        CompactMesh mesh = support::joined(triangle, triangle, 90.0f);
+        MeshStitchReport report;
+        CHECK(stitch(mesh, 5.0, 0.2, &report) == (numKept > 1));
+        CHECK(static_cast<int>(report.sampledBoundaries.size()) == numKept);
+    }
+}
+
+//   |  1  | |  2  | |  3  |     each of the three has both ends of its seam on the one edge below
+//   +-----+ +-----+ +-----+
+//   +---------------------+
+TEST_CASE("anEdgeTakesTheEndsOfSeveralSeams") {
+    CompactMesh mesh = sheet(1, 1, 14.0, 4.0, 0.0, 0.0);
+    for (double const left : {1.0, 5.5, 10.0})
+        mesh = support::joined(mesh, sheet(6, 2, 3.0, 4.0, left, 4.2));
+    MeshStitchReport report;
+    REQUIRE(stitch(mesh, 0.5, 0.2, &report));
+    CHECK(report.seams.size() == 3);
+    CHECK(numSewn(report) == 3);
+    EdgeCounts const counts = countEdges(mesh);
+    CHECK(faultOfSurface(mesh, counts.open) == "");
+    SimpleMeshCache cache;
+    CHECK(meshComponents(mesh, *cache.getAdjTris(mesh), nullptr) == 1);
+    // In the order of the seams along the edge, apart from each other.
+    std::vector<double> xs;
+    for (auto const& seam : report.seams)
+        for (Point const& end : seam.ends)
+            xs.push_back(end.x);
+    std::sort(xs.begin(), xs.end());
+    REQUIRE(xs.size() == 6);
+    for (std::size_t i = 0; i < 6; ++i)
+        CHECK(std::abs(xs[i] - (1.0 + 4.5 * double(i / 2) + 1.5)) < 1.6);
+}
+
+namespace {
+
+/// A tube of 30 sides that is mirrored on its way, so that its rims run as those of a Klein bottle would.
+CompactMesh mirroredTube(bool isMirrored) {
+    int const sides = 30;
+    int const rows = 6;
+    std::vector<float> coordinates;
+    std::vector<int> triangles;
+    for (int row = 0; row <= rows; ++row)
+        for (int i = 0; i < sides; ++i) {
+            double const u = double(row) / rows;
+            double const turn = isMirrored ? 1.0 - 2.0 * u : 1.0;
+            double const angle = 2.0 * pi * i / sides * turn;
+            double const radius = 1.0 + (isMirrored ? std::sin(pi * u) : 0.0);
+            double const height = isMirrored ? 1.05 - 1.1 * u : u;
+            for (double const c : {radius * std::cos(angle), radius * std::sin(angle), height})
+                coordinates.push_back(static_cast<float>(c));
+        }
+    for (int row = 0; row < rows; ++row)
+        for (int i = 0; i < sides; ++i) {
+            int const a = row * sides + i;
+            int const b = row * sides + (i + 1) % sides;
+            triangles.insert(triangles.end(), {a, b, b + sides, a, b + sides, a + sides});
+        }
+    return support::meshOf(coordinates, triangles);
+}
+
+}  // namespace
+
+TEST_CASE("sidesThatNoTurnHelpsAreRefusedAfterTheTurn") {
+    for (bool const isReversed : {false, true}) {
+        CompactMesh inner = mirroredTube(false);
+        if (isReversed)
+            meshReverseWinding(inner, false);
+        CompactMesh mesh = support::joined(inner, mirroredTube(true));
+        CompactMesh const before = mesh;
+        mesh.getSelectedTriangles().resize(mesh.getNumTriangles());
+        mesh.getSelectedTriangles().setBit(3);
+        support::ModificationCounter counter(mesh);
+        MeshStitchReport report;
+        CHECK_FALSE(stitch(mesh, 0.2, 0.01, &report));
+        CHECK(counter.total() == static_cast<int>(report.turnedComponents.size()));
+        CHECK(report.turnedComponents.size() == 1);
+        CHECK(report.seams.empty());
+        CHECK(support::coordinatesOf(mesh) == support::coordinatesOf(before));
+        CHECK(support::trianglesOf(mesh) != support::trianglesOf(before));  // it stays turned
+        CHECK(faultOfSurface(mesh, 120) == "");
+        CHECK(mesh.getSelectedTriangles().isBitSet(3));
+    }
 }
 
 TEST_CASE("nothingAlongsideIsNoRefusal") {
@@ -535,17 +520,20 @@ TEST_CASE("sewsTheHalvesOfAScan") {
 }
 
 TEST_CASE("theOutcomeDoesNotDependOnThreads") {
-    support::Random random(57);
-    CompactMesh const source = Halves(support::sphere(5), 0.1, 0.01, random).result;
-    CompactMesh first;
-    support::withPools([&](int numThreads) {
-        CompactMesh mesh = source;
-        REQUIRE(stitch(mesh, 0.02, 0.2));
-        if (numThreads == 1)
-            first = mesh;
-        CHECK(support::trianglesOf(mesh) == support::trianglesOf(first));
-        CHECK(support::coordinatesOf(mesh) == support::coordinatesOf(first));
-    });
+    // The smaller distance takes 15 thousand samples, of which each thread looks at its share.
+    for (double const distance : {0.02, 0.004}) {
+        support::Random random(57);
+        CompactMesh const source = Halves(support::sphere(5), 0.1, 0.5 * distance, random).result;
+        CompactMesh first;
+        support::withPools([&](int numThreads) {
+            CompactMesh mesh = source;
+            REQUIRE(stitch(mesh, distance, 0.2));
+            if (numThreads == 1)
+                first = mesh;
+            CHECK(support::trianglesOf(mesh) == support::trianglesOf(first));
+            CHECK(support::coordinatesOf(mesh) == support::coordinatesOf(first));
+        });
+    }
 }
 
 TEST_CASE("anyMeshComesOutSound") {

@@ -137,4 +137,15 @@ BoundarySample const* BoundaryLines::sampleOf(int strip, int position) const {
     return sample.boundary == boundaryOf(strip) ? &sample : nullptr;
 }
 
+double BoundaryLines::lengthBetween(int strip, int first, int last) const {
+    MeshVertex const* const points = lineMesh_->getVertices() + stripAt(strip).firstPoint;
+    double length = 0.0;
+    for (int i = first; i != last;) {
+        int const next = i + 1 < stripAt(strip).length ? i + 1 : 0;
+        length += koLinear::distance(points[i].asPoint(), points[next].asPoint());
+        i = next;
+    }
+    return length;
+}
+
 }  // namespace koGeom::detail

@@ -1,9 +1,130 @@
 #include "trimora/stitch/detail/LineStrips.h"
 
+#include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/contract/koUtil/ThreadedAlg.h"
+
 #include <algorithm>
 #include <limits>
+#include <utility>
+
+// The way along strips is summed up in one walk. The nearest points are looked for by slices of the vertices, each into a list of its
+// own; the lists follow each other in the order of the vertices, so that nothing depends on the number of threads.
 
 namespace koGeom::MeshLineTopology {
+
+namespace {
+
+// Below this many vertices a run costs more than it saves.
+constexpr int fewestPooled = 10000;
+
+}  // namespace
+
+/// One thread's search: the strips near one vertex after the other, and the nearest point of each.
+class LineStrips::NeighbourSearch {
+public:
+    NeighbourSearch(LineStrips const& strips, Octree const& octree, OctreeLines const& octreeLines,
+                    double distance)
+        : strips_(strips),
+          finder_(strips.mesh_, octree, octreeLines, distance),
+          met_(strips.count()),
+          place_(at(strips.count()), 0) {}
+
+    void find(int vertex, ko::vector<Neighbour>& found);
+
+private:
+    static std::size_t at(int i) { return static_cast<std::size_t>(i); }
+    void consider(int vertex, int end, int strip, ko::vector<Neighbour>& found);
+
+    LineStrips const& strips_;
+    detail::CloseLineFinder finder_;
+    VisitStamps met_;                ///< strips that the vertex in hand has met
+    ko::vector<std::size_t> place_;  ///< of the neighbour on such a strip
+};
+
+/// By number of the strip.
+void LineStrips::NeighbourSearch::find(int vertex, ko::vector<Neighbour>& found) {
+    std::size_t const first = found.size();
+    MeshLine const* const lines = strips_.mesh_.getLines();
+    met_.nextQuery();
+    finder_.find(vertex, [&](int line) {
+        int const strip = strips_.stripOf_[at(lines[line][0])];
+        if (strip < 0)
+            return;
+        consider(vertex, lines[line][0], strip, found);
+        consider(vertex, lines[line][1], strip, found);
+    });
+    std::sort(found.begin() + static_cast<std::ptrdiff_t>(first), found.end(),
+              [](Neighbour const& a, Neighbour const& b) { return a.strip < b.strip; });
+}
+
+/// The end of a line of the strip: the first of equally near ones stays. Of a line between strips the other
+/// end does not count.
+void LineStrips::NeighbourSearch::consider(int vertex, int end, int strip,
+                                           ko::vector<Neighbour>& found) {
+    if (strips_.stripOf_[at(end)] != strip)
+        return;
+    MeshVertex const* const vertices = strips_.vertices_;
+    double const distance2 =
+        koLinear::distance2(vertices[vertex].asPoint(), vertices[end].asPoint());
+    if (!(distance2 < std::numeric_limits<double>::infinity()))
+        return;
+    int const position = strips_.positionOf_[at(end)];
+    std::size_t& place = place_[at(strip)];
+    if (met_.meet(strip)) {
+        place = found.size();
+        found.push_back({strip, position, distance2});
+    } else if (distance2 < found[place].distance2) {
+        found[place] = {strip, position, distance2};
+    }
+}
+
+/// One slice of the vertices a thread, into its own list.
+class LineStrips::NeighboursAlg : public koUtil::ThreadedAlg {
+public:
+    NeighboursAlg(LineStrips& strips, Octree const& octree, OctreeLines const& octreeLines,
+                  double distance, BitVector const& asking)
+        : strips_(strips),
+          octree_(octree),
+          octreeLines_(octreeLines),
+          distance_(distance),
+          asking_(asking) {}
+
+    void initialize(int numThreads) override {
+        slices_.resize(static_cast<std::size_t>(numThreads));
+    }
+
+    void execute(int threadIndex, int numThreads) override {
+        int const numVertices = asking_.size;
+        NeighbourSearch search(strips_, octree_, octreeLines_, distance_);
+        ko::vector<Neighbour>& found = slices_[static_cast<std::size_t>(threadIndex)];
+        int const end = getBeginIndex(threadIndex + 1, numThreads, numVertices);
+        for (int v = getBeginIndex(threadIndex, numThreads, numVertices); v < end; ++v) {
+            std::size_t const before = found.size();
+            if (asking_.isBitSet(v) != 0)
+                search.find(v, found);
+            // The count for now: where the slice begins is not known yet.
+            strips_.firstNeighbour_[static_cast<std::size_t>(v) + 1] = found.size() - before;
+        }
+    }
+
+    void finalize() override {
+        for (std::size_t v = 1; v < strips_.firstNeighbour_.size(); ++v)
+            strips_.firstNeighbour_[v] += strips_.firstNeighbour_[v - 1];
+        strips_.neighbours_ = std::move(slices_.front());
+        strips_.neighbours_.reserve(strips_.firstNeighbour_.back());
+        for (std::size_t i = 1; i < slices_.size(); ++i)
+            strips_.neighbours_.insert(strips_.neighbours_.end(), slices_[i].begin(),
+                                       slices_[i].end());
+    }
+
+private:
+    LineStrips& strips_;  // of which workers write the counts of their slice
+    Octree const& octree_;
+    OctreeLines const& octreeLines_;
+    double distance_;
+    BitVector const& asking_;
+    ko::vector<ko::vector<Neighbour>> slices_;
+};
 
 LineStrips::LineStrips(CompactMesh const& mesh) : mesh_(mesh) {}
 
@@ -14,17 +135,16 @@ void LineStrips::measure(Octree const& octree, OctreeLines const& octreeLines, d
     locate();
     measureWays();
 
-    met_ = VisitStamps(count());
-    place_.assign(static_cast<std::size_t>(count()), 0);
+    int const numVertices = mesh_.getNumVertices();
     neighbours_.clear();
-    firstNeighbour_.assign(1, 0);
-    detail::CloseLineFinder finder(mesh_, octree, octreeLines, distance);
-    BitVector const asking = distance > 0.0 ? lineEndsOnStrips() : BitVector();
-    for (int vertex = 0; vertex < mesh_.getNumVertices(); ++vertex) {
-        if (asking.isBitSet(vertex) != 0)
-            findNeighbours(vertex, finder);
-        firstNeighbour_.push_back(neighbours_.size());
-    }
+    firstNeighbour_.assign(static_cast<std::size_t>(numVertices) + 1, 0);
+    if (!(distance > 0.0))
+        return;
+    BitVector const asking = lineEndsOnStrips();
+    NeighboursAlg alg(*this, octree, octreeLines, distance, asking);
+    (numVertices < fewestPooled ? koUtil::ThreadPool::getSingleThreadedPool()
+                                : koUtil::ThreadPool::get())
+        .run(alg);
 }
 
 void LineStrips::locate() {
@@ -59,40 +179,6 @@ BitVector LineStrips::lineEndsOnStrips() const {
             if (stripOf_[static_cast<std::size_t>(end)] >= 0)
                 ends.setBit(end);
     return ends;
-}
-
-void LineStrips::findNeighbours(int vertex, detail::CloseLineFinder& finder) {
-    std::size_t const first = neighbours_.size();
-    MeshLine const* const lines = mesh_.getLines();
-    met_.nextQuery();
-    finder.find(vertex, [&](int line) {
-        int const strip = stripOf_[static_cast<std::size_t>(lines[line][0])];
-        if (strip < 0)
-            return;
-        consider(vertex, lines[line][0], strip);
-        consider(vertex, lines[line][1], strip);
-    });
-    std::sort(neighbours_.begin() + static_cast<std::ptrdiff_t>(first), neighbours_.end(),
-              [](Neighbour const& a, Neighbour const& b) { return a.strip < b.strip; });
-}
-
-/// The end of a line of the strip: the first of equally near ones stays. Of a line between strips the other
-/// end does not count.
-void LineStrips::consider(int vertex, int end, int strip) {
-    auto const at = static_cast<std::size_t>(end);
-    if (stripOf_[at] != strip)
-        return;
-    double const distance2 =
-        koLinear::distance2(vertices_[vertex].asPoint(), vertices_[end].asPoint());
-    if (!(distance2 < std::numeric_limits<double>::infinity()))
-        return;
-    std::size_t& place = place_[static_cast<std::size_t>(strip)];
-    if (met_.meet(strip)) {
-        place = neighbours_.size();
-        neighbours_.push_back({strip, positionOf_[at], distance2});
-    } else if (distance2 < neighbours_[place].distance2) {
-        neighbours_[place] = {strip, positionOf_[at], distance2};
-    }
 }
 
 LineStrips::Neighbours LineStrips::neighbours(int strip, int position) const {

@@ -114,7 +114,7 @@ private:
 ///             whose first end is on no strip are passed over
 /// order       of edges, vertices and points: by strip and by place on the strip; nothing depends on
 ///             addresses or on the number of threads
-/// threads     one at a time; the tables are made on the shared pool
+/// threads     one at a time; the tables, and what is near each point, are made on the shared pool
 /// cost        O(n log n) for n points that meet in few stretches, beside a look at each pair of a point
 ///             and a line that are close; 24 bytes for each strip near a point
 class TRIMORA_API TopologyAlg {

@@ -1,6 +1,5 @@
 #include "trimora/stitch/meshStitch.h"
 
-#include "trimora/assembly/MeshSelect.h"
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/contract/koGeom/BitVector.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
@@ -10,6 +9,7 @@
 #include "trimora/stitch/MeshLineTopology.h"
 #include "trimora/stitch/MeshStitchSeam.h"
 #include "trimora/stitch/detail/BoundaryLines.h"
+#include "trimora/stitch/detail/boundaryRegion.h"
 #include "trimora/stitch/detail/openEdges.h"
 #include "trimora/topology/MeshModifyRep.h"
 
@@ -48,6 +48,8 @@ char const* reasonOf(Outcome outcome) {
         return "no way along the boundary";
     case Outcome::SameSense:
         return "the stretches run the same way";
+    case Outcome::TooFar:
+        return "ends that would meet are too far apart";
     default:
         return "edges were left open";
     }
@@ -57,13 +59,14 @@ class MeshStitcher {
 public:
     MeshStitcher(CompactMesh& mesh, ko::Reference<MeshAdjTris> adjTris,
                  ko::Reference<MeshBoundaries> boundaries, ko::vector<int> chosen, double distance,
-                 double tolerance, MeshStitchReport& report)
+                 double tolerance, double farthestEnds, MeshStitchReport& report)
         : mesh_(mesh),
           adjTris_(std::move(adjTris)),
           boundaries_(std::move(boundaries)),
           chosen_(std::move(chosen)),
           distance_(distance),
           tolerance_(tolerance),
+          farthestEnds_(farthestEnds),
           report_(report) {
         std::sort(chosen_.begin(), chosen_.end());
     }
@@ -105,7 +108,9 @@ private:
     bool isShifted(LinePoint const& point) const;
     void listen(MeshStitchSeam& seam);
     void unite(TopoMeshVertex kept, TopoMeshVertex gone);
-    void note(Seam const& seam, Outcome outcome);
+    double endDistance(Seam const& seam) const;
+    void note(Seam const& seam, double endDistance, Outcome outcome);
+    void noteEnds(std::vector<LineEdge> const& sewn);
 
     CompactMesh& mesh_;
     SimpleMeshCache cache_;
@@ -114,6 +119,7 @@ private:
     ko::vector<int> chosen_;
     double const distance_;
     double const tolerance_;
+    double const farthestEnds_;
     MeshStitchReport& report_;
 
     // Of one attempt.
@@ -166,16 +172,7 @@ void MeshStitcher::noteBoundaries(BoundaryLines const& lines) {
 
 /// The two rings of triangles along all boundaries, chosen or not.
 void MeshStitcher::extractRegion() {
-    BitVector vertices(mesh_.getNumVertices());
-    BitVector triangles(mesh_.getNumTriangles());
-    for (int b = 0; b < boundaries_->size(); ++b)
-        vertices.setBits(boundaries_->getLength(b), boundaries_->getStart(b));
-    MeshSelect select(mesh_, *adjTris_, triangles, vertices);
-    for (int ring = 0; ring < 2; ++ring) {
-        select.selectAllTrianglesFromVertices();
-        select.selectVerticesFromTriangles();
-    }
-    rep_ = std::make_unique<MeshModifyRep>(mesh_, triangles, vertices, *adjTris_);
+    rep_ = boundaryRegion(mesh_, *adjTris_, *boundaries_);
     topo_ = &rep_->extract();
 }
 
@@ -273,6 +270,7 @@ TopoMeshVertex MeshStitcher::vertexOf(LinePoint const& point) const {
 
 void MeshStitcher::sewAll(MeshLineTopology::TopologyAlg& topology) {
     std::unordered_set<MeshLineTopology::Edge const*> done;
+    std::vector<LineEdge> inOrder;
     for (MeshLineTopology::EdgeIterator edges(topology); edges.valid(); edges.next()) {
         LineEdge const edge = edges.getEdge();
         LineEdge const twin = edge->getTwin();
@@ -280,8 +278,11 @@ void MeshStitcher::sewAll(MeshLineTopology::TopologyAlg& topology) {
             continue;
         done.insert(twin.get());
         Seam const seam = {edge, twin, edge->isCircular()};
-        note(seam, sew(seam));
+        double const widest = endDistance(seam);
+        note(seam, widest, widest > farthestEnds_ ? Outcome::TooFar : sew(seam));
+        inOrder.push_back(edge);
     }
+    noteEnds(inOrder);
 }
 
 Outcome MeshStitcher::sew(Seam const& seam) {
@@ -344,6 +345,22 @@ void MeshStitcher::unite(TopoMeshVertex kept, TopoMeshVertex gone) {
         united_[gone] = kept;
 }
 
+/// The wider one between the ends that meet; 0 where an end is missing, and of a circle.
+double MeshStitcher::endDistance(Seam const& seam) const {
+    if (seam.isCircular || seam.edge->isTwinReversed())
+        return 0.0;
+    double widest = 0.0;
+    for (auto const& [p, q] :
+         {std::pair(&seam.edge->getFirstPoint(), &seam.twin->getSecondPoint()),
+          std::pair(&seam.edge->getSecondPoint(), &seam.twin->getFirstPoint())}) {
+        TopoMeshVertex const v = vertexOf(*p);
+        TopoMeshVertex const w = vertexOf(*q);
+        if (topo_->contains(v) && topo_->contains(w))
+            widest = std::max(widest, koLinear::distance(v.point(), w.point()));
+    }
+    return widest;
+}
+
 /// "linear edge (boundary:index/boundary:index) -> (...)": the ends of both stretches, each on its strip.
 std::string textOf(bool isCircular, MeshLineTopology::Edge const& edge,
                    MeshLineTopology::Edge const& twin) {
@@ -358,43 +375,55 @@ std::string textOf(bool isCircular, MeshLineTopology::Edge const& edge,
     return text;
 }
 
-void MeshStitcher::note(Seam const& seam, Outcome outcome) {
+void MeshStitcher::note(Seam const& seam, double endDistance, Outcome outcome) {
     if (outcome != Outcome::Sewn)
         debugChannel().print("  %s: %s\n", textOf(seam.isCircular, *seam.edge, *seam.twin).c_str(),
                              reasonOf(outcome));
-    double const length = seam.edge->getLength();
-    report_.seams.push_back({lines_->boundaryOf(seam.edge->getBoundary()),
-                             lines_->boundaryOf(seam.twin->getBoundary()), seam.isCircular, length,
-                             std::sqrt(seam.edge->getQuality() * length), outcome});
+    MeshLineTopology::Edge const& edge = *seam.edge;
+    double const length = edge.getLength();
+    MeshStitchReport::Seam told;
+    told.boundary = lines_->boundaryOf(edge.getBoundary());
+    told.otherBoundary = lines_->boundaryOf(seam.twin->getBoundary());
+    told.circular = seam.isCircular;
+    told.length = length;
+    told.gap = std::sqrt(edge.getQuality() * length);
+    told.outcome = outcome;
+    told.endDistance = endDistance;
+    if (outcome == Outcome::Sewn || outcome == Outcome::LeftOpen)
+        told.sewnLength = seam.isCircular ? length
+                                          : lines_->lengthBetween(edge.getBoundary(),
+                                                                  edge.getFirstPoint().position,
+                                                                  edge.getSecondPoint().position);
+    report_.seams.push_back(told);
 }
 
-/// Whether the tables can belong to the mesh.
-bool fits(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshBoundaries const& boundaries) {
-    int const numVertices = mesh.getNumVertices();
-    if (adjTris.getData().getNumSets() != numVertices)
-        return false;
-    for (int b = 0; b < boundaries.size(); ++b)
-        for (int const* v = boundaries.getStart(b); v != boundaries.getEnd(b); ++v)
-            if (*v < 0 || *v >= numVertices)
-                return false;
-    return true;
+/// After the last seam, as a seam moves ends of others.
+void MeshStitcher::noteEnds(std::vector<LineEdge> const& sewn) {
+    for (std::size_t i = 0; i < sewn.size(); ++i) {
+        MeshStitchReport::Seam& seam = report_.seams[i];
+        if (seam.circular || seam.sewnLength == 0.0)
+            continue;
+        for (LinePoint const* const point : {&sewn[i]->getFirstPoint(), &sewn[i]->getSecondPoint()})
+            if (TopoMeshVertex const v = vertexOf(*point); topo_->contains(v))
+                seam.ends.push_back(v.point());
+    }
 }
 
 }  // namespace
 
 bool meshStitch(CompactMesh& mesh, ko::Reference<MeshAdjTris> adjTris,
                 ko::Reference<MeshBoundaries> boundaries, ko::vector<int> const& chosen,
-                double distance, double tolerance, MeshStitchReport& report) {
+                double distance, double tolerance, MeshStitchReport& report, double farthestEnds) {
     report = MeshStitchReport();
     if (!adjTris || !boundaries || !(distance > 0.0) || mesh.getNumTriangles() <= 0 ||
-        !fits(mesh, *adjTris, *boundaries))
+        !tablesFit(mesh, *adjTris, *boundaries))
         return false;
 
     koOS::StopWatch watch;
     watch.start();
 
     MeshStitcher stitcher(mesh, std::move(adjTris), std::move(boundaries), chosen, distance,
-                          tolerance, report);
+                          tolerance, farthestEnds, report);
     bool const isStitched = stitcher.run();
 
     debugChannel().print("meshStitch: %d seams, %f s\n", static_cast<int>(report.seams.size()),

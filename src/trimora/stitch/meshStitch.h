@@ -2,7 +2,11 @@
 
 #include "trimora/contract/ko/ReferenceCount.h"
 #include "trimora/contract/ko/containers.h"
+#include "trimora/contract/koGeom/namespace.h"
+#include "trimora/contract/koLinear/vectors.h"
 #include "trimora/export.h"
+
+#include <limits>
 
 namespace koGeom {
 
@@ -19,6 +23,7 @@ struct MeshStitchReport {
         NoPlace,    ///< not sewn: an end is not on an open edge of the mesh
         NoWay,      ///< not sewn: the boundaries no longer lead from end to end, or share edges
         SameSense,  ///< not sewn: the stretches run the same way
+        TooFar,     ///< not sewn: two ends that would meet are farther apart than the caller allows
     };
 
     /// A pair of stretches that run alongside each other, in the order in which they were sewn.
@@ -26,9 +31,14 @@ struct MeshStitchReport {
         int boundary;       ///< number among the boundaries of the latest attempt
         int otherBoundary;  ///< the same
         bool circular;      ///< both are whole loops
-        double length;      ///< of the first stretch
+        double length;      ///< of the first stretch, as far as it is near the other one
         double gap;  ///< about the widest distance between them, from sample to nearest sample
         Outcome outcome;
+        double sewnLength =
+            0.0;  ///< of the first stretch between the ends of the seam; 0 when not sewn
+        double endDistance = 0.0;  ///< the wider one between ends that meet; 0 where there is none
+        ko::vector<Point>
+            ends;  ///< of a seam that was sewn, but not of a circular one: where they are now
     };
 
     ko::vector<Seam> seams;
@@ -67,7 +77,7 @@ struct MeshStitchReport {
 /// order       vertices: first those without a neighbour on a triangle at a boundary, as they were, then those of the two
 ///             rings of triangles along the boundaries; triangles likewise. Of these vertices nothing but the position is kept
 /// cost        linear in the mesh, and that of MeshLineTopology for the samples: length of the loops times 5 / distance
-/// threads     runs on the calling thread; the tables on the shared pool
+/// threads     runs on the calling thread; the tables, and the search for samples near each other, on the shared pool
 TRIMORA_API bool meshStitch(CompactMesh& mesh, ko::Reference<MeshAdjTris> adjTris,
                             ko::Reference<MeshBoundaries> boundaries, ko::vector<int> const& chosen,
                             double distance, double tolerance);
@@ -78,8 +88,11 @@ TRIMORA_API bool meshStitch(CompactMesh& mesh, ko::Reference<MeshAdjTris> adjTri
                             double tolerance);
 
 /// The same, and tells what became of each seam; `report` is replaced.
+///
+/// farthestEnds  a seam of which two ends would meet that are farther apart than this is not sewn
 TRIMORA_API bool meshStitch(CompactMesh& mesh, ko::Reference<MeshAdjTris> adjTris,
                             ko::Reference<MeshBoundaries> boundaries, ko::vector<int> const& chosen,
-                            double distance, double tolerance, MeshStitchReport& report);
+                            double distance, double tolerance, MeshStitchReport& report,
+                            double farthestEnds = std::numeric_limits<double>::infinity());
 
 }  // namespace koGeom

@@ -40,6 +40,8 @@ public:
 
     /// The sample of a strip's point; null when the look-up gives one of another boundary.
     BoundarySample const* sampleOf(int strip, int position) const;
+    /// Along the strip from one of its points forward to another.
+    double lengthBetween(int strip, int first, int last) const;
     int startOf(BoundarySample const& sample) const;
     int endOf(BoundarySample const& sample) const;
 

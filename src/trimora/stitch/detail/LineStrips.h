@@ -28,7 +28,7 @@ public:
 
     explicit LineStrips(CompactMesh const& mesh);
 
-    /// Forgets what was there before. Nothing is near when the distance is not above 0.
+    /// Forgets what was there before. Nothing is near when the distance is not above 0. Runs on the shared pool.
     void measure(Octree const& octree, OctreeLines const& octreeLines, double distance);
 
     int count() const { return mesh_.getNumLineStrips(); }
@@ -50,14 +50,15 @@ public:
     double length(int strip, koUtil::CircularRange const& range) const;
 
 private:
+    class NeighbourSearch;
+    class NeighboursAlg;
+
     int vertex(int strip, int position) const { return starts_[strip][position]; }
     double const* waysOf(int strip) const { return ways_.data() + offsets_[strip] + strip; }
 
     void locate();
     void measureWays();
     BitVector lineEndsOnStrips() const;
-    void findNeighbours(int vertex, detail::CloseLineFinder& finder);
-    void consider(int vertex, int end, int strip);
 
     CompactMesh const& mesh_;
     MeshVertex const* vertices_ = nullptr;
@@ -68,8 +69,6 @@ private:
     ko::vector<double> ways_;     ///< by strip: from its first point to each, and all round
     ko::vector<Neighbour> neighbours_;
     ko::vector<std::size_t> firstNeighbour_;  ///< by vertex, and one more
-    VisitStamps met_{0};                      ///< strips that the vertex in hand has met
-    ko::vector<std::size_t> place_;           ///< of the neighbour on such a strip
 };
 
 }  // namespace koGeom::MeshLineTopology
