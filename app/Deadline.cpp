@@ -40,8 +40,7 @@ void Deadline::watch(Clock::time_point limit) {
         work_->cancel();
         return;
     }
-    session_.tell("trimora: timed out; nothing was written; allow more with --timeout\n");
-    _exit(Cancelled);
+    session_.endCancelled(timedOutWords);
 }
 
 }  // namespace app

@@ -3,6 +3,7 @@
 
 #include "Session.h"
 
+#include "reports.h"
 #include "toolkit/pendingOutput.h"
 
 #include "trimora/contract/koGeom/debugChannel.h"
@@ -25,6 +26,7 @@ constexpr auto watchInterval = std::chrono::milliseconds(50);
 constexpr auto grace = std::chrono::seconds(2);  // for a cancelled phase to reach its next poll
 
 constexpr char eraseLine[] = "\r\033[K";
+constexpr char cancelledWords[] = "cancelled; nothing was written";
 
 // Read by the signal handler.
 std::atomic<int> numInterrupts = 0;
@@ -151,9 +153,9 @@ void Session::beginPhase(char const* caption, bool pollsProgress) {
 
 void Session::throwIfCancelled() const {
     if (timedOut_ || isOverdue())  // the watcher may not have come round since
-        throw Failure{Cancelled, "timed out; nothing was written; allow more with --timeout"};
+        throw Failure{Cancelled, timedOutWords};
     if (progress_.cancelled())
-        throw Failure{Cancelled, "cancelled; nothing was written"};
+        throw Failure{Cancelled, cancelledWords};
 }
 
 void Session::requireMemory(double bytes, std::string const& file, std::string const& what) const {
@@ -173,6 +175,15 @@ void Session::tell(std::string const& text) {
     std::fflush(stderr);
     if (!text.empty())
         isLineOpen_ = text.back() != '\n';
+}
+
+void Session::endCancelled(std::string const& message) {
+    tell("trimora: " + message + "\n");
+    if (options_.json) {
+        std::fputs(toText(cancelJson(message)).c_str(), stdout);
+        std::fflush(stdout);
+    }
+    _exit(Cancelled);
 }
 
 void Session::finish() {
@@ -209,9 +220,7 @@ void Session::endIfOverdue() {
     // An output in its place means that only the report is missing: the run may finish. A second Ctrl-C ends it.
     if (!trimora::discardPendingOutputs())
         return;
-    tell(timedOut_ ? "trimora: timed out; nothing was written; allow more with --timeout\n"
-                   : "trimora: cancelled; nothing was written\n");
-    _exit(Cancelled);
+    endCancelled(timedOut_ ? timedOutWords : cancelledWords);
 }
 
 std::string Session::barText() {

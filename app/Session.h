@@ -37,6 +37,8 @@ struct Failure {
     std::string json = {};
 };
 
+constexpr char timedOutWords[] = "timed out; nothing was written; allow more with --timeout";
+
 struct CommonOptions {
     bool json = false;
     bool quiet = false;
@@ -72,6 +74,10 @@ public:
 
     /// Throws Failure with code 5 when `bytes` pass the limit; `what` names the work on the file where it is not all.
     void requireMemory(double bytes, std::string const& file, std::string const& what = {}) const;
+
+    /// Ends the process at once with code 6, which the message explains: on standard error, and with --json as an object on
+    /// standard output. From any thread.
+    [[noreturn]] void endCancelled(std::string const& message);
 
     /// Prints text to standard error, above the bar where there is one. From any thread.
     void tell(std::string const& text);

@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "files.h"
+#include "pictures.h"
 #include "reports.h"
 
 namespace app {
@@ -12,22 +13,37 @@ struct CheckArguments {
     std::string input;
     double angle = 15.0;
     bool noIntersections = false;
+    std::string picture;
 };
 
+void drawFindings(Session& session, CheckArguments const& arguments, LoadedMesh const& loaded,
+                  trimora::CheckResult const& result) {
+    trimora::SurfacePaint const paint = trimora::paintDefects(loaded.mesh, result);
+    storePicture(session, arguments.picture,
+                 drawPicture(session, arguments.input, {{&loaded.mesh, &paint, {}}}, findingsLook()));
+}
+
 ExitCode check(Session& session, CheckArguments const& arguments) {
+    if (!arguments.picture.empty())
+        requirePictureOutput(session, arguments.picture);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, checkBytesPerTriangle, loaded);
     session.beginPhase("checking", true);
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
-    trimora::CheckResult const result =
-        trimora::checkMesh(loaded.mesh, options, session.progress());
+    bool const isDrawn = !arguments.picture.empty();
+    trimora::CheckResult result = trimora::checkMesh(
+        loaded.mesh, isDrawn ? forPicture(options) : options, session.progress());
     session.throwIfCancelled();
+    if (isDrawn)
+        drawFindings(session, arguments, loaded, result);
+    keepFirstOffences(result);
     session.finish();
     if (session.options().json) {
         Json json = {{"file", arguments.input}};
         json.update(toJson(result));
+        json["picture"] = isDrawn ? Json(arguments.picture) : Json(nullptr);
         json["read"] = toJson(loaded.report);
         printOut(toText(json));
     } else {
@@ -49,6 +65,7 @@ void addCheck(CLI::App& app, Invocation& invocation) {
         ->check(faultOfAngle);
     command->add_flag("--no-intersections", arguments->noIntersections,
                       "leave out the intersection test");
+    command->add_option("--picture", arguments->picture, "PNG file: a picture of what was found");
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return check(session, *arguments); };
     });

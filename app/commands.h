@@ -21,6 +21,9 @@ void addRepair(CLI::App& app, Invocation& invocation);
 void addWeld(CLI::App& app, Invocation& invocation);
 void addConvert(CLI::App& app, Invocation& invocation);
 void addCurvature(CLI::App& app, Invocation& invocation);
+void addMeasure(CLI::App& app, Invocation& invocation);
+void addDeviation(CLI::App& app, Invocation& invocation);
+void addCollar(CLI::App& app, Invocation& invocation);
 void addReduce(CLI::App& app, Invocation& invocation);
 void addCut(CLI::App& app, Invocation& invocation);
 void addSubdivide(CLI::App& app, Invocation& invocation);
@@ -29,6 +32,13 @@ void addFill(CLI::App& app, Invocation& invocation);
 void addFlatten(CLI::App& app, Invocation& invocation);
 void addStitch(CLI::App& app, Invocation& invocation);
 void addMerge(CLI::App& app, Invocation& invocation);
+void addSplit(CLI::App& app, Invocation& invocation);
+void addStrips(CLI::App& app, Invocation& invocation);
+void addSmooth(CLI::App& app, Invocation& invocation);
+void addOffset(CLI::App& app, Invocation& invocation);
+void addSilhouette(CLI::App& app, Invocation& invocation);
+void addGenerate(CLI::App& app, Invocation& invocation);
+void addRender(CLI::App& app, Invocation& invocation);
 void addVerify(CLI::App& app, Invocation& invocation);
 
 /// Check of an option in degrees: what is wrong with the text, or nothing. A plain range would let NaN pass.

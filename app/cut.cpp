@@ -6,7 +6,8 @@
 #include "numbers.h"
 #include "reports.h"
 #include "toolkit/meshCutting.h"
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
+#include "toolkit/meshParts.h"
 #include "toolkit/surfaceCurve.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
@@ -42,7 +43,7 @@ struct CutResult {
     trimora::MeshCounts before;
     trimora::MeshCounts after;
     trimora::CutOutcome outcome;
-    std::optional<trimora::MeshDeviation> measured;  // of what the cut replaced from what it left
+    std::optional<trimora::MeshDistance> measured;  // of what the cut replaced from what it left
     double seconds = 0.0;
     StoredParts stored;
 };
@@ -139,8 +140,8 @@ void requireFewParts(Session const& session, CutArguments const& arguments,
 /// How far the surface moved: only what the cut replaced can have.
 void measure(Session& session, koGeom::CompactMesh const& mesh, CutResult& result) {
     session.beginPhase("measuring the deviation", true);
-    result.measured = trimora::measureDeviation(result.outcome.regionBefore,
-                                                result.outcome.regionAfter, session.progress());
+    result.measured = trimora::measureDistance(result.outcome.regionBefore,
+                                               result.outcome.regionAfter, session.progress());
     result.measured->diagonal = trimora::diagonalOf(mesh);
     session.throwIfCancelled();
 }
@@ -179,7 +180,7 @@ double farthestMoved(CutResult const& result) {
                : 0.0;
 }
 
-std::string percentOf(double length, trimora::MeshDeviation const& measured) {
+std::string percentOf(double length, trimora::MeshDistance const& measured) {
     return numberInWords(100.0 * measured.relative(length)) + " % of the diagonal";
 }
 
@@ -198,40 +199,33 @@ std::vector<std::string> warningsOf(CutResult const& result) {
     if (result.outcome.openedLength == 0.0)
         warnings.push_back("nothing was opened: the curves run along a border that is there "
                            "already, or there and back; the mesh is written as it was");
-    if (!result.stored.others.empty())
-        warnings.push_back(
-            countInWords(std::int64_t(result.stored.others.size()), "file") +
-            " of the same form from an earlier run stayed: " + result.stored.others.front() +
-            (result.stored.others.size() > 1 ? " to " + result.stored.others.back() : ""));
+    for (std::string const& warning : warningsOf(result.stored))
+        warnings.push_back(warning);
     return warnings;
 }
 
 Json cutJson(CutArguments const& arguments, CutResult const& result,
              trimora::ReadReport const& report) {
-    Json json = {{"file", arguments.input},
-                 {"output", arguments.split ? Json(nullptr) : Json(arguments.output)},
-                 {"parts", Json::array()},
-                 {"otherParts", result.stored.others},
-                 {"curves", result.numCurves},
-                 {"closedCurves", result.numClosed},
-                 {"farthestPoint", result.farthest ? Json(*result.farthest) : Json(nullptr)},
-                 {"tolerance", result.tolerance},
-                 {"curveLength", result.outcome.curveLength},
-                 {"openedLength", result.outcome.openedLength},
-                 {"before", toJson(result.before)},
-                 {"after", toJson(result.after)},
-                 {"areaBefore", result.outcome.areaBefore},
-                 {"areaAfter", result.outcome.areaAfter},
-                 {"removedVertices", result.outcome.removedVertices},
-                 {"measured", result.measured ? toJson(*result.measured) : Json(nullptr)},
-                 {"seconds", result.seconds},
-                 {"droppedVertexSets", result.outcome.dropped},
-                 {"warnings", warningsOf(result)},
-                 {"read", toJson(report)}};
-    for (StoredPart const& part : result.stored.parts)
-        json["parts"].push_back(
-            {{"output", part.path}, {"vertices", part.vertices}, {"triangles", part.triangles}});
-    return json;
+    return {{"file", arguments.input},
+            {"output", arguments.split ? Json(nullptr) : Json(arguments.output)},
+            {"parts", toJson(result.stored)},
+            {"otherParts", result.stored.others},
+            {"curves", result.numCurves},
+            {"closedCurves", result.numClosed},
+            {"farthestPoint", result.farthest ? Json(*result.farthest) : Json(nullptr)},
+            {"tolerance", result.tolerance},
+            {"curveLength", result.outcome.curveLength},
+            {"openedLength", result.outcome.openedLength},
+            {"before", toJson(result.before)},
+            {"after", toJson(result.after)},
+            {"areaBefore", result.outcome.areaBefore},
+            {"areaAfter", result.outcome.areaAfter},
+            {"removedVertices", result.outcome.removedVertices},
+            {"measured", result.measured ? toJson(*result.measured) : Json(nullptr)},
+            {"seconds", result.seconds},
+            {"droppedVertexSets", result.outcome.dropped},
+            {"warnings", warningsOf(result)},
+            {"read", toJson(report)}};
 }
 
 std::string curvesInWords(CutResult const& result) {
@@ -286,7 +280,8 @@ ExitCode cut(Session& session, CutArguments const& arguments) {
     CutResult result;
     cutLoaded(session, arguments, loaded.report, loaded.mesh, result);
     if (arguments.split)
-        result.stored = storeParts(session, arguments.input, arguments.output, loaded.mesh);
+        result.stored = storeParts(session, arguments.input, arguments.output,
+                                   trimora::splitIntoParts(loaded.mesh), PartNumbers::Plain);
     else
         storeMesh(session, arguments.output, loaded.mesh);
     finishWith(session, cutJson(arguments, result, loaded.report), cutText(arguments, result),

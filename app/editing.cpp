@@ -1,13 +1,13 @@
 #include "editing.h"
 
 #include "files.h"
+#include "toolkit/elementSelection.h"
 #include "toolkit/meshCounts.h"
-#include "toolkit/meshParts.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cstdint>
 #include <filesystem>
-#include <utility>
+#include <set>
 
 namespace app {
 
@@ -15,39 +15,58 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string pathOfPart(fs::path const& output, std::size_t number) {
+constexpr std::size_t leastPadding = 3;
+
+std::string pathOfPart(fs::path const& output, std::string const& digits) {
     fs::path path = output;
-    path.replace_filename(output.stem().string() + "-" + std::to_string(number) +
-                          output.extension().string());
+    path.replace_filename(output.stem().string() + "-" + digits + output.extension().string());
     return path.string();
 }
 
-/// The number in the name of a part of the output, or 0.
-std::size_t numberOfPart(fs::path const& output, fs::path const& path) {
-    std::string const name = path.stem().string();
-    std::string const start = output.stem().string() + "-";
-    std::size_t number = 0;
-    if (name.size() <= start.size() || name.compare(0, start.size(), start) != 0)
-        return 0;
-    std::from_chars(name.data() + start.size(), name.data() + name.size(), number);
-    return fs::path(pathOfPart(output, number)).filename() == path.filename() ? number : 0;
+/// The digits of each part's name, by the number of parts.
+std::vector<std::string> digitsOfParts(std::size_t count, PartNumbers numbers) {
+    std::size_t const width =
+        numbers == PartNumbers::Padded ? std::max(leastPadding, std::to_string(count).size()) : 1;
+    std::vector<std::string> all;
+    for (std::size_t number = 1; number <= count; ++number) {
+        std::string const digits = std::to_string(number);
+        all.push_back(std::string(width - std::min(width, digits.size()), '0') + digits);
+    }
+    return all;
 }
 
-std::vector<std::string> partsBeyond(fs::path const& output, std::size_t last) {
+/// The digits in the name of what may be a part of the output; empty when it is none.
+std::string digitsIn(fs::path const& path, fs::path const& output, PartNumbers numbers) {
+    std::string const name = path.stem().string();
+    std::string const start = output.stem().string() + "-";
+    if (path.extension() != output.extension() || name.compare(0, start.size(), start) != 0)
+        return {};
+    std::string digits = name.substr(start.size());
+    bool const isOfForm = numbers == PartNumbers::Padded ? digits.size() >= leastPadding
+                                                         : !digits.empty() && digits[0] != '0';
+    bool const isNumber =
+        std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return isOfForm && isNumber ? digits : std::string();
+}
+
+/// Files that look like parts of the output and are none of the given ones.
+std::vector<std::string> otherParts(fs::path const& output, std::vector<std::string> const& written,
+                                    PartNumbers numbers) {
     fs::path const folder = output.has_parent_path() ? output.parent_path() : fs::path(".");
-    std::vector<std::pair<std::size_t, std::string>> found;
+    std::set<std::string> const own(written.begin(), written.end());
+    std::vector<std::string> found;
     std::error_code ignored;
     for (fs::directory_iterator file(folder, ignored), end; file != end; file.increment(ignored)) {
-        std::size_t const number = numberOfPart(output, file->path());
-        if (number > last)
-            found.emplace_back(number, pathOfPart(output, number));
+        std::string const digits = digitsIn(file->path(), output, numbers);
+        if (!digits.empty() && own.count(digits) == 0)
+            found.push_back(digits);
     }
-    std::sort(found.begin(), found.end());
-    std::vector<std::string> paths;
-    paths.reserve(found.size());
-    for (auto& [number, path] : found)
-        paths.push_back(std::move(path));
-    return paths;
+    std::sort(found.begin(), found.end(), [](std::string const& a, std::string const& b) {
+        return a.size() != b.size() ? a.size() < b.size() : a < b;  // as numbers
+    });
+    for (std::string& digits : found)
+        digits = pathOfPart(output, digits);
+    return found;
 }
 
 bool isSameFile(std::string const& a, std::string const& b) {
@@ -99,6 +118,21 @@ void throwIfFailed(trimora::FileOutcome const& outcome, std::string const& path)
                       outcome.message + (isLimit ? " (--max-memory)" : ""), path};
 }
 
+koGeom::BitVector selectedTriangles(Session const& session, std::string const& selection,
+                                    std::string const& input, koGeom::CompactMesh const& mesh,
+                                    std::string const& purpose) {
+    koGeom::BitVector triangles(mesh.getNumTriangles());
+    if (selection == "all")
+        triangles.setAllBits();
+    else
+        throwIfFailed(trimora::readTriangleSelection(selection, mesh.getNumTriangles(), triangles,
+                                                     session.maxBytes()),
+                      selection);
+    if (triangles.count == 0)
+        throwIfRefused(session, {input, "holds no triangles to " + purpose, {}});
+    return triangles;
+}
+
 void throwIfRefused(Session const&, Refusal const& refusal) {
     if (refusal.text.empty())
         return;
@@ -127,19 +161,35 @@ void finishWith(Session& session, Json const& json, std::string const& text,
 }
 
 StoredParts storeParts(Session& session, std::string const& input, std::string const& output,
-                       koGeom::CompactMesh const& mesh) {
-    std::vector<koGeom::CompactMesh> const meshes = trimora::splitIntoParts(mesh);
+                       std::vector<koGeom::CompactMesh> const& meshes, PartNumbers numbers) {
+    std::vector<std::string> const digits = digitsOfParts(meshes.size(), numbers);
     std::vector<std::string> paths;
-    for (std::size_t number = 1; number <= meshes.size(); ++number)
-        paths.push_back(pathOfPart(output, number));
+    for (std::string const& each : digits)
+        paths.push_back(pathOfPart(output, each));
     for (std::string const& path : paths)
         requirePart(path, input);
     storeMeshes(session, paths, meshes);
     StoredParts stored;
     for (std::size_t i = 0; i < meshes.size(); ++i)
         stored.parts.push_back({paths[i], meshes[i].getNumVertices(), meshes[i].getNumTriangles()});
-    stored.others = partsBeyond(output, stored.parts.size());
+    stored.others = otherParts(output, digits, numbers);
     return stored;
+}
+
+Json toJson(StoredParts const& stored) {
+    Json json = Json::array();
+    for (StoredPart const& part : stored.parts)
+        json.push_back(
+            {{"output", part.path}, {"vertices", part.vertices}, {"triangles", part.triangles}});
+    return json;
+}
+
+std::vector<std::string> warningsOf(StoredParts const& stored) {
+    if (stored.others.empty())
+        return {};
+    return {trimora::countInWords(std::int64_t(stored.others.size()), "file") +
+            " of the same form from an earlier run stayed: " + stored.others.front() +
+            (stored.others.size() > 1 ? " to " + stored.others.back() : "")};
 }
 
 }  // namespace app

@@ -30,6 +30,11 @@ void requireSecondInput(std::string const& input, std::string const& second,
 /// Throws the outcome of reading a second input (a curve, a selection) as a Failure.
 void throwIfFailed(trimora::FileOutcome const& outcome, std::string const& path);
 
+/// The triangles of an option: "all", or those of a file. Throws Failure, also where there are none; `purpose` says what for.
+koGeom::BitVector selectedTriangles(Session const& session, std::string const& selection,
+                                    std::string const& input, koGeom::CompactMesh const& mesh,
+                                    std::string const& purpose);
+
 /// What an edit refused to do.
 struct Refusal {
     std::string file;
@@ -49,7 +54,7 @@ void requireFloatRange(Session const& session, std::string const& input,
 void finishWith(Session& session, Json const& json, std::string const& text,
                 std::string const& output = {});
 
-/// A component of a mesh in a file of its own.
+/// A part of a mesh in a file of its own.
 struct StoredPart {
     std::string path;
     int vertices;
@@ -58,13 +63,23 @@ struct StoredPart {
 
 struct StoredParts {
     std::vector<StoredPart> parts;
-    std::vector<std::string>
-        others;  ///< of the same form with higher numbers: an earlier run's, left where they are
+    std::vector<std::string> others;  ///< of the same form: an earlier run's, left where they are
 };
 
-/// Writes each component of a mesh to a file of its own: "part.obj" gives part-1.obj, part-2.obj and so on, which replace
-/// what stood there, but never the input: all or none, see writeMeshes. Throws Failure.
+enum class PartNumbers {
+    Plain,  ///< part-1.obj
+    Padded  ///< part-001.obj, with as many digits as the last one needs
+};
+
+/// Writes each mesh to a file of its own: "part.obj" gives part-1.obj, part-2.obj and so on, which replace what stood there, but
+/// never the input: all or none, see writeMeshes. Throws Failure.
 StoredParts storeParts(Session& session, std::string const& input, std::string const& output,
-                       koGeom::CompactMesh const& mesh);
+                       std::vector<koGeom::CompactMesh> const& meshes, PartNumbers numbers);
+
+/// One object a part.
+Json toJson(StoredParts const& stored);
+
+/// On files of an earlier run, if there are any.
+std::vector<std::string> warningsOf(StoredParts const& stored);
 
 }  // namespace app

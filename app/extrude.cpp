@@ -6,11 +6,8 @@
 #include "numbers.h"
 #include "reports.h"
 #include "toolkit/meshExtrusion.h"
-#include "toolkit/triangleSelection.h"
 
 #include "trimora/contract/koOS/StopWatch.h"
-
-#include <algorithm>
 
 namespace app {
 
@@ -34,20 +31,6 @@ struct ExtrudeResult {
     double seconds = 0.0;
 };
 
-koGeom::BitVector selectionOf(Session const& session, ExtrudeArguments const& arguments,
-                              koGeom::CompactMesh const& mesh) {
-    koGeom::BitVector selection(mesh.getNumTriangles());
-    if (arguments.selection == "all")
-        selection.setAllBits();
-    else
-        throwIfFailed(trimora::readTriangleSelection(arguments.selection, mesh.getNumTriangles(),
-                                                     selection, session.maxBytes()),
-                      arguments.selection);
-    if (selection.count == 0)
-        throwIfRefused(session, {arguments.input, "holds no triangles to extrude", {}});
-    return selection;
-}
-
 trimora::ExtrudeOptions optionsOf(ExtrudeArguments const& arguments) {
     trimora::ExtrudeOptions options;
     options.distance = parseNumbers(arguments.distance, 1).at(0);
@@ -61,7 +44,8 @@ trimora::ExtrudeOptions optionsOf(ExtrudeArguments const& arguments) {
 void extrudeLoaded(Session& session, ExtrudeArguments const& arguments,
                    trimora::ReadReport const& report, koGeom::CompactMesh& mesh,
                    ExtrudeResult& result) {
-    koGeom::BitVector const selection = selectionOf(session, arguments, mesh);
+    koGeom::BitVector const selection =
+        selectedTriangles(session, arguments.selection, arguments.input, mesh, "extrude");
     result.selected = selection.count;
     session.beginPhase("extruding", false);
     result.before = trimora::countMesh(mesh);
@@ -138,13 +122,6 @@ std::string faultOfDistance(std::string const& text) {
     return !numbers.empty() && numbers[0] != 0.0
                ? std::string()
                : "takes a length other than 0, not '" + text + "'";
-}
-
-std::string faultOfDirection(std::string const& text) {
-    auto const numbers = parseNumbers(text, 3);
-    bool const isWay =
-        std::any_of(numbers.begin(), numbers.end(), [](double x) { return x != 0.0; });
-    return isWay ? std::string() : "takes x,y,z, not all 0, not '" + text + "'";
 }
 
 }  // namespace

@@ -110,6 +110,13 @@ void storeMeshes(Session& session, std::vector<std::string> const& paths,
     throwIfUnwritten(session, trimora::writeMeshes(paths, meshes, options), {});
 }
 
+void storePolylines(Session& session, std::string const& path,
+                    std::vector<trimora::Polyline> const& polylines) {
+    session.beginPhase("writing", true);  // in the grace of a late Ctrl-C it ends whole
+    if (FileOutcome const outcome = trimora::writePolylines(path, polylines); !outcome)
+        throw Failure{CannotWrite, outcome.message, path};
+}
+
 void requireWritableOutput(std::string const& outputPath) {
     requireOutputFolder(outputPath);
     FileOutcome outcome;
@@ -125,6 +132,17 @@ void requireOutputFolder(std::string const& outputPath) {
     if (!folder.empty() && !std::filesystem::is_directory(folder, ignored))
         throw Failure{CannotWrite,
                       outputPath + ": there is no folder " + folder.string() + "; make it first"};
+}
+
+void requireLineOutput(std::string const& outputPath) {
+    requireOutputFolder(outputPath);
+    constexpr char extension[] = ".obj";
+    constexpr std::size_t length = sizeof extension - 1;
+    bool const isObj = outputPath.size() > length &&
+                       outputPath.compare(outputPath.size() - length, length, extension) == 0;
+    if (outputPath != "-" && !isObj)
+        throw Failure{CannotWrite,
+                      outputPath + ": lines are written as OBJ; choose a name that ends in .obj"};
 }
 
 void requireSeparateOutputs(Session const& session, std::string const& outputPath) {

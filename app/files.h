@@ -2,6 +2,7 @@
 
 #include "Session.h"
 #include "toolkit/ReadReport.h"
+#include "toolkit/polylines.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 
@@ -15,6 +16,10 @@ namespace app {
 inline constexpr double infoBytesPerTriangle = 200.0;
 inline constexpr double weldBytesPerTriangle = 250.0;
 inline constexpr double curvatureBytesPerTriangle = 250.0;
+inline constexpr double measureBytesPerTriangle = 150.0;
+inline constexpr double deviationBytesPerTriangle = 200.0;  ///< of both meshes
+inline constexpr double collarBytesPerTriangle = 250.0;
+inline constexpr double collarBytesPerSample = 2500.0;
 inline constexpr double checkBytesPerTriangle = 600.0;
 inline constexpr double repairBytesPerTriangle = 900.0;
 inline constexpr double reduceBytesPerTriangle = 400.0;
@@ -27,6 +32,11 @@ inline constexpr double flattenBytesPerTriangle = 900.0;
 inline constexpr double stitchBytesPerTriangle = 700.0;
 inline constexpr double stitchBytesPerSample = 400.0;   ///< a fifth of the distance apart
 inline constexpr double mergeBytesPerTriangle = 150.0;  ///< of all inputs
+inline constexpr double splitBytesPerTriangle = 250.0;
+inline constexpr double stripsBytesPerTriangle = 250.0;
+inline constexpr double smoothBytesPerTriangle = 200.0;
+inline constexpr double offsetBytesPerTriangle = 900.0;
+inline constexpr double silhouetteBytesPerTriangle = 150.0;
 inline constexpr double verifyBytesPerTriangle = 400.0;
 inline constexpr double subdivideBytesPerQuad = 500.0;  ///< of the result
 
@@ -47,12 +57,19 @@ void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh co
 void storeMeshes(Session& session, std::vector<std::string> const& paths,
                  std::vector<koGeom::CompactMesh> const& meshes);
 
+/// Writes polylines, which only OBJ files hold. Throws Failure.
+void storePolylines(Session& session, std::string const& path,
+                    std::vector<trimora::Polyline> const& polylines);
+
 /// Throws Failure with code 4 when the output could not be written whatever the work brings: no format of that name, no such
 /// folder. Asked before the work begins.
 void requireWritableOutput(std::string const& outputPath);
 
 /// The same for outputs that are no meshes: a name, and a folder that is there.
 void requireOutputFolder(std::string const& outputPath);
+
+/// The same for outputs of lines: a name that ends in .obj, or '-'.
+void requireLineOutput(std::string const& outputPath);
 
 /// Throws Failure with code 2 where the report and the output would both go to standard output.
 void requireSeparateOutputs(Session const& session, std::string const& outputPath);

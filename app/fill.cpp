@@ -26,9 +26,9 @@ struct FillArguments {
     std::string input;
     std::string output;
     bool list = false;
-    std::string holes;
+    std::string holes = "inner";
     std::string quality = "fair";
-    std::int64_t maxTriangles = 1000000;
+    std::string maxTriangles = "1000000";
     bool keepPartial = false;
     double timeout = 0.0;  // taken from the shared options for keepPartial
     Deadline::Clock::time_point start;
@@ -50,7 +50,7 @@ std::optional<HoleChoice> parseChoice(std::string const& text, double diagonal) 
     std::string_view const edges = "max-edges:";
     std::string_view const perimeter = "max-perimeter:";
     HoleChoice choice;
-    if (text.empty())
+    if (text == "inner")
         return choice;
     if (text == "all") {
         choice.kind = HoleChoice::Kind::All;
@@ -75,8 +75,13 @@ std::optional<HoleChoice> parseChoice(std::string const& text, double diagonal) 
 std::string faultOfHoles(std::string const& text) {
     return parseChoice(text, 1.0)
                ? std::string()
-               : "takes all, numbers like 1,3,5-9, max-edges:N or max-perimeter:L, not '" + text +
-                     "'";
+               : "takes inner, all, numbers like 1,3,5-9, max-edges:N or max-perimeter:L, not '" +
+                     text + "'";
+}
+
+std::string faultOfCount(std::string const& text) {
+    return parseCount(text).value_or(0) > 0 ? std::string()
+                                            : "takes a count from 1 on, not '" + text + "'";
 }
 
 void requireNumbers(FillRun const& run) {
@@ -91,7 +96,7 @@ void findHoles(Session& session, FillArguments const& arguments, koGeom::Compact
                FillRun& run) {
     session.beginPhase("finding the holes", false);
     run.choice = *parseChoice(arguments.holes, trimora::diagonalOf(mesh));
-    run.options.maxTriangles = arguments.maxTriangles;
+    run.options.maxTriangles = *parseCount(arguments.maxTriangles);
     for (int quality = 0; quality < 3; ++quality) {
         if (arguments.quality == qualityNames[quality])
             run.options.quality = static_cast<koGeom::HoleQuality>(quality);
@@ -140,10 +145,6 @@ void fillLoaded(Session& session, Deadline& deadline, koUtil::Progress& work,
     deadline.end();
     session.throwIfCancelled();
     run.isTimedOut = run.outcome.cancelled;
-    if (run.isTimedOut && run.outcome.count(HoleFate::Filled) == 0)
-        throw Failure{Cancelled,
-                      "timed out before a hole was filled; nothing was written; allow more "
-                      "with --timeout"};
     run.after = trimora::countMesh(mesh);
 }
 
@@ -167,6 +168,8 @@ Json jsonOf(MeshHole const& hole, std::size_t number) {
             {"box", {{"low", hole.low}, {"high", hole.high}}},
             {"patchArea", hole.patchArea},
             {"outer", hole.looksOuter},
+            {"hasArea", hole.hasArea},
+            {"seam", hole.isSeam},
             {"predictedTriangles",
              {{"flat", hole.newTriangles[0]},
               {"refined", hole.newTriangles[1]},
@@ -187,10 +190,34 @@ Json listJson(FillArguments const& arguments, FillRun const& run,
     return json;
 }
 
+/// What a person should know of the filled holes without area, of which a patch closes nothing that could be seen.
+std::vector<std::string> warningsOf(FillRun const& run) {
+    std::int64_t numSeams = 0;
+    std::int64_t numOthers = 0;
+    for (std::size_t i = 0; i < run.holes.size(); ++i) {
+        bool const isSlit = !run.holes[i].hasArea && run.outcome.holes[i].fate == HoleFate::Filled;
+        (run.holes[i].isSeam ? numSeams : numOthers) += isSlit;
+    }
+    std::vector<std::string> warnings;
+    if (numSeams > 0)
+        warnings.push_back(
+            trimora::countInWords(numSeams, "filled hole is a seam", "filled holes are seams") +
+            ": vertices lie there in equal places, and the new triangles have no area; run "
+            "'trimora "
+            "weld' first, which closes seams without any");
+    if (numOthers > 0)
+        warnings.push_back(
+            trimora::countInWords(numOthers, "filled hole has", "filled holes have") +
+            " no area, nor have the new triangles there; 'trimora merge "
+            "--tolerance' welds what is that near");
+    return warnings;
+}
+
 Json fillJson(FillArguments const& arguments, FillRun const& run,
               trimora::ReadReport const& report) {
+    bool const isWritten = !run.isTimedOut || run.outcome.count(HoleFate::Filled) > 0;
     Json json = {{"file", arguments.input},
-                 {"output", arguments.output},
+                 {"output", isWritten ? Json(arguments.output) : Json(nullptr)},
                  {"quality", arguments.quality},
                  {"holes", Json::array()}};
     for (std::size_t i = 0; i < run.holes.size(); ++i) {
@@ -202,6 +229,7 @@ Json fillJson(FillArguments const& arguments, FillRun const& run,
         entry["words"] = isRefused ? Json(filled.words) : Json(nullptr);
         entry["trianglesAdded"] = filled.trianglesAdded;
         entry["verticesAdded"] = filled.verticesAdded;
+        entry["finsRemoved"] = filled.finsRemoved;
         json["holes"].push_back(entry);
     }
     int const numFilled = run.outcome.count(HoleFate::Filled);
@@ -209,6 +237,7 @@ Json fillJson(FillArguments const& arguments, FillRun const& run,
     json["filled"] = numFilled;
     json["notFilled"] = static_cast<int>(run.chosen.size()) - numFilled;
     json["timedOut"] = run.isTimedOut;
+    json["warnings"] = warningsOf(run);
     json["before"] = toJson(run.before);
     json["after"] = toJson(run.after);
     json["seconds"] = run.outcome.seconds;
@@ -239,7 +268,10 @@ std::string listText(FillArguments const& arguments, FillRun const& run) {
                       hole.numEdges(), hole.perimeter, static_cast<long long>(hole.newTriangles[0]),
                       static_cast<long long>(hole.newTriangles[1]), centreInWords(hole).c_str());
         text += line;
-        text += hole.looksOuter ? "; looks like the outer border\n" : "\n";
+        text += hole.isSeam       ? "; a seam without area, weld first\n"
+                : !hole.hasArea   ? "; without area\n"
+                : hole.looksOuter ? "; looks like the outer border\n"
+                                  : "\n";
         if (!hole.fault.empty())
             text += "         " + hole.fault + "\n";
     }
@@ -280,6 +312,13 @@ std::string summary(FillArguments const& arguments, FillRun const& run, int numF
            secondsInWords(run.outcome.seconds);
 }
 
+int numFinsRemoved(FillRun const& run) {
+    int count = 0;
+    for (FilledHole const& hole : run.outcome.holes)
+        count += hole.finsRemoved;
+    return count;
+}
+
 std::string fillText(FillArguments const& arguments, FillRun const& run) {
     constexpr int mostLines = 20;
     int const numFilled = run.outcome.count(HoleFate::Filled);
@@ -295,6 +334,13 @@ std::string fillText(FillArguments const& arguments, FillRun const& run) {
     if (numLeft > mostLines)
         text +=
             "  and " + std::to_string(numLeft - mostLines) + " further ones; --json tells all\n";
+    if (int const numFins = numFinsRemoved(run); numFins > 0)
+        text += "  " +
+                trimora::countInWords(numFins, "triangle that hung into a hole went",
+                                      "triangles that hung into holes went") +
+                ", with the vertex at the tip\n";
+    for (std::string const& warning : warningsOf(run))
+        text += warningLine(warning);
     return text + droppedLine(run.outcome.dropped) + "  written to " +
            nameOfOutput(arguments.output) + "\n";
 }
@@ -325,12 +371,21 @@ ExitCode fill(Session& session, FillArguments const& arguments) {
         finishWith(session, listJson(arguments, run, loaded.report), listText(arguments, run));
         return Done;
     }
+    if (loaded.mesh.getNumTriangles() == 0)
+        throwIfRefused(session, {arguments.input, "there are no triangles, and so no holes", {}});
     requireFillable(session, arguments, loaded.mesh, run);
     fillLoaded(session, deadline, work, loaded.mesh, run);
+    int const numFilled = run.outcome.count(HoleFate::Filled);
+    if (run.isTimedOut && numFilled == 0)
+        throw Failure{Cancelled,
+                      "timed out before a hole was filled; nothing was written; allow more "
+                      "with --timeout",
+                      {},
+                      {},
+                      toText(fillJson(arguments, run, loaded.report))};
     storeMesh(session, arguments.output, loaded.mesh);
     finishWith(session, fillJson(arguments, run, loaded.report), fillText(arguments, run),
                arguments.output);
-    int const numFilled = run.outcome.count(HoleFate::Filled);
     if (run.isTimedOut) {
         std::fprintf(stderr,
                      "trimora: timed out; %d of %zu chosen holes are filled in %s; allow more with "
@@ -352,10 +407,10 @@ void addFill(CLI::App& app, Invocation& invocation) {
     command
         ->add_option(
             "--holes", arguments->holes,
-            "all; numbers of the list like 1,3,5-9; max-edges:N; max-perimeter:L, a length "
-            "or like 2% of the box's diagonal (default: every border but those that look "
-            "like an outer one, over which a patch would have more than a quarter of the "
-            "area that is there)")
+            "inner (default): every border but those that look like an outer one, over which a "
+            "patch would have more than a quarter of the area that is there; all; numbers of the "
+            "list like 1,3,5-9; max-edges:N; max-perimeter:L, a length or like 2% of the box's "
+            "diagonal")
         ->check(faultOfHoles);
     command
         ->add_option("--quality", arguments->quality,
@@ -365,7 +420,7 @@ void addFill(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--max-triangles", arguments->maxTriangles,
                      "leave a hole open whose patch is predicted to take more (default: 1000000)")
-        ->check(CLI::PositiveNumber);
+        ->check(faultOfCount);
     command->add_flag("--keep-partial", arguments->keepPartial,
                       "with --timeout: when the time is up, write what is filled until then");
     command->callback([&invocation, arguments] {

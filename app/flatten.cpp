@@ -32,7 +32,9 @@ struct FlattenRun {
     trimora::MeshCounts before;
     trimora::MeshCounts after;
     FlattenOutcome outcome;
-    MapDistortion distortion;
+    MapDistortion distortion;             // of what is written
+    std::vector<MapDistortion> ofCharts;  // likewise, one by one
+    trimora::CornerUVs corners;
 };
 
 bool isSvg(std::string const& path) {
@@ -71,7 +73,10 @@ void flattenLoaded(Session& session, FlattenArguments const& arguments, koGeom::
         refusal.text += " (--each)";
     throwIfRefused(session, refusal);
     session.beginPhase("measuring the distortion", false);
-    run.distortion = trimora::measureMap(mesh, run.outcome.corners);
+    run.corners = trimora::cornersOf(mesh);
+    run.distortion = trimora::measureMap(mesh, run.corners);
+    run.ofCharts = trimora::measureMaps(mesh, run.corners, run.outcome.chartOf,
+                                        static_cast<int>(run.outcome.charts.size()));
     run.after = trimora::countMesh(mesh);
 }
 
@@ -79,16 +84,34 @@ void drawPicture(Session& session, FlattenArguments const& arguments,
                  koGeom::CompactMesh const& mesh, FlattenRun const& run) {
     session.beginPhase("drawing", false);
     auto const written =
-        trimora::writeText(arguments.picture, trimora::drawFlatMap(mesh, run.outcome.corners));
+        trimora::writeText(arguments.picture, trimora::drawFlatMap(mesh, run.corners));
     if (!written)
         throw Failure{CannotWrite, written.message};
 }
 
-Json jsonOf(FlatChart const& chart) {
-    return {{"triangles", chart.triangles},   {"genus", chart.genus},
-            {"boundaries", chart.boundaries}, {"cut", chart.isCut},
-            {"solverCode", chart.solverCode}, {"solver", trimora::solverInWords(chart.solverCode)},
-            {"iterations", chart.iterations}};
+void addDistortion(Json& json, MapDistortion const& distortion) {
+    auto const figure = [&distortion](double value) {
+        return distortion.measuredTriangles > 0 ? Json(value) : Json(nullptr);
+    };
+    json["distortion"] = {{"mean", figure(distortion.mean)},
+                          {"percentile95", figure(distortion.percentile95)},
+                          {"largest", figure(distortion.largest)}};
+    json["measuredTriangles"] = distortion.measuredTriangles;
+    json["flippedTriangles"] = distortion.flippedTriangles;
+    json["flippedAreaShare"] = distortion.flippedAreaShare;
+    json["collapsedTriangles"] = distortion.collapsedTriangles;
+    json["degenerateTriangles"] = distortion.degenerateTriangles;
+    json["areaShare"] = distortion.areaShare;
+}
+
+Json jsonOf(FlatChart const& chart, MapDistortion const& distortion) {
+    Json json = {
+        {"triangles", chart.triangles},   {"genus", chart.genus},
+        {"boundaries", chart.boundaries}, {"cut", chart.isCut},
+        {"solverCode", chart.solverCode}, {"solver", trimora::solverInWords(chart.solverCode)},
+        {"iterations", chart.iterations}};
+    addDistortion(json, distortion);
+    return json;
 }
 
 /// The charts in one: what scripts read that flatten single components.
@@ -108,7 +131,6 @@ FlatChart sumOf(std::vector<FlatChart> const& charts) {
 Json flattenJson(FlattenArguments const& arguments, FlattenRun const& run,
                  trimora::ReadReport const& report) {
     FlatChart const sum = sumOf(run.outcome.charts);
-    MapDistortion const& distortion = run.distortion;
     Json json = {{"file", arguments.input},
                  {"output", arguments.output},
                  {"picture", arguments.picture.empty() ? Json(nullptr) : Json(arguments.picture)},
@@ -118,26 +140,18 @@ Json flattenJson(FlattenArguments const& arguments, FlattenRun const& run,
                  {"cut", sum.isCut},
                  {"solverCode", sum.solverCode},
                  {"solver", trimora::solverInWords(sum.solverCode)},
-                 {"iterations", sum.iterations},
-                 {"distortion",
-                  {{"mean", distortion.mean},
-                   {"percentile95", distortion.percentile95},
-                   {"largest", distortion.largest}}},
-                 {"flippedTriangles", distortion.flippedTriangles},
-                 {"flippedAreaShare", distortion.flippedAreaShare},
-                 {"collapsedTriangles", distortion.collapsedTriangles},
-                 {"degenerateTriangles", distortion.degenerateTriangles},
-                 {"areaShare", distortion.areaShare},
-                 {"seams", arguments.seams},
-                 {"verticesAdded", run.outcome.verticesAdded},
-                 {"seamTriangles", run.outcome.seamTriangles},
-                 {"unusedVertices", run.outcome.unusedVertices},
-                 {"before", toJson(run.before)},
-                 {"after", toJson(run.after)},
-                 {"seconds", run.outcome.seconds},
-                 {"charts", Json::array()}};
-    for (FlatChart const& chart : run.outcome.charts)
-        json["charts"].push_back(jsonOf(chart));
+                 {"iterations", sum.iterations}};
+    addDistortion(json, run.distortion);
+    json["seams"] = arguments.seams;
+    json["verticesAdded"] = run.outcome.verticesAdded;
+    json["seamTriangles"] = run.outcome.seamTriangles;
+    json["unusedVertices"] = run.outcome.unusedVertices;
+    json["before"] = toJson(run.before);
+    json["after"] = toJson(run.after);
+    json["seconds"] = run.outcome.seconds;
+    json["charts"] = Json::array();
+    for (std::size_t i = 0; i < run.outcome.charts.size(); ++i)
+        json["charts"].push_back(jsonOf(run.outcome.charts[i], run.ofCharts[i]));
     json["read"] = toJson(report);
     return json;
 }
@@ -159,9 +173,32 @@ std::string seamText(FlattenArguments const& arguments, FlattenRun const& run) {
     return {};
 }
 
+std::string distortionText(MapDistortion const& distortion) {
+    std::string text = "  distortion of angles, 1 is none: mean " + numberInWords(distortion.mean) +
+                       ", 95 % of the triangles below " + numberInWords(distortion.percentile95) +
+                       ", largest " + numberInWords(distortion.largest) + "\n";
+    if (distortion.measuredTriangles == 0)
+        text =
+            "  no figure for the distortion of angles: no triangle has any, there and in the map\n";
+    text += "  " + trimora::countInWords(distortion.flippedTriangles, "triangle") +
+            " turned over, " + shareInWords(distortion.flippedAreaShare) +
+            " of the surface; the map covers " + shareInWords(distortion.areaShare) +
+            " of the unit square\n";
+    if (distortion.degenerateTriangles > 0)
+        text += "  " +
+                trimora::countInWords(distortion.degenerateTriangles, "triangle has",
+                                      "triangles have") +
+                " no area on the surface\n";
+    if (distortion.collapsedTriangles > 0)
+        text +=
+            "  " +
+            trimora::countInWords(distortion.collapsedTriangles, "triangle has", "triangles have") +
+            " no area in the map, to the precision of what is written\n";
+    return text;
+}
+
 std::string flattenText(FlattenArguments const& arguments, FlattenRun const& run) {
     FlattenOutcome const& outcome = run.outcome;
-    MapDistortion const& distortion = run.distortion;
     FlatChart const sum = sumOf(outcome.charts);
     auto const count = static_cast<std::int64_t>(outcome.charts.size());
     std::string text =
@@ -171,16 +208,7 @@ std::string flattenText(FlattenArguments const& arguments, FlattenRun const& run
         trimora::countInWords(sum.boundaries, "boundary", "boundaries") +
         (sum.isCut ? ", cut open into a disk\n" : "\n") + seamText(arguments, run) +
         "  the solver " + trimora::solverInWords(sum.solverCode) + ", " +
-        trimora::countInWords(sum.iterations, "iteration") + "\n" +
-        "  distortion of angles, 1 is none: mean " + numberInWords(distortion.mean) +
-        ", 95 % of the triangles below " + numberInWords(distortion.percentile95) + ", largest " +
-        numberInWords(distortion.largest) + "\n  " +
-        trimora::countInWords(distortion.flippedTriangles, "triangle") + " turned over, " +
-        shareInWords(distortion.flippedAreaShare) + " of the surface; the map covers " +
-        shareInWords(distortion.areaShare) + " of the unit square\n";
-    if (distortion.collapsedTriangles > 0)
-        text += "  " + trimora::countInWords(distortion.collapsedTriangles, "triangle") +
-                " have no area in the map, to the precision of what is written\n";
+        trimora::countInWords(sum.iterations, "iteration") + "\n" + distortionText(run.distortion);
     if (outcome.unusedVertices > 0)
         text += "  " + trimora::countInWords(outcome.unusedVertices, "vertex", "vertices") +
                 " that no triangle uses left at 0 0\n";

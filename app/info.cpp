@@ -5,23 +5,10 @@
 #include "reports.h"
 
 #include "trimora/connectivity/meshArea.h"
-#include "trimora/connectivity/meshBoundingBox.h"
-
-#include <cmath>
 
 namespace app {
 
 namespace {
-
-Json boxJson(koGeom::CompactMesh const& mesh) {
-    if (mesh.getNumVertices() == 0)
-        return nullptr;
-    double low[3];
-    double high[3];
-    koGeom::meshBoundingBox(mesh, low, high);
-    double const diagonal = std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
-    return {{"minimum", low}, {"maximum", high}, {"diagonal", diagonal}};
-}
 
 Json attributeNames(koGeom::CompactMesh const& mesh) {
     Json names = Json::array();

@@ -67,6 +67,8 @@ int fail(Failure const& failure, bool wantsJson = false) {
         std::fputs(failure.json.c_str(), stdout);
     else if (wantsJson && failure.code == Refused)
         std::fputs(refusalJson(failure).c_str(), stdout);
+    else if (wantsJson && failure.code == Cancelled)
+        std::fputs(toText(cancelJson(failure.message)).c_str(), stdout);
     std::fprintf(stderr, "trimora: %s\n", onOneLine(failure.message).c_str());
     return failure.code;
 }
@@ -140,6 +142,9 @@ int main(int argc, char** argv) {
     addWeld(app, invocation);
     addConvert(app, invocation);
     addCurvature(app, invocation);
+    addMeasure(app, invocation);
+    addDeviation(app, invocation);
+    addCollar(app, invocation);
     addReduce(app, invocation);
     addCut(app, invocation);
     addSubdivide(app, invocation);
@@ -148,6 +153,13 @@ int main(int argc, char** argv) {
     addFlatten(app, invocation);
     addStitch(app, invocation);
     addMerge(app, invocation);
+    addSplit(app, invocation);
+    addStrips(app, invocation);
+    addSmooth(app, invocation);
+    addOffset(app, invocation);
+    addSilhouette(app, invocation);
+    addGenerate(app, invocation);
+    addRender(app, invocation);
     addVerify(app, invocation);
     if (std::string const option = optionWithoutValue(argc, argv); !option.empty())
         return fail({UsageError, option + " takes a value, '" + option + "=VALUE'"});

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace app {
 
@@ -41,6 +42,13 @@ std::vector<double> parseNumbers(std::string const& text, std::size_t count) {
         rest.remove_prefix(goesOn ? comma + 1 : rest.size());
     }
     return numbers.size() == count ? numbers : std::vector<double>();
+}
+
+std::string faultOfDirection(std::string const& text) {
+    auto const numbers = parseNumbers(text, 3);
+    bool const isWay =
+        std::any_of(numbers.begin(), numbers.end(), [](double x) { return x != 0.0; });
+    return isWay ? std::string() : "takes x,y,z, not all 0, not '" + text + "'";
 }
 
 std::optional<std::int64_t> parseCount(std::string_view text) {
@@ -85,9 +93,20 @@ std::optional<double> parseFraction(std::string text) {
 }
 
 std::optional<Length> parseLength(std::string text) {
+    auto const length = parseSignedLength(std::move(text));
+    return length && length->value > 0.0 ? length : std::nullopt;
+}
+
+std::string faultOfLength(std::string const& text) {
+    return parseLength(text)
+               ? std::string()
+               : "takes a length above 0, or like 1% of the box's diagonal, not '" + text + "'";
+}
+
+std::optional<Length> parseSignedLength(std::string text) {
     Length length;
     length.isPercentage = takePercentSign(text);
-    if (!parseNumber(text, length.value) || !(length.value > 0.0))
+    if (!parseNumber(text, length.value) || length.value == 0.0)
         return std::nullopt;
     return length;
 }

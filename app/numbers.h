@@ -14,6 +14,9 @@ namespace app {
 /// The numbers of a text like "0,0,1,-0.5"; empty unless it holds exactly `count` finite ones.
 std::vector<double> parseNumbers(std::string const& text, std::size_t count);
 
+/// Check of an option that takes a way x,y,z other than 0: what is wrong with the text, or nothing.
+std::string faultOfDirection(std::string const& text);
+
 /// A whole number from 0 on.
 std::optional<std::int64_t> parseCount(std::string_view text);
 
@@ -43,5 +46,11 @@ std::optional<double> parseFraction(std::string text);
 
 /// Nothing for a text that is no such length, or not above 0.
 std::optional<Length> parseLength(std::string text);
+
+/// Check of an option that takes such a length: what is wrong with the text, or nothing.
+std::string faultOfLength(std::string const& text);
+
+/// The same as parseLength with a sign: nothing for 0.
+std::optional<Length> parseSignedLength(std::string text);
 
 }  // namespace app

@@ -6,7 +6,7 @@
 #include "numbers.h"
 #include "reports.h"
 #include "toolkit/meshCheck.h"
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshReduction.h"
 
 namespace app {
@@ -14,7 +14,7 @@ namespace app {
 namespace {
 
 using trimora::countInWords;
-using trimora::MeshDeviation;
+using trimora::MeshDistance;
 using trimora::ReduceMethod;
 using trimora::ReduceOutcome;
 
@@ -31,7 +31,7 @@ struct ReduceResult {
     trimora::ReduceOptions options;
     double diagonal = 0.0;  // of the box
     ReduceOutcome outcome;
-    std::optional<MeshDeviation> measured;
+    std::optional<MeshDistance> measured;
     std::optional<int> coincidentVertices;  // counted when it stopped short, since seams may be why
 };
 
@@ -65,7 +65,7 @@ void reduceLoaded(Session& session, ReduceArguments const& arguments, LoadedMesh
     requireFloatRange(session, arguments.input, loaded.report, loaded.mesh);
     if (!arguments.noMeasure) {
         session.beginPhase("measuring the deviation", true);
-        result.measured = trimora::measureDeviation(input, loaded.mesh, session.progress());
+        result.measured = trimora::measureDistance(input, loaded.mesh, session.progress());
     }
     if (result.outcome.stopped == "nothingLeft" || result.outcome.stopped == "onePercent")
         result.coincidentVertices = trimora::numCoincidentVertices(loaded.mesh);

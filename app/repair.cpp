@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "files.h"
+#include "pictures.h"
 #include "reports.h"
 
 namespace app {
@@ -15,6 +16,7 @@ struct RepairArguments {
     bool selfIntersections = false;
     std::optional<double> angle;
     bool dryRun = false;
+    std::string picture;
 };
 
 trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mesh,
@@ -22,6 +24,8 @@ trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mes
     session.beginPhase(caption, true);
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle.value_or(options.foldAngle);
+    if (!arguments.picture.empty())
+        options = forPicture(options);
     trimora::CheckResult const result = trimora::checkMesh(mesh, options, session.progress());
     session.throwIfCancelled();
     return result;
@@ -41,11 +45,26 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
     return outcome;
 }
 
+/// The mesh before and after, side by side.
+void drawStates(Session& session, RepairArguments const& arguments,
+                koGeom::CompactMesh const& before, trimora::SurfacePaint const& paintBefore,
+                koGeom::CompactMesh const& after, trimora::CheckResult const& found) {
+    trimora::SurfacePaint const paintAfter = trimora::paintDefects(after, found);
+    trimora::RenderOptions options = findingsLook();
+    options.width = 1600;
+    options.height = 800;
+    storePicture(session, arguments.picture,
+                 drawPicture(session, arguments.input,
+                             {{&before, &paintBefore, "before"}, {&after, &paintAfter, "after"}},
+                             options));
+}
+
 Json repairJson(RepairArguments const& arguments, trimora::CheckResult const& before,
                 trimora::CheckResult const& after, trimora::RepairOutcome const& outcome,
                 trimora::ReadReport const& report) {
     Json json = {{"file", arguments.input},
                  {"output", arguments.dryRun ? Json(nullptr) : Json(arguments.output)},
+                 {"picture", arguments.picture.empty() ? Json(nullptr) : Json(arguments.picture)},
                  {"before", toJson(before)},
                  {"after", toJson(after)},
                  {"fullyRepaired", outcome.fullyRepaired},
@@ -75,13 +94,24 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
         requireSeparateOutputs(session, arguments.output);
     if (!arguments.dryRun)
         requireWritableOutput(arguments.output);
+    bool const isDrawn = !arguments.picture.empty();
+    if (isDrawn)
+        requirePictureOutput(session, arguments.picture);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, repairBytesPerTriangle, loaded);
-    trimora::CheckResult const before =
-        checkState(session, loaded.mesh, arguments, "checking before");
+    trimora::CheckResult before = checkState(session, loaded.mesh, arguments, "checking before");
+    koGeom::CompactMesh meshBefore;
+    trimora::SurfacePaint paintBefore;
+    if (isDrawn) {
+        meshBefore = loaded.mesh;
+        paintBefore = trimora::paintDefects(loaded.mesh, before);
+    }
     trimora::RepairOutcome const outcome = repairState(session, loaded.mesh, arguments);
-    trimora::CheckResult const after =
-        checkState(session, loaded.mesh, arguments, "checking after");
+    trimora::CheckResult after = checkState(session, loaded.mesh, arguments, "checking after");
+    if (isDrawn)
+        drawStates(session, arguments, meshBefore, paintBefore, loaded.mesh, after);
+    keepFirstOffences(before);
+    keepFirstOffences(after);
     if (!arguments.dryRun)
         storeMesh(session, arguments.output, loaded.mesh);
     session.finish();
@@ -118,6 +148,8 @@ void addRepair(CLI::App& app, Invocation& invocation) {
                      "degrees; remove triangles on edges that open by less")
         ->check(faultOfAngle);
     command->add_flag("--dry-run", arguments->dryRun, "tell what would be done and write nothing");
+    command->add_option("--picture", arguments->picture,
+                        "PNG file: the mesh before and after, with its defects");
     command->callback([&invocation, arguments] {
         invocation.work = [arguments](Session& session) { return repair(session, *arguments); };
     });

@@ -1,5 +1,8 @@
 #include "reports.h"
 
+#include "trimora/connectivity/meshBoundingBox.h"
+
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -145,7 +148,7 @@ Json toJson(trimora::MeshCounts const& counts) {
             {"boundaries", counts.boundaries}};
 }
 
-Json toJson(trimora::MeshDeviation const& deviation) {
+Json toJson(trimora::MeshDistance const& deviation) {
     auto const row = [&deviation](trimora::VertexDistances const& distances) {
         if (distances.vertices == 0)
             return Json(nullptr);
@@ -161,6 +164,20 @@ Json toJson(trimora::MeshDeviation const& deviation) {
     return {{"diagonal", deviation.diagonal},
             {"inputToResult", row(deviation.fromFirst)},
             {"resultToInput", row(deviation.fromSecond)}};
+}
+
+Json boxJson(koGeom::CompactMesh const& mesh) {
+    if (mesh.getNumVertices() == 0)
+        return nullptr;
+    double low[3];
+    double high[3];
+    koGeom::meshBoundingBox(mesh, low, high);
+    double const diagonal = std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
+    return {{"minimum", low}, {"maximum", high}, {"diagonal", diagonal}};
+}
+
+Json cancelJson(std::string const& message) {
+    return {{"cancelled", message}};
 }
 
 std::string toText(Json const& json) {
@@ -244,7 +261,7 @@ std::string countsTable(trimora::MeshCounts const& before, trimora::MeshCounts c
     return text;
 }
 
-std::string deviationTable(trimora::MeshDeviation const& deviation) {
+std::string deviationTable(trimora::MeshDistance const& deviation) {
     std::string text = "  distance of vertices, and in % of the diagonal:\n";
     text +=
         format("  %-18s %10s %9s %10s %9s %10s %9s\n", "", "largest", "%", "mean", "%", "rms", "%");

@@ -4,7 +4,7 @@
 #include "toolkit/checkedRepair.h"
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshCounts.h"
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshVerification.h"
 
 #include <nlohmann/json.hpp>
@@ -18,7 +18,13 @@ Json toJson(trimora::ReadReport const& report);
 Json toJson(trimora::CheckResult const& result);
 Json toJson(trimora::RepairStep const& step);
 Json toJson(trimora::MeshCounts const& counts);
-Json toJson(trimora::MeshDeviation const& deviation);
+Json toJson(trimora::MeshDistance const& deviation);
+
+/// The box of all vertices; null without vertices.
+Json boxJson(koGeom::CompactMesh const& mesh);
+
+/// What a run that was cancelled puts on standard output with --json.
+Json cancelJson(std::string const& message);
 
 /// The object as one text with a final newline; bytes that are no UTF-8 (of a path, say) are replaced.
 std::string toText(Json const& json);
@@ -28,7 +34,7 @@ std::string checkTable(std::string const& path, trimora::CheckResult const& resu
 std::string repairTable(trimora::RepairOutcome const& outcome);
 std::string readTable(trimora::ReadReport const& report);
 std::string countsTable(trimora::MeshCounts const& before, trimora::MeshCounts const& after);
-std::string deviationTable(trimora::MeshDeviation const& deviation);
+std::string deviationTable(trimora::MeshDistance const& deviation);
 std::string verifyTable(std::string const& path, trimora::VerifyOutcome const& outcome);
 /// A line on vertex sets that did not outlive an edit; empty when there was none.
 std::string droppedLine(std::vector<std::string> const& names);
@@ -38,6 +44,24 @@ std::string warningLine(std::string const& text);
 
 /// Text with what would move a terminal's cursor or end the line written out, "\x1b": it may come from a file.
 std::string onOneLine(std::string const& text);
+
+/// The first lines of what may be many.
+class Listing {
+public:
+    void add(std::string const& line) {
+        constexpr int most = 20;
+        if (++count_ <= most)
+            text_ += line;
+        else
+            rest_ = "  and " + std::to_string(count_ - most) + " more; --json tells all\n";
+    }
+    std::string text() const { return text_ + rest_; }
+
+private:
+    int count_ = 0;
+    std::string text_;
+    std::string rest_;
+};
 
 /// "0.00123", four digits.
 std::string numberInWords(double number);

@@ -46,12 +46,6 @@ std::string faultOfBoundaries(std::string const& text) {
                                  : "takes all, or numbers like 1,3,5-9, not '" + text + "'";
 }
 
-std::string faultOfDistance(std::string const& text) {
-    return parseLength(text)
-               ? std::string()
-               : "takes a length above 0, or like 1% of the box's diagonal, not '" + text + "'";
-}
-
 std::string faultOfTolerance(std::string const& text) {
     double share = 0.0;
     bool const isNumber = CLI::detail::lexical_cast(text, share);
@@ -106,7 +100,10 @@ Json suggestionJson(StitchArguments const& arguments,
                              "boundaries run") +
                 " beside others, up to " + numberInWords(widest) + " away";
     } else {
-        text += "none can be suggested, as no boundary runs beside another one";
+        text += run.holes.size() == 1
+                    ? "none can be suggested, as the mesh has only one boundary, and stitching "
+                      "takes two"
+                    : "none can be suggested, as no boundary runs beside another one";
     }
     Failure failure = {UsageError, text};
     if (session.options().json)
@@ -120,6 +117,8 @@ void requireMemoryForSamples(Session const& session, StitchArguments const& argu
     for (auto const& boundary :
          trimora::planStitching(mesh, run.holes, run.chosen, run.options.distance))
         samples += static_cast<double>(boundary.samples);
+    if (samples > static_cast<double>(trimora::mostStitchSamples))
+        return;  // refused whatever the memory
     session.requireMemory(
         stitchBytesPerTriangle * mesh.getNumTriangles() + stitchBytesPerSample * samples,
         arguments.input, "with a distance of " + numberInWords(run.options.distance));
@@ -140,8 +139,10 @@ Json seamsJson(StitchOutcome const& outcome) {
         json.push_back({{"boundary", seam.boundary + 1},
                         {"otherBoundary", seam.otherBoundary + 1},
                         {"circular", seam.circular},
-                        {"length", seam.length},
+                        {"stretchLength", seam.stretchLength},
+                        {"sewnLength", seam.sewnLength},
                         {"gap", seam.gap},
+                        {"endDistance", seam.endDistance},
                         {"quality", seam.quality},
                         {"outcome", trimora::nameOfFate(seam.fate)},
                         {"words", words.empty() ? Json(nullptr) : Json(words)}});
@@ -175,13 +176,13 @@ void stitchLoaded(Session& session, StitchArguments const& arguments, koGeom::Co
                   StitchRun& run) {
     run.options = arguments.options;
     findBoundaries(session, arguments, mesh, run);
-    if (arguments.distance.empty())
-        suggestDistance(session, arguments, mesh, run);
-    run.options.distance = parseLength(arguments.distance)->of(trimora::diagonalOf(mesh));
     run.before = trimora::countMesh(mesh);
     run.after = run.before;
     if (run.holes.empty())
         return;
+    if (arguments.distance.empty())
+        suggestDistance(session, arguments, mesh, run);
+    run.options.distance = parseLength(arguments.distance)->of(trimora::diagonalOf(mesh));
     requireMemoryForSamples(session, arguments, mesh, run);
     session.beginPhase("stitching", true);
     run.outcome = trimora::stitchMesh(mesh, run.holes, run.chosen, run.options, session.progress());
@@ -215,6 +216,9 @@ Json stitchJson(StitchArguments const& arguments, StitchRun const& run,
                  {"seams", seamsJson(outcome)},
                  {"sewn", outcome.numSewn()},
                  {"notSewn", static_cast<int>(outcome.seams.size()) - outcome.numSewn()},
+                 {"sewnLength", outcome.sewnLength()},
+                 {"sewnOn", outcome.isSewnOn},
+                 {"attempts", outcome.attempts},
                  {"turnedComponents", Json::array()},
                  {"gapsLeft", Json::array()}};
     for (StitchOutcome::Turned const& turned : outcome.turned)
@@ -227,6 +231,7 @@ Json stitchJson(StitchArguments const& arguments, StitchRun const& run,
                                     {"width", gap.width},
                                     {"outer", gap.border.looksOuter},
                                     {"box", {{"low", gap.border.low}, {"high", gap.border.high}}}});
+    json["swappedEdges"] = outcome.swappedEdges;
     json["smoothedVertices"] = outcome.smoothedVertices;
     json["before"] = toJson(run.before);
     json["after"] = toJson(run.after);
@@ -239,30 +244,12 @@ Json stitchJson(StitchArguments const& arguments, StitchRun const& run,
 std::string seamText(StitchOutcome::Seam const& seam) {
     std::string const words = trimora::wordsOfFate(seam.fate);
     return "  " + numberOf(seam.boundary) + " and " + numberOf(seam.otherBoundary) +
-           (seam.circular ? ", whole loops: " : ": ") + "length " + numberInWords(seam.length) +
-           ", gap " + numberInWords(seam.gap) +
+           (seam.circular ? ", whole loops: " : ": ") + numberInWords(seam.sewnLength) + " of " +
+           numberInWords(seam.stretchLength) + " sewn, gap " + numberInWords(seam.gap) +
            (words.empty() ? ""
                           : std::string("; ") + trimora::nameOfFate(seam.fate) + ": " + words) +
            "\n";
 }
-
-/// The first lines of what may be many.
-class Listing {
-public:
-    void add(std::string const& line) {
-        constexpr int most = 20;
-        if (++count_ <= most)
-            text_ += line;
-        else
-            rest_ = "  and " + std::to_string(count_ - most) + " more; --json tells all\n";
-    }
-    std::string text() const { return text_ + rest_; }
-
-private:
-    int count_ = 0;
-    std::string text_;
-    std::string rest_;
-};
 
 std::string listText(StitchRun const& run) {
     StitchOutcome const& outcome = run.outcome;
@@ -328,7 +315,7 @@ void addStitch(CLI::App& app, Invocation& invocation) {
                      "how near is beside, a length or like 1% of the box's diagonal: more than the "
                      "widest gap, less than the narrowest band of surface between two boundaries; "
                      "without it one is suggested")
-        ->check(faultOfDistance);
+        ->check(faultOfLength);
     command
         ->add_option("--tolerance", arguments->options.tolerance,
                      "what is this near to a vertex of the other side, in lengths of its edge, "

@@ -199,4 +199,14 @@ std::vector<BorderLoop> findBorderLoops(CompactMesh const& mesh, MeshAdjTris con
     return BorderWalk(mesh, adjTris).run();
 }
 
+int numBorders(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+               koGeom::MeshBoundaries const& boundaries) {
+    if (boundaries.size() == 0)
+        return 0;
+    std::vector<BorderLoop> const loops = findBorderLoops(mesh, adjTris);
+    bool const areClosed = std::all_of(loops.begin(), loops.end(),
+                                       [](BorderLoop const& loop) { return loop.isClosed; });
+    return areClosed ? static_cast<int>(loops.size()) : boundaries.size();
+}
+
 }  // namespace trimora

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace trimora {
 
@@ -19,6 +20,75 @@ struct Vector2d {
 Vector2d between(koGeom::MeshUV const& from, koGeom::MeshUV const& to) {
     return {static_cast<double>(to.u) - static_cast<double>(from.u),
             static_cast<double>(to.v) - static_cast<double>(from.v)};
+}
+
+double lengthOf(Vector2d const& vector) {
+    return std::hypot(vector.u, vector.v);
+}
+
+/// The distance between neighbouring floats where the coordinates are largest: what they are rounded to.
+double floatStepOf(CornerUVs const& corners) {
+    double largest = 0.0;
+    for (koGeom::MeshUV const& uv : corners)
+        largest = std::max(
+            {largest, std::abs(static_cast<double>(uv.u)), std::abs(static_cast<double>(uv.v))});
+    return 0.5 * largest * std::numeric_limits<float>::epsilon();
+}
+
+/// Whether a triangle is not even a step wide in the plane.
+bool isCollapsed(TriangleMap const& map, CornerUVs const& corners, int triangle, double step) {
+    koGeom::MeshUV const* const uv = corners.data() + 3 * static_cast<std::size_t>(triangle);
+    double const longest =
+        std::max({lengthOf(between(uv[0], uv[1])), lengthOf(between(uv[1], uv[2])),
+                  lengthOf(between(uv[2], uv[0]))});
+    return !(2.0 * std::abs(map.uvArea) > longest * step);
+}
+
+/// Sums up triangles.
+class DistortionMeter {
+public:
+    void add(TriangleMap const& map, bool isCollapsed);
+    MapDistortion result();
+
+private:
+    MapDistortion result_;
+    std::vector<double> ratios_;
+    double area_ = 0.0;
+    double flippedArea_ = 0.0;
+    double sum_ = 0.0;
+};
+
+void DistortionMeter::add(TriangleMap const& map, bool isCollapsed) {
+    if (!map.isMeasured) {
+        ++result_.degenerateTriangles;
+        return;
+    }
+    area_ += map.area;
+    result_.areaShare += std::abs(map.uvArea);
+    double const ratio = map.ratio();
+    if (isCollapsed || !std::isfinite(ratio)) {
+        ++result_.collapsedTriangles;
+        return;
+    }
+    if (map.uvArea < 0.0) {
+        ++result_.flippedTriangles;
+        flippedArea_ += map.area;
+    }
+    ratios_.push_back(ratio);
+    sum_ += ratio;
+}
+
+MapDistortion DistortionMeter::result() {
+    result_.flippedAreaShare = area_ > 0.0 ? flippedArea_ / area_ : 0.0;
+    result_.measuredTriangles = static_cast<int>(ratios_.size());
+    if (ratios_.empty())
+        return result_;
+    result_.mean = sum_ / static_cast<double>(ratios_.size());
+    auto const rank = static_cast<std::ptrdiff_t>((ratios_.size() * 95 + 99) / 100 - 1);
+    std::nth_element(ratios_.begin(), ratios_.begin() + rank, ratios_.end());
+    result_.percentile95 = ratios_[static_cast<std::size_t>(rank)];
+    result_.largest = *std::max_element(ratios_.begin(), ratios_.end());
+    return result_;
 }
 
 }  // namespace
@@ -54,40 +124,30 @@ TriangleMap mapOfTriangle(CompactMesh const& mesh, CornerUVs const& corners, int
 }
 
 MapDistortion measureMap(CompactMesh const& mesh, CornerUVs const& corners) {
-    MapDistortion result;
-    std::vector<double> ratios;
-    double area = 0.0;
-    double flippedArea = 0.0;
-    double sum = 0.0;
+    std::vector<int> const groups(static_cast<std::size_t>(mesh.getNumTriangles()), 0);
+    return measureMaps(mesh, corners, groups, 1).front();
+}
+
+std::vector<MapDistortion> measureMaps(CompactMesh const& mesh, CornerUVs const& corners,
+                                       std::vector<int> const& groups, int numGroups) {
+    double const step = floatStepOf(corners);
+    std::vector<DistortionMeter> meters(static_cast<std::size_t>(numGroups));
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        auto const group = static_cast<std::size_t>(groups[static_cast<std::size_t>(t)]);
         TriangleMap const map = mapOfTriangle(mesh, corners, t);
-        if (!map.isMeasured) {
-            ++result.degenerateTriangles;
-            continue;
-        }
-        area += map.area;
-        result.areaShare += std::abs(map.uvArea);
-        if (map.uvArea < 0.0) {
-            ++result.flippedTriangles;
-            flippedArea += map.area;
-        }
-        double const ratio = map.ratio();
-        if (map.uvArea == 0.0 || !std::isfinite(ratio)) {
-            ++result.collapsedTriangles;
-            continue;
-        }
-        ratios.push_back(ratio);
-        sum += ratio;
+        meters[group].add(map, isCollapsed(map, corners, t, step));
     }
-    result.flippedAreaShare = area > 0.0 ? flippedArea / area : 0.0;
-    if (ratios.empty())
-        return result;
-    result.mean = sum / static_cast<double>(ratios.size());
-    auto const rank = static_cast<std::ptrdiff_t>((ratios.size() * 95 + 99) / 100 - 1);
-    std::nth_element(ratios.begin(), ratios.begin() + rank, ratios.end());
-    result.percentile95 = ratios[static_cast<std::size_t>(rank)];
-    result.largest = *std::max_element(ratios.begin(), ratios.end());
-    return result;
+    std::vector<MapDistortion> results;
+    for (DistortionMeter& meter : meters)
+        results.push_back(meter.result());
+    return results;
+}
+
+CornerUVs cornersOf(CompactMesh const& mesh) {
+    CornerUVs corners;
+    for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
+        corners.push_back(mesh.getUVs()[mesh.getTrianglesRaw()[i]]);
+    return corners;
 }
 
 }  // namespace trimora

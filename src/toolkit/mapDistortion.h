@@ -29,19 +29,31 @@ TRIMORA_API TriangleMap mapOfTriangle(koGeom::CompactMesh const& mesh, CornerUVs
 /// How far a map from a surface to the plane is from keeping angles: the ratio of the singular values of each triangle, 1
 /// where the angles are kept.
 struct MapDistortion {
-    double mean = 1.0;  ///< over the triangles that have a ratio
-    double percentile95 = 1.0;
-    double largest = 1.0;
+    int measuredTriangles =
+        0;  ///< that have a ratio; without any there is no mean, and the three below are 0
+    double mean = 0.0;
+    double percentile95 = 0.0;
+    double largest = 0.0;
     int flippedTriangles = 0;       ///< turned over in the plane
     double flippedAreaShare = 0.0;  ///< of the surface
     int collapsedTriangles =
-        0;  ///< without an area in the plane, to the precision of floats; they have no ratio
+        0;  ///< narrower in the plane than a float's step at the map's far end: what shape they have there is rounding. They have no ratio and no side
     int degenerateTriangles = 0;  ///< without an area on the surface; not measured at all
     double areaShare =
         0.0;  ///< of the unit square that the triangles cover, overlaps counted twice
 };
 
-/// cost   O(n log n)
+/// cost   linear
 TRIMORA_API MapDistortion measureMap(koGeom::CompactMesh const& mesh, CornerUVs const& corners);
+
+/// The same for each group of triangles by itself.
+///
+/// groups   the group of each triangle, 0 to numGroups - 1
+TRIMORA_API std::vector<MapDistortion> measureMaps(koGeom::CompactMesh const& mesh,
+                                                   CornerUVs const& corners,
+                                                   std::vector<int> const& groups, int numGroups);
+
+/// What a mesh with texture coordinates says itself: each corner has those of its vertex.
+TRIMORA_API CornerUVs cornersOf(koGeom::CompactMesh const& mesh);
 
 }  // namespace trimora

@@ -3,6 +3,9 @@
 
 #include "toolkit/meshCheck.h"
 
+#include "toolkit/detail/borderLoops.h"
+#include "toolkit/detail/vertexEdges.h"
+
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/connectivity/MeshBoundaries.h"
 #include "trimora/connectivity/SimpleMeshCache.h"
@@ -26,38 +29,12 @@ using koGeom::BitVector;
 using koGeom::CompactMesh;
 using koGeom::MeshAdjTris;
 
-constexpr std::size_t maxOffences = 5;
-
 // Of the time on a smooth surface of 1.6 million triangles: what goes before the intersections, and these step by step.
 constexpr double shareOfTests = 0.25;
 constexpr double shareOfWeld = 0.05;
 constexpr double shareOfOctree = 0.1;
 constexpr double shareOfOctreeTris = 0.2;
 constexpr double shareOfCuts = 0.4;
-
-/// Hands the edges of all triangles around a vertex to take(from, to), as the triangles run them.
-template <class Take>
-void forEachEdgeAround(int vertex, MeshAdjTris const& adjTris, int const* triangles, Take take) {
-    int const* const around = adjTris.triIndices(vertex);
-    for (int i = 0; i < adjTris.numTris(vertex); ++i) {
-        if (i > 0 && around[i] == around[i - 1])
-            continue;  // a triangle that names the vertex twice stands twice in its set
-        int const* const corners = triangles + 3 * static_cast<std::ptrdiff_t>(around[i]);
-        for (int k = 0; k < 3; ++k)
-            take(corners[k], corners[(k + 1) % 3]);
-    }
-}
-
-/// Sorts the values and hands each different one with its count to take(value, count).
-template <class Take>
-void forEachRun(std::vector<int>& values, Take take) {
-    std::sort(values.begin(), values.end());
-    for (auto it = values.begin(); it != values.end();) {
-        auto const end = std::upper_bound(it, values.end(), *it);
-        take(*it, end - it);
-        it = end;
-    }
-}
 
 class MeshChecker {
 public:
@@ -120,25 +97,16 @@ void MeshChecker::countElements() {
     result_.coincidentVertices = numCoincidentVertices(mesh_);
 }
 
-// Each undirected edge is met at its lower end: the far ends of a vertex's triangles tell how many use each.
 void MeshChecker::countEdges(MeshAdjTris const& adjTris) {
     result_.components = koGeom::meshComponents(mesh_, adjTris, nullptr);
-    result_.boundaries = cache_.getBoundaries(mesh_)->size();
-    int numEdges = 0;
-    std::vector<int> farEnds;
-    for (int v = 0; v < result_.vertices; ++v) {
+    result_.boundaries = numBorders(mesh_, adjTris, *cache_.getBoundaries(mesh_));
+    for (int v = 0; v < result_.vertices; ++v)
         result_.unusedVertices += adjTris.numTris(v) == 0 ? 1 : 0;
-        farEnds.clear();
-        forEachEdgeAround(v, adjTris, mesh_.getTrianglesRaw(), [&](int from, int to) {
-            auto const [low, high] = std::minmax(from, to);
-            if (low == v && high != v)
-                farEnds.push_back(high);
-        });
-        forEachRun(farEnds, [&](int, std::ptrdiff_t numUses) {
-            ++numEdges;
-            result_.boundaryEdges += numUses == 1 ? 1 : 0;
-        });
-    }
+    int numEdges = 0;
+    forEachEdge(mesh_, adjTris, [&](int, int, std::ptrdiff_t numUses) {
+        ++numEdges;
+        result_.boundaryEdges += numUses == 1 ? 1 : 0;
+    });
     result_.eulerCharacteristic =
         result_.vertices - result_.unusedVertices - numEdges + result_.triangles;
     result_.closed = result_.triangles > 0 && result_.boundaryEdges == 0;
@@ -167,7 +135,7 @@ void MeshChecker::testManifold(MeshAdjTris const& adjTris) {
         return;
     BitVector const& badVertices = found;
     std::vector<Offence> first;
-    for (int v = 0; v < result_.vertices && first.size() < maxOffences; ++v) {
+    for (int v = 0; v < result_.vertices && first.size() < options_.mostOffences; ++v) {
         if (badVertices.isBitSet(v) != 0)
             first.push_back({{v}, positionOf(v)});
     }
@@ -186,7 +154,7 @@ void MeshChecker::testOrientation(MeshAdjTris const& adjTris) {
 std::vector<std::pair<int, int>> MeshChecker::edgesRunTwiceAlike(MeshAdjTris const& adjTris) const {
     std::vector<std::pair<int, int>> edges;
     std::vector<int> nextCorners;
-    for (int v = 0; v < result_.vertices && edges.size() < maxOffences; ++v) {
+    for (int v = 0; v < result_.vertices && edges.size() < options_.mostOffences; ++v) {
         nextCorners.clear();
         forEachEdgeAround(v, adjTris, mesh_.getTrianglesRaw(), [&](int from, int to) {
             if (from == v && to != v)
@@ -232,7 +200,7 @@ void MeshChecker::testIntersections() {
         cutting.setBit(pair.start.triangle);
     result_.intersectingTriangles = cutting.count;
     std::vector<Offence> first;
-    for (int t = 0; t < result_.triangles && first.size() < maxOffences; ++t) {
+    for (int t = 0; t < result_.triangles && first.size() < options_.mostOffences; ++t) {
         if (cutting.isBitSet(t) != 0)
             first.push_back(triangleOffence(t));
     }
@@ -266,7 +234,7 @@ void MeshChecker::note(char const* defect, std::vector<Offence> first) {
 template <class Numbers>
 void MeshChecker::noteTriangles(char const* defect, Numbers const& numbers) {
     std::vector<Offence> first;
-    for (std::size_t i = 0; i < std::min(numbers.size(), maxOffences); ++i)
+    for (std::size_t i = 0; i < std::min(numbers.size(), options_.mostOffences); ++i)
         first.push_back(triangleOffence(numbers[i]));
     note(defect, std::move(first));
 }
@@ -275,7 +243,7 @@ template <class Edges>
 void MeshChecker::noteEdges(char const* defect, Edges const& edges) {
     std::vector<Offence> first;
     for (auto const& [a, b] : edges) {
-        if (first.size() == maxOffences)
+        if (first.size() == options_.mostOffences)
             break;
         first.push_back({{a, b}, positionOf(a)});
     }

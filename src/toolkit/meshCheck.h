@@ -5,6 +5,7 @@
 #include "trimora/export.h"
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@ namespace trimora {
 struct CheckOptions {
     double foldAngle = 15.0;        ///< degrees; two triangles that open by less are a fold
     bool testIntersections = true;  ///< false leaves CheckResult::intersectingTriangles empty
+    std::size_t mostOffences = 5;   ///< of each defect, in CheckResult::offences
 };
 
 /// One offending element, as a person would look for it.
@@ -47,7 +49,7 @@ struct CheckResult {
 
     struct Offences {
         std::string defect;  ///< the key of the finding in the report, say "duplicateTriangles"
-        std::vector<Offence> first;  ///< at most the first five
+        std::vector<Offence> first;  ///< at most CheckOptions::mostOffences
     };
     std::vector<Offences> offences;  ///< one entry for each defect found
 };

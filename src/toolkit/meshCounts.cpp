@@ -1,5 +1,7 @@
 #include "toolkit/meshCounts.h"
 
+#include "toolkit/detail/borderLoops.h"
+
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/connectivity/meshComponents.h"
 
@@ -30,7 +32,7 @@ MeshCounts countMesh(CompactMesh const& mesh) {
     counts.vertices = mesh.getNumVertices();
     counts.triangles = mesh.getNumTriangles();
     counts.components = koGeom::meshComponents(mesh, *cache.getAdjTris(mesh), nullptr);
-    counts.boundaries = cache.getBoundaries(mesh)->size();
+    counts.boundaries = numBorders(mesh, *cache.getAdjTris(mesh), *cache.getBoundaries(mesh));
     return counts;
 }
 

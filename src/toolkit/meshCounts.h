@@ -13,7 +13,8 @@ struct MeshCounts {
     int vertices = 0;
     int triangles = 0;
     int components = 0;  ///< parts linked through shared vertices
-    int boundaries = 0;  ///< loops of open edges
+    int boundaries =
+        0;  ///< loops of open edges; where two meet in a vertex both are whole, as in findHoles
 };
 
 TRIMORA_API MeshCounts countMesh(koGeom::CompactMesh const& mesh);

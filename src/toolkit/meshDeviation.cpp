@@ -1,310 +1,242 @@
-// Distances between two meshes by exact closest points. Each distance goes to a place of its own; the sums are taken
-// afterwards in the order of the vertices, so that they come out alike for any number of threads.
-
 #include "toolkit/meshDeviation.h"
 
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
-#include "trimora/contract/koGeom/BoundingBox.h"
-#include "trimora/contract/koUtil/ThreadPool.h"
-#include "trimora/contract/koUtil/ThreadedAlg.h"
-#include "trimora/spatial/MeshClosestPoint.h"
-#include "trimora/spatial/octreeIterators.h"
+#include "trimora/connectivity/meshComputeNormals.h"
+#include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/measure/MeshDeviation.h"
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
-#include <vector>
+#include <limits>
 
 namespace trimora {
 
 namespace {
 
-using koGeom::BoundingBox;
+using koGeom::AffineMatrix;
 using koGeom::CompactMesh;
-using koLinear::Point;
-using koLinear::PointFlt;
-using koLinear::Vector;
+using koGeom::Point;
+using koGeom::Vector;
 
-constexpr int pollInterval = 1000;    // closest points between two looks at the progress
-constexpr double equallyNear = 1e-6;  // of the diagonal, within which distances count as equal
+constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
+constexpr double percents[] = {1.0, 5.0, 25.0, 50.0, 75.0, 95.0, 99.0};
+constexpr double mostWidths = 20.0;  // from the minimum to the maximum
 
-bool isFinite(PointFlt const& p) {
+std::size_t at(int i) {
+    return static_cast<std::size_t>(i);
+}
+
+bool isFinite(Point const& p) {
     return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
 }
 
-std::vector<PointFlt> usedVertices(CompactMesh const& mesh) {
-    std::vector<char> isUsed(static_cast<std::size_t>(mesh.getNumVertices()), 0);
-    int const* const corners = mesh.getTrianglesRaw();
-    for (std::ptrdiff_t i = 0; i < 3 * std::ptrdiff_t(mesh.getNumTriangles()); ++i)
-        isUsed[static_cast<std::size_t>(corners[i])] = 1;
-    std::vector<PointFlt> points;
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        PointFlt const point = mesh.getVertices()[v].asPointFlt();
-        if (isUsed[static_cast<std::size_t>(v)] != 0 && isFinite(point))
-            points.push_back(point);
-    }
-    return points;
+Point cornerOf(CompactMesh const& mesh, int triangle, int k) {
+    return mesh.getVertices()[mesh.getTriangles()[triangle][k]].asPoint();
 }
 
-/// Twice the area along the triangle's normal.
-Vector areaVector(CompactMesh const& mesh, int triangle) {
-    koGeom::MeshTriangle const& corners = mesh.getTriangles()[triangle];
-    Point const a = mesh.getVertices()[corners[0]].asPoint();
-    Point const b = mesh.getVertices()[corners[1]].asPoint();
-    Point const c = mesh.getVertices()[corners[2]].asPoint();
-    return cross(b - a, c - a);
+std::string faultOfReference(CompactMesh const& reference, AffineMatrix const& matrix,
+                             bool& isNonfinite) {
+    for (int t = 0; t < reference.getNumTriangles() && !isNonfinite; ++t)
+        for (int k = 0; k < 3; ++k)
+            isNonfinite = isNonfinite || !isFinite(cornerOf(reference, t, k));
+    AffineMatrix inverse = matrix;
+    if (reference.getNumTriangles() == 0)
+        return "the reference holds no triangles to measure to";
+    if (isNonfinite)
+        return "a triangle of the reference has a corner that is NaN or infinite; leave such "
+               "triangles out";
+    if (!inverse.invert())
+        return "the matrix of the reference flattens it; take one that can be undone";
+    return {};
 }
 
-std::vector<PointFlt> centres(CompactMesh const& mesh) {
-    std::vector<PointFlt> points(static_cast<std::size_t>(mesh.getNumTriangles()));
+/// The normals that a mesh comes with or, where there are none, those of its triangles; zero where no triangle has any.
+void giveNormals(CompactMesh& mesh) {
+    koGeom::meshComputeNormals(mesh);
+    std::vector<char> hasOne(at(mesh.getNumVertices()), 0);
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        Vector sum;
-        for (int const v : mesh.getTriangles()[t].vertices)
-            sum += mesh.getVertices()[v].asPoint().asVector();
-        points[static_cast<std::size_t>(t)] = PointFlt((sum / 3.0).asPoint());
+        Point const a = cornerOf(mesh, t, 0);
+        Vector const normal = cross(cornerOf(mesh, t, 1) - a, cornerOf(mesh, t, 2) - a);
+        if (normal.length2() > 0.0)
+            for (int const v : mesh.getTriangles()[t].vertices)
+                hasOne[at(v)] = 1;
     }
-    return points;
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        if (hasOne[at(v)] == 0)
+            mesh.getNormals()[v] = koGeom::MeshNormal{0.0f, 0.0f, 0.0f};
 }
 
-/// A mesh with what closest points are found by.
-struct Surface {
-    explicit Surface(CompactMesh const& ofMesh)
-        : mesh(ofMesh), octree(cache.getOctree(mesh, 64)), octreeTris(cache.getOctreeTris(mesh)) {}
-
-    CompactMesh const& mesh;
-    koGeom::SimpleMeshCache cache;
-    ko::Reference<koGeom::Octree> octree;
-    ko::Reference<koGeom::OctreeTris> octreeTris;
-};
-
-/// The place of a surface nearest to each point of a list: its distance and its triangle, -1 where there is none.
-class ClosestAlg : public koUtil::ThreadedChunkAlg {
-public:
-    ClosestAlg(Surface const& surface, std::vector<PointFlt> const& points)
-        : surface_(surface), points_(points), distances(points.size()), triangles(points.size()) {}
-
-    void initialize(int numThreads) override;
-    void executeChunk(int chunkIndex, int threadIndex) override;
-
-private:
-    Surface const& surface_;
-    std::vector<PointFlt> const& points_;
-    std::vector<std::unique_ptr<koGeom::MeshClosestPoint>> searches_;  // one a thread
-
-public:
-    std::vector<double> distances;
-    std::vector<int> triangles;
-};
-
-void ClosestAlg::initialize(int numThreads) {
-    searches_.clear();
-    for (int i = 0; i < numThreads; ++i)
-        searches_.push_back(std::make_unique<koGeom::MeshClosestPoint>(
-            surface_.mesh, *surface_.octree, *surface_.octreeTris));
-}
-
-void ClosestAlg::executeChunk(int chunkIndex, int threadIndex) {
-    int const total = static_cast<int>(points_.size());
-    int const begin = getBeginIndex(chunkIndex, numChunks, total);
-    int const end = getBeginIndex(chunkIndex + 1, numChunks, total);
-    koGeom::MeshClosestPoint& search = *searches_[static_cast<std::size_t>(threadIndex)];
-    for (int i = begin; i < end; ++i) {
-        if (i % pollInterval == 0 && cancelled(threadIndex))
-            return;
-        std::size_t const place = static_cast<std::size_t>(i);
-        koGeom::MeshCoord nearest;
-        distances[place] = search.compute(Point(points_[place]), &nearest);
-        triangles[place] = nearest.triangle;
-    }
-    updateProgress(threadIndex, double(chunkIndex) / numChunks);
-}
-
-/// Which triangles of a mesh are turned against the surface nearest to their centres.
-class TurnedAlg : public koUtil::ThreadedChunkAlg {
-public:
-    /// `nearest` tells of each triangle's centre the surface's nearest triangle and its distance.
-    TurnedAlg(Surface const& surface, CompactMesh const& mesh, std::vector<PointFlt> const& centres,
-              ClosestAlg const& nearest, double tolerance)
-        : surface_(surface),
-          mesh_(mesh),
-          centres_(centres),
-          nearest_(nearest),
-          tolerance_(tolerance),
-          isTurned(centres.size(), 0) {}
-
-    void executeChunk(int chunkIndex, int threadIndex) override;
-
-private:
-    bool turns(std::size_t triangle) const;
-    bool hasNearAlly(Point const& centre, double distance, Vector const& normal) const;
-
-    Surface const& surface_;
-    CompactMesh const& mesh_;
-    std::vector<PointFlt> const& centres_;
-    ClosestAlg const& nearest_;
-    double const tolerance_;
-
-public:
-    std::vector<char> isTurned;
-};
-
-void TurnedAlg::executeChunk(int chunkIndex, int threadIndex) {
-    int const total = static_cast<int>(centres_.size());
-    int const begin = getBeginIndex(chunkIndex, numChunks, total);
-    int const end = getBeginIndex(chunkIndex + 1, numChunks, total);
-    for (int i = begin; i < end; ++i) {
-        if (i % pollInterval == 0 && cancelled(threadIndex))
-            return;
-        isTurned[static_cast<std::size_t>(i)] = turns(static_cast<std::size_t>(i)) ? 1 : 0;
-    }
-    updateProgress(threadIndex, double(chunkIndex) / numChunks);
-}
-
-bool TurnedAlg::turns(std::size_t triangle) const {
-    int const nearest = nearest_.triangles[triangle];
-    if (nearest < 0)
-        return false;
-    Vector const normal = areaVector(mesh_, static_cast<int>(triangle));
-    return dot(normal, areaVector(surface_.mesh, nearest)) < 0.0 &&
-           !hasNearAlly(Point(centres_[triangle]), nearest_.distances[triangle] + tolerance_,
-                        normal);
-}
-
-/// Whether the surface has a triangle within the distance that faces the same way.
-bool TurnedAlg::hasNearAlly(Point const& centre, double distance, Vector const& normal) const {
-    float const* const vertices = surface_.mesh.getVerticesRaw();
-    int const* const triangles = surface_.mesh.getTrianglesRaw();
-    koGeom::Sphere const ball = {centre, distance};
-    koGeom::OctreeSphereIntersectIt voxels(*surface_.octree, ball);
-    for (; voxels.valid(); voxels.next()) {
-        int const voxel = voxels.get().node->voxelIndex;
-        int const* const there = surface_.octreeTris->firstTri(voxel);
-        for (int i = 0; i < surface_.octreeTris->numTris(voxel); ++i) {
-            if (dot(normal, areaVector(surface_.mesh, there[i])) <= 0.0)
-                continue;
-            koGeom::MeshCoord const place =
-                koGeom::meshTriClosestPt(vertices, triangles, there[i], centre);
-            Point const at =
-                place.evaluate(surface_.mesh.getVertices(), surface_.mesh.getTriangles());
-            if (koLinear::distance(centre, at) <= distance)
-                return true;
-        }
-    }
-    return false;
-}
-
+/// What is measured, as the core takes it: the reference scaled to a handy size, its matrix scaled back.
 class DeviationMeasurement {
 public:
-    DeviationMeasurement(CompactMesh const& first, CompactMesh const& second,
-                         koUtil::Progress& progress)
-        : first_(first), second_(second), progress_(progress) {}
+    DeviationMeasurement(CompactMesh const& mesh, CompactMesh const& reference,
+                         DeviationOptions const& options)
+        : options_(options), mesh_(bareCopy(mesh)), reference_(bareCopy(reference)) {
+        if (koGeom::MeshNormal const* const normals = mesh.getNormals()) {
+            mesh_.allocNormalArray();
+            std::copy_n(normals, mesh.getNumVertices(), mesh_.getNormals());
+        }
+        if (options.selected)
+            mesh_.getSelectedVertices() = *options.selected;
+    }
 
-    MeshDeviation run();
+    void run(DeviationOutcome& outcome, koUtil::Progress& progress);
 
 private:
-    void run(koUtil::ThreadedChunkAlg& alg, double share);
-    VertexDistances distances(Surface const& to, std::vector<PointFlt> const& points, double share);
-    void countTurned(Surface const& first);
+    void scaleReference();
+    void dropWhatCannotBeMeasured(std::vector<float>& values) const;
 
-    CompactMesh const& first_;
-    CompactMesh const& second_;
-    koUtil::Progress& progress_;
-    MeshDeviation result_;
+    DeviationOptions const& options_;
+    CompactMesh mesh_;
+    CompactMesh reference_;
+    AffineMatrix referenceMatrix_;
 };
 
-MeshDeviation DeviationMeasurement::run() {
-    progress_.setCaption("measuring the deviation");
-    std::vector<PointFlt> const firstPoints = usedVertices(first_);
-    BoundingBox box;
-    for (PointFlt const& point : firstPoints)
-        box.extend(point);
-    result_.diagonal = box.isValid() ? distance(box.minPt(), box.maxPt()) : 0.0;
-    {
-        Surface const second(second_);
-        result_.fromFirst = distances(second, firstPoints, 0.4);
-    }
-    if (!progress_.cancelled()) {
-        Surface const first(first_);
-        result_.fromSecond = distances(first, usedVertices(second_), 0.3);
-        countTurned(first);
-    }
-    result_.cancelled = progress_.cancelled();
-    progress_.set(1.0);
-    return result_;
+/// Vertices without triangles may lie anywhere, and are nothing to measure to.
+void DeviationMeasurement::scaleReference() {
+    removeUnusedVertices(reference_);
+    double const scale = unitScale(diagonalOf(reference_));
+    scaleVertices(reference_, scale);
+    referenceMatrix_ = AffineMatrix(1.0 / scale) * options_.referenceMatrix;
 }
 
-void DeviationMeasurement::run(koUtil::ThreadedChunkAlg& alg, double share) {
-    koUtil::Progress child;
-    progress_.subPhase(share, child);
-    alg.setProgress(&child);
-    koUtil::ThreadPool::get().run(alg);
-    child.set(1.0);
-}
-
-VertexDistances DeviationMeasurement::distances(Surface const& to,
-                                                std::vector<PointFlt> const& points, double share) {
-    ClosestAlg alg(to, points);
-    run(alg, share);
-    VertexDistances result;
-    double sum = 0.0;
-    double sumOfSquares = 0.0;
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        if (alg.triangles[i] < 0)
-            continue;  // nothing there to be near to
-        double const distance = alg.distances[i];
-        ++result.vertices;
-        sum += distance;
-        sumOfSquares += distance * distance;
-        if (distance > result.largest || result.vertices == 1) {
-            result.largest = distance;
-            result.where = {points[i].x, points[i].y, points[i].z};
-        }
+/// Vertices that were left out have the largest float; NaN and infinite ones have anything.
+void DeviationMeasurement::dropWhatCannotBeMeasured(std::vector<float>& values) const {
+    for (int v = 0; v < mesh_.getNumVertices(); ++v) {
+        bool const isLeftOut = options_.selected && !options_.selected->isBitSet(v);
+        float& value = values[at(v)];
+        if (isLeftOut || !isFinite(mesh_.getVertices()[v].asPoint()) || !std::isfinite(value))
+            value = notANumber;
     }
-    if (result.vertices > 0) {
-        result.mean = sum / result.vertices;
-        result.rms = std::sqrt(sumOfSquares / result.vertices);
+}
+
+void DeviationMeasurement::run(DeviationOutcome& outcome, koUtil::Progress& progress) {
+    outcome.computedNormals = mesh_.getNormals() == nullptr && mesh_.getNumTriangles() > 0;
+    if (outcome.computedNormals)
+        giveNormals(mesh_);
+    scaleReference();
+    koGeom::SimpleMeshCache cache;
+    auto const octree = cache.getOctree(reference_, 64);
+    auto const octreeTris = cache.getOctreeTris(reference_);
+    outcome.values.assign(at(mesh_.getNumVertices()), notANumber);
+    AffineMatrix matrix = options_.matrix;
+    koGeom::MeshDeviation deviation(reference_, referenceMatrix_, *octree, *octreeTris, &progress);
+    deviation.calculate(&mesh_, matrix, outcome.values.data(), options_.selected.has_value(),
+                        options_.flip);
+    dropWhatCannotBeMeasured(outcome.values);
+}
+
+/// The nearest rank: of n sorted values the one at p n / 100, rounded up, counted from 1.
+double percentileOf(std::vector<float> const& sorted, double percent) {
+    double const rank = std::ceil(percent / 100.0 * static_cast<double>(sorted.size()));
+    return static_cast<double>(sorted[static_cast<std::size_t>(std::max(rank, 1.0)) - 1]);
+}
+
+/// Marks at equal steps from 0 on: 1, 2 or 5 times a power of ten.
+class Scale {
+public:
+    /// With the least step that is not below a length above 0.
+    explicit Scale(double length) {
+        double const power = std::pow(10.0, std::floor(std::log10(length)));
+        double step = 10.0 * power;
+        for (double const factor : {5.0, 2.0, 1.0})
+            step = factor * power >= length ? factor * power : step;
+        // Parts of 1 are told by how many make it: 3 / 10 is 0.3, 3 * 0.1 is not.
+        multiplier_ = step >= 1.0 ? step : 1.0;
+        divisor_ = step >= 1.0 ? 1.0 : std::round(1.0 / step);
     }
-    return result;
-}
 
-void DeviationMeasurement::countTurned(Surface const& first) {
-    std::vector<PointFlt> const points = centres(second_);
-    ClosestAlg nearest(first, points);
-    run(nearest, 0.2);
-    if (progress_.cancelled())
-        return;
-    TurnedAlg turned(first, second_, points, nearest, equallyNear * result_.diagonal);
-    run(turned, 0.1);
-    result_.turnedTriangles =
-        static_cast<int>(std::count(turned.isTurned.begin(), turned.isTurned.end(), 1));
-}
+    double mark(double number) const { return number * multiplier_ / divisor_; }
+    double numberBelow(double value) const { return std::floor(value * divisor_ / multiplier_); }
 
-void scaleDistances(VertexDistances& distances, double scale) {
-    for (double* const length : {&distances.largest, &distances.mean, &distances.rms})
-        *length *= scale;
-    for (float& coordinate : distances.where)
-        coordinate = static_cast<float>(coordinate * scale);
+private:
+    double multiplier_;
+    double divisor_;
+};
+
+std::vector<DeviationStatistics::Bin> histogramOf(std::vector<float> const& sorted) {
+    auto const minimum = static_cast<double>(sorted.front());
+    auto const maximum = static_cast<double>(sorted.back());
+    if (minimum == maximum)
+        return {{minimum, maximum, static_cast<int>(sorted.size())}};
+    Scale const scale((maximum - minimum) / mostWidths);
+    double const first = scale.numberBelow(minimum);
+    auto const binOf = [&](double value) {
+        return static_cast<std::size_t>(scale.numberBelow(value) - first);
+    };
+    std::vector<DeviationStatistics::Bin> bins(binOf(maximum) + 1);
+    for (std::size_t i = 0; i < bins.size(); ++i) {
+        double const number = first + static_cast<double>(i);
+        bins[i] = {scale.mark(number), scale.mark(number + 1.0), 0};
+    }
+    for (float const value : sorted)
+        ++bins[binOf(static_cast<double>(value))].vertices;
+    return bins;
 }
 
 }  // namespace
 
-MeshDeviation measureDeviation(CompactMesh const& first, CompactMesh const& second,
-                               koUtil::Progress& progress) {
-    double const scale = unitScale(std::max(diagonalOf(first), diagonalOf(second)));
-    if (scale == 1.0)
-        return DeviationMeasurement(first, second, progress).run();
-    CompactMesh scaledFirst = bareCopy(first);
-    CompactMesh scaledSecond = bareCopy(second);
-    scaleVertices(scaledFirst, scale);
-    scaleVertices(scaledSecond, scale);
-    MeshDeviation deviation = DeviationMeasurement(scaledFirst, scaledSecond, progress).run();
-    scaleDistances(deviation.fromFirst, 1.0 / scale);
-    scaleDistances(deviation.fromSecond, 1.0 / scale);
-    deviation.diagonal /= scale;
-    return deviation;
+DeviationStatistics deviationStatistics(std::vector<float> const& values) {
+    DeviationStatistics statistics;
+    std::vector<float> sorted;
+    std::vector<float> absolute;
+    double sum = 0.0;
+    double sumOfSizes = 0.0;
+    double sumOfSquares = 0.0;
+    for (std::size_t v = 0; v < values.size(); ++v) {
+        auto const value = static_cast<double>(values[v]);
+        if (!std::isfinite(value))
+            continue;
+        bool const isFirst = sorted.empty();
+        sorted.push_back(values[v]);
+        absolute.push_back(std::abs(values[v]));
+        sum += value;
+        sumOfSizes += std::abs(value);
+        sumOfSquares += value * value;
+        if (isFirst || value < statistics.minimum) {
+            statistics.minimum = value;
+            statistics.lowest = static_cast<int>(v);
+        }
+        if (isFirst || value > statistics.maximum) {
+            statistics.maximum = value;
+            statistics.highest = static_cast<int>(v);
+        }
+    }
+    statistics.measured = static_cast<int>(sorted.size());
+    if (sorted.empty())
+        return statistics;
+    statistics.mean = sum / statistics.measured;
+    statistics.meanAbsolute = sumOfSizes / statistics.measured;
+    statistics.rms = std::sqrt(sumOfSquares / statistics.measured);
+    std::sort(sorted.begin(), sorted.end());
+    std::sort(absolute.begin(), absolute.end());
+    for (double const percent : percents)
+        statistics.percentiles.push_back(
+            {percent, percentileOf(sorted, percent), percentileOf(absolute, percent)});
+    statistics.histogram = histogramOf(sorted);
+    return statistics;
+}
+
+DeviationOutcome measureDeviation(CompactMesh const& mesh, CompactMesh const& reference,
+                                  DeviationOptions const& options, koUtil::Progress& progress) {
+    DeviationOutcome outcome;
+    outcome.refusal = faultOfReference(reference, options.referenceMatrix, outcome.isNonfinite);
+    if (!outcome.refusal.empty())
+        return outcome;
+    koOS::StopWatch watch;
+    watch.start();
+    progress.setCaption("measuring the deviation");
+    outcome.selected = options.selected ? options.selected->count : mesh.getNumVertices();
+    DeviationMeasurement(mesh, reference, options).run(outcome, progress);
+    outcome.cancelled = progress.cancelled();
+    if (!outcome.cancelled)
+        outcome.statistics = deviationStatistics(outcome.values);
+    progress.set(1.0);
+    outcome.seconds = watch.clear();
+    return outcome;
 }
 
 }  // namespace trimora

@@ -292,6 +292,7 @@ void Flattener::collectCorners() {
     std::vector<int> nextTriangles(charts_.size(), 0);
     for (int t = 0; t < mesh_.getNumTriangles(); ++t) {
         std::size_t const i = at(componentOf_[mesh_.getTriangles()[t][0]]);
+        outcome_.chartOf.push_back(static_cast<int>(i));
         CompactMesh const& part = charts_[i].part();
         for (int const v : part.getTriangles()[nextTriangles[i]++].vertices) {
             outcome_.corners.push_back(part.getUVs()[v]);

@@ -37,6 +37,7 @@ struct FlattenOutcome {
     std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
     bool isNonfinite = false;       ///< refused for a NaN or infinite coordinate
     std::vector<FlatChart> charts;  ///< by their lowest triangle
+    std::vector<int> chartOf;       ///< of each triangle
     CornerUVs corners;              ///< the map itself, whatever became of the seams
     int unusedVertices =
         0;  ///< that no triangle uses: left out of the work; they have the coordinates 0, 0

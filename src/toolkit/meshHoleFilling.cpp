@@ -14,9 +14,12 @@
 #include "trimora/contract/koOS/StopWatch.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 #include <map>
 #include <numeric>
+#include <set>
 #include <tuple>
 
 namespace trimora {
@@ -57,16 +60,39 @@ FilledHole refused(HoleFate fate, MeshHole const& hole, CompactMesh const& mesh,
             {{place.x, place.y, place.z}}};
 }
 
+// The patch of a slit has no area that could be refined.
+koGeom::HoleQuality qualityOf(MeshHole const& hole, FillOptions const& options) {
+    return hole.hasArea ? options.quality : koGeom::HoleQualityFlat;
+}
+
+bool isLoneTriangle(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHole const& hole) {
+    auto const isOfHole = [&hole](int vertex) {
+        return std::count(hole.vertices.begin(), hole.vertices.end(), vertex) > 0;
+    };
+    int const first = hole.vertices.front();
+    int const* const around = adjTris.triIndices(first);
+    return hole.numEdges() == 3 &&
+           std::any_of(around, around + adjTris.numTris(first), [&](int triangle) {
+               int const* const corners = mesh.getTriangles()[triangle].vertices;
+               return std::all_of(corners, corners + 3, isOfHole);
+           });
+}
+
 FilledHole planHole(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHole const& hole,
                     FillOptions const& options) {
     if (!hole.fault.empty())
         return {HoleFate::BadSurface, hole.fault, hole.faultPlace};
+    if (isLoneTriangle(mesh, adjTris, hole))
+        return refused(HoleFate::LoneTriangle, hole, mesh,
+                       "it is the border of a single triangle, and a patch would be its back side",
+                       "delete the triangle if it is a left-over");
     if (hole.numEdges() > maxPolygonCorners)
         return refused(HoleFate::TooLarge, hole, mesh,
                        "the border has " + std::to_string(hole.numEdges()) + " edges, " +
                            std::to_string(maxPolygonCorners) + " at most,",
                        "reduce the mesh, or bridge the hole first");
-    std::int64_t const predicted = hole.newTriangles[static_cast<std::size_t>(options.quality)];
+    koGeom::HoleQuality const quality = qualityOf(hole, options);
+    std::int64_t const predicted = hole.newTriangles[static_cast<std::size_t>(quality)];
     if (predicted > options.maxTriangles)
         return refused(HoleFate::TooLarge, hole, mesh,
                        "the patch would take about " + std::to_string(predicted) + " triangles, " +
@@ -75,7 +101,7 @@ FilledHole planHole(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHol
     bool const isHeld = std::any_of(hole.vertices.begin(), hole.vertices.end(), [&](int vertex) {
         return numOpenEdges(mesh, adjTris, vertex) == 1;
     });
-    if (options.quality == koGeom::HoleQualityFair && !isHeld)
+    if (quality == koGeom::HoleQualityFair && !isHeld)
         return refused(HoleFate::NoFixedNeighbour, hole, mesh,
                        "the whole border lies on other borders too, so that nothing holds a faired "
                        "patch,",
@@ -148,6 +174,26 @@ bool failsByFins(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshHole c
     return areLinked || (numTips > 0 && hole.numEdges() - numTips < 3);
 }
 
+/// Whether one triangle alone holds the vertex, or a fan of it: both its edges there are open.
+bool hasFin(CompactMesh const& mesh, MeshAdjTris const& adjTris, std::vector<int> const& vertices) {
+    return std::any_of(vertices.begin(), vertices.end(), [&](int vertex) {
+        int const* const around = adjTris.triIndices(vertex);
+        return std::any_of(around, around + adjTris.numTris(vertex), [&](int triangle) {
+            int const* const corners = mesh.getTriangles()[triangle].vertices;
+            int const k = corners[0] == vertex ? 0 : corners[1] == vertex ? 1 : 2;
+            return !koGeom::Boundary::hasEdge(mesh, adjTris, corners[(k + 1) % 3], vertex) &&
+                   !koGeom::Boundary::hasEdge(mesh, adjTris, vertex, corners[(k + 2) % 3]);
+        });
+    });
+}
+
+/// Holes that are filled in one call.
+struct Batch {
+    std::vector<int> holes;
+    koGeom::HoleQuality quality;
+    bool mayLoseFins = false;  // of a single hole
+};
+
 class Filler {
 public:
     Filler(CompactMesh const& mesh, std::vector<MeshHole> const& holes, FillOptions const& options,
@@ -158,9 +204,10 @@ public:
 
 private:
     void makeBatches();
-    void fillBatch(std::vector<int> const& batch);
-    int callLibrary(std::vector<int> const& batch, ko::list<int> const& borders,
-                    MeshBoundaries const& boundaries);
+    void fillBatch(Batch const& batch);
+    int callLibrary(std::vector<int> const& found, koGeom::HoleQuality quality,
+                    ko::list<int> const& borders, MeshBoundaries const& boundaries);
+    int numVerticesOn(int hole) const;
     void judge(std::vector<int> const& batch, int numFilled, OpenEdges const& before,
                int oldTriangles, int oldVertices);
     void shareOut(std::vector<int> const& filled, int oldTriangles);
@@ -175,7 +222,7 @@ private:
     int const exponent_;
     CompactMesh work_;
     koGeom::SimpleMeshCache cache_;
-    std::vector<std::vector<int>> batches_;
+    std::vector<Batch> batches_;
     std::vector<int> failing_;  // by fins
     std::map<int, std::vector<EdgeKey>> keys_;
     double totalCost_ = 0.0;
@@ -211,36 +258,43 @@ Filler::Filler(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
 double Filler::costOf(int hole) const {
     double const edges = holes_[at(hole)].numEdges();
     auto const triangles = static_cast<double>(
-        holes_[at(hole)].newTriangles[static_cast<std::size_t>(options_.quality)]);
+        holes_[at(hole)]
+            .newTriangles[static_cast<std::size_t>(qualityOf(holes_[at(hole)], options_))]);
     return 1e-3 * edges * edges * edges + 10.0 * triangles;
 }
 
-// What a border that meets itself brings is told by filling it alone.
+// What a border that meets itself brings where the library may take fins out of it is told by filling it alone.
 void Filler::makeBatches() {
-    std::vector<int> together;
-    std::vector<int> alone;
+    auto const adjTris = cache_.getAdjTris(work_);
+    Batch slits = {{}, koGeom::HoleQualityFlat};
+    Batch others = {{}, options_.quality};
+    std::vector<Batch> alone;
     for (int const hole : triedOf(outcome_)) {
-        bool const isKnotted = meetsItself(work_, holes_[at(hole)].vertices);
-        bool const isPlain = holes_[at(hole)].numEdges() <= smallHole && !isKnotted;
-        (isPlain ? together : alone).push_back(hole);
-        if (isKnotted && failsByFins(work_, *cache_.getAdjTris(work_), holes_[at(hole)]))
+        MeshHole const& border = holes_[at(hole)];
+        bool const isKnotted =
+            meetsItself(work_, border.vertices) && hasFin(work_, *adjTris, border.vertices);
+        if (isKnotted || border.numEdges() > smallHole)
+            alone.push_back({{hole}, qualityOf(border, options_), isKnotted});
+        else
+            (border.hasArea ? others : slits).holes.push_back(hole);
+        if (isKnotted && failsByFins(work_, *adjTris, border))
             failing_.push_back(hole);
     }
-    std::stable_sort(alone.begin(), alone.end(), [this](int a, int b) {
-        return holes_[at(a)].numEdges() < holes_[at(b)].numEdges();
+    std::stable_sort(alone.begin(), alone.end(), [this](Batch const& a, Batch const& b) {
+        return holes_[at(a.holes.front())].numEdges() < holes_[at(b.holes.front())].numEdges();
     });
-    if (!together.empty())
-        batches_.push_back(std::move(together));
-    for (int const hole : alone)
-        batches_.push_back({hole});
+    for (Batch* const together : {&slits, &others})
+        if (!together->holes.empty())
+            batches_.push_back(std::move(*together));
+    std::move(alone.begin(), alone.end(), std::back_inserter(batches_));
 }
 
 void Filler::run() {
-    for (std::vector<int> const& batch : batches_) {
+    for (Batch const& batch : batches_) {
         if (progress_.cancelled())
             outcome_.cancelled = true;
         if (outcome_.cancelled)
-            std::for_each(batch.begin(), batch.end(),
+            std::for_each(batch.holes.begin(), batch.holes.end(),
                           [this](int hole) { refuse(hole, HoleFate::Cancelled); });
         else
             fillBatch(batch);
@@ -248,11 +302,11 @@ void Filler::run() {
     scaleBy(work_, -exponent_);
 }
 
-void Filler::fillBatch(std::vector<int> const& batch) {
+void Filler::fillBatch(Batch const& batch) {
     OpenEdges const before(work_, *cache_.getAdjTris(work_));
     ko::list<int> borders;
     std::vector<int> found;
-    for (int const hole : batch) {
+    for (int const hole : batch.holes) {
         int const border = before.find(keys_[hole]);
         if (border < 0) {
             refuse(hole, HoleFate::BadSurface);
@@ -263,8 +317,10 @@ void Filler::fillBatch(std::vector<int> const& batch) {
     }
     int const oldTriangles = work_.getNumTriangles();
     int const oldVertices = work_.getNumVertices();
-    int const numFilled = callLibrary(found, borders, before.asBoundaries());
-    for (int const hole : batch)
+    int const first = batch.holes.front();
+    int const oldOnRim = batch.mayLoseFins ? numVerticesOn(first) : 0;
+    int const numFilled = callLibrary(found, batch.quality, borders, before.asBoundaries());
+    for (int const hole : batch.holes)
         doneCost_ += costOf(hole);
     if (numFilled == 0 && progress_.cancelled()) {
         outcome_.cancelled = true;
@@ -274,21 +330,36 @@ void Filler::fillBatch(std::vector<int> const& batch) {
     }
     progress_.set(doneCost_ / totalCost_);
     judge(found, numFilled, before, oldTriangles, oldVertices);
+    if (numFilled > 0 && batch.mayLoseFins)
+        fateOf(first).finsRemoved = std::max(oldOnRim - numVerticesOn(first), 0);
+}
+
+/// Vertices in the places of the border's: a fin's tip goes with it, and another vertex is there.
+int Filler::numVerticesOn(int hole) const {
+    std::set<std::array<float, 3>> places;
+    for (EdgeKey const& key : keys_.at(hole))
+        places.insert({key.ends[0], key.ends[1], key.ends[2]});
+    int count = 0;
+    for (int v = 0; v < work_.getNumVertices(); ++v) {
+        koGeom::MeshVertex const& p = work_.getVertices()[v];
+        count += static_cast<int>(places.count({p.x, p.y, p.z}));
+    }
+    return count;
 }
 
 // The library gives each hole the same small share of its progress, one part in all edges, so that most of it is never
 // reached: the bar would stand still. A listener stretches it, and hands a cancel down.
-int Filler::callLibrary(std::vector<int> const& batch, ko::list<int> const& borders,
-                        MeshBoundaries const& boundaries) {
+int Filler::callLibrary(std::vector<int> const& found, koGeom::HoleQuality quality,
+                        ko::list<int> const& borders, MeshBoundaries const& boundaries) {
     if (borders.empty())
         return 0;
     double edges = 0.0;
     double cost = 0.0;
-    for (int const hole : batch) {
+    for (int const hole : found) {
         edges += holes_[at(hole)].numEdges();
         cost += costOf(hole);
     }
-    double const stretch = edges / static_cast<double>(batch.size());
+    double const stretch = edges / static_cast<double>(found.size());
     koUtil::Progress call;
     call.setListener([&](double value, char const*) {
         progress_.set((doneCost_ + cost * std::min(value * stretch, 1.0)) / totalCost_);
@@ -297,8 +368,7 @@ int Filler::callLibrary(std::vector<int> const& batch, ko::list<int> const& bord
     });
     auto const adjTris = cache_.getAdjTris(work_);
     auto const adjVertices = cache_.getAdjVertices(work_);
-    return koGeom::meshHoleFill(work_, *adjTris, *adjVertices, boundaries, borders,
-                                options_.quality, call);
+    return koGeom::meshHoleFill(work_, *adjTris, *adjVertices, boundaries, borders, quality, call);
 }
 
 void Filler::judge(std::vector<int> const& batch, int numFilled, OpenEdges const& before,
@@ -432,6 +502,8 @@ char const* nameOfFate(HoleFate fate) {
         return "fin";
     case HoleFate::EdgesInTheWay:
         return "edgesInTheWay";
+    case HoleFate::LoneTriangle:
+        return "loneTriangle";
     case HoleFate::TooLarge:
         return "tooLarge";
     case HoleFate::NoFixedNeighbour:

@@ -13,9 +13,10 @@ namespace trimora {
 enum class HoleFate {
     NotChosen,
     Filled,
-    Fin,               ///< refused: fins hang into it that would leave loose vertices behind
-    EdgesInTheWay,     ///< refused: any patch would double edges that are there
-    TooLarge,          ///< refused: more corners, or more new triangles predicted, than allowed
+    Fin,            ///< refused: fins hang into it that would leave loose vertices behind
+    EdgesInTheWay,  ///< refused: any patch would double edges that are there
+    LoneTriangle,  ///< refused: the border is that of a single triangle, whose back a patch would be
+    TooLarge,      ///< refused: more corners, or more new triangles predicted, than allowed
     NoFixedNeighbour,  ///< refused: a faired patch would have nothing to hold on to
     BadSurface,        ///< refused: see MeshHole::fault
     Cancelled          ///< not begun, or given up half-way
@@ -32,7 +33,9 @@ struct FilledHole {
         words;  ///< not empty unless filled or not chosen: what is wrong, where, and what to do
     std::optional<std::array<double, 3>> place;
     int trianglesAdded = 0;  ///< less those of fins that went
-    int verticesAdded = 0;
+    int verticesAdded = 0;   ///< likewise
+    int finsRemoved =
+        0;  ///< single triangles that touched the border across with their tip, each gone with its vertex there
 };
 
 struct FillOutcome {
@@ -58,7 +61,7 @@ TRIMORA_API std::vector<FilledHole> planFilling(koGeom::CompactMesh const& mesh,
 ///
 /// mesh       edited in place around the holes, renumbered, and without its vertex sets; if none could be filled it is as
 ///            it was
-/// holes      see findHoles, of the mesh as it stands
+/// holes      see findHoles, of the mesh as it stands. Slits get flat patches, whatever the quality: triangles without area
 /// chosen     see chooseHoles
 /// progress   the share of the work that is done; cancelled: what was filled until then stays
 /// sends      one Topology modification if any hole was filled

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace trimora {
 
@@ -19,6 +20,7 @@ using koGeom::MeshAdjTris;
 using koLinear::Point;
 
 constexpr double outerShare = 0.25;  // of the component's area
+constexpr double slitWidth = 1e-6;   // of the length
 
 Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
@@ -167,6 +169,30 @@ double meanEdgeLength(CompactMesh const& mesh, koGeom::MeshAdjVertices const& ad
     return count > 0 ? sum / count : 0.0;
 }
 
+/// The distance between neighbouring floats at the outermost point of the hole's box.
+double floatStepAt(MeshHole const& hole) {
+    double largest = 0.0;
+    for (std::size_t k = 0; k < 3; ++k)
+        largest = std::max({largest, std::abs(hole.low[k]), std::abs(hole.high[k])});
+    return largest * std::numeric_limits<float>::epsilon();
+}
+
+bool hasEqualPlaces(CompactMesh const& mesh, MeshHole const& hole) {
+    std::vector<std::array<float, 3>> places;
+    for (int const vertex : hole.vertices) {
+        koGeom::MeshVertex const& p = mesh.getVertices()[vertex];
+        places.push_back({p.x, p.y, p.z});
+    }
+    std::sort(places.begin(), places.end());
+    return std::adjacent_find(places.begin(), places.end()) != places.end();
+}
+
+void judgeSlit(CompactMesh const& mesh, MeshHole& hole) {
+    double const width = std::max(slitWidth * hole.perimeter, floatStepAt(hole));
+    hole.hasArea = hole.patchArea > width * hole.perimeter;
+    hole.isSeam = !hole.hasArea && hasEqualPlaces(mesh, hole);
+}
+
 void predictPatch(CompactMesh const& mesh, koGeom::MeshAdjVertices const& adjVertices,
                   double componentArea, MeshHole& hole) {
     std::vector<Point> loop;
@@ -178,8 +204,10 @@ void predictPatch(CompactMesh const& mesh, koGeom::MeshAdjVertices const& adjVer
     PatchEstimate const estimate = estimatePatch(loop, edgeLengths);
     hole.patchArea = estimate.area;
     hole.looksOuter = estimate.area > outerShare * componentArea;
+    judgeSlit(mesh, hole);
+    auto const flat = static_cast<std::int64_t>(estimate.flatTriangles);
     auto const refined = static_cast<std::int64_t>(std::llround(estimate.refinedTriangles));
-    hole.newTriangles = {static_cast<std::int64_t>(estimate.flatTriangles), refined, refined};
+    hole.newTriangles = {flat, hole.hasArea ? refined : flat, hole.hasArea ? refined : flat};
 }
 
 void findFault(CompactMesh const& mesh, StarJudge& stars, bool isClosed, MeshHole& hole) {

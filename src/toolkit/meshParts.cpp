@@ -6,8 +6,9 @@
 namespace trimora {
 
 using koGeom::CompactMesh;
+using koGeom::MeshSubset;
 
-std::vector<CompactMesh> splitIntoParts(CompactMesh const& mesh) {
+ko::list<ko::Reference<MeshSubset>> findParts(CompactMesh const& mesh) {
     koGeom::MeshAdjTris adjTris;
     koGeom::meshAdjTris(mesh, adjTris);
     koGeom::Array<int> components;
@@ -15,29 +16,39 @@ std::vector<CompactMesh> splitIntoParts(CompactMesh const& mesh) {
     std::size_t const numParts =
         static_cast<std::size_t>(koGeom::meshComponents(mesh, adjTris, &components));
 
-    std::vector<std::vector<koGeom::MeshVertex>> vertices(numParts);
-    std::vector<int> placeOf(static_cast<std::size_t>(mesh.getNumVertices()), -1);
-    for (int v = 0; v < mesh.getNumVertices(); ++v) {
-        if (components[v] < 0)
-            continue;
-        auto& list = vertices[static_cast<std::size_t>(components[v])];
-        placeOf[static_cast<std::size_t>(v)] = static_cast<int>(list.size());
-        list.push_back(mesh.getVertices()[v]);
-    }
-    std::vector<std::vector<int>> corners(numParts);
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        koGeom::MeshTriangle const& triangle = mesh.getTriangles()[t];
-        auto& list = corners[static_cast<std::size_t>(components[triangle[0]])];
-        for (int const v : triangle.vertices)
-            list.push_back(placeOf[static_cast<std::size_t>(v)]);
-    }
+    std::vector<std::vector<int>> vertices(numParts);
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        if (components[v] >= 0)
+            vertices[static_cast<std::size_t>(components[v])].push_back(v);
+    std::vector<std::vector<int>> triangles(numParts);
+    for (int t = 0; t < mesh.getNumTriangles(); ++t)
+        triangles[static_cast<std::size_t>(components[mesh.getTriangles()[t][0]])].push_back(t);
 
+    ko::list<ko::Reference<MeshSubset>> parts;
+    for (std::size_t i = 0; i < numParts; ++i)
+        parts.push_back(new MeshSubset(static_cast<int>(vertices[i].size()), vertices[i].data(),
+                                       static_cast<int>(triangles[i].size()), triangles[i].data()));
+    return parts;
+}
+
+std::vector<CompactMesh> splitIntoParts(CompactMesh const& mesh) {
+    auto const subsets = findParts(mesh);
+    std::vector<int> placeOf(static_cast<std::size_t>(mesh.getNumVertices()), -1);
     std::vector<CompactMesh> parts;
-    parts.reserve(numParts);
-    for (std::size_t i = 0; i < numParts; ++i) {
-        parts.emplace_back(static_cast<int>(vertices[i].size()), vertices[i].data(), nullptr,
-                           nullptr, nullptr);
-        parts.back().copyTriangles(static_cast<int>(corners[i].size() / 3), corners[i].data());
+    parts.reserve(subsets.size());
+    for (auto const& subset : subsets) {
+        CompactMesh& part =
+            parts.emplace_back(subset->numVertices, nullptr, nullptr, nullptr, nullptr);
+        for (int k = 0; k < subset->numVertices; ++k) {
+            placeOf[static_cast<std::size_t>(subset->vertices[k])] = k;
+            part.getVertices()[k] = mesh.getVertices()[subset->vertices[k]];
+        }
+        part.resizeTriangleArray(subset->numTriangles);
+        for (int k = 0; k < subset->numTriangles; ++k) {
+            koGeom::MeshTriangle const& from = mesh.getTriangles()[subset->triangles[k]];
+            for (int corner = 0; corner < 3; ++corner)
+                part.getTriangles()[k][corner] = placeOf[static_cast<std::size_t>(from[corner])];
+        }
     }
     return parts;
 }

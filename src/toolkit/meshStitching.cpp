@@ -12,6 +12,7 @@
 #include "trimora/connectivity/meshComponents.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/repair/meshReverseWinding.h"
+#include "trimora/stitch/meshCloseSlits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -31,6 +32,8 @@ using koGeom::MeshStitchReport;
 using koLinear::Point;
 
 constexpr double samplesPerDistance = 5.0;  // of koGeom::meshStitch
+// Of the distance, tried one after the other where ends of a seam lie too far apart, and where the result is worse.
+constexpr double otherDistances[] = {0.93, 0.86, 0.8};
 // The border grows by rounding, where vertices come to lie on it.
 constexpr double lengthSlack = 1e-5;
 // Of the time on a mesh of 100 thousand triangles, without the test for intersections.
@@ -78,6 +81,26 @@ std::vector<int> sorted(std::vector<int> list) {
     return list;
 }
 
+/// What one call of the library came to, and what was sewn on.
+struct Stitched {
+    CompactMesh mesh;
+    CompactMesh asStitched;  // before it was sewn on
+    MeshStitchReport report;
+    std::vector<double> sewnOn;  // by seam
+    bool isSewnOn = false;
+
+    double length() const {
+        return std::accumulate(report.seams.begin(), report.seams.end(),
+                               std::accumulate(sewnOn.begin(), sewnOn.end(), 0.0),
+                               [](double sum, auto const& seam) { return sum + seam.sewnLength; });
+    }
+    bool hasFarEnds() const {
+        return std::any_of(report.seams.begin(), report.seams.end(), [](auto const& seam) {
+            return seam.outcome == MeshStitchReport::Outcome::TooFar;
+        });
+    }
+};
+
 class Stitching {
 public:
     Stitching(CompactMesh& mesh, std::vector<MeshHole> const& holes, StitchOptions const& options,
@@ -93,14 +116,20 @@ public:
 private:
     bool plan(std::vector<int> const& chosen);
     CheckResult check(CompactMesh const& mesh, double share);
-    bool stitch();
-    bool attempt(std::vector<int> const& turned);
+    bool begin(std::vector<int>& turned);
+    void settle(std::vector<int> const& turned);
+    bool attempt(std::vector<int> const& turned, double distance);
+    void sewOn();
+    void forgetSewingOn();
     int loopOf(int boundary) const;
-    void noteSeams(MeshStitchReport const& report);
+    void noteSeams();
     void noteTurned(std::vector<int> const& vertices);
     void refuse(std::string const& text) { outcome_.refusal = text; }
+    void refuseSamples(double count);
     void refuseUnaligned();
-    void judge();
+    void refuseUnsewn();
+    void judge(double share);
+    void inspect(double share);
     void compare(char const* key, double before, double after);
     void compareCounts(CheckResult const& before, CheckResult const& after);
     void refuseWorse();
@@ -113,8 +142,7 @@ private:
     double const scale_;
     std::vector<int> taking_;  // part: places in the list of holes
     std::vector<int> loops_;   // the list of holes, by the boundaries of the latest attempt
-    CompactMesh edited_;
-    MeshStitchReport report_;
+    Stitched stitched_;
     StitchOutcome outcome_;
 };
 
@@ -123,18 +151,13 @@ StitchOutcome Stitching::run(std::vector<int> const& chosen) {
         return std::move(outcome_);
     progress_.setCaption("checking the mesh as it is");
     outcome_.before = check(mesh_, shareOfCheck);
-    progress_.setCaption("stitching");
-    koOS::StopWatch watch;
-    watch.start();
-    bool const isStitched = !progress_.cancelled() && stitch();
-    outcome_.seconds = watch.clear();
-    progress_.set(shareOfCheck + shareOfStitching);
-    if (!progress_.cancelled() && isStitched)
-        judge();
+    std::vector<int> turned;
+    if (!progress_.cancelled() && begin(turned))
+        settle(turned);
     outcome_.cancelled = progress_.cancelled();
     if (outcome_.cancelled || !outcome_.refusal.empty())
         return std::move(outcome_);
-    outcome_.dropped = replaceMesh(mesh_, edited_);
+    outcome_.dropped = replaceMesh(mesh_, stitched_.mesh);
     return std::move(outcome_);
 }
 
@@ -154,10 +177,15 @@ bool Stitching::plan(std::vector<int> const& chosen) {
         taking_.push_back(boundary.boundary);
         numSamples += static_cast<double>(boundary.samples);
     }
-    if (numSamples > std::numeric_limits<int>::max())
-        refuse("the distance is too small for boundaries of this length; raise it");
+    if (numSamples > static_cast<double>(mostStitchSamples))
+        refuseSamples(numSamples);
     if (taking_.size() > 1)
         return outcome_.refusal.empty();
+    if (holes_.size() == 1) {
+        refuse(
+            "the mesh has only one boundary, and stitching takes two; 'trimora fill' closes holes");
+        return false;
+    }
     refuse("stitching takes two boundaries at least, and " +
            (taking_.empty() ? std::string("none") : "only 1") + " of " +
            countInWords(static_cast<std::int64_t>(chosen.size()), "chosen one") + " can take part" +
@@ -167,6 +195,16 @@ bool Stitching::plan(std::vector<int> const& chosen) {
     if (firstFault != nullptr)
         outcome_.problemPoint = holes_[at(firstFault->boundary)].faultPlace;
     return false;
+}
+
+void Stitching::refuseSamples(double count) {
+    char text[200];
+    std::snprintf(text, sizeof text,
+                  "the distance is too small for boundaries of this length: it takes %.3g points a "
+                  "fifth of it apart, and the limit is %.3g; raise it to %.2g or more",
+                  count, static_cast<double>(mostStitchSamples),
+                  options_.distance * count / static_cast<double>(mostStitchSamples));
+    refuse(text);
 }
 
 CheckResult Stitching::check(CompactMesh const& mesh, double share) {
@@ -180,37 +218,66 @@ CheckResult Stitching::check(CompactMesh const& mesh, double share) {
 
 /// The library turns components that run the wrong way, but goes on with boundaries of its own numbering then, which cuts
 /// loops short that touch: so the mesh as it was is turned and stitched afresh.
-bool Stitching::stitch() {
-    bool isDone = attempt({});
-    std::vector<int> const turned(report_.turnedComponents.begin(), report_.turnedComponents.end());
+bool Stitching::begin(std::vector<int>& turned) {
+    bool isDone = attempt({}, options_.distance);
+    MeshStitchReport const& report = stitched_.report;
+    turned.assign(report.turnedComponents.begin(), report.turnedComponents.end());
     if (!turned.empty()) {
-        isDone = attempt(turned) && report_.turnedComponents.empty();
+        isDone = attempt(turned, options_.distance) && report.turnedComponents.empty();
         noteTurned(turned);
     }
-    if (!isDone) {
-        outcome_.turned.clear();
-        refuse(
-            "the sides cannot be made to run against each other by turning whole components round; "
-            "choose which ones belong together with --boundaries, or lessen the distance");
-        return false;
-    }
-    noteSeams(report_);
-    if (outcome_.seams.empty())
-        refuseUnaligned();
-    else if (outcome_.numSewn() == 0)
-        refuse("none of " + countInWords(static_cast<std::int64_t>(outcome_.seams.size()), "seam") +
-               " that were found could be sewn, the first since " +
-               wordsOfFate(outcome_.seams.front().fate) + "; change the distance");
-    return outcome_.refusal.empty();
+    progress_.set(shareOfCheck + shareOfStitching);
+    if (isDone)
+        return true;
+    outcome_.turned.clear();
+    refuse("the sides cannot be made to run against each other by turning whole components round; "
+           "choose which ones belong together with --boundaries, or lessen the distance");
+    return false;
 }
 
-bool Stitching::attempt(std::vector<int> const& turned) {
-    edited_ = bareCopy(mesh_);
-    scaleVertices(edited_, scale_);
-    turnComponents(edited_, turned);
+/// Keeps the first attempt if it is sound and every seam found its place, else the best of several: where ends lie is a matter of
+/// which samples face each other, and a slightly smaller distance has others.
+void Stitching::settle(std::vector<int> const& turned) {
+    judge(1.0 - shareOfCheck - shareOfStitching);
+    Stitched best;
+    StitchOutcome bestOutcome;
+    for (double const share : otherDistances) {
+        bool const isGood = outcome_.refusal.empty() && !stitched_.hasFarEnds();
+        if (isGood || outcome_.seams.empty() || progress_.cancelled())
+            return;
+        best = std::move(stitched_);
+        bestOutcome = outcome_;
+        outcome_.refusal.clear();
+        outcome_.problemPoint.reset();
+        outcome_.worse.clear();
+        bool const isDone =
+            attempt(turned, share * options_.distance) && stitched_.report.turnedComponents.empty();
+        if (isDone)
+            judge(0.0);
+        bool const isBetter = isDone && outcome_.refusal.empty() &&
+                              (!bestOutcome.refusal.empty() || stitched_.length() > best.length());
+        if (isBetter)
+            continue;
+        bestOutcome.attempts = outcome_.attempts;
+        bestOutcome.seconds = outcome_.seconds;
+        stitched_ = std::move(best);
+        outcome_ = std::move(bestOutcome);
+    }
+}
+
+bool Stitching::attempt(std::vector<int> const& turned, double distance) {
+    progress_.setCaption("stitching");
+    koOS::StopWatch watch;
+    watch.start();
+    stitched_ = Stitched();
+    ++outcome_.attempts;
+    CompactMesh& mesh = stitched_.mesh;
+    mesh = bareCopy(mesh_);
+    scaleVertices(mesh, scale_);
+    turnComponents(mesh, turned);
     koGeom::SimpleMeshCache cache;
-    auto const adjTris = cache.getAdjTris(edited_);
-    OpenEdges const openEdges(edited_, *adjTris);
+    auto const adjTris = cache.getAdjTris(mesh);
+    OpenEdges const openEdges(mesh, *adjTris);
     ko::Reference<MeshBoundaries> const boundaries(new MeshBoundaries(openEdges.asBoundaries()));
 
     // A loop keeps its vertices when it is turned, though not its place where loops touch.
@@ -227,21 +294,68 @@ bool Stitching::attempt(std::vector<int> const& turned) {
         loops_[at(b)] = loop->second;
         chosen.push_back(b);
     }
-    return koGeom::meshStitch(edited_, adjTris, boundaries, chosen, scale_ * options_.distance,
-                              options_.tolerance, report_);
+    bool const isDone =
+        koGeom::meshStitch(mesh, adjTris, boundaries, chosen, scale_ * distance, options_.tolerance,
+                           stitched_.report, scale_ * options_.distance);
+    if (isDone && stitched_.report.turnedComponents.empty())
+        sewOn();
+    outcome_.seconds += watch.clear();
+    return isDone;
+}
+
+void Stitching::sewOn() {
+    MeshStitchReport const& report = stitched_.report;
+    ko::vector<Point> ends;
+    std::vector<std::size_t> seamOfEnd;
+    for (std::size_t i = 0; i < report.seams.size(); ++i) {
+        for (Point const& end : report.seams[i].ends) {
+            ends.push_back(end);
+            seamOfEnd.push_back(i);
+        }
+    }
+    stitched_.sewnOn.assign(report.seams.size(), 0.0);
+    if (ends.empty())
+        return;
+    stitched_.asStitched = stitched_.mesh;
+    koGeom::SimpleMeshCache cache;
+    auto const adjTris = cache.getAdjTris(stitched_.mesh);
+    auto const boundaries = cache.getBoundaries(stitched_.mesh);
+    ko::vector<double> lengths;
+    stitched_.isSewnOn =
+        koGeom::meshCloseSlits(stitched_.mesh, adjTris, boundaries, ends,
+                               scale_ * options_.distance, options_.tolerance, lengths);
+    for (std::size_t i = 0; i < ends.size(); ++i)
+        stitched_.sewnOn[seamOfEnd[i]] += lengths[i];
+}
+
+void Stitching::forgetSewingOn() {
+    stitched_.isSewnOn = false;
+    stitched_.mesh.swap(stitched_.asStitched);
+    std::fill(stitched_.sewnOn.begin(), stitched_.sewnOn.end(), 0.0);
+    noteSeams();
 }
 
 int Stitching::loopOf(int boundary) const {
     return boundary >= 0 && at(boundary) < loops_.size() ? loops_[at(boundary)] : -1;
 }
 
-void Stitching::noteSeams(MeshStitchReport const& report) {
-    for (MeshStitchReport::Seam const& seam : report.seams) {
-        double const length = seam.length / scale_;
-        double const gap = seam.gap / scale_;
-        outcome_.seams.push_back({loopOf(seam.boundary), loopOf(seam.otherBoundary), seam.circular,
-                                  length, gap, length > 0.0 ? gap * gap / length : 0.0,
-                                  seam.outcome});
+void Stitching::noteSeams() {
+    outcome_.isSewnOn = stitched_.isSewnOn;
+    outcome_.seams.clear();
+    for (std::size_t i = 0; i < stitched_.report.seams.size(); ++i) {
+        MeshStitchReport::Seam const& told = stitched_.report.seams[i];
+        double const sewnOn = i < stitched_.sewnOn.size() ? stitched_.sewnOn[i] : 0.0;
+        StitchOutcome::Seam seam;
+        seam.boundary = loopOf(told.boundary);
+        seam.otherBoundary = loopOf(told.otherBoundary);
+        seam.circular = told.circular;
+        seam.stretchLength = told.length / scale_;
+        seam.sewnLength = (told.sewnLength + sewnOn) / scale_;
+        seam.gap = told.gap / scale_;
+        seam.endDistance = told.endDistance / scale_;
+        seam.quality = seam.stretchLength > 0.0 ? seam.gap * seam.gap / seam.stretchLength : 0.0;
+        seam.fate = told.outcome;
+        outcome_.seams.push_back(seam);
     }
 }
 
@@ -270,19 +384,42 @@ void Stitching::refuseUnaligned() {
            " run within the distance of each other for more than twice it; " + advice);
 }
 
-/// Throws the result away when it is worse than what was there.
-void Stitching::judge() {
-    scaleVertices(edited_, 1.0 / scale_);
-    outcome_.smoothedVertices = smoothNewFolds(edited_, mesh_, options_.foldAngle);
-    progress_.setCaption("checking the result");
-    outcome_.after = check(edited_, 1.0 - shareOfCheck - shareOfStitching);
-    if (progress_.cancelled())
-        return;
-    std::vector<MeshHole> left = findHoles(edited_);
-    compareCounts(outcome_.before, outcome_.after);
-    compare("openLength", openLengthOf(holes_) * (1.0 + lengthSlack), openLengthOf(left));
+void Stitching::refuseUnsewn() {
+    refuse("none of " + countInWords(static_cast<std::int64_t>(outcome_.seams.size()), "seam") +
+           " that were found could be sewn, the first since " +
+           wordsOfFate(outcome_.seams.front().fate) + "; change the distance");
+}
+
+/// Throws the result away when it is worse than what was there; first what was sewn on.
+void Stitching::judge(double share) {
+    noteSeams();
+    if (outcome_.seams.empty())
+        return refuseUnaligned();
+    if (outcome_.numSewn() == 0)
+        return refuseUnsewn();
+    inspect(share);
+    if (!outcome_.worse.empty() && stitched_.isSewnOn && !progress_.cancelled()) {
+        forgetSewingOn();
+        inspect(0.0);
+    }
     if (!outcome_.worse.empty())
         refuseWorse();
+}
+
+void Stitching::inspect(double share) {
+    scaleVertices(stitched_.mesh, 1.0 / scale_);
+    SeamMending const mending = mendSeams(stitched_.mesh, mesh_, options_.foldAngle);
+    outcome_.smoothedVertices = mending.movedVertices;
+    outcome_.swappedEdges = mending.swappedEdges;
+    progress_.setCaption("checking the result");
+    outcome_.after = check(stitched_.mesh, share);
+    if (progress_.cancelled())
+        return;
+    outcome_.worse.clear();
+    outcome_.gaps.clear();
+    std::vector<MeshHole> left = findHoles(stitched_.mesh);
+    compareCounts(outcome_.before, outcome_.after);
+    compare("openLength", openLengthOf(holes_) * (1.0 + lengthSlack), openLengthOf(left));
     noteGaps(left);
 }
 
@@ -331,7 +468,7 @@ void Stitching::noteGaps(std::vector<MeshHole>& left) {
     koGeom::meshAdjTris(mesh_, adjTris);
     OpenEdges const before(mesh_, adjTris);
     for (MeshHole& hole : left) {
-        auto const keys = keysOf(edited_, hole.vertices);
+        auto const keys = keysOf(stitched_.mesh, hole.vertices);
         if (before.find(keys) >= 0)
             continue;
         double const width = hole.perimeter > 0.0 ? 2.0 * hole.patchArea / hole.perimeter : 0.0;
@@ -345,6 +482,11 @@ int StitchOutcome::numSewn() const {
     return static_cast<int>(std::count_if(seams.begin(), seams.end(), [](Seam const& seam) {
         return seam.fate == Fate::Sewn || seam.fate == Fate::LeftOpen;
     }));
+}
+
+double StitchOutcome::sewnLength() const {
+    return std::accumulate(seams.begin(), seams.end(), 0.0,
+                           [](double sum, Seam const& seam) { return sum + seam.sewnLength; });
 }
 
 bool StitchOutcome::isComplete() const {
@@ -389,6 +531,8 @@ char const* nameOfFate(StitchOutcome::Fate fate) {
         return "noPlace";
     case StitchOutcome::Fate::NoWay:
         return "noWay";
+    case StitchOutcome::Fate::TooFar:
+        return "tooFar";
     case StitchOutcome::Fate::SameSense:
         break;
     }
@@ -407,6 +551,8 @@ char const* wordsOfFate(StitchOutcome::Fate fate) {
         return "an end is not on an open edge of the mesh";
     case StitchOutcome::Fate::NoWay:
         return "the boundary no longer leads from end to end, as an earlier seam runs through it";
+    case StitchOutcome::Fate::TooFar:
+        return "its ends would be sewn to places farther away than the distance";
     case StitchOutcome::Fate::SameSense:
         break;
     }

@@ -16,6 +16,8 @@ namespace trimora {
 
 /// A boundary with fewer samples than this cannot be stitched.
 inline constexpr int fewestStitchSamples = 10;
+/// More than this many in all are refused: a distance that asks for them is a slip, and they take gigabytes.
+inline constexpr std::int64_t mostStitchSamples = 20'000'000;
 
 struct StitchOptions {
     double distance = 0.0;           ///< in mesh units, above 0: how near is alongside
@@ -65,10 +67,12 @@ struct StitchOutcome {
     struct Seam {
         int boundary;  ///< places in the list of holes
         int otherBoundary;
-        bool circular;   ///< both are whole loops
-        double length;   ///< of the first stretch
-        double gap;      ///< about the widest distance between the two
-        double quality;  ///< the square of the gap by the length: low is good
+        bool circular;         ///< both are whole loops
+        double stretchLength;  ///< of the first stretch, as far as it has the other one near
+        double sewnLength;     ///< of that, how much was sewn; may be a little more, by corners
+        double gap;            ///< about the widest distance between the two
+        double endDistance;    ///< the wider one between ends that were to meet; 0 for whole loops
+        double quality;        ///< the square of the gap by the length: low is good
         Fate fate;
     };
 
@@ -98,6 +102,8 @@ struct StitchOutcome {
     std::vector<StitchBoundary> boundaries;
     std::vector<Seam> seams;  ///< in the order in which they were sewn
     std::vector<Turned> turned;
+    /// Longest edges of triangles with next to no height, at folds and where triangles came out flat.
+    int swappedEdges = 0;
     /// Where triangles at a seam came to lie back to back: moved to the mean of their neighbours.
     int smoothedVertices = 0;
     std::vector<Gap> gaps;  ///< what is left open; borders that look like outer ones among it
@@ -107,8 +113,16 @@ struct StitchOutcome {
     double seconds = 0.0;    ///< of the stitching alone
     bool cancelled = false;  ///< the mesh is as it was; the other fields mean nothing
 
+    /// Whether seams were sewn on from their ends as far as their sides stay near each other (koGeom::meshCloseSlits). Not where no
+    /// seam ended early, and not where the result would have been worse for it.
+    bool isSewnOn = false;
+    /// Calls of the library: more than one where components were turned, and where ends would have met that are farther apart than
+    /// the distance or the result was worse: then slightly smaller distances are tried, and what sews most counts.
+    int attempts = 0;
+
     /// Seams that were sewn: whole, or but for some edges.
     TRIMORA_API int numSewn() const;
+    TRIMORA_API double sewnLength() const;
     /// Whether every seam was sewn whole.
     TRIMORA_API bool isComplete() const;
 };
@@ -116,18 +130,19 @@ struct StitchOutcome {
 /// Closes the gaps between boundaries that run alongside each other, and keeps the result only if checkMesh finds no more
 /// wrong with it than with the mesh as it was.
 ///
-/// Folds that the seams make are smoothed away as far as that helps. Works at a size at which the library's absolute
+/// The library ends a seam where samples of the two sides line up best, which may be far from where the sides part; so it is sewn
+/// on from there. Folds that the seams make are smoothed away as far as that helps. Works at a size at which the library's absolute
 /// tolerances are fitting, see unitScale.
 ///
 /// mesh       edited in place along the boundaries, renumbered, and without its vertex sets; as it was when it is refused
 /// holes      see findHoles, of the mesh as it stands
 /// chosen     see chooseHoles
 /// refuses    when fewer than two boundaries can take part, nothing runs alongside, no seam can be sewn, the sides cannot be
-///            made to run against each other, and when the result would be worse
+///            made to run against each other, more than mostStitchSamples samples, and when the result would be worse
 /// progress   polled between the steps
 /// sends      one Topology modification if anything was stitched
-/// cost       koGeom::meshStitch on a copy, twice where components are turned, and two checks; on the calling thread but for the
-///            checks
+/// cost       koGeom::meshStitch on a copy for each of the attempts, at most 5, and two checks, one more for each further attempt
+///            and for what is sewn on and turns out worse
 TRIMORA_API StitchOutcome stitchMesh(koGeom::CompactMesh& mesh, std::vector<MeshHole> const& holes,
                                      std::vector<int> const& chosen, StitchOptions const& options,
                                      koUtil::Progress& progress);

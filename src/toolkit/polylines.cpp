@@ -1,7 +1,9 @@
 #include "toolkit/polylines.h"
 
 #include "toolkit/detail/textLines.h"
+#include "toolkit/detail/textNumbers.h"
 #include "toolkit/readText.h"
+#include "toolkit/writeText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -120,6 +122,33 @@ void PolylineReader::fail(std::string const& what) {
         problem_ = name_ + ": line " + std::to_string(lines_.number()) + ": " + what;
 }
 
+bool isClosed(Polyline const& polyline) {
+    return polyline.size() > 2 && polyline.front() == polyline.back();
+}
+
+void appendVertices(Polyline const& polyline, std::string& text) {
+    char digits[maxFloatSize];
+    for (std::size_t i = 0; i + (isClosed(polyline) ? 1 : 0) < polyline.size(); ++i) {
+        text += 'v';
+        Point const& p = polyline[i];
+        for (double const coordinate : {p.x, p.y, p.z}) {
+            text += ' ';
+            text.append(digits, printFloat(digits, static_cast<float>(coordinate)));
+        }
+        text += '\n';
+    }
+}
+
+/// `first` is the number of its first vertex in the file, and becomes that of the next polyline's.
+void appendLine(Polyline const& polyline, std::size_t& first, std::string& text) {
+    std::size_t const numOwn = polyline.size() - (isClosed(polyline) ? 1 : 0);
+    text += 'l';
+    for (std::size_t i = 0; i < polyline.size(); ++i)
+        text += ' ' + std::to_string(first + i % numOwn);
+    text += '\n';
+    first += numOwn;
+}
+
 }  // namespace
 
 FileOutcome readPolylinesText(std::string_view text, std::string const& name,
@@ -133,6 +162,17 @@ FileOutcome readPolylines(std::string const& path, std::vector<Polyline>& polyli
     if (FileOutcome const read = readText(path, maxBytes, text); !read)
         return read;
     return readPolylinesText(text, path == "-" ? "standard input" : path, polylines);
+}
+
+FileOutcome writePolylines(std::string const& path, std::vector<Polyline> const& polylines) {
+    std::string text;
+    for (Polyline const& polyline : polylines)
+        appendVertices(polyline, text);
+    std::size_t first = 1;
+    for (Polyline const& polyline : polylines)
+        if (!polyline.empty())
+            appendLine(polyline, first, text);
+    return writeText(path, text);
 }
 
 }  // namespace trimora

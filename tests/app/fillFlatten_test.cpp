@@ -3,6 +3,7 @@
 #include "app/editRun.h"
 #include "support/builders.h"
 #include "support/corpus.h"
+#include "support/slitGrid.h"
 #include "toolkit/sampleMeshes.h"
 #include "toolkit/writeMesh.h"
 
@@ -131,6 +132,32 @@ TEST_CASE("fillLeavesOuterBordersUnlessAsked") {
     CHECK(contentOf(folder / "copy.obj") == contentOf(out));
 }
 
+TEST_CASE("fillWarnsOfHolesWithoutArea") {
+    TemporaryFolder const folder;
+    std::string const in = folder / "slit.obj";
+    std::string const out = folder / "out.obj";
+    store(in, support::slitGrid(0.0f));
+    CHECK(run("fill --list " + in).out.find("a seam without area, weld first") !=
+          std::string::npos);
+    Run const seam = run("fill " + in + " " + out);
+    CHECK(seam.code == 0);
+    CHECK(seam.out.find("warning: 1 filled hole is a seam") != std::string::npos);
+    CHECK(seam.out.find("trimora weld") != std::string::npos);
+    auto const json = run("fill --json " + in + " " + out).json();
+    REQUIRE(json["warnings"].size() == 1);
+    CHECK(json["holes"][1]["seam"] == true);
+    CHECK(json["holes"][1]["hasArea"] == false);
+    CHECK(json["holes"][1]["verticesAdded"] == 0);
+    CHECK(json["holes"][0]["hasArea"] == true);
+
+    store(in, support::slitGrid(2.4e-7f));
+    auto const slit = run("fill --json " + in + " " + out).json();
+    REQUIRE(slit["warnings"].size() == 1);
+    CHECK(slit["holes"][1]["seam"] == false);
+    store(in, support::slitGrid(0.1f));
+    CHECK(run("fill --json " + in + " " + out).json()["warnings"].empty());
+}
+
 TEST_CASE("fillRefusesInWords") {
     TemporaryFolder const folder;
     std::string const in = folder / "grid.obj";
@@ -146,7 +173,8 @@ TEST_CASE("fillRefusesInWords") {
                                   "max-perimeter:-1", "-3", "1,,2", "99999999999999999999"})
         refuses(start + "--holes=" + bad, 2, "--holes");
     refuses(start + "--quality smooth", 2, "--quality");
-    refuses(start + "--max-triangles 0", 2, "--max-triangles");
+    refuses(start + "--holes ''", 2, "takes inner, all, numbers");
+    refuses(start + "--max-triangles 0", 2, "takes a count from 1 on, not '0'");
     refuses(start + "--keep-partial", 2, "--timeout");
     refuses(start + "--quality flat --max-triangles 1", 5, "--max-triangles");
     refuses(start + "--max-memory 20K", 5, "--max-memory");
@@ -157,6 +185,10 @@ TEST_CASE("fillRefusesInWords") {
     refuses("fill --holes all " + (folder / "fin.obj") + " " + out, 5, "trimora repair");
     store(folder / "strip.obj", support::grid(5100, 1));
     refuses("fill --holes all " + (folder / "strip.obj") + " " + out, 5, "5000 at most");
+    writeFile(folder / "points.obj", "v 0 0 0\n");
+    refuses("fill --quiet " + (folder / "points.obj") + " " + out, 5, "no triangles");
+    store(folder / "lone.obj", support::triangle());
+    refuses("fill --holes all " + (folder / "lone.obj") + " " + out, 5, "its back side");
     CHECK_FALSE(fs::exists(out));
 
     // Beside one that can be filled, a hole that cannot is told and no failure of the whole.
@@ -190,6 +222,18 @@ TEST_CASE("fillKeepsWhatIsDoneOnlyWhenAsked") {
     CHECK(partial.json()["filled"] == 6);
     CHECK(partial.json()["holes"][6]["outcome"] == "cancelled");
     CHECK(checkOf(out)["boundaries"] == 1);
+    // With --json an object in any case: of the holes once they are known.
+    store(in, support::grid(2399, 1));
+    Run const none = run(work + " --keep-partial --json");
+    CHECK(none.code == 6);
+    if (none.json().contains("timedOut")) {
+        CHECK(none.json()["filled"] == 0);
+        CHECK(none.json()["output"] == nullptr);
+        CHECK(none.json()["holes"][0]["outcome"] == "cancelled");
+    }
+    Run const early = run("fill --timeout 1e-9 --json " + in + " " + (folder / "no.obj"));
+    CHECK(early.code == 6);
+    CHECK(early.json()["cancelled"].get<std::string>().find("timed out") == 0);
     Run const slow = run("fill --timeout 0.001 --keep-partial " + in + " " + (folder / "no.obj"));
     CHECK(slow.failedWith(6));
     CHECK_FALSE(fs::exists(folder / "no.obj"));
@@ -253,7 +297,9 @@ TEST_CASE("flattenCutsClosedSurfaces") {
     auto const kept = run("flatten --json --seams keep " + in + " " + out).json();
     CHECK(kept["verticesAdded"] == 0);
     CHECK(kept["seamTriangles"].get<int>() > 0);
-    CHECK(kept["distortion"] == split["distortion"]);
+    // What is told is what is written: the triangles across the map are in it.
+    CHECK(kept["distortion"]["largest"] > split["distortion"]["largest"]);
+    CHECK(kept["flippedTriangles"] > split["flippedTriangles"]);
     CHECK(checkOf(out)["closed"] == true);
     CHECK(run("flatten " + in + " " + out).out.find("cut open into a disk") != std::string::npos);
 
@@ -262,6 +308,16 @@ TEST_CASE("flattenCutsClosedSurfaces") {
     CHECK(each["components"] == 2);
     CHECK(each["charts"][0]["genus"] == 1);
     CHECK(each["charts"][1]["cut"] == false);
+    CHECK(each["charts"][1]["distortion"]["largest"].get<double>() < 1.001);
+    CHECK(each["charts"][0]["distortion"]["largest"] == each["distortion"]["largest"]);
+    CHECK(each["charts"][1]["flippedTriangles"] == 0);
+
+    writeFile(in, "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n");
+    auto const line = run("flatten --json " + in + " " + out).json();
+    CHECK(line["distortion"]["mean"] == nullptr);
+    CHECK(line["measuredTriangles"] == 0);
+    CHECK(run("flatten " + in + " " + out).out.find("no figure for the distortion") !=
+          std::string::npos);
 }
 
 TEST_CASE("flattenRefusesInWords") {

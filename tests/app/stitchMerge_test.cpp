@@ -60,6 +60,10 @@ TEST_CASE("partsThatWereCutApartAreStitchedAgain") {
     CHECK(json["sewn"] == 1);
     CHECK(json["notSewn"] == 0);
     CHECK(json["seams"][0]["circular"] == true);
+    CHECK(json["seams"][0]["sewnLength"] == json["seams"][0]["stretchLength"]);
+    CHECK(json["seams"][0]["endDistance"] == 0);
+    CHECK(json["sewnLength"] == json["seams"][0]["sewnLength"]);
+    CHECK(json["attempts"] == 1);
     CHECK(json["seams"][0]["outcome"] == "sewn");
     CHECK(json["seams"][0]["words"].is_null());
     CHECK(json["boundaries"].size() == 2);
@@ -90,18 +94,20 @@ TEST_CASE("stitchSaysWhatItCannotDo") {
     std::string const out = " " + (folder / "out.obj");
     REQUIRE(trimora::writeMesh(sheet, support::grid(4, 4)));
     REQUIRE(trimora::writeMesh(ball, support::sphere(2)));
-    refuses("stitch " + sheet + out, 2, "none can be suggested");
+    refuses("stitch " + sheet + out, 2, "has only one boundary");
     refuses("stitch " + sheet + out + " --distance 0", 2, "takes a length above 0");
     refuses("stitch " + sheet + out + " --distance 1 --boundaries 1,x", 2, "takes all, or numbers");
     refuses("stitch " + sheet + out + " --distance 1 --boundaries 2", 2, "there is no boundary 2");
     refuses("stitch " + sheet + out + " --distance 1 --tolerance nan", 2, "takes 0 to 0.5");
-    refuses("stitch " + sheet + out + " --distance 1", 5, "takes two boundaries at least");
-    refuses("stitch " + sheet + out + " --distance 1e-9", 5, "--max-memory");
+    refuses("stitch " + sheet + out + " --distance 1", 5, "has only one boundary");
+    refuses("stitch " + sheet + out + " --distance 1e-9", 5, "has only one boundary");
+    refuses("stitch " + sheet + out + " --distance 1e-5 --max-memory 1G", 5, "--max-memory");
     refuses("stitch " + sheet + out + " --distance 1 --timeout 1e-9", 6, "timed out");
     refuses("stitch " + (folder / "none.obj") + out, 3, "none.obj");
     CHECK(!fs::exists(folder / "out.obj"));
 
-    CHECK(run("stitch " + ball + out + " --distance 1").code == 0);  // nothing to close
+    for (char const* const distance : {" --distance 1", ""})  // nothing to close
+        CHECK(run("stitch " + ball + out + distance).code == 0);
     CHECK(checkOf(folder / "out.obj")["closed"] == true);
 }
 

@@ -6,7 +6,7 @@
 #include "support/oracles.h"
 #include "support/plainDistance.h"
 #include "toolkit/meshCutting.h"
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshParts.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/meshVerification.h"
@@ -385,7 +385,7 @@ TEST_CASE("whatACutMovesOnCoarseMeshesIsTold") {
             CHECK(support::area(cut) == doctest::Approx(outcome.areaAfter));
             koUtil::Progress progress;
             auto const measured =
-                trimora::measureDeviation(outcome.regionBefore, outcome.regionAfter, progress);
+                trimora::measureDistance(outcome.regionBefore, outcome.regionAfter, progress);
             std::set<std::array<float, 3>> there;
             for (auto const& triangle : support::positionTriples(cut))
                 there.insert(triangle.begin(), triangle.end());

@@ -7,7 +7,7 @@
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshExtrusion.h"
 #include "toolkit/meshVerification.h"
-#include "toolkit/triangleSelection.h"
+#include "toolkit/elementSelection.h"
 
 #include <doctest/doctest.h>
 

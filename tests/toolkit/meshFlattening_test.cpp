@@ -165,6 +165,53 @@ TEST_CASE("distortionIsCountedByTriangles") {
     CHECK(uneven.flippedTriangles == 1);
     CHECK(uneven.flippedAreaShare == doctest::Approx(0.05));
     CHECK(uneven.collapsedTriangles == 1);
+    CHECK(uneven.measuredTriangles == 19);
+}
+
+// The floats of a map of size 1 are 6e-8 apart at its far end: a triangle that is narrower than that has the shape, and the side,
+// that rounding gives it.
+TEST_CASE("trianglesWithinRoundingCountAsCollapsed") {
+    CompactMesh const strip = support::grid(10, 1);
+    CornerUVs const even = cornersOf(strip, [](Point p) { return uvOf(0.1 * p.x, 0.1 * p.y); });
+    for (auto const& [height, isCollapsed] :
+         {std::pair(1e-5, false), {3e-8, true}, {1e-17, true}, {-1e-17, true}}) {
+        CAPTURE(height);
+        CornerUVs corners = even;
+        corners[0] = uvOf(0.0, 0.0);
+        corners[1] = uvOf(0.1, 0.0);
+        corners[2] = uvOf(0.1, height);
+        MapDistortion const distortion = trimora::measureMap(strip, corners);
+        CHECK(distortion.collapsedTriangles == isCollapsed);
+        CHECK(distortion.flippedTriangles == 0);
+        CHECK((distortion.largest > 1000.0) != isCollapsed);
+    }
+    // However small the map.
+    CornerUVs const tiny = cornersOf(strip, [](Point p) { return uvOf(1e-9 * p.x, 1e-9 * p.y); });
+    CHECK(trimora::measureMap(strip, tiny).measuredTriangles == 20);
+
+    CompactMesh const line = meshOf({0, 0, 0, 1, 0, 0, 2, 0, 0}, {0, 1, 2});
+    MapDistortion const none = trimora::measureMap(line, CornerUVs(3, uvOf(0, 0)));
+    CHECK(none.measuredTriangles == 0);
+    CHECK(none.degenerateTriangles == 1);
+    CHECK(none.mean == 0.0);
+}
+
+TEST_CASE("distortionIsToldByGroups") {
+    CompactMesh const strip = support::grid(10, 1);
+    CornerUVs corners = cornersOf(strip, [](Point p) { return uvOf(0.1 * p.x, 0.1 * p.y); });
+    std::vector<int> groups(20, 0);
+    for (std::size_t t = 10; t < 20; ++t) {
+        groups[t] = 2;
+        for (std::size_t i = 3 * t; i < 3 * t + 3; ++i)
+            corners[i].v *= -2.0f;
+    }
+    auto const parts = trimora::measureMaps(strip, corners, groups, 3);
+    REQUIRE(parts.size() == 3);
+    CHECK(parts[0].mean == doctest::Approx(1.0));
+    CHECK(parts[1].measuredTriangles == 0);
+    CHECK(parts[2].mean == doctest::Approx(2.0));
+    CHECK(parts[2].flippedTriangles == 10);
+    CHECK(parts[0].areaShare == doctest::Approx(0.05));
 }
 
 TEST_CASE("whatCanBeUnrolledComesOutIsometric") {
@@ -264,6 +311,9 @@ TEST_CASE("componentsLieSideBySide") {
     checkFlat(work, three, outcome);
     REQUIRE(outcome.charts.size() == 3);
     CHECK(outcome.charts[1].triangles == 72);
+    CHECK(outcome.chartOf[71] == 0);
+    CHECK(outcome.chartOf[72] == 1);
+    CHECK(outcome.chartOf.back() == 2);
     CHECK(outcome.charts[2].isCut);
     // Boxes that do not overlap, and areas in proportion to the surfaces.
     struct Box {

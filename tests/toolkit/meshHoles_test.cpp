@@ -2,6 +2,8 @@
 
 #include "support/builders.h"
 #include "support/checks.h"
+#include "support/slitGrid.h"
+#include "toolkit/meshCheck.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshCutting.h"
 #include "toolkit/meshHoleFilling.h"
@@ -292,8 +294,8 @@ TEST_CASE("edgesInTheWayAreTold") {
     checkSums(mixed, twoBefore, two);
 }
 
-// A tip that hangs into the hole of a grid and touches its rim: the library takes it away and fills what is left. Two in a row
-// hang on each other: refused.
+// A tip that hangs into the hole of a grid and touches its rim: the library takes it away and fills what is left. Two that
+// are all there is: refused.
 TEST_CASE("finsAreTakenAwayOrRefused") {
     auto const withFins = [](std::vector<float> const& points, std::vector<int> const& triangles) {
         CompactMesh const grid = gridWithout(6, {14, 15, 20, 21});
@@ -310,14 +312,63 @@ TEST_CASE("finsAreTakenAwayOrRefused") {
     REQUIRE(outcome.holes.size() == 2);
     CHECK(outcome.holes[1].fate == HoleFate::Filled);
     CHECK(outcome.holes[1].verticesAdded == -1);
+    CHECK(outcome.holes[1].finsRemoved == 1);
     checkSums(outcome, before, one);
     CHECK(trimora::countMesh(one).boundaries == 0);
 
-    CompactMesh alone = meshOf({0, 0, 0, 1, 0, 0, 0, 0, 0}, {0, 1, 2});
-    auto const refused = fillAll(alone);
+    // Two triangles back to back: without them nothing is left.
+    CompactMesh folded = meshOf({0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 1, 0}, {0, 1, 2, 1, 0, 3});
+    auto const refused = fillAll(folded);
     REQUIRE(refused.holes.size() == 1);
     CHECK(refused.holes[0].fate == HoleFate::Fin);
-    CHECK(alone.getNumTriangles() == 1);
+    CHECK(refused.holes[0].finsRemoved == 0);
+    CHECK(folded.getNumTriangles() == 2);
+}
+
+// What two parts of a surface leave open between them that were never welded: no quality can refine a patch there.
+TEST_CASE("slitsGetFlatPatches") {
+    struct Sample {
+        float gap;
+        bool hasArea;
+        bool isSeam;
+    };
+    for (Sample const& sample :
+         {Sample{0.0f, false, true}, {2.4e-7f, false, false}, {0.1f, true, false}}) {
+        CAPTURE(sample.gap);
+        CompactMesh mesh = support::slitGrid(sample.gap);
+        CompactMesh const before = mesh;
+        auto const holes = trimora::findHoles(mesh);
+        REQUIRE(holes.size() == 2);
+        CHECK(holes[0].hasArea);
+        CHECK(holes[1].numEdges() == 6);
+        CHECK(holes[1].hasArea == sample.hasArea);
+        CHECK(holes[1].isSeam == sample.isSeam);
+        CHECK(holes[1].newTriangles[koGeom::HoleQualityFlat] == 4);
+        koUtil::Progress progress;
+        FillOutcome const outcome =
+            trimora::fillHoles(mesh, holes, {1}, {koGeom::HoleQualityFair, 1000000}, progress);
+        CHECK(outcome.holes[1].fate == HoleFate::Filled);
+        checkSums(outcome, before, mesh);
+        if (!sample.hasArea)
+            CHECK(outcome.holes[1].trianglesAdded == 4);
+        CHECK(trimora::countMesh(mesh).boundaries == 1);
+    }
+}
+
+TEST_CASE("aLoneTriangleGetsNoBackSide") {
+    CompactMesh mesh = support::joined(sphereBelow(3, 0.7), support::triangle(), 5.0f);
+    FillOutcome const outcome = fillAll(mesh);
+    REQUIRE(outcome.holes.size() == 2);
+    CHECK(outcome.holes[0].fate == HoleFate::Filled);
+    CHECK(outcome.holes[1].fate == HoleFate::LoneTriangle);
+    CHECK(outcome.holes[1].words.find("back side") != std::string::npos);
+    CHECK(trimora::countMesh(mesh).boundaries == 1);
+    // Of a tetrahedron without a side the rim has three edges too.
+    std::vector<int> corners = support::trianglesOf(support::tetrahedron());
+    corners.resize(9);
+    CompactMesh open = meshOf(support::coordinatesOf(support::tetrahedron()), corners);
+    CHECK(fillAll(open, koGeom::HoleQualityFlat).count(HoleFate::Filled) == 1);
+    CHECK(trimora::countMesh(open).boundaries == 0);
 }
 
 TEST_CASE("holesThatCannotBeFilledAreKnownBeforehand") {
@@ -363,6 +414,10 @@ TEST_CASE("bordersThatMeetInAVertexAreHolesOfTheirOwn") {
     CompactMesh const before = mesh;
     auto const holes = trimora::findHoles(mesh);
     REQUIRE(holes.size() == 7);
+    // The counts of all reports are those of the list.
+    CHECK(trimora::countMesh(mesh).boundaries == 7);
+    koUtil::Progress checking;
+    CHECK(trimora::checkMesh(mesh, {}, checking).boundaries == 7);
     for (std::size_t i = 1; i < holes.size(); ++i) {
         CHECK(holes[i].fault.empty());
         CHECK(holes[i].numEdges() == 4);

@@ -3,7 +3,7 @@
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/oracles.h"
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshReduction.h"
 #include "toolkit/meshTidying.h"
 
@@ -49,7 +49,7 @@ TEST_CASE("theToleranceHoldsForEveryVertexThatWasThere") {
         CHECK(outcome.after.boundaries == 1);
         CHECK(outcome.maxDeviation.value() <= tolerance * (1.0 + 1e-6));
         koUtil::Progress progress;
-        auto const measured = trimora::measureDeviation(before, mesh, progress);
+        auto const measured = trimora::measureDistance(before, mesh, progress);
         CHECK(measured.fromFirst.largest <= tolerance * (1.0 + 1e-6));
         CHECK(measured.fromSecond.largest <= 1e-6);  // vertices that stay are where they were
     }
@@ -199,7 +199,7 @@ TEST_CASE("reductionDoesNotDependOnTheSizeOfTheMesh") {
                 reduce(scaled, method, isLength ? scale * tolerance : 0.3);
             CHECK(std::abs(outcome.after.triangles - normal.after.triangles) < 25);
             koUtil::Progress progress;
-            auto const measured = trimora::measureDeviation(before, scaled, progress);
+            auto const measured = trimora::measureDistance(before, scaled, progress);
             CHECK(measured.fromFirst.vertices == mesh.getNumVertices());
             CHECK(measured.fromFirst.largest > 0.0);
             CHECK(measured.diagonal == doctest::Approx(scale * trimora::diagonalOf(mesh)));

@@ -2,14 +2,18 @@
 
 #include "support/builders.h"
 #include "support/checks.h"
+#include "support/corpus.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshCutting.h"
 #include "toolkit/meshParts.h"
 #include "toolkit/meshStitching.h"
 #include "toolkit/sampleMeshes.h"
 
+#include "trimora/assembly/meshReadObj.h"
+#include "trimora/contract/koOS/Filename.h"
 #include "trimora/repair/meshReverseWinding.h"
 
+#include <algorithm>
 #include <cmath>
 #include <doctest/doctest.h>
 
@@ -49,6 +53,37 @@ std::vector<CompactMesh> halves(int levels, float gap) {
     CompactMesh& upper = meanHeight(parts[0]) > meanHeight(parts[1]) ? parts[0] : parts[1];
     upper = moved(upper, 0.0f, 0.0f, gap);
     return parts;
+}
+
+/// The parts of a mesh after cuts by planes through its middle, each moved away from the plane by a quarter of `apart`.
+CompactMesh cutByPlanes(CompactMesh const& scan, int count, double apart, support::Random& random) {
+    std::vector<CompactMesh> parts = {scan};
+    koLinear::Vector middle;
+    for (int v = 0; v < scan.getNumVertices(); ++v)
+        middle += scan.getVertices()[v].asPoint().asVector() * (1.0 / scan.getNumVertices());
+    for (int i = 0; i < count; ++i) {
+        koLinear::Vector n(random.real(-1, 1), random.real(-1, 1), random.real(-1, 1));
+        n = n * (1.0 / n.length());
+        trimora::SectionPlane plane;
+        REQUIRE(plane.set({n.x, n.y, n.z, -dot(n, middle)}));
+        std::vector<CompactMesh> next;
+        for (CompactMesh& part : parts) {
+            double const tolerance = trimora::cutTolerance(part);
+            trimora::cutMesh(part, trimora::planeSection(part, plane, tolerance), tolerance);
+            for (CompactMesh const& piece : trimora::splitIntoParts(part)) {
+                double side = 0.0;
+                for (int v = 0; v < piece.getNumVertices(); ++v)
+                    side += dot(n, piece.getVertices()[v].asPoint().asVector() - middle);
+                koLinear::Vector const way = n * (side > 0.0 ? 0.25 * apart : -0.25 * apart);
+                next.push_back(moved(piece, float(way.x), float(way.y), float(way.z)));
+            }
+        }
+        parts.swap(next);
+    }
+    CompactMesh mesh;
+    for (CompactMesh const& part : parts)
+        mesh = support::joined(mesh, part);
+    return mesh;
 }
 
 double volumeOf(CompactMesh const& mesh) {
@@ -163,11 +198,140 @@ TEST_CASE("sheetsAreSewnAlongThePartOfTheirBordersThatIsNear") {
     REQUIRE(outcome.refusal.empty());
     REQUIRE(outcome.seams.size() == 1);
     CHECK(!outcome.seams[0].circular);
-    CHECK(outcome.seams[0].length == doctest::Approx(2.0).epsilon(0.25));
+    CHECK(outcome.seams[0].stretchLength == doctest::Approx(2.0).epsilon(0.25));
+    CHECK(outcome.seams[0].sewnLength == doctest::Approx(2.0).epsilon(0.1));
+    CHECK(outcome.sewnLength() == outcome.seams[0].sewnLength);
     CHECK(outcome.after.components == 1);
     REQUIRE(outcome.gaps.size() == 1);  // the border of the whole
     CHECK(outcome.gaps[0].border.looksOuter);
     CHECK(outcome.after.clean);
+}
+
+namespace {
+
+double openLengthOf(CompactMesh const& mesh) {
+    double sum = 0.0;
+    for (MeshHole const& hole : trimora::findHoles(mesh))
+        sum += hole.perimeter;
+    return sum;
+}
+
+/// Two sheets beside each other along 8 units, waves in them when asked for.
+CompactMesh sheetsBesideEachOther(support::Random& random, double gap, double waves) {
+    CompactMesh lower = support::grid(20 + random.index(40), 4);
+    CompactMesh upper = support::grid(12 + random.index(30), 3);
+    auto const place = [&](CompactMesh& mesh, double width, double left, double low) {
+        double numX = 0.0;
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
+            numX = std::max(numX, double(mesh.getVertices()[v].x));
+        for (int v = 0; v < mesh.getNumVertices(); ++v) {
+            koGeom::MeshVertex& p = mesh.getVertices()[v];
+            double const x = left + width * double(p.x) / numX;
+            p.set(float(x), float(low + double(p.y) + waves * std::sin(0.45 * x)),
+                  float(waves * 0.5 * std::cos(0.3 * x)));
+        }
+    };
+    place(lower, 14.0, 0.0, 0.0);
+    place(upper, 8.0, random.real(1.0, 5.0), 4.0 + gap);
+    return support::joined(lower, upper);
+}
+
+}  // namespace
+
+// The two sides have their vertices, and so their samples, at different places.
+TEST_CASE("sidesAreSewnAlongTheirWholeLength") {
+    support::Random random(71);
+    for (int round = 0; round < 40; ++round) {
+        CAPTURE(round);
+        double const gap = 0.1 * (round % 3);
+        CompactMesh mesh = sheetsBesideEachOther(random, gap, round % 2);
+        double const before = openLengthOf(mesh);
+        StitchOutcome const outcome = stitchAll(mesh, within(0.4));
+        CAPTURE(outcome.refusal);
+        REQUIRE(outcome.refusal.empty());
+        REQUIRE(outcome.seams.size() == 1);
+        CHECK(outcome.seams[0].endDistance <= 0.4);
+        CHECK(outcome.sewnLength() > 0.85 * outcome.seams[0].stretchLength);
+        // Both sides of what was sewn are no border any more, but for the ends of the gap.
+        double const closed = 0.5 * (before - openLengthOf(mesh));
+        CHECK(closed > outcome.sewnLength() - gap - 0.4);
+        CHECK(outcome.after.components == 1);
+        CHECK(outcome.after.clean);
+    }
+}
+
+TEST_CASE("aDistanceThatAsksForTooManySamplesIsRefusedBeforehand") {
+    CompactMesh const sheet = support::grid(5, 5);
+    CompactMesh const two = support::joined(sheet, moved(sheet, 5.1f, 0.0f, 0.0f));
+    // 40 units of border, a sample every fifth of the distance: 2e8.
+    StitchOutcome const outcome = refuses(two, within(1e-6), "2e+08 points");
+    CHECK(outcome.refusal.find("raise it to 1e-05") != std::string::npos);
+    CHECK(outcome.attempts == 0);
+}
+
+//   +--+--+--+      a sheet with two square holes that meet in a vertex, far from the halves, of which one is inside out
+//   |  |##|  |
+//   +--+--+--+
+//   |##|  |  |
+TEST_CASE("touchingLoopsAndATurnedComponentKeepTheirNumbers") {
+    std::vector<CompactMesh> parts = halves(3, 0.01f);
+    koGeom::meshReverseWinding(parts[1], false);
+    CompactMesh const grid = support::grid(4, 4);
+    std::vector<int> triangles;
+    for (int square = 0; square < 16; ++square)
+        for (int k = 0; k < 6 && square != 5 && square != 10; ++k)
+            triangles.push_back(
+                support::trianglesOf(grid)[static_cast<std::size_t>(6 * square + k)]);
+    CompactMesh const holed = moved(meshOf(support::coordinatesOf(grid), triangles), 20, 0, 0);
+    for (bool const holedFirst : {true, false}) {
+        CompactMesh const both = support::joined(parts[0], parts[1]);
+        CompactMesh mesh = holedFirst ? support::joined(holed, both) : support::joined(both, holed);
+        auto const holes = trimora::findHoles(mesh);
+        REQUIRE(holes.size() == 5);
+        StitchOutcome const outcome = stitchAll(mesh, within(0.03));
+        CAPTURE(outcome.refusal);
+        REQUIRE(outcome.refusal.empty());
+        REQUIRE(outcome.seams.size() == 1);
+        CHECK(outcome.attempts == 2);
+        for (int const boundary : {outcome.seams[0].boundary, outcome.seams[0].otherBoundary})
+            CHECK(holes[static_cast<std::size_t>(boundary)].high[0] < 10.0);
+        REQUIRE(outcome.turned.size() == 1);
+        CHECK(outcome.turned[0].position[0] < 10.0);
+        CHECK(outcome.gaps.empty());
+        CHECK(trimora::findHoles(mesh).size() == 3);
+        CHECK(outcome.after.oriented);
+    }
+}
+
+// Cut by three planes one after the other and put together again, as they are and with the parts moved apart.
+TEST_CASE("cutsOfRealMeshesAreNeverMadeWorse") {
+    support::Random random(72);
+    for (char const* const name : {"cow.obj", "rocker_arm.obj", "homer.obj", "fandisk.obj"}) {
+        CompactMesh scan;
+        if (std::string const path = support::corpusFile(name); path.empty())
+            scan = trimora::makeScan(4, 1);
+        else
+            REQUIRE(koGeom::meshReadObj(scan, koOS::Filename(path.c_str())));
+        double const distance = 0.01 * trimora::diagonalOf(scan);
+        for (double const apart : {0.0, 0.25}) {
+            CAPTURE(name);
+            CAPTURE(apart);
+            CompactMesh mesh = cutByPlanes(scan, 3, apart * distance, random);
+            StitchOutcome const outcome = stitchAll(mesh, within(distance));
+            CHECK(support::faultOf(mesh) == "");
+            CHECK(outcome.after.foldedEdges <= outcome.before.foldedEdges);
+            CHECK(outcome.after.degenerateTriangles <= outcome.before.degenerateTriangles);
+            CHECK(outcome.after.nonManifoldEdges <= outcome.before.nonManifoldEdges);
+            CHECK(outcome.after.oriented);
+            if (!outcome.refusal.empty())
+                continue;
+            CHECK(outcome.after.components < outcome.before.components);
+            double stretches = 0.0;
+            for (auto const& seam : outcome.seams)
+                stretches += seam.stretchLength;
+            CHECK(outcome.sewnLength() > (apart > 0.0 ? 0.5 : 0.8) * stretches);
+        }
+    }
 }
 
 TEST_CASE("boundariesThatCannotTakePartAreToldAndStandInNoOnesWay") {
@@ -201,11 +365,14 @@ TEST_CASE("boundariesThatCannotTakePartAreToldAndStandInNoOnesWay") {
 
 TEST_CASE("whatCannotBeStitchedSoundlyStaysAsItIs") {
     CompactMesh const sheet = support::grid(5, 5);
-    refuses(sheet, within(0.1), "only 1 of 1 chosen one can take part");
+    refuses(sheet, within(0.1), "the mesh has only one boundary");
+    CompactMesh const unequal =
+        support::joined(sheet, meshOf({9, 9, 9, 9.1f, 9, 9, 9, 9.1f, 9}, {0, 1, 2}));
+    refuses(unequal, within(0.5), "only 1 of 2 chosen ones can take part");
     refuses(support::sphere(2), within(0.1), "none of 0");
     CompactMesh const apart = support::joined(sheet, moved(sheet, 6.0f, 0.0f, 0.0f));
     refuses(apart, within(0.2), "no two of 2 boundaries run within the distance");
-    refuses(apart, within(1e-12), "too small");
+    refuses(apart, within(1e-12), "too small for boundaries");
     refuses(apart, within(0.0), "not above 0");
     refuses(support::joined(sheet, support::threeOnAnEdge(), 9.0f), within(0.1), "more than two");
 

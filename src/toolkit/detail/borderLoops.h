@@ -1,6 +1,7 @@
 #pragma once
 
 #include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/connectivity/MeshBoundaries.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/export.h"
 
@@ -23,5 +24,10 @@ struct BorderLoop {
 /// cost    linear
 TRIMORA_API std::vector<BorderLoop> findBorderLoops(koGeom::CompactMesh const& mesh,
                                                     koGeom::MeshAdjTris const& adjTris);
+
+/// How many borders there are: the loops above. Where some of them are none, the surface is not oriented, and those that
+/// koGeom::meshComputeBoundary found are counted.
+int numBorders(koGeom::CompactMesh const& mesh, koGeom::MeshAdjTris const& adjTris,
+               koGeom::MeshBoundaries const& boundaries);
 
 }  // namespace trimora

@@ -2,8 +2,6 @@
 
 #include "toolkit/detail/borderLoops.h"
 
-#include "trimora/connectivity/MeshBoundaries.h"
-
 #include <cstddef>
 #include <unordered_map>
 #include <vector>

@@ -4,13 +4,20 @@
 
 namespace trimora {
 
-/// Moves vertices at folds that an edit made to the mean of their neighbours, in rounds, until there are no such folds or
-/// nothing helps any more. Vertices on borders stay.
+struct SeamMending {
+    int swappedEdges = 0;
+    int movedVertices = 0;
+};
+
+/// Mends folds that an edit made, and triangles with two corners in one place, in two steps, each in rounds until nothing is left or nothing helps.
 ///
-/// edited   the result, in the same place and size as `before`; what was a fold there stays one
+/// First the longest edges of caps are swapped, triangles with next to no height whose third corner lies over that edge: where
+/// such a one faces is a matter of rounding, and the neighbour takes its area. Then the vertices of what is left move
+/// to the mean of their neighbours. Vertices on borders stay.
+///
+/// edited   the result, in the same place and size as `before`; what was a fold or flat there stays so
 /// angle    degrees, see CheckOptions::foldAngle
-/// returns  how many vertices were moved
-/// cost     linear in the mesh for each of at most 10 rounds
-int smoothNewFolds(koGeom::CompactMesh& edited, koGeom::CompactMesh const& before, double angle);
+/// cost     linear in the mesh for each of at most 20 rounds
+SeamMending mendSeams(koGeom::CompactMesh& edited, koGeom::CompactMesh const& before, double angle);
 
 }  // namespace trimora

@@ -27,4 +27,11 @@ TRIMORA_API FileOutcome readTriangleSelection(std::string const& path, int numTr
 TRIMORA_API FileOutcome readTriangleSelectionText(std::string_view text, std::string const& name,
                                                   int numTriangles, koGeom::BitVector& selection);
 
+/// The same for vertices.
+TRIMORA_API FileOutcome readVertexSelection(std::string const& path, int numVertices,
+                                            koGeom::BitVector& selection,
+                                            std::uint64_t maxBytes = 0);
+TRIMORA_API FileOutcome readVertexSelectionText(std::string_view text, std::string const& name,
+                                                int numVertices, koGeom::BitVector& selection);
+
 }  // namespace trimora

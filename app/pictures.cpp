@@ -1,0 +1,60 @@
+#include "pictures.h"
+
+#include "files.h"
+#include "toolkit/pngFile.h"
+
+#include <limits>
+
+namespace app {
+
+void requirePictureOutput(Session const& session, std::string const& path) {
+    requireSeparateOutputs(session, path);
+    requireOutputFolder(path);
+    if (trimora::FileOutcome const outcome = trimora::checkPicturePath(path); !outcome)
+        throw Failure{CannotWrite, outcome.message, path};
+}
+
+trimora::RenderOptions findingsLook() {
+    trimora::RenderOptions options;
+    options.shadow = true;
+    return options;
+}
+
+trimora::Picture drawPicture(Session& session, std::string const& file,
+                             std::vector<trimora::RenderPanel> const& panels,
+                             trimora::RenderOptions const& options) {
+    double triangles = 0.0;
+    for (trimora::RenderPanel const& panel : panels)
+        triangles += panel.mesh->getNumTriangles();
+    double const pixels = static_cast<double>(options.width) * options.height;
+    session.requireMemory((renderBytesPerTriangle + (options.shadow ? shadowBytesPerTriangle : 0.0)) *
+                                  triangles +
+                              renderBytesPerPixel * pixels,
+                          file, "for the picture");
+    session.beginPhase("drawing", true);
+    trimora::RenderOutcome outcome = trimora::renderMeshes(panels, options, session.progress());
+    session.throwIfCancelled();
+    if (!outcome.refusal.empty())
+        throw Failure{Refused, file + ": " + outcome.refusal, file};
+    return std::move(outcome.picture);
+}
+
+void storePicture(Session& session, std::string const& path, trimora::Picture const& picture) {
+    session.beginPhase("writing", true);  // in the grace of a late Ctrl-C it ends whole
+    if (trimora::FileOutcome const outcome = trimora::writePng(path, picture); !outcome)
+        throw Failure{CannotWrite, outcome.message, path};
+}
+
+trimora::CheckOptions forPicture(trimora::CheckOptions options) {
+    options.mostOffences = std::numeric_limits<std::size_t>::max();
+    return options;
+}
+
+void keepFirstOffences(trimora::CheckResult& result) {
+    std::size_t const most = trimora::CheckOptions().mostOffences;
+    for (trimora::CheckResult::Offences& offences : result.offences)
+        if (offences.first.size() > most)
+            offences.first.resize(most);
+}
+
+}  // namespace app

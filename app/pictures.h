@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Session.h"
+#include "toolkit/meshCheck.h"
+#include "toolkit/renderMesh.h"
+
+#include <string>
+#include <vector>
+
+namespace app {
+
+/// Bytes that a picture takes beside the mesh, for each triangle and pixel; see trimora::renderMeshes.
+inline constexpr double renderBytesPerTriangle = 400.0;
+inline constexpr double shadowBytesPerTriangle = 250.0;
+inline constexpr double renderBytesPerPixel = 60.0;
+
+/// Throws Failure when a file of that name could not be written, or is none of a picture; and where the report and the picture
+/// would both go to standard output.
+void requirePictureOutput(Session const& session, std::string const& path);
+
+/// How findings are shown: from the default view, with a shadow.
+trimora::RenderOptions findingsLook();
+
+/// Draws the meshes of a file. Throws Failure when that is refused or cancelled, or does not fit into memory.
+trimora::Picture drawPicture(Session& session, std::string const& file,
+                             std::vector<trimora::RenderPanel> const& panels,
+                             trimora::RenderOptions const& options);
+
+/// Writes a picture. Throws Failure.
+void storePicture(Session& session, std::string const& path, trimora::Picture const& picture);
+
+/// The check's options as a picture of its findings needs them: all offenders, not the first ones only.
+trimora::CheckOptions forPicture(trimora::CheckOptions options);
+
+/// Leaves as many offenders in a check's result as reports tell.
+void keepFirstOffences(trimora::CheckResult& result);
+
+}  // namespace app

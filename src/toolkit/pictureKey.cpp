@@ -1,0 +1,274 @@
+// Letters are strokes between the points of a grid, 4 wide and 8 high, with the base line at 2: "07 18" is a line from
+// (0, 7) to (1, 8). Strokes have round ends and are drawn by their distance, so that any size is smooth.
+
+#include "toolkit/detail/pictureKey.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <map>
+
+namespace trimora {
+
+namespace {
+
+constexpr double gridHeight = 6.0;  // from the base line to the top of tall letters
+constexpr double baseLine = 2.0;
+constexpr double gap = 2.0;
+constexpr double blank = 3.0;
+constexpr double strokeRadius = 0.42;
+constexpr LinearColor ink = {0.035f, 0.04f, 0.05f};
+
+std::map<char, char const*> const strokesOf = {
+    {'a', "4642 4536160503123243"},
+    {'b', "0802 0516364543321203"},
+    {'c', "4536160503123243"},
+    {'d', "4842 4536160503123243"},
+    {'e', "04444536160503123243"},
+    {'f', "38281712 0636"},
+    {'g', "4641301001 4536160503123243"},
+    {'h', "0802 0516364542"},
+    {'i', "0602 0808"},
+    {'j', "1611 1100 1818"},
+    {'k', "0802 3604 1432"},
+    {'l', "0802"},
+    {'m', "0602 05162522 25364542"},
+    {'n', "0602 0516364542"},
+    {'o', "163645433212030516"},
+    {'p', "0600 0516364543321203"},
+    {'q', "4640 4536160503123243"},
+    {'r', "0602 051626"},
+    {'s', "45361605143443321203"},
+    {'t', "18132232 0636"},
+    {'u', "0603123243 4642"},
+    {'v', "062246"},
+    {'w', "0612253246"},
+    {'x', "0642 0246"},
+    {'y', "0622 4610"},
+    {'z', "06460242"},
+    {'0', "183847433212030718"},
+    {'1', "071812"},
+    {'2', "07183847460242"},
+    {'3', "071838474635 2535 354443321203"},
+    {'4', "32380444"},
+    {'5', "480805354443321203"},
+    {'6', "473818070312324344351504"},
+    {'7', "084812"},
+    {'8', "15060718384746351504031232434435"},
+    {'9', "031232434738180706153546"},
+    {'-', "0535"},
+    {'+', "0545 2723"},
+    {'.', "0202"},
+    {',', "0201"},
+    {':', "0202 0505"},
+    {'/', "0148"},
+    {'%', "0248 0707 4343"},
+    {'(', "18070312"},
+    {')', "08171302"},
+};
+
+/// Calls take(fromX, fromY, toX, toY) for each stroke, y from the base line up.
+template <class Take>
+void forEachStroke(char const* strokes, Take take) {
+    auto const digit = [](char c) { return static_cast<double>(c - '0'); };
+    char const* p = strokes;
+    while (*p != '\0') {
+        if (*p == ' ')
+            ++p;
+        else if (p[2] != '\0' && p[2] != ' ') {
+            take(digit(p[0]), digit(p[1]) - baseLine, digit(p[2]), digit(p[3]) - baseLine);
+            p += 2;
+        } else {
+            take(digit(p[0]), digit(p[1]) - baseLine, digit(p[0]), digit(p[1]) - baseLine);
+            p += 2;  // the end of a line, or a dot
+        }
+    }
+}
+
+char const* strokesFor(char letter) {
+    auto const found =
+        strokesOf.find(static_cast<char>(std::tolower(static_cast<unsigned char>(letter))));
+    return found == strokesOf.end() ? "" : found->second;
+}
+
+double advanceOf(char letter) {
+    double width = -1.0;
+    forEachStroke(strokesFor(letter), [&](double x, double, double toX, double) {
+        width = std::max({width, x, toX});
+    });
+    return width < 0.0 ? blank : width + gap;
+}
+
+void blend(int x, int y, LinearColor const& color, float share, Picture& picture) {
+    if (x < 0 || x >= picture.width || y < 0 || y >= picture.height)
+        return;
+    std::uint8_t* const bytes = picture.at(x, y);
+    LinearColor const mixed = mix(fromBytes(bytes[0], bytes[1], bytes[2]), color, share);
+    bytes[0] = toByte(mixed.r), bytes[1] = toByte(mixed.g), bytes[2] = toByte(mixed.b);
+}
+
+void fillBox(double left, double top, double width, double height, LinearColor const& color,
+             float share, Picture& picture) {
+    for (int y = static_cast<int>(std::lround(top)); y < std::lround(top + height); ++y)
+        for (int x = static_cast<int>(std::lround(left)); x < std::lround(left + width); ++x)
+            blend(x, y, color, share, picture);
+}
+
+struct Stroke {
+    double fromX, fromY, toX, toY;
+
+    double distance(double x, double y) const {
+        double const wayX = toX - fromX;
+        double const wayY = toY - fromY;
+        double const squared = wayX * wayX + wayY * wayY;
+        double const along =
+            squared > 0.0
+                ? std::clamp(((x - fromX) * wayX + (y - fromY) * wayY) / squared, 0.0, 1.0)
+                : 0.0;
+        return std::hypot(x - fromX - along * wayX, y - fromY - along * wayY);
+    }
+};
+
+/// One letter by the distance to its nearest stroke.
+void drawLetter(char letter, double x, double top, double unit, LinearColor const& color,
+                Picture& picture) {
+    std::vector<Stroke> strokes;
+    double const base = top + gridHeight * unit;
+    forEachStroke(strokesFor(letter), [&](double fromX, double fromY, double toX, double toY) {
+        strokes.push_back(
+            {x + fromX * unit, base - fromY * unit, x + toX * unit, base - toY * unit});
+    });
+    if (strokes.empty())
+        return;
+    int const right = static_cast<int>(x + 5.0 * unit) + 1;
+    int const bottom = static_cast<int>(base + 3.0 * unit) + 1;
+    for (int row = static_cast<int>(top - unit); row <= bottom; ++row)
+        for (int column = static_cast<int>(x - unit); column <= right; ++column) {
+            double nearest = 1e9;
+            for (Stroke const& stroke : strokes)
+                nearest = std::min(nearest, stroke.distance(column + 0.5, row + 0.5));
+            double const cover = std::clamp(0.5 + strokeRadius * unit - nearest, 0.0, 1.0);
+            if (cover > 0.0)
+                blend(column, row, color, static_cast<float>(cover), picture);
+        }
+}
+
+std::string inWords(double number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g", number);
+    return text;
+}
+
+/// Sizes of everything in the key, from the height of its letters.
+struct Layout {
+    double letter;
+    double line;
+    double left;
+    double top;
+
+    Layout(int panelLeft, int panelWidth, Picture const& picture)
+        : letter(std::clamp(std::min(panelWidth * 0.75, double(picture.height)) / 60.0, 8.0, 60.0)),
+          line(2.1 * letter), left(panelLeft + 2.0 * letter), top(2.0 * letter) {}
+
+    bool fits(int panelWidth, Picture const& picture) const {
+        return panelWidth > 18.0 * letter && picture.height > 14.0 * letter;
+    }
+};
+
+void drawPlate(Layout const& layout, double width, double height, Picture& picture) {
+    fillBox(layout.left - layout.letter, layout.top - layout.letter, width + 2.0 * layout.letter,
+            height + 2.0 * layout.letter, {0.98f, 0.985f, 0.99f}, 0.72f, picture);
+}
+
+void drawBar(SurfacePaint const& paint, Layout const& layout, Picture& picture) {
+    double const width = 22.0 * layout.letter;
+    std::array<double, 3> const numbers = {paint.low, 0.5 * (paint.low + paint.high), paint.high};
+    std::array<std::string, 3> words;
+    for (std::size_t i = 0; i < 3; ++i)
+        words[i] = inWords(numbers[i]);
+    double const inset = std::max(0.5 * textWidth(words[0], layout.letter), layout.letter);
+    drawPlate(layout, width + 2.0 * inset, 3.0 * layout.line, picture);
+    drawText(paint.title, layout.left, layout.top, layout.letter, ink, picture);
+    double const top = layout.top + layout.line;
+    ColorMap const& map = paint.isSigned ? ColorMap::diverging() : ColorMap::sequential();
+    int const first = static_cast<int>(std::lround(layout.left + inset));
+    int const columns = static_cast<int>(width);
+    for (int i = 0; i < columns; ++i)
+        fillBox(first + i, top, 1.0, 1.3 * layout.letter, map.at(i / (columns - 1.0)), 1.0f, picture);
+    for (std::size_t i = 0; i < 3; ++i) {
+        double const x = first + 0.5 * static_cast<double>(i) * (columns - 1);
+        fillBox(x, top + 1.3 * layout.letter, std::max(1.0, layout.letter / 8.0), 0.5 * layout.letter,
+                ink, 1.0f, picture);
+        drawText(words[i], x - 0.5 * textWidth(words[i], layout.letter), top + 2.2 * layout.letter,
+                 layout.letter, ink, picture);
+    }
+}
+
+void drawSwatches(SurfacePaint const& paint, Layout const& layout, Picture& picture) {
+    double width = textWidth(paint.title, layout.letter);
+    double height = paint.title.empty() ? 0.0 : layout.line;
+    for (SurfacePaint::Swatch const& swatch : paint.swatches) {
+        if (swatch.label.empty())
+            continue;
+        width = std::max(width, 3.0 * layout.letter + textWidth(swatch.label, layout.letter));
+        height += layout.line;
+    }
+    drawPlate(layout, width, height - layout.line + layout.letter, picture);
+    double y = layout.top;
+    if (!paint.title.empty()) {
+        drawText(paint.title, layout.left, y, layout.letter, ink, picture);
+        y += layout.line;
+    }
+    for (SurfacePaint::Swatch const& swatch : paint.swatches) {
+        if (swatch.label.empty())
+            continue;
+        double const thick = swatch.isLine ? 0.35 * layout.letter : 1.2 * layout.letter;
+        fillBox(layout.left, y + 0.5 * (layout.letter - thick), 2.0 * layout.letter, thick,
+                swatch.color, 1.0f, picture);
+        drawText(swatch.label, layout.left + 3.0 * layout.letter, y, layout.letter, ink, picture);
+        y += layout.line;
+    }
+}
+
+}  // namespace
+
+double textWidth(std::string const& text, double height) {
+    double width = 0.0;
+    for (char const letter : text)
+        width += advanceOf(letter);
+    return std::max(0.0, width - gap) * height / gridHeight;
+}
+
+double drawText(std::string const& text, double x, double y, double height, LinearColor const& color,
+                Picture& picture) {
+    double const unit = height / gridHeight;
+    double place = x;
+    for (char const letter : text) {
+        drawLetter(letter, place, y, unit, color, picture);
+        place += advanceOf(letter) * unit;
+    }
+    return place - x;
+}
+
+void drawKey(SurfacePaint const& paint, int left, int width, Picture& picture) {
+    Layout const layout(left, width, picture);
+    if (paint.isPlain() || !layout.fits(width, picture))
+        return;
+    if (!paint.values.empty())
+        drawBar(paint, layout, picture);
+    else
+        drawSwatches(paint, layout, picture);
+}
+
+void drawCaption(std::string const& text, int left, int width, Picture& picture) {
+    Layout const layout(left, width, picture);
+    double const wide = textWidth(text, layout.letter);
+    if (wide > width || !layout.fits(width, picture))
+        return;
+    drawText(text, left + 0.5 * (width - wide), picture.height - 3.0 * layout.letter, layout.letter,
+             ink, picture);
+}
+
+}  // namespace trimora

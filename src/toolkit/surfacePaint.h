@@ -1,0 +1,63 @@
+#pragma once
+
+#include "toolkit/colorMaps.h"
+#include "toolkit/meshCheck.h"
+
+#include "trimora/contract/koGeom/BitVector.h"
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/export.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace trimora {
+
+/// What a picture shows on a surface besides its shape, and how its key tells it.
+struct SurfacePaint {
+    /// A color with a meaning.
+    struct Swatch {
+        LinearColor color;
+        std::string label;
+        bool isLine = false;
+    };
+    /// An edge to be drawn as a line, from vertex to vertex.
+    struct MarkedEdge {
+        int from;
+        int to;
+        int swatch;
+    };
+    static constexpr std::uint8_t unpainted = 255;
+
+    std::string title;           ///< of the key; empty: none
+    std::vector<float> values;   ///< one a vertex, or empty; NaN where there is none
+    double low = 0.0;            ///< the values at the ends of the map; those beyond take the ends' colors
+    double high = 1.0;
+    bool isSigned = false;       ///< the diverging map, 0 in its middle; else the sequential one
+    std::vector<Swatch> swatches;
+    std::vector<std::uint8_t> kinds;  ///< of each triangle its swatch, or `unpainted`; or empty
+    std::vector<MarkedEdge> edges;
+
+    bool isPlain() const { return values.empty() && kinds.empty() && edges.empty(); }
+};
+
+/// Mean curvature; the map ends at the 95th percentile of its size. Values that are not finite are left out.
+TRIMORA_API SurfacePaint paintCurvature(koGeom::CompactMesh const& mesh);
+
+/// Values of any kind on two sides of 0, one a vertex; the map ends at the 99th percentile of their sizes.
+TRIMORA_API SurfacePaint paintDeviation(std::vector<float> values);
+
+/// The parts that hang together; the key names the first eight with their triangles.
+TRIMORA_API SurfacePaint paintComponents(koGeom::CompactMesh const& mesh);
+
+/// Some triangles; the key tells how many.
+TRIMORA_API SurfacePaint paintSelection(koGeom::CompactMesh const& mesh,
+                                        koGeom::BitVector const& selection);
+
+/// What a check found, as far as it can be seen: edges of one triangle and of more than two as lines; triangles that cut others,
+/// and those on edges that open too little. A triangle that does both is painted as cutting.
+///
+/// found   of this mesh, with CheckOptions::mostOffences without limit
+TRIMORA_API SurfacePaint paintDefects(koGeom::CompactMesh const& mesh, CheckResult const& found);
+
+}  // namespace trimora
