@@ -1,6 +1,7 @@
 #include "harness.h"
 
 #include "trimora/assembly/meshCompact.h"
+#include "trimora/assembly/primitives.h"
 
 #include <algorithm>
 #include <numeric>
@@ -37,9 +38,31 @@ CompactMesh shuffledSoup(CompactMesh const& mesh) {
     return soup;
 }
 
+// 100 k and a million triangles. The mesh is let go between the runs, so that each pays for its memory.
+void primitiveCases() {
+    std::vector<int> const sizes =
+        options().smallOnly ? std::vector<int>{79} : std::vector<int>{79, 250};
+    for (int const n : sizes) {
+        std::string const name = n < 100 ? "100 k" : "1 M";
+        int const numTriangles = 16 * n * n - 8 * n;
+        CompactMesh work;
+        auto const clear = [&] { work = CompactMesh(); };
+        auto const middle = [&] {
+            return figure("x", work.getVertices()[work.getNumVertices() / 3].x);
+        };
+        run({"sphere", name, numTriangles, 0.0, clear,
+             [&] { constructSphere(Point(), 1.0f, n, work); }, middle},
+            {1});
+        run({"disk", name, numTriangles, 0.0, clear,
+             [&] { constructDisk(Point(), 1.0f, 2, numTriangles, work); }, middle},
+            {1});
+    }
+}
+
 }  // namespace
 
 void assemblyCases() {
+    primitiveCases();
     for (NamedMesh const* const named : bothMeshes()) {
         CompactMesh const soup = shuffledSoup(named->mesh);
         CompactMesh work;

@@ -64,9 +64,14 @@ std::string figure(char const* name, double value);
 /// Each file adds its cases here.
 void connectivityCases();
 void assemblyCases();
+void partsCases();
 void spatialCases();
+void pickCases();
 void repairCases();
+void scanCases();
 void planarCases();
+void hullCases();
+void polygonCases();
 void topologyCases();
 void cutCases();
 void reduceCases();
@@ -79,6 +84,7 @@ void flattenCases();
 void solverCases();
 void mergeCases();
 void stitchCases();
+void strokeCases();
 void toolkitCases();
 
 /// Writes the JSON file, if one was asked for; false when that fails.

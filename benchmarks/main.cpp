@@ -31,9 +31,15 @@ int main(int argc, char** argv) {
     }
     bench::connectivityCases();
     bench::assemblyCases();
+    bench::partsCases();
     bench::spatialCases();
+    bench::pickCases();
+    bench::scanCases();
     bench::repairCases();
     bench::planarCases();
+    bench::hullCases();
+    bench::polygonCases();
+    bench::strokeCases();
     bench::topologyCases();
     bench::cutCases();
     bench::reduceCases();

@@ -1,7 +1,10 @@
 #include "halfEdges.h"
 #include "harness.h"
 
+#include "trimora/contract/koGeom/Polyline.h"
 #include "trimora/contract/koGeom/Remap.h"
+#include "trimora/planar/MergeSegments.h"
+#include "trimora/planar/decimate.h"
 #include "trimora/planar/fit.h"
 #include "trimora/planar/meshTriangulate.h"
 #include "trimora/planar/triangulatePolygon.h"
@@ -10,9 +13,11 @@
 
 #include <cmath>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -110,6 +115,65 @@ void meshTriangulateCase() {
         {1});
 }
 
+/// A wave with noise of 0.1, 10 vertices for each unit of length.
+ko::vector<Polyline::vertex> noisyLine(int numVertices) {
+    Noise noise;
+    ko::vector<Polyline::vertex> vertices;
+    for (int i = 0; i < numVertices; ++i)
+        vertices.emplace_back(0.1 * i, 20.0 * std::sin(0.01 * i) + 0.1 * noise.next(),
+                              0.1 * noise.next(), i);
+    return vertices;
+}
+
+/// Of a noisy line what is taken out at a tolerance below the noise, above it, and above the wave.
+void decimateCases(int numVertices) {
+    ko::vector<Polyline::vertex> const vertices = noisyLine(numVertices);
+    Polyline line(0, nullptr);
+    for (auto const& [name, tolerance] :
+         {std::pair("decimate_noise", 0.03), {"decimate_wave", 0.3}, {"decimate_all", 100.0}})
+        run({name, "line_" + std::to_string(numVertices), numVertices, 0.0,
+             [&] { line.initialize(numVertices, vertices.data()); },
+             [&, tolerance = tolerance] { decimate(line, tolerance); },
+             [&] { return figure("left", line.getNumVertices()); }},
+            {1});
+}
+
+/// Loops of 1000 segments, in mixed order and directions.
+std::deque<Segment> mixedLoops(int numSegments) {
+    constexpr int perLoop = 1000;
+    Noise noise;
+    std::deque<Segment> segments;
+    for (int i = 0; i < numSegments; ++i) {
+        double const middle = 3.0 * (i / perLoop);
+        double const from = 2.0 * std::numbers::pi * (i % perLoop) / perLoop;
+        double const to = 2.0 * std::numbers::pi * ((i + 1) % perLoop) / perLoop;
+        double const start[3] = {middle + std::cos(from), std::sin(from), 0.2 * std::sin(5 * from)};
+        double const end[3] = {middle + std::cos(to), std::sin(to), 0.2 * std::sin(5 * to)};
+        bool const isTurned = noise.next() < 0.5;
+        segments.emplace_back(isTurned ? end : start, isTurned ? start : end);
+    }
+    for (std::size_t i = segments.size() - 1; i > 0; --i)
+        std::swap(segments[i],
+                  segments[static_cast<std::size_t>(noise.next() * static_cast<double>(i + 1))]);
+    return segments;
+}
+
+void chainCase(char const* name, std::deque<Segment> const& segments) {
+    ko::vector<ko::Reference<Polyline>> chains;
+    int const numSegments = static_cast<int>(segments.size());
+    run({"chain", name, numSegments, 0.0, [] {}, [&] { MergeSegments()(chains, segments, 1e-4f); },
+         [&] { return figure("chains", static_cast<double>(chains.size())); }},
+        {1});
+}
+
+/// Chaining as it comes from contours, and where all ends are one point.
+void chainCases() {
+    constexpr int numSegments = 1000000;
+    chainCase("loops_1M", mixedLoops(numSegments));
+    double const place[3] = {1.0, 2.0, 3.0};
+    chainCase("one_point_1M", std::deque<Segment>(numSegments, Segment(place, place)));
+}
+
 void halfEdgeCases(NamedMesh const& named) {
     int const numTriangles = named.mesh.getNumTriangles();
     std::unique_ptr<TopoMesh> topo = topoMeshOf(named.mesh);
@@ -149,6 +213,9 @@ void planarCases() {
         triangulatePolygonCase(numPoints);
     fitCase();
     meshTriangulateCase();
+    for (int const numVertices : {100000, 1000000})
+        decimateCases(numVertices);
+    chainCases();
     for (NamedMesh const* const named : bothMeshes())
         halfEdgeCases(*named);
 }

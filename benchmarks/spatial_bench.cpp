@@ -8,9 +8,11 @@
 #include "trimora/contract/koUtil/ThreadedAlg.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 #include "trimora/spatial/MeshPtInside.h"
+#include "trimora/spatial/QuadRayTracer.h"
 #include "trimora/spatial/RayTracer.h"
 #include "trimora/spatial/computeOctreeTris.h"
 
+#include <array>
 #include <cmath>
 
 namespace bench {
@@ -156,6 +158,41 @@ void rays(Scene const& scene, char const* job, RayList const& list) {
          [&] { return figure("hits", sum); }});
 }
 
+// The eye's rays as packets of 2 x 2 neighbours: rays_eye is what they are to be held against.
+std::vector<std::array<VectorFlt, 4>> eyePackets(RayList const& list, int side) {
+    std::vector<std::array<VectorFlt, 4>> packets;
+    for (int j = 0; j < side; j += 2)
+        for (int i = 0; i < side; i += 2) {
+            auto const at = [&](int x, int y) {
+                return VectorFlt(list.directions[static_cast<std::size_t>(y * side + x)]);
+            };
+            packets.push_back({at(i, j), at(i + 1, j), at(i, j + 1), at(i + 1, j + 1)});
+        }
+    return packets;
+}
+
+void packets(Scene const& scene, char const* job, RayList const& list, int side, bool nearest) {
+    auto const all = eyePackets(list, side);
+    double sum = 0.0;
+    run({job, scene.named.name, scene.mesh.getNumTriangles(),
+         static_cast<double>(list.origins.size()), [] {},
+         [&] {
+             sum = overPool(static_cast<int>(all.size()), [&](int begin, int end) {
+                 QuadRayTracer tracer(*scene.octree, scene.octreeTris, &scene.mesh);
+                 double hits = 0.0;
+                 for (int i = begin; i < end; ++i) {
+                     auto const& d = all[static_cast<std::size_t>(i)];
+                     QuadRay ray(list.origins.front(), d[0], d[1], d[2], d[3], nearest);
+                     tracer.intersect(ray);
+                     for (int lane = 0; lane < 4; ++lane)
+                         hits += ray.triHit(lane) ? 1.0 : 0.0;
+                 }
+                 return hits;
+             });
+         },
+         [&] { return figure("hits", sum); }});
+}
+
 std::vector<Point> nearPoints(Scene const& scene, int count) {
     Random random;
     std::vector<Point> points;
@@ -231,7 +268,10 @@ void spatialCases() {
         builds(*named);
         Scene const scene(*named);
         rays(scene, "rays_random", randomRays(scene, 1000000));
-        rays(scene, "rays_eye", eyeRays(scene, 1000));
+        RayList const eye = eyeRays(scene, 1000);
+        rays(scene, "rays_eye", eye);
+        packets(scene, "rays_eye_packets", eye, 1000, true);
+        packets(scene, "rays_eye_packets_any", eye, 1000, false);
         closest(scene, "closest_near", nearPoints(scene, 100000));
         closest(scene, "closest_far", farPoints(scene, 100000));
         inside(scene, boxPoints(scene, 100000));

@@ -1,6 +1,6 @@
 #include "harness.h"
 #include "toolkit/meshCutting.h"
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshExtrusion.h"
 #include "toolkit/planeSection.h"
 #include "toolkit/readMesh.h"
@@ -26,10 +26,10 @@ koGeom::BitVector firstHundredth(koGeom::CompactMesh const& mesh) {
 void editCases(NamedMesh const& named) {
     koGeom::CompactMesh const& mesh = named.mesh;
     int const numTriangles = mesh.getNumTriangles();
-    trimora::MeshDeviation deviation;
+    trimora::MeshDistance deviation;
     koUtil::Progress progress;
     run({"deviation_exact", named.name, numTriangles, 0.0, [] {},
-         [&] { deviation = trimora::measureDeviation(mesh, mesh, progress); },
+         [&] { deviation = trimora::measureDistance(mesh, mesh, progress); },
          [&] { return figure("largest", deviation.fromFirst.largest); }});
 
     trimora::SectionPlane plane;
