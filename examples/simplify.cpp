@@ -2,7 +2,7 @@
 //
 //     example_simplify [MESH.obj]        without a file it makes a scan of its own
 
-#include "toolkit/meshDeviation.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshReduction.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/sampleMeshes.h"
@@ -21,7 +21,7 @@ bool simplify(koGeom::CompactMesh const& fine, char const* name,
         return false;
     }
     progress.set(0.0);
-    trimora::MeshDeviation const deviation = trimora::measureDeviation(fine, coarse, progress);
+    trimora::MeshDistance const deviation = trimora::measureDistance(fine, coarse, progress);
     std::printf(
         "%-20s %7d triangles, largest deviation %.3f %%, rms %.4f %% of the diagonal (%s)\n", name,
         coarse.getNumTriangles(), 100.0 * deviation.relative(deviation.fromFirst.largest),
