@@ -17,10 +17,12 @@ struct CheckArguments {
 };
 
 void drawFindings(Session& session, CheckArguments const& arguments, LoadedMesh const& loaded,
-                  trimora::CheckResult const& result) {
-    trimora::SurfacePaint const paint = trimora::paintDefects(loaded.mesh, result);
-    storePicture(session, arguments.picture,
-                 drawPicture(session, arguments.input, {{&loaded.mesh, &paint, {}}}, findingsLook()));
+                  trimora::CheckOptions const& options) {
+    DefectView view;
+    viewDefects(session, loaded.mesh, options, view);
+    storePicture(
+        session, arguments.picture,
+        drawPicture(session, arguments.input, {{&view.mesh, &view.paint, {}}}, findingsLook()));
 }
 
 ExitCode check(Session& session, CheckArguments const& arguments) {
@@ -33,12 +35,11 @@ ExitCode check(Session& session, CheckArguments const& arguments) {
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
     bool const isDrawn = !arguments.picture.empty();
-    trimora::CheckResult result = trimora::checkMesh(
-        loaded.mesh, isDrawn ? forPicture(options) : options, session.progress());
+    trimora::CheckResult const result =
+        trimora::checkMesh(loaded.mesh, options, session.progress());
     session.throwIfCancelled();
     if (isDrawn)
-        drawFindings(session, arguments, loaded, result);
-    keepFirstOffences(result);
+        drawFindings(session, arguments, loaded, options);
     session.finish();
     if (session.options().json) {
         Json json = {{"file", arguments.input}};

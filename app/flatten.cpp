@@ -9,6 +9,8 @@
 #include "toolkit/meshFlattening.h"
 #include "toolkit/writeText.h"
 
+#include "trimora/parameterize/ConjugateGradient.h"
+
 #include <cmath>
 #include <filesystem>
 
@@ -89,6 +91,32 @@ void drawPicture(Session& session, FlattenArguments const& arguments,
         throw Failure{CannotWrite, written.message};
 }
 
+std::string shareInWords(double share) {
+    return numberInWords(100.0 * share) + " %";
+}
+
+/// What a user has to know before the map is used.
+std::vector<std::string> warningsOf(FlattenRun const& run) {
+    constexpr double fewTriangles = 0.01;  // that may collapse without a word
+    std::vector<std::string> warnings;
+    MapDistortion const& distortion = run.distortion;
+    if (distortion.collapsedTriangles > fewTriangles * run.before.triangles)
+        warnings.push_back(
+            trimora::countInWords(distortion.collapsedTriangles, "triangle has", "triangles have") +
+            " no area in the map (" + shareInWords(distortion.collapsedAreaShare) +
+            " of the surface), and the figures leave them out: a surface that is nearly closed is "
+            "better cut into pieces first");
+    for (FlatChart const& chart : run.outcome.charts)
+        if (chart.solverCode == koGeom::ConjugateGradient::CG_CONTINUE ||
+            chart.solverCode == koGeom::ConjugateGradient::CG_MAX_ITERATIONS) {
+            warnings.push_back(std::string("the solver ") +
+                               trimora::solverInWords(chart.solverCode) +
+                               ", before the map kept angles as well as it could");
+            break;
+        }
+    return warnings;
+}
+
 void addDistortion(Json& json, MapDistortion const& distortion) {
     auto const figure = [&distortion](double value) {
         return distortion.measuredTriangles > 0 ? Json(value) : Json(nullptr);
@@ -100,6 +128,7 @@ void addDistortion(Json& json, MapDistortion const& distortion) {
     json["flippedTriangles"] = distortion.flippedTriangles;
     json["flippedAreaShare"] = distortion.flippedAreaShare;
     json["collapsedTriangles"] = distortion.collapsedTriangles;
+    json["collapsedAreaShare"] = distortion.collapsedAreaShare;
     json["degenerateTriangles"] = distortion.degenerateTriangles;
     json["areaShare"] = distortion.areaShare;
 }
@@ -148,16 +177,13 @@ Json flattenJson(FlattenArguments const& arguments, FlattenRun const& run,
     json["unusedVertices"] = run.outcome.unusedVertices;
     json["before"] = toJson(run.before);
     json["after"] = toJson(run.after);
+    json["warnings"] = warningsOf(run);
     json["seconds"] = run.outcome.seconds;
     json["charts"] = Json::array();
     for (std::size_t i = 0; i < run.outcome.charts.size(); ++i)
         json["charts"].push_back(jsonOf(run.outcome.charts[i], run.ofCharts[i]));
     json["read"] = toJson(report);
     return json;
-}
-
-std::string shareInWords(double share) {
-    return numberInWords(100.0 * share) + " %";
 }
 
 std::string seamText(FlattenArguments const& arguments, FlattenRun const& run) {
@@ -212,6 +238,8 @@ std::string flattenText(FlattenArguments const& arguments, FlattenRun const& run
     if (outcome.unusedVertices > 0)
         text += "  " + trimora::countInWords(outcome.unusedVertices, "vertex", "vertices") +
                 " that no triangle uses left at 0 0\n";
+    for (std::string const& warning : warningsOf(run))
+        text += warningLine(warning);
     if (!arguments.picture.empty())
         text += "  drawn in " + arguments.picture + "\n";
     return text + "  written to " + nameOfOutput(arguments.output) + "\n";

@@ -123,6 +123,12 @@ std::string optionWithoutValue(int argc, char** argv) {
     return {};
 }
 
+constexpr char const* exitCodesInWords =
+    "Exit codes: 0 done and clean; 1 defects found or left, or not sound; 2 usage; 3 input "
+    "unreadable; 4 output not "
+    "written;\n5 refused, said why; 6 cancelled or timed out. '-' is standard "
+    "input or output.";
+
 int main(int argc, char** argv) {
     CLI::App app(
         "Checks, repairs, fills, stitches, reduces, cuts, refines, flattens, converts and measures "
@@ -130,11 +136,7 @@ int main(int argc, char** argv) {
         "trimora");
     app.set_version_flag("--version", std::string("trimora ") + koGeom::trimoraVersion());
     app.require_subcommand(1);
-    app.footer(
-        "Exit codes: 0 done and clean; 1 defects found or left, or not sound; 2 usage; 3 input "
-        "unreadable; 4 output not "
-        "written;\n5 refused, said why; 6 cancelled or timed out. '-' is standard "
-        "input or output.");
+    app.footer(exitCodesInWords);
     Invocation invocation;
     addInfo(app, invocation);
     addCheck(app, invocation);
@@ -161,6 +163,9 @@ int main(int argc, char** argv) {
     addGenerate(app, invocation);
     addRender(app, invocation);
     addVerify(app, invocation);
+    for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; }))
+        if (std::string const words = command->get_footer(); words != exitCodesInWords)
+            command->footer(words + "\n" + exitCodesInWords);  // a footer of its own replaced them
     if (std::string const option = optionWithoutValue(argc, argv); !option.empty())
         return fail({UsageError, option + " takes a value, '" + option + "=VALUE'"});
     try {

@@ -130,7 +130,8 @@ std::string faultOfDistance(std::string const& text) {
 
 void addOffset(CLI::App& app, Invocation& invocation) {
     CLI::App* const command =
-        addSubcommand(app, invocation, "offset", "make a wall of a surface, or a shell beside it");
+        addSubcommand(app, invocation, "offset",
+                      "make a wall of a surface, or a shell beside it; wants an oriented manifold");
     auto const arguments = std::make_shared<OffsetArguments>();
     addInputAndOutput(*command, arguments->input, arguments->output);
     command

@@ -3,6 +3,8 @@
 #include "files.h"
 #include "toolkit/pngFile.h"
 
+#include "trimora/assembly/meshCompact.h"
+
 #include <limits>
 
 namespace app {
@@ -27,10 +29,10 @@ trimora::Picture drawPicture(Session& session, std::string const& file,
     for (trimora::RenderPanel const& panel : panels)
         triangles += panel.mesh->getNumTriangles();
     double const pixels = static_cast<double>(options.width) * options.height;
-    session.requireMemory((renderBytesPerTriangle + (options.shadow ? shadowBytesPerTriangle : 0.0)) *
-                                  triangles +
-                              renderBytesPerPixel * pixels,
-                          file, "for the picture");
+    session.requireMemory(
+        (renderBytesPerTriangle + (options.shadow ? shadowBytesPerTriangle : 0.0)) * triangles +
+            renderBytesPerPixel * pixels,
+        file, "for the picture");
     session.beginPhase("drawing", true);
     trimora::RenderOutcome outcome = trimora::renderMeshes(panels, options, session.progress());
     session.throwIfCancelled();
@@ -45,16 +47,18 @@ void storePicture(Session& session, std::string const& path, trimora::Picture co
         throw Failure{CannotWrite, outcome.message, path};
 }
 
-trimora::CheckOptions forPicture(trimora::CheckOptions options) {
+void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
+                 DefectView& view) {
+    session.beginPhase("finding what to draw", true);
+    view.mesh = mesh;
+    koUtil::Progress unwatched;
+    koGeom::meshCompact(view.mesh, unwatched);
     options.mostOffences = std::numeric_limits<std::size_t>::max();
-    return options;
-}
-
-void keepFirstOffences(trimora::CheckResult& result) {
-    std::size_t const most = trimora::CheckOptions().mostOffences;
-    for (trimora::CheckResult::Offences& offences : result.offences)
-        if (offences.first.size() > most)
-            offences.first.resize(most);
+    trimora::CheckResult const found = trimora::checkMesh(view.mesh, options, session.progress());
+    session.throwIfCancelled();
+    view.paint = trimora::paintDefects(view.mesh, found);
+    if (view.mesh.getNumVertices() < mesh.getNumVertices())
+        view.paint.title += ", once welded";
 }
 
 }  // namespace app

@@ -29,10 +29,15 @@ trimora::Picture drawPicture(Session& session, std::string const& file,
 /// Writes a picture. Throws Failure.
 void storePicture(Session& session, std::string const& path, trimora::Picture const& picture);
 
-/// The check's options as a picture of its findings needs them: all offenders, not the first ones only.
-trimora::CheckOptions forPicture(trimora::CheckOptions options);
+/// A mesh with its defects, for a picture: an exactly welded copy, since in triangles that do not share vertices every edge would be
+/// a border; the key says so.
+struct DefectView {
+    koGeom::CompactMesh mesh;
+    trimora::SurfacePaint paint;
+};
 
-/// Leaves as many offenders in a check's result as reports tell.
-void keepFirstOffences(trimora::CheckResult& result);
+/// Checks the copy and paints what was found. Throws Failure when that was cancelled.
+void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
+                 DefectView& view);
 
 }  // namespace app

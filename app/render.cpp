@@ -80,15 +80,16 @@ std::string faultOfSize(std::string const& text) {
 }
 
 std::string faultOfView(std::string const& text) {
-    return trimora::parseView(text)
-               ? std::string()
-               : "takes front, back, left, right, top, bottom, iso or AZIMUTH,ELEVATION in degrees, "
-                 "not '" +
-                     text + "'";
+    return trimora::parseView(text) ? std::string()
+                                    : "takes front, back, left, right, top, bottom, iso or "
+                                      "AZIMUTH,ELEVATION in degrees, "
+                                      "not '" +
+                                          text + "'";
 }
 
 SurfacePaint paintByDeviation(Session& session, koGeom::CompactMesh const& mesh,
-                              koGeom::CompactMesh const& reference, RenderArguments const& arguments) {
+                              koGeom::CompactMesh const& reference,
+                              RenderArguments const& arguments) {
     trimora::DeviationOutcome outcome =
         trimora::measureDeviation(mesh, reference, {}, session.progress());
     session.throwIfCancelled();
@@ -99,40 +100,41 @@ SurfacePaint paintByDeviation(Session& session, koGeom::CompactMesh const& mesh,
 SurfacePaint paintBySelection(Session const& session, std::string const& file,
                               koGeom::CompactMesh const& mesh) {
     koGeom::BitVector selection;
-    throwIfFailed(trimora::readTriangleSelection(file, mesh.getNumTriangles(), selection,
-                                                 session.maxBytes()),
-                  file);
+    throwIfFailed(
+        trimora::readTriangleSelection(file, mesh.getNumTriangles(), selection, session.maxBytes()),
+        file);
     return trimora::paintSelection(mesh, selection);
 }
 
-SurfacePaint paintByDefects(Session& session, koGeom::CompactMesh const& mesh,
-                            RenderArguments const& arguments) {
+/// The mesh is replaced by the one that the defects are painted on.
+SurfacePaint paintByDefects(Session& session, RenderArguments const& arguments,
+                            koGeom::CompactMesh& mesh) {
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
-    trimora::CheckResult const found =
-        trimora::checkMesh(mesh, forPicture(options), session.progress());
-    session.throwIfCancelled();
-    return trimora::paintDefects(mesh, found);
+    DefectView view;
+    viewDefects(session, mesh, options, view);
+    mesh = std::move(view.mesh);
+    return view.paint;
 }
 
 std::vector<SurfacePaint> paintAll(Session& session, RenderArguments const& arguments,
-                                   std::vector<LoadedMesh> const& meshes) {
+                                   std::vector<LoadedMesh>& meshes) {
     ColorChoice const choice(arguments.colorBy);
     LoadedMesh reference;
     if (choice.kind == "deviation")
         loadMesh(session, choice.file, deviationBytesPerTriangle, reference);
     std::vector<SurfacePaint> paints;
-    for (LoadedMesh const& loaded : meshes) {
+    for (LoadedMesh& loaded : meshes) {
         session.beginPhase("finding the colors", arguments.defects || choice.kind == "deviation");
-        paints.push_back(
-            arguments.defects            ? paintByDefects(session, loaded.mesh, arguments)
-            : choice.kind == "curvature" ? trimora::paintCurvature(loaded.mesh)
-            : choice.kind == "component" ? trimora::paintComponents(loaded.mesh)
-            : choice.kind == "deviation"
-                ? paintByDeviation(session, loaded.mesh, reference.mesh, arguments)
-            : choice.kind == "selection" ? paintBySelection(session, choice.file, loaded.mesh)
-                                         : SurfacePaint());
+        paints.push_back(arguments.defects ? paintByDefects(session, arguments, loaded.mesh)
+                         : choice.kind == "curvature" ? trimora::paintCurvature(loaded.mesh)
+                         : choice.kind == "component" ? trimora::paintComponents(loaded.mesh)
+                         : choice.kind == "deviation"
+                             ? paintByDeviation(session, loaded.mesh, reference.mesh, arguments)
+                         : choice.kind == "selection"
+                             ? paintBySelection(session, choice.file, loaded.mesh)
+                             : SurfacePaint());
     }
     return paints;
 }
@@ -177,7 +179,8 @@ Json renderJson(RenderArguments const& arguments, std::vector<LoadedMesh> const&
                  {"seconds", seconds},
                  {"read", Json::array()}};
     for (SurfacePaint const& paint : paints) {
-        Json key = {{"title", paint.title}, {"low", nullptr}, {"high", nullptr}, {"colors", Json::array()}};
+        Json key = {
+            {"title", paint.title}, {"low", nullptr}, {"high", nullptr}, {"colors", Json::array()}};
         if (!paint.values.empty()) {
             key["low"] = paint.low;
             key["high"] = paint.high;

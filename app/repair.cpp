@@ -24,8 +24,6 @@ trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mes
     session.beginPhase(caption, true);
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle.value_or(options.foldAngle);
-    if (!arguments.picture.empty())
-        options = forPicture(options);
     trimora::CheckResult const result = trimora::checkMesh(mesh, options, session.progress());
     session.throwIfCancelled();
     return result;
@@ -45,18 +43,26 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
     return outcome;
 }
 
+void viewState(Session& session, koGeom::CompactMesh const& mesh, RepairArguments const& arguments,
+               DefectView& view) {
+    trimora::CheckOptions options;
+    options.foldAngle = arguments.angle.value_or(options.foldAngle);
+    viewDefects(session, mesh, options, view);
+}
+
 /// The mesh before and after, side by side.
-void drawStates(Session& session, RepairArguments const& arguments,
-                koGeom::CompactMesh const& before, trimora::SurfacePaint const& paintBefore,
-                koGeom::CompactMesh const& after, trimora::CheckResult const& found) {
-    trimora::SurfacePaint const paintAfter = trimora::paintDefects(after, found);
+void drawStates(Session& session, RepairArguments const& arguments, DefectView const& before,
+                koGeom::CompactMesh const& repaired) {
+    DefectView after;
+    viewState(session, repaired, arguments, after);
     trimora::RenderOptions options = findingsLook();
     options.width = 1600;
     options.height = 800;
-    storePicture(session, arguments.picture,
-                 drawPicture(session, arguments.input,
-                             {{&before, &paintBefore, "before"}, {&after, &paintAfter, "after"}},
-                             options));
+    storePicture(
+        session, arguments.picture,
+        drawPicture(session, arguments.input,
+                    {{&before.mesh, &before.paint, "before"}, {&after.mesh, &after.paint, "after"}},
+                    options));
 }
 
 Json repairJson(RepairArguments const& arguments, trimora::CheckResult const& before,
@@ -99,19 +105,16 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
         requirePictureOutput(session, arguments.picture);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, repairBytesPerTriangle, loaded);
-    trimora::CheckResult before = checkState(session, loaded.mesh, arguments, "checking before");
-    koGeom::CompactMesh meshBefore;
-    trimora::SurfacePaint paintBefore;
-    if (isDrawn) {
-        meshBefore = loaded.mesh;
-        paintBefore = trimora::paintDefects(loaded.mesh, before);
-    }
-    trimora::RepairOutcome const outcome = repairState(session, loaded.mesh, arguments);
-    trimora::CheckResult after = checkState(session, loaded.mesh, arguments, "checking after");
+    trimora::CheckResult const before =
+        checkState(session, loaded.mesh, arguments, "checking before");
+    DefectView viewBefore;
     if (isDrawn)
-        drawStates(session, arguments, meshBefore, paintBefore, loaded.mesh, after);
-    keepFirstOffences(before);
-    keepFirstOffences(after);
+        viewState(session, loaded.mesh, arguments, viewBefore);
+    trimora::RepairOutcome const outcome = repairState(session, loaded.mesh, arguments);
+    trimora::CheckResult const after =
+        checkState(session, loaded.mesh, arguments, "checking after");
+    if (isDrawn)
+        drawStates(session, arguments, viewBefore, loaded.mesh);
     if (!arguments.dryRun)
         storeMesh(session, arguments.output, loaded.mesh);
     session.finish();

@@ -205,7 +205,8 @@ void addSmooth(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--sigma", arguments->sigma,
                      "how far the bilateral filter looks, a length or like 1% of the box's "
-                     "diagonal: a mean edge keeps sharp edges best; without it one is suggested")
+                     "diagonal: a mean edge keeps sharp edges best; asked for, with a proposal, "
+                     "when it is left out")
         ->check(faultOfLength);
     command->add_option(
         "--selection", arguments->selection,

@@ -7,6 +7,7 @@
 #include "toolkit/MeshFormat.h"
 #include "toolkit/meshSplitting.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace app {
@@ -59,6 +60,14 @@ SplitOptions optionsOf(SplitArguments const& arguments) {
     options.maxVertices = arguments.vertices;
     options.maxParts = static_cast<std::size_t>(arguments.maxParts);
     return options;
+}
+
+/// Small parts take more memory than their triangles do.
+void requireMemoryForParts(Session const& session, SplitArguments const& arguments,
+                           int numTriangles) {
+    double const parts = std::min(arguments.maxParts, numTriangles);
+    session.requireMemory(splitBytesPerTriangle * numTriangles + splitBytesPerPart * parts,
+                          arguments.input, "with as many parts as --max-parts allows");
 }
 
 void splitLoaded(Session& session, SplitArguments const& arguments, koGeom::CompactMesh const& mesh,
@@ -119,6 +128,7 @@ ExitCode split(Session& session, SplitArguments const& arguments) {
     requireArguments(arguments);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, splitBytesPerTriangle, loaded);
+    requireMemoryForParts(session, arguments, loaded.mesh.getNumTriangles());
     SplitResult result;
     splitLoaded(session, arguments, loaded.mesh, result);
     result.stored = storeParts(session, arguments.input, outputOf(arguments.prefix),

@@ -3,7 +3,9 @@
 #include "toolkit/meshDistance.h"
 #include "toolkit/meshExtrusion.h"
 #include "toolkit/planeSection.h"
+#include "toolkit/rasterizer.h"
 #include "toolkit/readMesh.h"
+#include "toolkit/renderMesh.h"
 #include "toolkit/writeMesh.h"
 
 #include "trimora/assembly/meshReadObj.h"
@@ -50,6 +52,44 @@ void editCases(NamedMesh const& named) {
         {1});
 }
 
+// At 1920 x 1080: what is visible, and whole pictures of one sample a pixel.
+void pictureCases(NamedMesh const& named) {
+    koGeom::CompactMesh const& mesh = named.mesh;
+    int const numTriangles = mesh.getNumTriangles();
+    trimora::RenderOptions options;
+    options.width = 1920;
+    options.height = 1080;
+    options.samples = 1;
+    trimora::VisibilityBuffer visible;
+    run({"rasterize", named.name, numTriangles, 0.0, [] {},
+         [&] {
+             trimora::Camera const camera =
+                 trimora::fitCamera(trimora::boxOfTriangles(mesh), options.view, options.up,
+                                    options.width, options.height);
+             trimora::Rasterizer(mesh, camera).draw(0.5, 0.5, visible);
+         },
+         [&] {
+             double covered = 0.0;
+             for (trimora::VisiblePoint const& point : visible.points)
+                 covered += point.triangle >= 0 ? 1.0 : 0.0;
+             return figure("covered", covered);
+         }});
+    trimora::RenderOutcome outcome;
+    koUtil::Progress progress;
+    auto const byteSum = [&outcome] {
+        double sum = 0.0;
+        for (std::uint8_t const byte : outcome.picture.rgb)
+            sum += byte;
+        return figure("bytes_sum", sum);
+    };
+    auto const draw = [&] {
+        outcome = trimora::renderMeshes({{&mesh, nullptr, {}}}, options, progress);
+    };
+    run({"render", named.name, numTriangles, 0.0, [] {}, draw, byteSum});
+    options.shadow = true;
+    run({"render_shadow", named.name, numTriangles, 0.0, [] {}, draw, byteSum});
+}
+
 }  // namespace
 
 void toolkitCases() {
@@ -83,6 +123,7 @@ void toolkitCases() {
             {1});
         std::remove(path.c_str());
         editCases(*named);
+        pictureCases(*named);
     }
 }
 

@@ -21,7 +21,7 @@ using koLinear::Vector;
 constexpr double halfAngle = 15.0 * std::numbers::pi / 180.0;  // calm, as through a portrait lens
 
 std::map<std::string, View> const namedViews = {
-    {"front", {0.0, 0.0}}, {"back", {180.0, 0.0}}, {"right", {90.0, 0.0}},   {"left", {-90.0, 0.0}},
+    {"front", {0.0, 0.0}}, {"back", {180.0, 0.0}},  {"right", {90.0, 0.0}},  {"left", {-90.0, 0.0}},
     {"top", {0.0, 90.0}},  {"iso", {45.0, 35.264}}, {"bottom", {0.0, -90.0}}};
 
 std::optional<double> parseDegrees(char const* begin, char const* end) {
@@ -88,9 +88,9 @@ Camera fitCamera(koGeom::BoundingBox const& box, View const& view, UpAxis up, in
     camera.centreY = 0.5 * height;
     camera.up = turned({0.0, 1.0, 0.0}, up);
     camera.right = turned({azimuth.cosine, 0.0, -azimuth.sine}, up);
-    camera.forward = turned({-azimuth.sine * elevation.cosine, -elevation.sine,
-                             -azimuth.cosine * elevation.cosine},
-                            up);
+    camera.forward = turned(
+        {-azimuth.sine * elevation.cosine, -elevation.sine, -azimuth.cosine * elevation.cosine},
+        up);
     camera.down = cross(camera.forward, camera.right);
     double const shorter = std::min(width, height);
     camera.focal = 0.5 * shorter / std::tan(halfAngle);
@@ -104,9 +104,10 @@ Camera fitCamera(koGeom::BoundingBox const& box, View const& view, UpAxis up, in
     Reach along;
     double nearestCorner = 0.0;
     for (int corner = 0; corner < 8; ++corner) {
-        Vector const way = Point((corner & 1) != 0 ? high.x : low.x, (corner & 2) != 0 ? high.y : low.y,
-                                 (corner & 4) != 0 ? high.z : low.z) -
-                           middle;
+        Vector const way =
+            Point((corner & 1) != 0 ? high.x : low.x, (corner & 2) != 0 ? high.y : low.y,
+                  (corner & 4) != 0 ? high.z : low.z) -
+            middle;
         double const z = -dot(way, camera.forward);
         across.add(dot(way, camera.right), z, halfX);
         along.add(dot(way, camera.down), z, halfY);

@@ -14,7 +14,8 @@ enum class UpAxis { Y, Z };
 
 /// From where a mesh is looked at, in degrees.
 struct View {
-    double azimuth = 30.0;    ///< 0 is the front, 90 the mesh's right side as it is seen on the right from the front
+    double azimuth =
+        30.0;  ///< 0 is the front, 90 the mesh's right side as it is seen on the right from the front
     double elevation = 20.0;  ///< -90 to 90; 90 is from above
 };
 
@@ -26,7 +27,8 @@ TRIMORA_API std::optional<View> parseView(std::string const& text);
 /// Depths are distances from the eye along `forward`; a ray's parameter is its depth.
 struct Camera {
     koLinear::Point eye;
-    koLinear::Vector right;  ///< right, down and forward are of unit length and right-handed in this order
+    koLinear::Vector
+        right;  ///< right, down and forward are of unit length and right-handed in this order
     koLinear::Vector down;
     koLinear::Vector forward;
     koLinear::Vector up;   ///< of the world, not of the picture
@@ -57,6 +59,6 @@ struct Camera {
 /// angle     30 degrees across the shorter side
 /// cost      none to speak of: the distance and the shift that fit are found in closed form
 TRIMORA_API Camera fitCamera(koGeom::BoundingBox const& box, View const& view, UpAxis up, int width,
-                             int height, double margin = 0.06);
+                             int height, double margin = 0.035);
 
 }  // namespace trimora

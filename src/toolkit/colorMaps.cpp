@@ -10,7 +10,7 @@ namespace trimora {
 
 namespace {
 
-constexpr int tableSize = 256;
+constexpr int tableSize = 257;  // odd: the bend of a path with a middle is in the table
 constexpr LinearColor noNumber = {0.35f, 0.35f, 0.35f};
 
 double distanceOf(Oklab const& p, Oklab const& q) {
@@ -30,20 +30,23 @@ float clamped(double light) {
     return static_cast<float>(std::clamp(light, 0.0, 1.0));
 }
 
-// The hues of the usual map of this kind; what is lighter than the screen's blue can carry less color.
+// Violet, blue, green, yellow; as much chroma as a screen has for all of them, and more towards yellow.
 std::vector<Oklab> sequentialPath() {
     std::vector<Oklab> path;
     for (int i = 0; i <= 1000; ++i) {
         double const t = i / 1000.0;
-        double const chroma = 0.11 + 0.05 * t * t;
-        path.push_back(oklabOf(0.27 + 0.65 * t, chroma, 308.0 - 200.0 * t));
+        double const chroma = 0.098 + 0.09 * t * t * t * t;
+        path.push_back(oklabOf(0.27 + 0.64 * t, chroma, 308.0 - 202.0 * t));
     }
     return path;
 }
 
 std::vector<Oklab> divergingPath() {
-    return {oklabOf(0.42, 0.15, 259.0), oklabOf(0.66, 0.11, 252.0), {0.94, 0.0, 0.0},
-            oklabOf(0.66, 0.15, 35.0), oklabOf(0.42, 0.15, 28.0)};
+    return {oklabOf(0.42, 0.15, 259.0),
+            oklabOf(0.66, 0.11, 252.0),
+            {0.94, 0.0, 0.0},
+            oklabOf(0.66, 0.15, 35.0),
+            oklabOf(0.42, 0.15, 28.0)};
 }
 
 }  // namespace
@@ -115,7 +118,8 @@ LinearColor ColorMap::at(double place) const {
         return noNumber;
     double const x = std::clamp(place, 0.0, 1.0) * (tableSize - 1);
     auto const below = static_cast<std::size_t>(std::min(x, tableSize - 2.0));
-    return mix(table_[below], table_[below + 1], static_cast<float>(x - static_cast<double>(below)));
+    return mix(table_[below], table_[below + 1],
+               static_cast<float>(x - static_cast<double>(below)));
 }
 
 // Hues by the golden angle, so that neighbours are far apart, at two lightnesses in turn.

@@ -1,7 +1,7 @@
 #include "toolkit/detail/cornerNormals.h"
 
-#include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 
 #include <cmath>
@@ -24,11 +24,13 @@ std::size_t at(int i) {
 /// Normals as long as twice the triangle's area.
 class FaceAlg : public koUtil::ThreadedAlg {
 public:
-    FaceAlg(CompactMesh const& mesh, std::vector<Vector>& normals) : mesh_(mesh), normals_(normals) {}
+    FaceAlg(CompactMesh const& mesh, std::vector<Vector>& normals)
+        : mesh_(mesh), normals_(normals) {}
 
     void execute(int threadIndex, int numThreads) override {
         int const end = getBeginIndex(threadIndex + 1, numThreads, mesh_.getNumTriangles());
-        for (int t = getBeginIndex(threadIndex, numThreads, mesh_.getNumTriangles()); t < end; ++t) {
+        for (int t = getBeginIndex(threadIndex, numThreads, mesh_.getNumTriangles()); t < end;
+             ++t) {
             koGeom::MeshTriangle const& corners = mesh_.getTriangles()[t];
             koLinear::Point const a = mesh_.getVertices()[corners[0]].asPoint();
             Vector const normal = cross(mesh_.getVertices()[corners[1]].asPoint() - a,
@@ -46,8 +48,11 @@ class CornerAlg : public koUtil::ThreadedAlg {
 public:
     CornerAlg(CompactMesh const& mesh, koGeom::MeshAdjTris const& adjTris,
               std::vector<Vector> const& faces, double creaseAngle, std::vector<VectorFlt>& normals)
-        : mesh_(mesh), adjTris_(adjTris), faces_(faces),
-          leastCosine_(std::cos(creaseAngle * std::numbers::pi / 180.0)), normals_(normals) {}
+        : mesh_(mesh),
+          adjTris_(adjTris),
+          faces_(faces),
+          leastCosine_(std::cos(creaseAngle * std::numbers::pi / 180.0)),
+          normals_(normals) {}
 
     void execute(int threadIndex, int numThreads) override {
         int const end = getBeginIndex(threadIndex + 1, numThreads, mesh_.getNumTriangles());

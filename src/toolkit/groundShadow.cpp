@@ -79,8 +79,13 @@ class MapAlg : public koUtil::ThreadedChunkAlg {
 public:
     MapAlg(CompactMesh const& mesh, koGeom::Octree const& octree,
            koGeom::OctreeTris const& octreeTris, MapPlace const& place, std::vector<float>& map)
-        : mesh_(mesh), octree_(octree), octreeTris_(octreeTris), place_(place),
-          side_(place.lamp.orthogonalVector()), front_(cross(place.lamp, side_)), map_(map) {}
+        : mesh_(mesh),
+          octree_(octree),
+          octreeTris_(octreeTris),
+          place_(place),
+          side_(place.lamp.orthogonalVector()),
+          front_(cross(place.lamp, side_)),
+          map_(map) {}
 
     void initialize(int numThreads) override { tracers_.resize(at(numThreads)); }
 
@@ -124,8 +129,8 @@ private:
         double const ring = (packetIndex + unitFrom(seed)) / numPackets;
         double const start = unitFrom(seed + 1u);
         for (int lane = 0; lane < 4; ++lane)
-            directions[lane] = VectorFlt(
-                (this->*towards)(0.5 * std::numbers::pi * (lane + start), ring) * size);
+            directions[lane] =
+                VectorFlt((this->*towards)(0.5 * std::numbers::pi * (lane + start), ring) * size);
         koGeom::QuadRay packet(origin, directions[0], directions[1], directions[2], directions[3],
                                false);
         tracer.intersect(packet);
@@ -136,8 +141,8 @@ private:
     }
 
     Vector towardsLamp(double turn, double ring) const {
-        return place_.lamp + (side_ * std::cos(turn) + front_ * std::sin(turn)) *
-                                 (lampRadius * std::sqrt(ring));
+        return place_.lamp +
+               (side_ * std::cos(turn) + front_ * std::sin(turn)) * (lampRadius * std::sqrt(ring));
     }
     Vector towardsSky(double turn, double ring) const {
         return place_.up * std::sqrt(1.0 - ring) +
@@ -192,8 +197,8 @@ GroundShadow::GroundShadow(CompactMesh const& mesh, koGeom::BoundingBox const& b
     koGeom::SimpleMeshCache cache;
     ko::Reference<koGeom::Octree> const octree = cache.getOctree(copy, -1);
     ko::Reference<koGeom::OctreeTris> const octreeTris = cache.getOctreeTris(copy);
-    MapPlace const place = {((corner_ - middle) * scale).asPoint(), across_, along_, camera.up,
-                            lamp, cell_ * scale};
+    MapPlace const place = {
+        ((corner_ - middle) * scale).asPoint(), across_, along_, camera.up, lamp, cell_ * scale};
     MapAlg alg(copy, *octree, *octreeTris, place, map_);
     alg.setProgress(&progress);
     koUtil::ThreadPool::get().run(alg);
@@ -233,7 +238,8 @@ float GroundShadow::darkness(Vector const& ray) const {
     double const top = std::clamp(y - 0.5, 0.0, numCells - 1.001);
     auto const shareX = static_cast<float>(left - std::floor(left));
     auto const shareY = static_cast<float>(top - std::floor(top));
-    float const* const cell = map_.data() + static_cast<int>(top) * numCells + static_cast<int>(left);
+    float const* const cell =
+        map_.data() + static_cast<int>(top) * numCells + static_cast<int>(left);
     float const upper = cell[0] + shareX * (cell[1] - cell[0]);
     float const lower = cell[numCells] + shareX * (cell[numCells + 1] - cell[numCells]);
     return static_cast<float>(fade) * (upper + shareY * (lower - upper));

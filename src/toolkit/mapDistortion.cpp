@@ -55,6 +55,7 @@ private:
     std::vector<double> ratios_;
     double area_ = 0.0;
     double flippedArea_ = 0.0;
+    double collapsedArea_ = 0.0;
     double sum_ = 0.0;
 };
 
@@ -68,6 +69,7 @@ void DistortionMeter::add(TriangleMap const& map, bool isCollapsed) {
     double const ratio = map.ratio();
     if (isCollapsed || !std::isfinite(ratio)) {
         ++result_.collapsedTriangles;
+        collapsedArea_ += map.area;
         return;
     }
     if (map.uvArea < 0.0) {
@@ -80,6 +82,7 @@ void DistortionMeter::add(TriangleMap const& map, bool isCollapsed) {
 
 MapDistortion DistortionMeter::result() {
     result_.flippedAreaShare = area_ > 0.0 ? flippedArea_ / area_ : 0.0;
+    result_.collapsedAreaShare = area_ > 0.0 ? collapsedArea_ / area_ : 0.0;
     result_.measuredTriangles = static_cast<int>(ratios_.size());
     if (ratios_.empty())
         return result_;

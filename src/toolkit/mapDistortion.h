@@ -38,7 +38,8 @@ struct MapDistortion {
     double flippedAreaShare = 0.0;  ///< of the surface
     int collapsedTriangles =
         0;  ///< narrower in the plane than a float's step at the map's far end: what shape they have there is rounding. They have no ratio and no side
-    int degenerateTriangles = 0;  ///< without an area on the surface; not measured at all
+    double collapsedAreaShare = 0.0;  ///< of the surface
+    int degenerateTriangles = 0;      ///< without an area on the surface; not measured at all
     double areaShare =
         0.0;  ///< of the unit square that the triangles cover, overlaps counted twice
 };

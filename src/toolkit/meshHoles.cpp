@@ -20,7 +20,7 @@ using koGeom::MeshAdjTris;
 using koLinear::Point;
 
 constexpr double outerShare = 0.25;  // of the component's area
-constexpr double slitWidth = 1e-6;   // of the length
+constexpr double slitWidth = 1e-3;   // of the mean edge
 
 Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
@@ -188,7 +188,8 @@ bool hasEqualPlaces(CompactMesh const& mesh, MeshHole const& hole) {
 }
 
 void judgeSlit(CompactMesh const& mesh, MeshHole& hole) {
-    double const width = std::max(slitWidth * hole.perimeter, floatStepAt(hole));
+    double const width =
+        std::max(slitWidth * hole.perimeter / std::max(hole.numEdges(), 1), floatStepAt(hole));
     hole.hasArea = hole.patchArea > width * hole.perimeter;
     hole.isSeam = !hole.hasArea && hasEqualPlaces(mesh, hole);
 }

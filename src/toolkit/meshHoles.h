@@ -22,7 +22,7 @@ struct MeshHole {
     double patchArea = 0.0;   ///< of a flat patch, roughly
     bool looksOuter = false;  ///< that is more than a quarter of what its component has
     bool hasArea =
-        true;  ///< false for a slit: a patch would be narrower than a float's step at the border, or than a millionth of its length
+        true;  ///< false for a slit: a patch would be narrower than a float's step at the border, or than a thousandth of its mean edge
     bool isSeam =
         false;  ///< a slit on which vertices lie in equal places, as where a surface was not welded
     /// Predicted, by koGeom::HoleQuality: exact for the flat one but for fins, mostly within a factor of 2 for the others where the

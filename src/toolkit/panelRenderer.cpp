@@ -19,7 +19,8 @@ namespace {
 
 constexpr double creaseAngle = 50.0;
 constexpr double outlineStep = 0.012;  // of the diagonal: so far behind, another surface begins
-constexpr double markBias = 0.002;     // of the diagonal: so far in front of their edges, marks are still seen
+constexpr double markBias =
+    0.002;  // of the diagonal: so far in front of their edges, marks are still seen
 constexpr float darkestFloor = 0.62f;  // what a full shadow takes
 constexpr int rowsPerPoll = 16;
 
@@ -56,9 +57,12 @@ std::optional<Mark> markOf(Vector from, Vector to, Camera const& camera) {
         return std::nullopt;
     if (to.z < camera.nearest)
         to = from + (to - from) * ((camera.nearest - from.z) / (to.z - from.z));
-    return Mark{camera.centreX + from.x / from.z, camera.centreY + from.y / from.z,
-                camera.centreX + to.x / to.z,     camera.centreY + to.y / to.z,
-                1.0 / from.z,                     1.0 / to.z};
+    return Mark{camera.centreX + from.x / from.z,
+                camera.centreY + from.y / from.z,
+                camera.centreX + to.x / to.z,
+                camera.centreY + to.y / to.z,
+                1.0 / from.z,
+                1.0 / to.z};
 }
 
 }  // namespace
@@ -86,7 +90,8 @@ private:
         double const placeX = x + offsetX_;
         double const placeY = y + offsetY_;
         if (point.triangle < 0)
-            return renderer_.background(placeY) * (1.0f - darkestFloor * floorDarkness(placeX, placeY));
+            return renderer_.background(placeY) *
+                   (1.0f - darkestFloor * floorDarkness(placeX, placeY));
         LinearColor color = renderer_.shade(point, placeX, placeY);
         if (renderer_.options_.edges)
             color = mix(color, {0.02f, 0.025f, 0.035f},
@@ -109,9 +114,13 @@ private:
 class MarkAlg : public koUtil::ThreadedAlg {
 public:
     MarkAlg(PanelRenderer& renderer, double offsetX, double offsetY, LightBuffer& sum)
-        : renderer_(renderer), camera_(renderer.camera_), offsetX_(offsetX), offsetY_(offsetY),
+        : renderer_(renderer),
+          camera_(renderer.camera_),
+          offsetX_(offsetX),
+          offsetY_(offsetY),
           radius_(0.5 * lineWidth(camera_) + 0.5),
-          bias_(markBias * renderer.diagonal_), sum_(sum) {}
+          bias_(markBias * renderer.diagonal_),
+          sum_(sum) {}
 
     void execute(int threadIndex, int numThreads) override {
         int const begin = getBeginIndex(threadIndex, numThreads, camera_.height);
@@ -120,7 +129,8 @@ public:
             for (SurfacePaint::MarkedEdge const& edge : renderer_.panel_.paint->edges)
                 if (auto const mark = markOf(renderer_.rasterizer_.projected(edge.from),
                                              renderer_.rasterizer_.projected(edge.to), camera_))
-                    draw(*mark, renderer_.panel_.paint->swatches[at(edge.swatch)].color, begin, end);
+                    draw(*mark, renderer_.panel_.paint->swatches[at(edge.swatch)].color, begin,
+                         end);
         for (std::size_t i = at(begin) * at(camera_.width); i < at(end) * at(camera_.width); ++i)
             sum_.light[i] = sum_.light[i] + renderer_.colors_[i];
     }
@@ -144,12 +154,13 @@ private:
         double near = 0.0;
         double far = 1.0;
         if (std::abs(acrossY) > 1e-9) {
-            auto const [low, high] = std::minmax((y - radius_ - mark.fromY) / acrossY,
-                                                 (y + radius_ - mark.fromY) / acrossY);
+            auto const [low, high] = std::minmax(
+                {(y - radius_ - mark.fromY) / acrossY, (y + radius_ - mark.fromY) / acrossY});
             near = std::clamp(low, 0.0, 1.0);
             far = std::clamp(high, 0.0, 1.0);
         }
-        auto const [left, right] = std::minmax(mark.fromX + near * acrossX, mark.fromX + far * acrossX);
+        auto const [left, right] =
+            std::minmax({mark.fromX + near * acrossX, mark.fromX + far * acrossX});
         int const first = static_cast<int>(
             std::clamp(std::ceil(left - radius_ - offsetX_), 0.0, double(camera_.width)));
         int const last = static_cast<int>(
@@ -158,11 +169,12 @@ private:
             double const x = column + offsetX_;
             double const along =
                 squared > 0.0
-                    ? std::clamp(((x - mark.fromX) * acrossX + (y - mark.fromY) * acrossY) / squared,
+                    ? std::clamp(((x - mark.fromX) * acrossX + (y - mark.fromY) * acrossY) /
+                                     squared,
                                  0.0, 1.0)
                     : 0.0;
-            double const away = std::hypot(x - mark.fromX - along * acrossX,
-                                           y - mark.fromY - along * acrossY);
+            double const away =
+                std::hypot(x - mark.fromX - along * acrossX, y - mark.fromY - along * acrossY);
             double const depth =
                 1.0 / (mark.fromInverse + along * (mark.toInverse - mark.fromInverse));
             if (away <= radius_ && depth - bias_ <= renderer_.visible_.at(column, row).depth)
@@ -182,7 +194,10 @@ private:
 PanelRenderer::PanelRenderer(RenderPanel const& panel, RenderOptions const& options,
                              Camera const& camera, double floor, double diagonal,
                              koUtil::Progress& progress)
-    : panel_(panel), options_(options), camera_(camera), diagonal_(diagonal),
+    : panel_(panel),
+      options_(options),
+      camera_(camera),
+      diagonal_(diagonal),
       rasterizer_(*panel.mesh, camera) {
     lamp_ = camera.right * -0.42 + camera.up * 0.8 - camera.forward * 0.45;
     if (dot(lamp_, camera.up) < 0.5 && options.shadow)
@@ -226,9 +241,9 @@ LinearColor PanelRenderer::paintOf(VisiblePoint const& point, bool& isPainted) c
         return {};
     isPainted = true;
     koGeom::MeshTriangle const& corners = panel_.mesh->getTriangles()[point.triangle];
-    double const value =
-        (1.0 - point.weight1 - point.weight2) * paint->values[at(corners[0])] +
-        point.weight1 * paint->values[at(corners[1])] + point.weight2 * paint->values[at(corners[2])];
+    double const value = (1.0 - point.weight1 - point.weight2) * paint->values[at(corners[0])] +
+                         point.weight1 * paint->values[at(corners[1])] +
+                         point.weight2 * paint->values[at(corners[2])];
     ColorMap const& map = paint->isSigned ? ColorMap::diverging() : ColorMap::sequential();
     return map.at((value - paint->low) / (paint->high - paint->low));
 }
@@ -286,9 +301,10 @@ LinearColor PanelRenderer::shade(VisiblePoint const& point, double x, double y) 
 float PanelRenderer::edgeDarkness(int triangle, double x, double y) const {
     Rasterizer::EdgeDistances const distances = rasterizer_.edgeDistances(triangle, x, y);
     double const width = lineWidth(camera_);
-    auto const [least, unused] = std::minmax_element(distances.toEdge.begin(), distances.toEdge.end());
+    auto const [least, unused] =
+        std::minmax_element(distances.toEdge.begin(), distances.toEdge.end());
     double const height = *std::min_element(distances.heights.begin(), distances.heights.end());
-    return *least <= 0.4 * width ? smooth(1.5 * width, 7.0 * width, height) : 0.0f;
+    return *least <= 0.4 * width ? smooth(1.0 * width, 3.5 * width, height) : 0.0f;
 }
 
 bool PanelRenderer::isOutline(int x, int y) const {
@@ -298,7 +314,8 @@ bool PanelRenderer::isOutline(int x, int y) const {
     for (auto const& way : ways) {
         int const column = x + way[0];
         int const row = y + way[1];
-        bool const isInside = column >= 0 && column < camera_.width && row >= 0 && row < camera_.height;
+        bool const isInside =
+            column >= 0 && column < camera_.width && row >= 0 && row < camera_.height;
         if (isInside && visible_.at(column, row).depth > depth)
             return true;
     }

@@ -169,8 +169,10 @@ struct Layout {
     double top;
 
     Layout(int panelLeft, int panelWidth, Picture const& picture)
-        : letter(std::clamp(std::min(panelWidth * 0.75, double(picture.height)) / 60.0, 8.0, 60.0)),
-          line(2.1 * letter), left(panelLeft + 2.0 * letter), top(2.0 * letter) {}
+        : letter(std::clamp(std::min(panelWidth * 0.75, double(picture.height)) / 70.0, 8.0, 60.0)),
+          line(2.1 * letter),
+          left(panelLeft + 2.0 * letter),
+          top(2.0 * letter) {}
 
     bool fits(int panelWidth, Picture const& picture) const {
         return panelWidth > 18.0 * letter && picture.height > 14.0 * letter;
@@ -196,11 +198,12 @@ void drawBar(SurfacePaint const& paint, Layout const& layout, Picture& picture) 
     int const first = static_cast<int>(std::lround(layout.left + inset));
     int const columns = static_cast<int>(width);
     for (int i = 0; i < columns; ++i)
-        fillBox(first + i, top, 1.0, 1.3 * layout.letter, map.at(i / (columns - 1.0)), 1.0f, picture);
+        fillBox(first + i, top, 1.0, 1.3 * layout.letter, map.at(i / (columns - 1.0)), 1.0f,
+                picture);
     for (std::size_t i = 0; i < 3; ++i) {
         double const x = first + 0.5 * static_cast<double>(i) * (columns - 1);
-        fillBox(x, top + 1.3 * layout.letter, std::max(1.0, layout.letter / 8.0), 0.5 * layout.letter,
-                ink, 1.0f, picture);
+        fillBox(x, top + 1.3 * layout.letter, std::max(1.0, layout.letter / 8.0),
+                0.5 * layout.letter, ink, 1.0f, picture);
         drawText(words[i], x - 0.5 * textWidth(words[i], layout.letter), top + 2.2 * layout.letter,
                  layout.letter, ink, picture);
     }
@@ -241,8 +244,8 @@ double textWidth(std::string const& text, double height) {
     return std::max(0.0, width - gap) * height / gridHeight;
 }
 
-double drawText(std::string const& text, double x, double y, double height, LinearColor const& color,
-                Picture& picture) {
+double drawText(std::string const& text, double x, double y, double height,
+                LinearColor const& color, Picture& picture) {
     double const unit = height / gridHeight;
     double place = x;
     for (char const letter : text) {

@@ -25,7 +25,8 @@ FileOutcome checkPicturePath(std::string const& path) {
     return path == "-" || endsInPng(path)
                ? FileOutcome::done()
                : FileOutcome::failed(FileOutcome::Failure::Unsupported,
-                                     path + ": pictures are written as .png; name a file like that");
+                                     path +
+                                         ": pictures are written as .png; name a file like that");
 }
 
 FileOutcome writePng(std::string const& path, Picture const& picture) {

@@ -17,7 +17,8 @@ using koLinear::Vector;
 
 namespace {
 
-constexpr int mostBands = 64;  // of rows; bounds what a tall triangle costs, and suffices for the pool's chunks
+constexpr int mostBands =
+    64;  // of rows; bounds what a tall triangle costs, and suffices for the pool's chunks
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
 std::size_t at(int i) {
@@ -73,8 +74,10 @@ struct Span {
 
     Span(double begin, double end, double offset, int low, int high) {
         constexpr double hair = 1e-6;  // far above what dividing rounds by, far below a pixel
-        first = static_cast<int>(std::clamp(std::ceil(begin - offset - hair), double(low), high + 1.0));
-        last = static_cast<int>(std::clamp(std::floor(end - offset + hair), low - 1.0, double(high)));
+        first =
+            static_cast<int>(std::clamp(std::ceil(begin - offset - hair), double(low), high + 1.0));
+        last =
+            static_cast<int>(std::clamp(std::floor(end - offset + hair), low - 1.0, double(high)));
     }
     bool isEmpty() const { return first > last; }
 };
@@ -102,7 +105,8 @@ void narrow(EdgeFunction const& edge, double row, double shift, double& begin, d
 class TriangleDrawer {
 public:
     TriangleDrawer(Vector const (&corners)[3], int triangle, double volume)
-        : triangle_(triangle), volume_(std::abs(volume)),
+        : triangle_(triangle),
+          volume_(std::abs(volume)),
           edges_{{corners[1], corners[2], volume < 0.0 ? -1.0 : 1.0},
                  {corners[2], corners[0], volume < 0.0 ? -1.0 : 1.0},
                  {corners[0], corners[1], volume < 0.0 ? -1.0 : 1.0}} {
@@ -172,7 +176,8 @@ private:
 
 class ProjectAlg : public koUtil::ThreadedAlg {
 public:
-    ProjectAlg(koGeom::CompactMesh const& mesh, Camera const& camera, std::vector<Vector>& projected)
+    ProjectAlg(koGeom::CompactMesh const& mesh, Camera const& camera,
+               std::vector<Vector>& projected)
         : vertices_(mesh.getVertices()), camera_(camera), projected_(projected) {}
 
     void execute(int threadIndex, int numThreads) override {
@@ -197,7 +202,8 @@ struct BandRange {
 /// Finds the bands of each triangle, and how many triangles of each thread's slice fall into each band.
 class CountAlg : public koUtil::ThreadedAlg {
 public:
-    CountAlg(Corners const& corners, Camera const& camera, int numBands, std::vector<BandRange>& ranges)
+    CountAlg(Corners const& corners, Camera const& camera, int numBands,
+             std::vector<BandRange>& ranges)
         : corners_(corners), camera_(camera), numBands_(numBands), ranges_(ranges) {}
 
     void initialize(int numThreads) override {
@@ -224,8 +230,8 @@ private:
         Vector corners[3];
         corners_.fetch(triangle, corners);
         Extent const extent = extentOf(corners, camera_.nearest);
-        Span const across(camera_.centreX + extent.left - 1.0, camera_.centreX + extent.right, 0.0, 0,
-                          camera_.width - 1);
+        Span const across(camera_.centreX + extent.left - 1.0, camera_.centreX + extent.right, 0.0,
+                          0, camera_.width - 1);
         Span const rows(camera_.centreY + extent.top - 1.0, camera_.centreY + extent.bottom, 0.0, 0,
                         camera_.height - 1);
         if (!(extent.left <= extent.right) || across.isEmpty() || rows.isEmpty())
@@ -268,13 +274,17 @@ private:
 class BandAlg : public koUtil::ThreadedChunkAlg {
 public:
     BandAlg(Rasterizer const& rasterizer, double offsetX, double offsetY, VisibilityBuffer& buffer)
-        : rasterizer_(rasterizer), camera_(rasterizer.camera_),
-          corners_(rasterizer.mesh_, rasterizer.projected_), offsetX_(offsetX), offsetY_(offsetY),
+        : rasterizer_(rasterizer),
+          camera_(rasterizer.camera_),
+          corners_(rasterizer.mesh_, rasterizer.projected_),
+          offsetX_(offsetX),
+          offsetY_(offsetY),
           buffer_(buffer) {}
 
     void executeChunk(int chunkIndex, int /*threadIndex*/) override {
         int const end = getBeginIndex(chunkIndex + 1, numChunks, rasterizer_.numBands_);
-        for (int band = getBeginIndex(chunkIndex, numChunks, rasterizer_.numBands_); band < end; ++band)
+        for (int band = getBeginIndex(chunkIndex, numChunks, rasterizer_.numBands_); band < end;
+             ++band)
             drawBand(band);
     }
 
@@ -294,8 +304,8 @@ private:
         Extent const extent = extentOf(corners, camera_.nearest);
         Span const rows(camera_.centreY + extent.top, camera_.centreY + extent.bottom, offsetY_,
                         firstRow, lastRow);
-        Span const across(camera_.centreX + extent.left, camera_.centreX + extent.right, offsetX_, 0,
-                          camera_.width - 1);
+        Span const across(camera_.centreX + extent.left, camera_.centreX + extent.right, offsetX_,
+                          0, camera_.width - 1);
         if (rows.isEmpty() || across.isEmpty())
             return;
         double const volume = dot(corners[0], cross(corners[1], corners[2]));

@@ -26,9 +26,10 @@ struct RenderOptions {
     int samples = 8;  ///< a pixel, 1 to 256: smooth edges and shadows
     View view;
     UpAxis up = UpAxis::Y;
-    bool flat = false;      ///< each triangle in one shade; else smooth but for creases of more than 50 degrees
-    bool shadow = false;    ///< on a floor under the mesh, where it is seen from above
-    bool edges = false;     ///< the triangles' outlines, where they are large enough to be told apart
+    bool flat =
+        false;  ///< each triangle in one shade; else smooth but for creases of more than 50 degrees
+    bool shadow = false;  ///< on a floor under the mesh, where it is seen from above
+    bool edges = false;   ///< the triangles' outlines, where they are large enough to be told apart
     bool outlines = false;  ///< lines where a surface ends in front of another one or of nothing
     bool key = true;        ///< what the colors mean
 };

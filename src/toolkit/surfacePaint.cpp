@@ -38,7 +38,8 @@ double sizeOfMost(std::vector<float> const& values, double part) {
             sizes.push_back(std::abs(value));
     if (sizes.empty())
         return 1.0;
-    auto const place = sizes.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(sizes.size() - 1));
+    auto const place =
+        sizes.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(sizes.size() - 1));
     std::nth_element(sizes.begin(), place, sizes.end());
     float const most = *place > 0.0f ? *place : *std::max_element(sizes.begin(), sizes.end());
     return most > 0.0f ? most : 1.0;
@@ -95,12 +96,12 @@ void paintFindings(CompactMesh const& mesh, MeshAdjTris const& adjTris, CheckRes
     for (CheckResult::Offences const& offences : found.offences)
         for (Offence const& offence : offences.first)
             if (offences.defect == "foldedEdges")
-                paintTrianglesOnEdge(mesh, adjTris, offence.elements[0], offence.elements[1], Folded,
-                                     paint.kinds);
+                paintTrianglesOnEdge(mesh, adjTris, offence.elements[0], offence.elements[1],
+                                     Folded, paint.kinds);
     paint.swatches[Intersecting].label =
-        found.intersectingTriangles
-            ? counted(*found.intersectingTriangles, "intersecting triangle", "intersecting triangles")
-            : "intersections not tested";
+        found.intersectingTriangles ? counted(*found.intersectingTriangles, "intersecting triangle",
+                                              "intersecting triangles")
+                                    : "intersections not tested";
     paint.swatches[Folded].label = counted(found.foldedEdges, "folded edge", "folded edges");
 }
 
@@ -114,7 +115,8 @@ SurfacePaint paintCurvature(CompactMesh const& original) {
         koGeom::meshComputeNormals(mesh);
     if (!values.empty())
         koGeom::meshCurvature(mesh, *cache.getAdjTris(mesh), *cache.getAdjVertices(mesh),
-                              koGeom::AffineMatrixFlt::Identity, koGeom::MeanCurvature, values.data());
+                              koGeom::AffineMatrixFlt::Identity, koGeom::MeanCurvature,
+                              values.data());
     return paintSigned("mean curvature", std::move(values), 0.95);
 }
 
@@ -136,10 +138,10 @@ SurfacePaint paintComponents(CompactMesh const& mesh) {
         paint.kinds[at(t)] = static_cast<std::uint8_t>(component % numDistinctColors);
     }
     for (int i = 0; i < std::min(numComponents, numDistinctColors); ++i)
-        paint.swatches.push_back(
-            {distinctColor(i), i < mostNamedComponents
-                                   ? std::to_string(i + 1) + ": " + countInWords(sizes[at(i)], "triangle")
-                                   : std::string()});
+        paint.swatches.push_back({distinctColor(i), i < mostNamedComponents
+                                                        ? std::to_string(i + 1) + ": " +
+                                                              countInWords(sizes[at(i)], "triangle")
+                                                        : std::string()});
     return paint;
 }
 
@@ -153,7 +155,8 @@ SurfacePaint paintSelection(CompactMesh const& mesh, koGeom::BitVector const& se
             paint.kinds[at(t)] = 0;
             ++count;
         }
-    paint.swatches.push_back({fromOklab(oklabOf(0.74, 0.15, 62.0)), countInWords(count, "triangle")});
+    paint.swatches.push_back(
+        {fromOklab(oklabOf(0.74, 0.15, 62.0)), countInWords(count, "triangle")});
     return paint;
 }
 

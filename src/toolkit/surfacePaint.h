@@ -29,11 +29,11 @@ struct SurfacePaint {
     };
     static constexpr std::uint8_t unpainted = 255;
 
-    std::string title;           ///< of the key; empty: none
-    std::vector<float> values;   ///< one a vertex, or empty; NaN where there is none
-    double low = 0.0;            ///< the values at the ends of the map; those beyond take the ends' colors
+    std::string title;          ///< of the key; empty: none
+    std::vector<float> values;  ///< one a vertex, or empty; NaN where there is none
+    double low = 0.0;  ///< the values at the ends of the map; those beyond take the ends' colors
     double high = 1.0;
-    bool isSigned = false;       ///< the diverging map, 0 in its middle; else the sequential one
+    bool isSigned = false;  ///< the diverging map, 0 in its middle; else the sequential one
     std::vector<Swatch> swatches;
     std::vector<std::uint8_t> kinds;  ///< of each triangle its swatch, or `unpainted`; or empty
     std::vector<MarkedEdge> edges;

@@ -39,14 +39,16 @@ struct Meshes : TemporaryFolder {
 
 TEST_CASE("aPictureIsWrittenAndTold") {
     Meshes const meshes;
-    Run const plain = run("render " + meshes.sphere + " " + meshes.out + " --size 64x48 --samples 1");
+    Run const plain =
+        run("render " + meshes.sphere + " " + meshes.out + " --size 64x48 --samples 1");
     CHECK(plain.code == 0);
     CHECK(plain.out.find("128 triangles drawn, 64 x 48 pixels") != std::string::npos);
     CHECK(isPngOf(contentOf(meshes.out), 64, 48));
 
-    Run const json = run("render --json --size 80x40 --defects --shadow --edges --outlines --shading flat "
-                         "--view iso --up z --beside " +
-                         meshes.sphere + " " + meshes.fin + " " + meshes.out);
+    Run const json =
+        run("render --json --size 80x40 --defects --shadow --edges --outlines --shading flat "
+            "--view iso --up z --beside " +
+            meshes.sphere + " " + meshes.fin + " " + meshes.out);
     REQUIRE(json.code == 0);
     CHECK(json.json()["key"][0]["colors"][3] == "1 non-manifold edge");
     CHECK(json.json()["key"][1]["title"] == "no defects");
@@ -60,28 +62,44 @@ TEST_CASE("aPictureIsWrittenAndTold") {
 TEST_CASE("surfacesAreColored") {
     Meshes const meshes;
     commandTest::writeFile(meshes / "some.txt", "0-9");
-    for (std::string const& by : {std::string("curvature"), std::string("component"),
-                                  "deviation:" + meshes.fin, "selection:" + (meshes / "some.txt")}) {
+    for (std::string const& by :
+         {std::string("curvature"), std::string("component"), "deviation:" + meshes.fin,
+          "selection:" + (meshes / "some.txt")}) {
         Run const told = run("render --json --size 32x32 --samples 1 --color-by " + by + " " +
                              meshes.sphere + " " + meshes.out);
         CAPTURE(by);
         REQUIRE(told.code == 0);
         CHECK(told.json()["key"][0]["title"] != "");
     }
-    Run const selected = run("render --json --size 32x32 --color-by selection:" +
-                             (meshes / "some.txt") + " " + meshes.sphere + " " + meshes.out);
+    Run const selected =
+        run("render --json --size 32x32 --color-by selection:" + (meshes / "some.txt") + " " +
+            meshes.sphere + " " + meshes.out);
     CHECK(selected.json()["key"][0]["colors"][0] == "10 triangles");
 }
 
 TEST_CASE("whatCannotBeDrawnIsToldInALine") {
     Meshes const meshes;
     std::string const both = " " + meshes.sphere + " " + meshes.out;
-    for (char const* const options :
-         {"--size 0x5", "--size 5", "--size 99999x5", "--size 16384x16384", "--size -5x5",
-          "--samples 0", "--samples 257", "--view up", "--view 1,95", "--view nan,0", "--up x",
-          "--shading rough", "--color-by depth", "--color-by deviation", "--color-by curvature:x",
-          "--defects --color-by curvature", "--angle 20", "--no-intersections", "--angle nan --defects",
-          "--color-by selection:x --beside y"}) {
+    for (char const* const options : {"--size 0x5",
+                                      "--size 5",
+                                      "--size 99999x5",
+                                      "--size 16384x16384",
+                                      "--size -5x5",
+                                      "--samples 0",
+                                      "--samples 257",
+                                      "--view up",
+                                      "--view 1,95",
+                                      "--view nan,0",
+                                      "--up x",
+                                      "--shading rough",
+                                      "--color-by depth",
+                                      "--color-by deviation",
+                                      "--color-by curvature:x",
+                                      "--defects --color-by curvature",
+                                      "--angle 20",
+                                      "--no-intersections",
+                                      "--angle nan --defects",
+                                      "--color-by selection:x --beside y"}) {
         CAPTURE(options);
         CHECK(run("render " + std::string(options) + both).failedWith(2));
     }

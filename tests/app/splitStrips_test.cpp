@@ -93,6 +93,7 @@ TEST_CASE("splitWritesAllOrNothing") {
     refuses(start + " --components --max-parts 0", 2, "--max-parts");
     refuses(start + " --components --max-parts 100", 5, "(--max-parts)");
     refuses(start + " --vertices 4 --max-parts 100", 5, "128 parts");
+    refuses(start + " --components --max-memory 200K", 5, "--max-parts allows needs about");
     refuses("split " + ball + " - --components", 2, "name PREFIX");
     refuses("split " + ball + " '' --components", 4, "no name");
     refuses("split " + ball + " " + (folder / "none/part") + " --components", 4, "no folder");

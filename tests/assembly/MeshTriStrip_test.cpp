@@ -150,6 +150,22 @@ TEST_CASE("everyTriangleIsDrawnOnceWithItsWinding") {
     }
 }
 
+// A fan of as many triangles ends only when its hub is not read for every edge.
+TEST_CASE("fansMayBeHuge") {
+    int const numTriangles = 200000;
+    CompactMesh fan;
+    fan.resizeVertexArray(numTriangles + 1);
+    fan.resizeTriangleArray(numTriangles);
+    for (int t = 0; t < numTriangles; ++t) {
+        int* const corners = fan.getTriangles()[t].vertices;
+        corners[0] = 0;
+        corners[1] = t + 1;
+        corners[2] = t + 1 < numTriangles ? t + 2 : 1;
+    }
+    computeStrips(fan, 100, false);
+    CHECK((drawn(fan.triStrips) == ofMesh(fan)));
+}
+
 TEST_CASE("copiesShareTheWork") {
     CompactMesh mesh = support::sphere(2);
     MeshAdjTris adjTris;

@@ -2,6 +2,7 @@
 #include "support/checks.h"
 #include "support/corpus.h"
 #include "support/oracles.h"
+#include "support/topoBuilders.h"
 #include "tube.h"
 
 #include "trimora/assembly/meshReadObj.h"
@@ -11,6 +12,7 @@
 #include "trimora/contract/koGeom/Octree.h"
 #include "trimora/measure/MeshOffset.h"
 #include "trimora/measure/detail/OffsetShell.h"
+#include "trimora/measure/detail/SwapRepetition.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 #include "trimora/topology/MeshEdgeSwapper.h"
 #include "trimora/topology/MeshModifyRep.h"
@@ -539,4 +541,45 @@ TEST_CASE("anEmptyMeshAndOneWithoutTrianglesAreNoTrouble") {
     CompactMesh const cloud = support::meshOf({0, 0, 0, 5, 0, 0}, {});
     CHECK(support::coordinatesOf(*Offset(cloud, 1.0).both) ==
           std::vector<float>{0, 0, 0, 5, 0, 0, 0, 0, -1, 5, 0, -1});
+}
+
+// Swaps of one edge bring its ends back; of edges that are swapped once each no state comes twice.
+TEST_CASE("swapsThatGoRoundInACircleAreNoticed") {
+    TopoMesh square, ball;
+    support::fill(square, support::grid(1, 1));
+    support::fill(ball, support::sphere(3));
+    meshTwin(square);
+    meshTwin(ball);
+
+    std::vector<TopoMeshEdge> diagonal;
+    for (TopoMeshFace const face : support::listOf(square.firstFace()))
+        for (TopoMeshEdge const edge : support::ringOf(face))
+            if (diagonal.empty() && edge.twin())
+                diagonal.push_back(edge);
+    REQUIRE(diagonal.size() == 1);
+    detail::SwapRepetition circle(diagonal);
+    int numSwaps = 0;
+    bool isReached = false;
+    while (!isReached && numSwaps < 1000) {
+        REQUIRE(square.swapEdge(diagonal.front()));
+        isReached = circle.isReached();
+        ++numSwaps;
+    }
+    CHECK(isReached);
+    CHECK(numSwaps > 64);
+    CHECK(numSwaps <= 128);
+
+    std::vector<TopoMeshEdge> edges;
+    for (TopoMeshFace const face : support::listOf(ball.firstFace()))
+        edges.push_back(face.edge());
+    detail::SwapRepetition straight(edges);
+    std::set<void const*> done;
+    numSwaps = 0;
+    for (TopoMeshEdge const edge : edges)
+        if (done.count(edge.twin().record()) == 0 && ball.swapEdge(edge)) {
+            done.insert(edge.record());
+            ++numSwaps;
+            REQUIRE_FALSE(straight.isReached());
+        }
+    CHECK(numSwaps > 130);
 }

@@ -1,5 +1,6 @@
 #include "planePolygons.h"
 
+#include "trimora/planar/convexHull2d.h"
 #include "trimora/planar/polygonRelations.h"
 
 #include <doctest/doctest.h>
@@ -34,6 +35,19 @@ Points turned(Points polygon, int by) {
     std::rotate(polygon.begin(), polygon.begin() + by % static_cast<int>(polygon.size()),
                 polygon.end());
     return closed(polygon);
+}
+
+/// Convex, with corners on a lattice of a few places: two of them share corners and pieces of edges more often than not.
+Points latticeConvex(support::Random& random, int side) {
+    for (;;) {
+        Points points;
+        for (int i = 3 + random.index(5); i > 0; --i)
+            points.emplace_back(random.index(side), random.index(side));
+        Points hull;
+        convexHull2d(points, hull);
+        if (hull.size() > 2)
+            return turned(closed(hull), random.index(8));
+    }
 }
 
 }  // namespace
@@ -165,6 +179,40 @@ TEST_CASE("sharedCornersAndEdgesAreMet") {
     Answer const cross = meet(rectangle(-3, -1, 3, 1), rectangle(-1, -3, 1, 3));
     CHECK(cross.status == polygonsOverlapping);
     CHECK(cross.area() == doctest::Approx(4.0));
+}
+
+// As they lie on the lattice, where all of it is exact, and turned, far off and of other sizes, where rounding puts corners beside
+// the edges that they lie on and tells a crossing in two ways.
+TEST_CASE("polygonsThatShareCornersAndEdgesShareWhatHalfPlanesLeave") {
+    support::Random random(4);
+    int counts[6] = {};
+    for (int round = 0; round < 12000; ++round) {
+        int const side = 4 + round % 5;
+        Points first = latticeConvex(random, side);
+        Points second = latticeConvex(random, side);
+        double const scale = round % 4 == 0 ? 1.0 : std::pow(10.0, round % 7 - 2);
+        if (round % 4 != 0) {
+            double const angle = 0.1 * round;
+            for (Points* const polygon : {&first, &second})
+                for (Point2& p : *polygon)
+                    p.set(scale * (17.0 + p.x * std::cos(angle) - p.y * std::sin(angle)),
+                          scale * (p.x * std::sin(angle) + p.y * std::cos(angle)));
+        }
+        double const expected = areaOf(clipped(first, second));
+        if (round % 3 == 0)
+            first = reversed(first);
+        if (round % 5 < 2)
+            second = reversed(second);
+        Answer const answer = meet(first, second);
+        ++counts[answer.status];
+        INFO(round);
+        CHECK(std::abs(answer.area() - expected) < 1e-7 * scale * std::max(scale, 1.0));
+        CHECK((answer.result.getNumVertices() == 0 || answer.result.getClosed()));
+    }
+    CHECK(counts[polygonsInvalid] == 0);
+    CHECK(counts[polygonsOverlapping] > 5000);
+    for (int const status : {polygonsDisjoint, polygonsSecondInFirst, polygonsFirstInSecond})
+        CHECK(counts[status] > 100);
 }
 
 TEST_CASE("walksEndOnHostilePolygons") {

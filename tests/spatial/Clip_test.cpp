@@ -471,14 +471,19 @@ TEST_CASE("brokenNumbersAndNumbersOutOfRangeDoNoHarm") {
         Clip::TriangleAlgorithm().evaluateMesh(mesh, m);
         Clip::LineAlgorithm().evaluateMesh(mesh, m);
     }
-    // Texture coordinates of a mesh that is gone are not read.
-    Pieces pieces;
-    {
-        CompactMesh mesh = support::grid(1, 1);
-        mesh.allocUVArray();
-        CHECK(pieces.algorithm.evaluateMesh(mesh, ProjMatrixFlt()));
-    }
+    // Points and texture coordinates of a mesh that is gone are not asked for.
     CompactMesh const away = support::meshOf({5, 0, 0, 6, 0, 0, 7, 1, 0}, {0, 1, 2});
-    CHECK_FALSE(pieces.algorithm.evaluateMesh(away, ProjMatrixFlt()));
-    CHECK_FALSE(pieces.algorithm.evaluateTriangle(0, 1, 2));
+    CompactMesh const tooFew = support::meshOf({0, 0, 0, 0, 0, 0}, {});
+    for (CompactMesh const* other : {&away, &tooFew}) {
+        Pieces pieces;
+        {
+            CompactMesh mesh = support::grid(1, 1);
+            mesh.allocUVArray();
+            CHECK(pieces.algorithm.evaluateMesh(mesh, ProjMatrixFlt()));
+            CHECK(pieces.algorithm.evaluateTriangle(0, 1, 3));
+        }
+        CHECK_FALSE(pieces.algorithm.evaluateMesh(*other, ProjMatrixFlt()));
+        CHECK_FALSE(pieces.algorithm.evaluateTriangle(0, 1, 3));
+        CHECK_FALSE(pieces.algorithm.evaluateTriangle(0, 1, 2));
+    }
 }

@@ -112,6 +112,7 @@ TEST_CASE("whatIsInsideStaysAndWhatTouchesIsKept") {
     // A corner on a face is kept and is no crossing: here nothing else is left, thrice.
     ClipPolygon touching = polygonOf({{1, 0, 0, 1}, {2, 0, 0, 1}, {2, 1, 0, 1}});
     CHECK(clipTriangle(touching, ClipBox()) == IntersectionClipped);
+    CHECK(touching.count == 3);
     for (Place const& place : placesOf(touching))
         CHECK((place == Place{1, 0, 0, 1}));
 

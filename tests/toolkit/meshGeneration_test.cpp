@@ -116,12 +116,12 @@ TEST_CASE("closedShapesAreClosedAndTurnedOutward") {
         {"octahedron", {{"levels", {"0"}}, {"radius", {"3"}}}, 36.0, 1e-6},
         {"octahedron", {{"normal", {"1,-2,0.5"}}, {"centre", {"9,9,9"}}}, ball, 0.03},
         {"octahedron", {{"normal", {"0,1e-300,0"}}, {"levels", {"5"}}}, ball, 0.002}};
-    for (auto const& [name, texts, volume, error] : shapes) {
-        CAPTURE(name);
-        CompactMesh const surface = surfaceOf(made(name, texts).mesh);
+    for (Expected const& each : shapes) {
+        CAPTURE(each.name);
+        CompactMesh const surface = surfaceOf(made(each.name, each.texts).mesh);
         CHECK(support::numBorderEdges(surface) == 0);
         CHECK(support::eulerNumber(surface) == 2);
-        CHECK(support::volume(surface) == doctest::Approx(volume).epsilon(error));
+        CHECK(support::volume(surface) == doctest::Approx(each.volume).epsilon(each.error));
     }
     CHECK(made("octahedron").mesh.getNumPolys() == 384);
     CHECK(support::coordinatesOf(made("scan", {{"levels", {"3"}}, {"seed", {"7"}}}).mesh) ==
@@ -235,8 +235,7 @@ TEST_CASE("valuesThatDoNotGoTogetherAreRefusedInWords") {
     CHECK(holds(refusalOf("arc", {{"end", {"36000"}}, {"resolution", {"10000000"}}}), "smaller"));
     CHECK(holds(refusalOf("line-strip", {{"point", {"1,2,3"}}}), "two points"));
     CHECK(holds(refusalOf("segment", {{"to", {"0,0,0"}}}), "fall together"));
-    CHECK(holds(refusalOf("cube", {{"centre", {"1e20,1e20,0"}}, {"size", {"1e-30"}}}), ""));
-    CHECK(holds(refusalOf("disk", {{"centre", {"1e20,0,1e20"}}}), "fall together"));
+    CHECK(holds(refusalOf("disk", {{"centre", {"1e20,-1e20,1e20"}}}), "fall together"));
     CHECK(holds(refusalOf("sphere", {{"centre", {"3e38,0,0"}}, {"radius", {"3e38"}}}), "3.4e38"));
     CHECK(holds(refusalOf("quad-cube", {{"centre", {"3e38,0,0"}}, {"size", {"3e38"}}}), "3.4e38"));
     std::vector<std::string> const shapes[] = {

@@ -235,24 +235,27 @@ TEST_CASE("aCancelledOffsetChangesNothing") {
 }
 
 TEST_CASE("realSurfacesBecomeClosedWalls") {
-    std::string const path = support::corpusFile("rocker_arm.obj");
-    if (path.empty())
-        return;
-    CompactMesh mesh;
-    trimora::ReadReport report;
-    REQUIRE(trimora::readMesh(path, mesh, report));
-    for (double const share : {0.005, -0.02}) {
-        CAPTURE(share);
-        CompactMesh wall = mesh;
-        OffsetOptions options = by(share * trimora::diagonalOf(mesh));
-        options.testIntersections = false;
-        OffsetOutcome const outcome = offset(wall, options);
-        CAPTURE(outcome.refusal);
-        REQUIRE(outcome.refusal.empty());
-        CHECK(beginsWith(wall, mesh));
-        CHECK(outcome.after.closed == outcome.before.closed);
-        CHECK(outcome.after.nonManifoldEdges == 0);
-        CHECK(!outcome.after.intersectingTriangles);
-        CHECK(measured(wall).volume > 0.0);
+    for (char const* const name : {"rocker_arm.obj", "hand_open.obj", "homer.obj"}) {
+        std::string const path = support::corpusFile(name);
+        if (path.empty())
+            continue;
+        CompactMesh mesh;
+        trimora::ReadReport report;
+        REQUIRE(trimora::readMesh(path, mesh, report));
+        for (double const share : {0.005, 0.02, 0.05, -0.005, -0.02, -0.05}) {
+            CAPTURE(name);
+            CAPTURE(share);
+            CompactMesh wall = mesh;
+            OffsetOptions options = by(share * trimora::diagonalOf(mesh));
+            options.testIntersections = false;
+            OffsetOutcome const outcome = offset(wall, options);
+            CAPTURE(outcome.refusal);
+            REQUIRE(outcome.refusal.empty());
+            CHECK(beginsWith(wall, mesh));
+            CHECK(outcome.after.closed);
+            CHECK(outcome.after.nonManifoldEdges == 0);
+            CHECK(!outcome.after.intersectingTriangles);
+            CHECK(measured(wall).volume > 0.0);
+        }
     }
 }

@@ -115,22 +115,23 @@ Differences judge(CompactMesh const& mesh, Camera const& camera, double bound) {
     auto const table = cache.getOctreeTris(mesh);
     koGeom::QuadRayTracer tracer(*octree, *table, &mesh);
     Differences result;
-    constexpr double length = 64.0;  // the tracer's tolerances are no angles: longer ways, finer tests
+    constexpr double length =
+        64.0;  // the tracer's tolerances are no angles: longer ways, finer tests
     for (int y = 0; y < camera.height; ++y)
         for (int x = 0; x + 3 < camera.width; x += 4) {
             VectorFlt ways[4];
             for (int lane = 0; lane < 4; ++lane)
                 ways[lane] = VectorFlt(camera.ray(x + lane + 0.5, y + 0.5) * length);
-            koGeom::QuadRay packet(koLinear::PointFlt(camera.eye), ways[0], ways[1], ways[2], ways[3],
-                                   true);
+            koGeom::QuadRay packet(koLinear::PointFlt(camera.eye), ways[0], ways[1], ways[2],
+                                   ways[3], true);
             tracer.intersect(packet);
             for (int lane = 0; lane < 4; ++lane) {
                 VisiblePoint const& point = seen.at(x + lane, y);
                 bool const isSeen = point.triangle >= 0;
                 result.covered += isSeen ? 1 : 0;
-                if (isSeen != packet.triHit(lane)) {
-                    ++result.missed;
-                } else if (isSeen) {
+                bool const isHit = packet.triHit(lane);
+                result.missed += isSeen == isHit ? 0 : 1;
+                if (isSeen && isHit) {
                     double const difference =
                         std::abs(packet.triIntersectionRayParam(lane) * length - point.depth);
                     result.largest = std::max(result.largest, difference);
@@ -143,7 +144,8 @@ Differences judge(CompactMesh const& mesh, Camera const& camera, double bound) {
 
 bool sameBits(VisibilityBuffer const& a, VisibilityBuffer const& b) {
     return a.points.size() == b.points.size() &&
-           std::memcmp(a.points.data(), b.points.data(), a.points.size() * sizeof(VisiblePoint)) == 0;
+           std::memcmp(a.points.data(), b.points.data(), a.points.size() * sizeof(VisiblePoint)) ==
+               0;
 }
 
 }  // namespace
@@ -166,7 +168,8 @@ TEST_CASE("aSampleOnASharedEdgeShowsTheLowerTriangle") {
 }
 
 TEST_CASE("theLowestOfEqualTrianglesIsSeenAndTheNearestOfDifferentOnes") {
-    std::vector<float> const corners = {0, 0, -1, 4, 0, -1, 0, -4, -1, 0, 0, -2, 8, 0, -2, 0, -8, -2};
+    std::vector<float> const corners = {0, 0, -1, 4, 0, -1, 0, -4, -1,
+                                        0, 0, -2, 8, 0, -2, 0, -8, -2};
     std::vector<std::string> const nearest = {"1111", "111.", "11..", "1..."};
     CHECK(pattern(draw(support::meshOf(corners, {3, 4, 5, 0, 1, 2, 1, 2, 0}), plainCamera(4, 4))) ==
           nearest);
@@ -216,7 +219,8 @@ TEST_CASE("thereAreNoPinHolesBetweenNeighbours") {
     support::Random random(7);
     for (int round = 0; round < 10; ++round) {
         int const n = 30;
-        CompactMesh mesh = support::shuffled(support::grid(n, n), static_cast<std::uint64_t>(round));
+        CompactMesh mesh =
+            support::shuffled(support::grid(n, n), static_cast<std::uint64_t>(round));
         for (int v = 0; v < mesh.getNumVertices(); ++v) {
             koGeom::MeshVertex& p = mesh.getVertices()[v];
             bool const isInside = p.x > 0.5f && p.x < n - 0.5f && p.y > 0.5f && p.y < n - 0.5f;
@@ -232,7 +236,8 @@ TEST_CASE("thereAreNoPinHolesBetweenNeighbours") {
                 Vector const ray = camera.ray(x + 0.5, y + 0.5);
                 Point const p = camera.eye + ray * (-camera.eye.z / ray.z);
                 bool const isInside = p.x > 1e-6 && p.x < n - 1e-6 && p.y > 1e-6 && p.y < n - 1e-6;
-                bool const isOutside = p.x < -1e-6 || p.x > n + 1e-6 || p.y < -1e-6 || p.y > n + 1e-6;
+                bool const isOutside =
+                    p.x < -1e-6 || p.x > n + 1e-6 || p.y < -1e-6 || p.y > n + 1e-6;
                 numHoles += (isInside && seen.at(x, y).triangle < 0) ||
                                     (isOutside && seen.at(x, y).triangle >= 0)
                                 ? 1
@@ -248,13 +253,13 @@ TEST_CASE("thePacketTracerJudgesTheDepthPixelByPixel") {
     struct Case {
         char const* name;
         CompactMesh mesh;
-        double missed;  // of the covered ones
     };
-    std::vector<Case> const cases = {{"octahedron", support::octahedron(), 0.002},
-                                     {"sphere", support::sphere(5), 0.002},
-                                     {"torus", support::torus(60, 30), 0.002},
-                                     {"terrain", support::terrain(50, 40, 3), 0.002},
-                                     {"soup", support::latticeSoup(300, 200, 4), 0.002}};
+    constexpr double allowed = 0.002;  // of the covered ones
+    std::vector<Case> const cases = {{"octahedron", support::octahedron()},
+                                     {"sphere", support::sphere(5)},
+                                     {"torus", support::torus(60, 30)},
+                                     {"terrain", support::terrain(50, 40, 3)},
+                                     {"soup", support::latticeSoup(300, 200, 4)}};
     for (Case const& each : cases) {
         Camera const camera = cameraOn(each.mesh, {33.0, 21.0}, 320, 240);
         double const bound = 2e-5 * (camera.eye - Point()).length();
@@ -265,8 +270,8 @@ TEST_CASE("thePacketTracerJudgesTheDepthPixelByPixel") {
         CAPTURE(found.beyond);
         CAPTURE(found.largest);
         CHECK(found.covered > 5000);
-        CHECK(found.missed <= each.missed * found.covered);
-        CHECK(found.beyond <= each.missed * found.covered);
+        CHECK(found.missed <= allowed * found.covered);
+        CHECK(found.beyond <= allowed * found.covered);
     }
 }
 
@@ -293,10 +298,10 @@ TEST_CASE("whatCannotBeSeenIsLeftOut") {
     float const infinite = std::numeric_limits<float>::infinity();
     float const huge = std::numeric_limits<float>::max();
     // a triangle; the same with NaN, with infinity; a point; a line; one seen edge on; one beyond all measure
-    CompactMesh const mesh =
-        support::meshOf({0, 0, -1, 4, 0, -1, 0, -4, -1, nan, 0, -1, infinite, 0, -1, 2, 0, -1, 0, 0, -3,
-                         huge, huge, -1, -huge, huge, -1, 0, -huge, -huge},
-                        {3, 1, 2, 4, 1, 2, 0, 0, 0, 0, 1, 5, 0, 1, 0, 0, 6, 0, 7, 8, 9, 0, 1, 2});
+    CompactMesh const mesh = support::meshOf(
+        {0, 0, -1, 4, 0, -1, 0,    -4,   -1, nan,   0,    -1, infinite, 0,     -1,
+         2, 0, -1, 0, 0, -3, huge, huge, -1, -huge, huge, -1, 0,        -huge, -huge},
+        {3, 1, 2, 4, 1, 2, 0, 0, 0, 0, 1, 5, 0, 1, 0, 0, 6, 0, 7, 8, 9, 0, 1, 2});
     VisibilityBuffer const seen = draw(mesh, plainCamera(4, 4));
     CHECK(seen.at(0, 0).triangle == 7);
     for (VisiblePoint const& point : seen.points)

@@ -90,8 +90,10 @@ TEST_CASE("aCubesCornersFillThePictureUpToTheMargin") {
         CHECK(right <= width - free + hair);
         CHECK(top >= free - hair);
         CHECK(bottom <= height - free + hair);
-        bool const fillsAcross = std::abs(left - free) < hair && std::abs(width - free - right) < hair;
-        bool const fillsAlong = std::abs(top - free) < hair && std::abs(height - free - bottom) < hair;
+        bool const fillsAcross =
+            std::abs(left - free) < hair && std::abs(width - free - right) < hair;
+        bool const fillsAlong =
+            std::abs(top - free) < hair && std::abs(height - free - bottom) < hair;
         CHECK((fillsAcross || fillsAlong));
     }
 }
@@ -122,7 +124,8 @@ TEST_CASE("viewsLookWhereTheirNamesSay") {
     auto const iso = trimora::parseView("iso");
     Camera const camera = trimora::fitCamera(box, *iso, UpAxis::Y, 100, 100);
     CHECK(equivalent(-camera.forward, Vector(1, 1, 1) / std::sqrt(3.0), 1e-5));
-    for (char const* const text : {"", "Front", "1", "1,", ",1", "1,2,3", "0,91", "nan,0", "inf,0", "1 ,2"})
+    for (char const* const text :
+         {"", "Front", "1", "1,", ",1", "1,2,3", "0,91", "nan,0", "inf,0", "1 ,2"})
         CHECK_FALSE(trimora::parseView(text));
 }
 
@@ -159,11 +162,13 @@ TEST_CASE("frontsAreWarmAndBacksAreBluish") {
 }
 
 TEST_CASE("theNumberOfThreadsDoesNotChangeAPicture") {
-    CompactMesh const mesh = support::flipped(support::holed(support::terrain(20, 20, 5), 0.9, 6), 0.1, 7);
+    CompactMesh const mesh =
+        support::flipped(support::holed(support::terrain(20, 20, 5), 0.9, 6), 0.1, 7);
     trimora::CheckOptions check;
     check.mostOffences = std::numeric_limits<std::size_t>::max();
     koUtil::Progress progress;
-    SurfacePaint const paint = trimora::paintDefects(mesh, trimora::checkMesh(mesh, check, progress));
+    SurfacePaint const paint =
+        trimora::paintDefects(mesh, trimora::checkMesh(mesh, check, progress));
     CHECK_FALSE(paint.edges.empty());
     RenderOptions options = small(150, 110, 3);
     options.up = UpAxis::Z;
@@ -210,7 +215,8 @@ TEST_CASE("meshesSideBySideAreSeenAlike") {
     int numDifferent = 0;
     for (int y = 0; y < 60; ++y)
         for (int x = 0; x < 50; ++x)
-            numDifferent += std::memcmp(outcome.picture.at(x, y), outcome.picture.at(x + 50, y), 3) != 0;
+            numDifferent +=
+                std::memcmp(outcome.picture.at(x, y), outcome.picture.at(x + 50, y), 3) != 0;
     CHECK(numDifferent == 0);
 }
 
@@ -240,14 +246,15 @@ TEST_CASE("defectsAreFoundWhereTheyAre") {
     trimora::CheckOptions check;
     check.mostOffences = std::numeric_limits<std::size_t>::max();
     koUtil::Progress progress;
-    SurfacePaint const paint = trimora::paintDefects(mesh, trimora::checkMesh(mesh, check, progress));
+    SurfacePaint const paint =
+        trimora::paintDefects(mesh, trimora::checkMesh(mesh, check, progress));
     int numCrowded = 0;
     for (SurfacePaint::MarkedEdge const& edge : paint.edges)
-        numCrowded += paint.swatches[static_cast<std::size_t>(edge.swatch)].label ==
-                              "1 non-manifold edge" &&
-                      edge.from == 0 && edge.to == 1
-                          ? 1
-                          : 0;
+        numCrowded +=
+            paint.swatches[static_cast<std::size_t>(edge.swatch)].label == "1 non-manifold edge" &&
+                    edge.from == 0 && edge.to == 1
+                ? 1
+                : 0;
     CHECK(numCrowded == 1);
     CHECK(paint.edges.size() == 7);
 
@@ -266,9 +273,10 @@ TEST_CASE("whatCannotBeDrawnIsRefused") {
                                          small(16384, 16384), small(5, 5, 0), small(5, 5, 257)})
         CHECK_FALSE(render(mesh, options).refusal.empty());
     float const nan = std::numeric_limits<float>::quiet_NaN();
-    for (CompactMesh const& nothing :
-         {CompactMesh(), support::meshOf({0, 0, 0}, {}), support::meshOf({0, 0, 0, 1, 0, nan, 0, 1, 0}, {0, 1, 2})})
-        CHECK(render(nothing, small()).refusal == "there are no triangles with finite corners to draw");
+    for (CompactMesh const& nothing : {CompactMesh(), support::meshOf({0, 0, 0}, {}),
+                                       support::meshOf({0, 0, 0, 1, 0, nan, 0, 1, 0}, {0, 1, 2})})
+        CHECK(render(nothing, small()).refusal ==
+              "there are no triangles with finite corners to draw");
     // a triangle of one point, and one as large as floats allow
     float const huge = std::numeric_limits<float>::max();
     for (CompactMesh const& odd :
@@ -280,7 +288,8 @@ TEST_CASE("whatCannotBeDrawnIsRefused") {
     }
     koUtil::Progress progress;
     progress.cancel();
-    RenderOutcome const cancelled = trimora::renderMeshes({{&mesh, nullptr, {}}}, small(), progress);
+    RenderOutcome const cancelled =
+        trimora::renderMeshes({{&mesh, nullptr, {}}}, small(), progress);
     CHECK(cancelled.cancelled);
     CHECK(cancelled.picture.rgb.empty());
 }

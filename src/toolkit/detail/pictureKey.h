@@ -22,8 +22,8 @@ void drawCaption(std::string const& text, int left, int width, Picture& picture)
 /// x, y     of the upper left corner
 /// height   of the tallest letters, in pixels
 /// returns  the width
-double drawText(std::string const& text, double x, double y, double height, LinearColor const& color,
-                Picture& picture);
+double drawText(std::string const& text, double x, double y, double height,
+                LinearColor const& color, Picture& picture);
 double textWidth(std::string const& text, double height);
 
 }  // namespace trimora

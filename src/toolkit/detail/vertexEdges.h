@@ -46,8 +46,7 @@ void forEachEdge(koGeom::CompactMesh const& mesh, koGeom::MeshAdjTris const& adj
             if (low == v && high != v)
                 farEnds.push_back(high);
         });
-        forEachRun(farEnds,
-                   [&](int farEnd, std::ptrdiff_t numUses) { take(v, farEnd, numUses); });
+        forEachRun(farEnds, [&](int farEnd, std::ptrdiff_t numUses) { take(v, farEnd, numUses); });
     }
 }
 

@@ -55,8 +55,10 @@ struct Surface {
     /// The triangle on the other side of an edge, and its edge there; -1 when there is none.
     int across(int triangle, int edge, int& edgeThere) const {
         int const a = corner(triangle, edge), b = corner(triangle, next(edge, 1));
-        int const* const around = adjTris.triIndices(a);
-        for (int k = 0; k < adjTris.numTris(a); ++k)
+        // Both stars list what they share in one order; at a hub the other one is read.
+        int const star = adjTris.numTris(b) < adjTris.numTris(a) ? b : a;
+        int const* const around = adjTris.triIndices(star);
+        for (int k = 0; k < adjTris.numTris(star); ++k)
             for (int i = 0; i < 3; ++i)
                 if (corner(around[k], i) == b && corner(around[k], next(i, 1)) == a) {
                     edgeThere = i;

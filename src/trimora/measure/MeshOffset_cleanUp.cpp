@@ -1,13 +1,12 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/measure/detail/OffsetShell.h"
+#include "trimora/measure/detail/SwapRepetition.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 #include "trimora/topology/MeshEdgeSwapper.h"
 #include "trimora/topology/MeshModifyRep.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstdint>
 #include <deque>
 
 /// Second stage of an offset: vertices of the shell that are too near to the surface go, and those on which it is folded. A vertex
@@ -21,53 +20,6 @@
 namespace koGeom::detail {
 
 namespace {
-
-/// Notices that swaps have brought back a state in which the edges were before.
-///
-/// Each swap is an improvement by the criterion that allowed it, so edges that come back have been improved in a circle, which
-/// the criterion rules out on a plane only. The ends of the edges tell all: nothing else is swapped. The state after some swap
-/// is kept and compared with each later one; keeping a new one when their number has doubled finds a circle of any length,
-/// wherever it begins [brent1980].
-class Repetition {
-public:
-    explicit Repetition(std::vector<TopoMeshEdge> const& edges) : edges_(edges) {}
-
-    /// To be asked after each swap.
-    bool isReached() {
-        ++numSwaps_;
-        if (numSwaps_ < firstKept)
-            return false;
-        if (!kept_.empty() && isAsKept())
-            return true;
-        if (std::has_single_bit(numSwaps_))
-            keep();
-        return false;
-    }
-
-private:
-    struct Ends {
-        TopoMeshVertex from, to;
-
-        explicit Ends(TopoMeshEdge edge) : from(edge.origin()), to(edge.next().origin()) {}
-        bool operator==(Ends const&) const = default;
-    };
-
-    static constexpr std::uint64_t firstKept = 64;  // a power of 2; few runs are as long
-
-    bool isAsKept() const {
-        return std::equal(edges_.begin(), edges_.end(), kept_.begin(), kept_.end(),
-                          [](TopoMeshEdge edge, Ends const& kept) { return Ends(edge) == kept; });
-    }
-    void keep() {
-        kept_.clear();
-        for (TopoMeshEdge const edge : edges_)
-            kept_.emplace_back(edge);
-    }
-
-    std::vector<TopoMeshEdge> const& edges_;
-    std::uint64_t numSwaps_ = 0;
-    std::vector<Ends> kept_;
-};
 
 /// Whether the walk round a vertex can go on across the edge on either side.
 bool isInsideFan(TopoMeshEdge spoke) {
@@ -196,7 +148,7 @@ void OffsetShell::markCorners(TopoMeshFace face) {
 void OffsetShell::improve() {
     std::deque<TopoMeshEdge> queue(swapped_.begin(), swapped_.end());
     std::sort(swapped_.begin(), swapped_.end(), ko::less<TopoMeshEdge>());
-    Repetition repetition(swapped_);
+    SwapRepetition repetition(swapped_);
     while (!queue.empty()) {
         TopoMeshEdge const edge = queue.front();
         queue.pop_front();

@@ -77,8 +77,6 @@ SmoothInterpolate2D::SmoothInterpolate2D(int numSteps, float rate, float damping
     : points_(rate, damping, numSteps), inner_(std::move(inner)) {
     if (!inner_)
         inner_ = new FltInterpolate2D(true);
-    if (points_.numSteps() > 0)
-        inverseSteps_ = 1.0f / static_cast<float>(points_.numSteps());
 }
 
 SmoothInterpolate2D::~SmoothInterpolate2D() = default;
@@ -88,6 +86,8 @@ void SmoothInterpolate2D::add_point(Point2Flt const& p) {
     if (isFirst_) {
         position_ = p;
         isFirst_ = false;
+        if (points_.numSteps() > 0)
+            inverseSteps_ = 1.0f / static_cast<float>(points_.numSteps());
     }
 }
 

@@ -108,7 +108,7 @@ private:
     bool walk(Advance const& advance, Point2Flt& out, float* param);
 
     detail::SmoothPoints points_;
-    float inverseSteps_ = 0.0f;
+    float inverseSteps_ = 0.0f;  // from the first input on
     ko::Reference<Interpolate2D> inner_;
     Point2Flt position_;
     bool isFirst_ = true;

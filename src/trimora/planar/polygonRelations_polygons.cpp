@@ -28,21 +28,41 @@ using detail::stepTolerance;
 class BoundaryWalk {
 public:
     BoundaryWalk(Outline const& first, Outline const& second, double tolerance)
-        : walked_(&first), other_(&second), tolerance_(tolerance) {}
+        : walked_(&first),
+          other_(&second),
+          tolerance_(tolerance),
+          placeTolerance_(std::max(stepTolerance, 1e-12 * largestCoordinate(first, second))) {}
 
-    /// The corners in the order of the walk; closed if it came back to where it began.
+    /// The corners in the order of the walk, which ends where it began if it came back there.
     Polyline2d run() {
         std::size_t const maxSteps = walked_->numEdges() + other_->numEdges();
         goTo(0);
         if (isIn(currentRelation_))
             corners_.appendVertex(current_);
-        for (std::size_t i = 0; i < maxSteps && !corners_.getClosed(); ++i)
+        for (std::size_t i = 0; i < maxSteps && !isBack(); ++i)
             step();
         return corners_;
     }
 
 private:
     static bool isIn(pointPolygonRelation relation) { return relation != pointOutside; }
+
+    static double largestCoordinate(Outline const& first, Outline const& second) {
+        double largest = 0.0;
+        for (Range2d const& box : {first.box, second.box})
+            for (double const each : {box.lower.x, box.lower.y, box.upper.x, box.upper.y})
+                largest = std::max(largest, std::abs(each));
+        return largest;
+    }
+
+    // A crossing is met once on each polygon, and comes out the same but for rounding.
+    bool isBack() const {
+        int const last = corners_.getNumVertices() - 1;
+        return last >= 3 && isOnePlace(corners_.getVertex(last), corners_.getFirstVertex());
+    }
+    bool isOnePlace(Point2 const& p, Point2 const& q) const {
+        return equivalent(p, q, placeTolerance_);
+    }
 
     void step() {
         nextRelation_ = relationTo(*other_, next(), tolerance_);
@@ -99,10 +119,16 @@ private:
         }
     }
 
-    // Sorts two common points by their distance along the way.
+    // Sorts two common points by their distance along the way. One at a corner counts for the edge that begins there,
+    // even if rounding puts it at the end of the edge before.
     void meetOther() {
         detail::meetSegment(current_, next(), *other_, status_, points_, parameters_,
                             stepTolerance);
+        for (std::size_t i = 0; i < points_.size(); ++i) {
+            std::size_t const end = edgeOf(parameters_[i]) + 1;
+            if (end <= other_->numEdges() && isOnePlace(points_[i], other_->points[end]))
+                parameters_[i] = static_cast<double>(end);
+        }
         if (points_.size() == 2 &&
             distance2(points_[1], current_) < distance2(points_[0], current_)) {
             std::swap(points_[0], points_[1]);
@@ -144,7 +170,8 @@ private:
 
     Outline const* walked_;
     Outline const* other_;
-    double tolerance_;
+    double tolerance_;       // for the vertices that are met
+    double placeTolerance_;  // for being one place
     Polyline2d corners_;
 
     Point2 current_;

@@ -6,6 +6,9 @@
 
 #include <algorithm>
 
+// Points four at a time, with the operations of one in each lane, so that outcodes and coordinates are those of a plain loop. The
+// question alone keeps nothing and runs at the speed of the memory; most points that are projected are never looked at again.
+
 namespace koGeom {
 
 namespace Clip {

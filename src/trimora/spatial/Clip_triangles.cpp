@@ -3,6 +3,9 @@
 #include "trimora/spatial/clipTriangle.h"
 #include "trimora/spatial/detail/projectWhatShows.h"
 
+// Most triangles are done with by their outcodes: a bit in common, and nothing shows; none at all, and nothing is to be cut. The others
+// are cut as polygons whose vertices carry position and texture coordinates, and given out as fans about their first vertex.
+
 namespace koGeom::Clip {
 
 namespace {
@@ -43,10 +46,10 @@ bool TriangleAlgorithm::cullFace(PointFlt const& p0, PointFlt const& p1, PointFl
 }
 
 bool TriangleAlgorithm::evaluateMesh(CompactMesh const& mesh, ProjMatrixFlt const& m) {
-    uvs_ = nullptr;  // another mesh's, perhaps no longer there
-    mask_ = positionMask;
-    if (mesh.getNumVertices() < 3)
+    if (mesh.getNumVertices() < 3) {
+        vertices_.clear();  // those of another mesh, and its texture coordinates with them
         return false;
+    }
     Result const result = detail::projectWhatShows(mesh.getVerticesRaw(), mesh.getNumVertices(), m,
                                                    vertices_, callback_ != nullptr);
     if (result == Outside)
