@@ -199,11 +199,37 @@ std::vector<BorderLoop> findBorderLoops(CompactMesh const& mesh, MeshAdjTris con
     return BorderWalk(mesh, adjTris).run();
 }
 
+namespace {
+
+bool isOpen(CompactMesh const& mesh, MeshAdjTris const& adjTris, int from, int to) {
+    int const* const first = adjTris.triIndices(from);
+    return std::count_if(first, first + adjTris.numTris(from), [&](int t) {
+               koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
+               return corners[0] == to || corners[1] == to || corners[2] == to;
+           }) == 1;
+}
+
+bool hasOpenEdge(CompactMesh const& mesh, MeshAdjTris const& adjTris, BorderLoop const& loop) {
+    std::size_t const count = loop.vertices.size();
+    for (std::size_t i = 0; i < count; ++i)
+        if (isOpen(mesh, adjTris, loop.vertices[i], loop.vertices[(i + 1) % count]))
+            return true;
+    return false;
+}
+
+}  // namespace
+
 int numBorders(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                koGeom::MeshBoundaries const& boundaries) {
     if (boundaries.size() == 0)
         return 0;
     std::vector<BorderLoop> const loops = findBorderLoops(mesh, adjTris);
+    // Triangles that lie on each other run their edges twice one way: nothing goes back, and yet nothing is open.
+    bool const isAnyOpen = std::any_of(loops.begin(), loops.end(), [&](BorderLoop const& loop) {
+        return hasOpenEdge(mesh, adjTris, loop);
+    });
+    if (!isAnyOpen)
+        return 0;
     bool const areClosed = std::all_of(loops.begin(), loops.end(),
                                        [](BorderLoop const& loop) { return loop.isClosed; });
     return areClosed ? static_cast<int>(loops.size()) : boundaries.size();

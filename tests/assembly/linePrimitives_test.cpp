@@ -164,6 +164,18 @@ TEST_CASE("aCircleEndsAtACopyOfItsFirstVertex") {
     CHECK(Floats(xyz.begin(), xyz.begin() + 3) == Floats(xyz.end() - 3, xyz.end()));
     CHECK(mesh.getNumLines() == 0);
 
+    float const step =
+        static_cast<float>(2.0 * std::numbers::pi / 97);  // angles in single precision
+    constructCircle(Point(0.1, 0.2, 0.3), 0.7f, 1, 97, mesh);
+    for (int i = 0; i <= 97; ++i) {
+        float const angle = static_cast<float>(i % 97) * step;
+        CHECK(mesh.getVertices()[i].z == static_cast<float>(std::cos(angle) * 0.7f + 0.3));
+        CHECK(mesh.getVertices()[i].x == static_cast<float>(std::sin(angle) * 0.7f + 0.1));
+        CHECK(mesh.getVertices()[i].y == 0.2f);
+        CHECK(mesh.getUVs()[i].u == std::cos(angle) * 0.5f + 0.5f);
+        CHECK(mesh.getUVs()[i].v == std::sin(angle) * 0.5f + 0.5f);
+    }
+
     for (int const segments : {0, -1, INT_MIN}) {
         constructCircle(Point(1.0, 2.0, 3.0), 2.0f, 2, segments, mesh);
         CHECK(coordinatesOf(mesh) == Floats{3, 2, 3});

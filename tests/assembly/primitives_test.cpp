@@ -552,6 +552,8 @@ TEST_CASE("strangeAxesAndNumbersStayInBounds") {
     CompactMesh mesh;
     constructSphere(Point(notANumber, 0.0, 0.0), infinite, 2, mesh);
     CHECK(std::isnan(mesh.getVertices()[0].x));
+    CHECK(mesh.getVertices()[1].y == 0.0f);  // a pole moves along z alone
+    CHECK(mesh.getVertices()[1].z == -infinite);
     constructDisk(Point(0.0, 1e300, 0.0), notANumber, 2, 3, mesh);
     CHECK(mesh.getVertices()[0].y == infinite);
     constructAnnularArc(infinite, notANumber, notANumber, 3, mesh);

@@ -60,9 +60,15 @@ TEST_CASE("evenCoordinatesStayWithinTheRange") {
     for (int j = 0; j < 3; ++j)
         for (int i = 0; i < 5; ++i)
             checkNear(uv[j * 5 + i], 0.1 + 0.15 * i, 1.0 + 0.5 * j, 1e-7);
-    CHECK(double(uv[0].u) >= 0.1);  // the floats nearest to 0.1 and 0.7: one above, one below
-    CHECK(double(uv[4].u) <= 0.7);
-    CHECK(uv[0].u == nextafterf(0.1f, double(0.1f) < 0.1 ? 1.0f : 0.1f));
+    CHECK(uv[0].u == 0.1f);  // above 0.1 as it is, and 0.7f is below 0.7
+    CHECK(uv[4].u == 0.7f);
+    createUniformParameterization(mesh, "even", Range2d({0.7, -1.1}, {1.1, -0.7}), 0.0);
+    uv = mesh.getAttributes("even")->asMeshUV();
+    CHECK(uv[0].u ==
+          nextafterf(0.7f, 1.0f));  // 0.7f is below 0.7, 1.1f above 1.1: one step inwards
+    CHECK(uv[14].u == nextafterf(1.1f, 1.0f));
+    CHECK(uv[0].v == nextafterf(-1.1f, -1.0f));
+    CHECK(uv[14].v == nextafterf(-0.7f, -1.0f));
 
     createUniformParameterization(mesh, "even", unit, 0.5);  // half a step at both ends
     uv = mesh.getAttributes("even")->asMeshUV();
@@ -126,6 +132,43 @@ TEST_CASE("coordinatesAreMappedByLength") {
     checkNear(mapped(map, {{0.5f, 0.5f}})[0], -9.0, -9.0);
 }
 
+//    0-----1-2     rows alike would hide which of them is taken, and so would columns
+//    0-1-----2
+//    vertices at x = 0, 1, 4 below and 0, 3, 4 above
+TEST_CASE("eachRowAndEachColumnHasSharesOfItsOwn") {
+    ChordLengthParameterization map;
+    float const along[2][3] = {{0, 1, 4}, {0, 3, 4}};
+    map.measureChordLengths(
+        gridOf(3, 2, [&](int i, int j) { return Point(along[j][i], 0.0, 0.0); }),
+        Range2d({0.0, 0.0}, {2.0, 1.0}));
+    CHECK(mapped(map, {{1, 0}})[0].u == 0.25f);
+    CHECK(mapped(map, {{1, 1}})[0].u == 0.75f);
+    CHECK(mapped(map, {{0.5f, 0.25f}})[0].u == 0.1875f);
+    CHECK(mapped(map, {{1, 0.5f}})[0].v == 0.5f);
+    CHECK(mapped(map, {{0, 0.5f}})[0].v == 0.0f);  // the outer columns have no length
+    map.measureChordLengths(
+        gridOf(2, 3, [&](int i, int j) { return Point(0.0, along[i][j], 0.0); }),
+        Range2d({0.0, 0.0}, {1.0, 2.0}));
+    CHECK(mapped(map, {{0, 1}})[0].v == 0.25f);
+    CHECK(mapped(map, {{1, 1}})[0].v == 0.75f);
+    CHECK(mapped(map, {{0.25f, 0.5f}})[0].v == 0.1875f);
+}
+
+TEST_CASE("linesFromTheToleranceOnEndAtOne") {
+    auto const endOfRow = [](float length, int columns) {
+        ChordLengthParameterization map;
+        map.measureChordLengths(
+            gridOf(columns, 2,
+                   [&](int i, int j) { return Point(length * static_cast<float>(i), j, 0.0); }),
+            unit);
+        return mapped(map, {{1, 1}})[0].u;
+    };
+    CHECK(endOfRow(epsilonTolFlt, 2) == 1.0f);
+    CHECK(endOfRow(0.5f * epsilonTolFlt, 2) == 0.5f * epsilonTolFlt);
+    for (int columns = 2; columns <= 33; columns += 1)  // whatever 1 / length rounds to
+        CHECK(endOfRow(0.1f, columns) == doctest::Approx(1.0).epsilon(1e-7));
+}
+
 TEST_CASE("imageInvertsTheMapping") {
     int const size = 33;
     MeshAttributes image("image", 2, size * size);
@@ -164,6 +207,23 @@ TEST_CASE("imageInvertsTheMapping") {
                 checkNear(mapped(map, {image.asMeshUV()[y * size + x]})[0], x / 32.0, y / 32.0,
                           2e-3);
     }
+}
+
+TEST_CASE("samplesMixTheCornersOfTheLastTriangle") {
+    ChordLengthParameterization map;
+    map.measureChordLengths(gridOf(2, 2, [](int i, int j) { return Point(i, j, 0.0); }), unit);
+    MeshAttributes image("image", 2, 12);
+    map.invertChordLengthMapping(4, 3, 0.0f, image);
+    map.pointSampler(3, 1, 0.25f, 0.5f);  // corners (1, 0), (0, 1), (1, 1) with 1/4, 1/4, 1/2
+    CHECK(image.asMeshUV()[7].u == 0.75f);
+    CHECK(image.asMeshUV()[7].v == 0.75f);
+    MeshUV const before = image.asMeshUV()[11];
+    ChordLengthParameterization::pointSamplerCB(&map, 0, 3, 0.0f, 0.0f);  // past the last
+    map.pointSampler(-1, 0, 0.0f, 0.0f);
+    CHECK(image.asMeshUV()[11].u == before.u);
+    ChordLengthParameterization::pointSamplerCB(&map, 0, 0, 1.0f, 0.0f);
+    CHECK(image.asMeshUV()[0].u == 0.0f);
+    CHECK(image.asMeshUV()[0].v == 1.0f);
 }
 
 TEST_CASE("imagesThatDoNotFitAreLeftAlone") {

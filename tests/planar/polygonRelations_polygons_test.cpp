@@ -215,6 +215,24 @@ TEST_CASE("polygonsThatShareCornersAndEdgesShareWhatHalfPlanesLeave") {
         CHECK(counts[status] > 100);
 }
 
+// Edges of 3e-7, below the 1e-6 to which segments are classified: the walk is not back while it has not been away.
+TEST_CASE("fineEdgesDoNotEndTheWalk") {
+    auto const disk = [](double x) {
+        Points points;
+        for (int i = 0; i < 2000; ++i) {
+            double const angle = 2.0 * std::numbers::pi * (i + 0.3) / 2000;
+            points.emplace_back(1e-4 * (x + std::cos(angle)), 1e-4 * std::sin(angle));
+        }
+        return closed(points);
+    };
+    Points const first = disk(0.0);
+    Points const second = disk(0.7);
+    double const expected = areaOf(clipped(first, second));
+    for (int const start : {0, 500, 1000})
+        CHECK(meet(turned(first, start), second).area() / expected ==
+              doctest::Approx(1.0).epsilon(0.02));
+}
+
 TEST_CASE("walksEndOnHostilePolygons") {
     support::Random random(2);
     int numOverlapping = 0;

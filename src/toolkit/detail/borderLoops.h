@@ -26,7 +26,7 @@ TRIMORA_API std::vector<BorderLoop> findBorderLoops(koGeom::CompactMesh const& m
                                                     koGeom::MeshAdjTris const& adjTris);
 
 /// How many borders there are: the loops above. Where some of them are none, the surface is not oriented, and those that
-/// koGeom::meshComputeBoundary found are counted.
+/// koGeom::meshComputeBoundary found are counted. 0 where no edge has a single triangle.
 int numBorders(koGeom::CompactMesh const& mesh, koGeom::MeshAdjTris const& adjTris,
                koGeom::MeshBoundaries const& boundaries);
 

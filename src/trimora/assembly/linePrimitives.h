@@ -39,8 +39,8 @@ TRIMORA_API ko::Reference<CompactMesh> constructInfiniteLine(Line const& line);
 /// An arc as a chain of lines.
 ///
 /// start, end   radians; the arc runs from one to the other, and its last vertex lies exactly at the end
-/// resolution   lines in half a turn: (end - start) / pi * resolution, cut down to a whole number. Below one (also for an end that is
-///              not above the start) there are no lines and one vertex, at the end
+/// resolution   lines in half a turn: (end - start) / pi * resolution, cut down to a whole number. Below one there are no lines and
+///              one vertex, at the end: also for an end below the start, unless the resolution is below 0 too
 /// numbers      angles, sines and cosines in single precision
 TRIMORA_API void constructArc(Point const& center, float radius, float start, float end, int axis,
                               int resolution, CompactMesh& mesh);

@@ -62,6 +62,7 @@ public:
 
 private:
     int ring(int k) const { return 2 + (k - 1) * numLongitudes_; }
+    void setPole(int v, float side);
     void setVertex(int v, MeshNormal const& normal);
     void add(int a, int b, int c) { *triangle_++ = MeshTriangle{{a, b, c}}; }
 
@@ -74,6 +75,12 @@ private:
     MeshNormal* normals_;
     MeshTriangle* triangle_;  // the next one
 };
+
+void SphereGrid::setPole(int v, float side) {
+    normals_[v] = {0.0f, 0.0f, side};
+    vertices_[v].set(static_cast<float>(center_.x), static_cast<float>(center_.y),
+                     static_cast<float>(center_.z + side * radius_));
+}
 
 void SphereGrid::setVertex(int v, MeshNormal const& normal) {
     normals_[v] = normal;
@@ -92,8 +99,8 @@ void SphereGrid::writeVertices() {
     for (int j = 0; j < numLongitudes_; ++j, phi += step_)
         longitudes.push_back({std::sin(phi), std::cos(phi)});
 
-    setVertex(0, {0.0f, 0.0f, 1.0f});
-    setVertex(1, {0.0f, 0.0f, -1.0f});
+    setPole(0, 1.0f);
+    setPole(1, -1.0f);
     int v = 2;
     double theta = step_;
     for (int k = 0; k < numRings_; ++k, theta += step_) {

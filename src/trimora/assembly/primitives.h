@@ -15,7 +15,8 @@ class TopoMesh;
 ///
 /// mesh      its vertices and the arrays that the shape tells of are replaced; every other array stays as it was, lines and other
 ///           attribute sets included. A TopoMesh gets the shape beside what it holds
-/// ranges    two numbers, first and second; the first may be the larger one, which turns the shape over
+/// ranges    two numbers, first and second; the first may be the larger one, which turns the shape over. Not within the mesh's
+///           own arrays
 /// axis      0, 1 or 2: the coordinate along the normal of a flat shape. The first in-plane value goes to coordinate axis + 1, the
 ///           second to axis + 2, both modulo 3, so that every shape is right-handed. Other numbers count modulo 3
 /// counts    negative ones are 0; more than the arrays can hold is std::bad_alloc before anything is written

@@ -222,7 +222,6 @@ void ChordLengthParameterization::invertChordLengthMapping(int width, int height
             scanTriangle(converter, {{{i - 1, j - 1}, {i - 1, j}, {i, j - 1}}});
             scanTriangle(converter, {{{i, j}, {i - 1, j}, {i, j - 1}}});
         }
-    image_ = nullptr;
     image.invalidateRange();
 }
 

@@ -60,10 +60,13 @@ public:
     /// width, height   of the image in samples
     /// feather         cells between the samples and the edge of the unit square
     /// image           out: dimension 2, sample (x, y) at width y + x; samples that no cell of the grid holds stay as they
-    ///                 are. One too small is left alone
+    ///                 are. One too small is left alone. It is kept as the target of pointSampler()
     void invertChordLengthMapping(int width, int height, float feather, MeshAttributes& image);
 
-    /// Writes the mix of the corners of the triangle being scanned: what invertChordLengthMapping() has called for each sample.
+    /// Writes one sample, the mix of the corners of the last triangle scanned: what invertChordLengthMapping() has called for each.
+    ///
+    /// x, y       sample; nothing happens outside of the image, and before there is one, which has to exist still
+    /// a, b       weights of the second and the third corner by height; the first has the rest
     void pointSampler(int x, int y, float a, float b);
     static void pointSamplerCB(void* self, int x, int y, float a, float b);
 

@@ -55,10 +55,17 @@ private:
         return largest;
     }
 
-    // A crossing is met once on each polygon, and comes out the same but for rounding.
-    bool isBack() const {
-        int const last = corners_.getNumVertices() - 1;
-        return last >= 3 && isOnePlace(corners_.getVertex(last), corners_.getFirstVertex());
+    // A crossing is met once on each polygon, and comes out the same but for rounding. Corners that lie that close to the
+    // start count once the walk has been well away from it: edges may be as short.
+    bool isBack() {
+        constexpr double away = 16.0;
+        bool isAtStart = false;
+        for (; numSeen_ < corners_.getNumVertices(); ++numSeen_) {
+            Point2 const& corner = corners_.getVertex(numSeen_);
+            isAtStart = isOnePlace(corner, corners_.getFirstVertex());
+            wasAway_ |= !equivalent(corner, corners_.getFirstVertex(), away * placeTolerance_);
+        }
+        return corners_.getClosed() || (isAtStart && wasAway_ && numSeen_ > 3);
     }
     bool isOnePlace(Point2 const& p, Point2 const& q) const {
         return equivalent(p, q, placeTolerance_);
@@ -173,6 +180,8 @@ private:
     double tolerance_;       // for the vertices that are met
     double placeTolerance_;  // for being one place
     Polyline2d corners_;
+    int numSeen_ = 0;  // of the corners
+    bool wasAway_ = false;
 
     Point2 current_;
     std::size_t nextIndex_ = 1;  // in walked_

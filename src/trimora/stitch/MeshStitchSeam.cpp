@@ -127,6 +127,7 @@ public:
     TopoMesh& mesh;
     bool preservedA = true;
     int numOpenPairs = 0;
+    double joinedLength = 0.0;
 
 private:
     SeamChains chainsBetween(SeamEnds const& ends) const;
@@ -167,6 +168,7 @@ void MeshStitchSeamImpl::mergePass(SeamEnds const& ends) {
             seam_.raise(endOf(b));
         if (endOf(a) != b.origin())
             seam_.raise(b.origin());
+        joinedLength += koLinear::distance(a.origin().point(), endOf(a).point());
         mesh.mergeVertices(a, b);
     }
 }
@@ -180,6 +182,7 @@ void MeshStitchSeamImpl::stitch(SeamEnds ends, double tolerance, bool merge) {
     SeamChains chains = chainsBetween(ends);
     preservedA = true;
     numOpenPairs = 0;
+    joinedLength = 0.0;
     if (!areFit(mesh, chains))
         return;
     if (chains.b.size() > chains.a.size()) {
@@ -203,6 +206,7 @@ void MeshStitchSeamImpl::stitchCircular(TopoMeshVertex a, TopoMeshVertex b, doub
                                         bool merge) {
     preservedA = true;
     numOpenPairs = 0;
+    joinedLength = 0.0;
     if (!mesh.contains(a) || !mesh.contains(b))
         return;
     Chain loopA = openLoop(a);
@@ -266,6 +270,10 @@ bool MeshStitchSeam::preservedA() const {
 
 int MeshStitchSeam::numOpenPairs() const {
     return impl_->numOpenPairs;
+}
+
+double MeshStitchSeam::joinedLength() const {
+    return impl_->joinedLength;
 }
 
 }  // namespace koGeom

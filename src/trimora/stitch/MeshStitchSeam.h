@@ -69,6 +69,9 @@ public:
     /// brought to match; 0 when nothing was to be merged or the call was refused.
     int numOpenPairs() const;
 
+    /// The length of the pairs of edges that the latest call's merging joined.
+    double joinedLength() const;
+
 private:
     friend class MeshStitchSeamImpl;
 

@@ -30,6 +30,10 @@ using namespace detail;
 constexpr double lean = 0.25;
 // Of an edge: nearer to its end than this the seam ends in the vertex.
 constexpr double nearVertex = 0.01;
+// Of the height of the triangles on both sides: a way across that goes farther into both of them crosses a band of surface, not a
+// gap. Sides may overlap by less, and by this share of the distance.
+constexpr double bandShare = 0.5;
+constexpr double overlapShare = 0.01;
 
 /// One side of a slit: the edge ahead, with its ends in the order of the walk.
 class Side {
@@ -86,6 +90,17 @@ bool isNearest(Place const& place, Point const& other) {
     return true;
 }
 
+/// How far the way leads into the triangle at the place, in heights of the triangle.
+double depthInto(Place const& place, Vector const& way) {
+    TopoMeshEdge const e = place.side.edge();
+    Vector const along = endOf(e).point() - e.origin().point();
+    Vector const toApex = e.prev().origin().point() - e.origin().point();
+    double const squared = dot(along, along);
+    Vector const height = squared > 0.0 ? toApex - (dot(toApex, along) / squared) * along : toApex;
+    double const heightSquared = dot(height, height);
+    return heightSquared > 0.0 ? dot(way, height) / heightSquared : 0.0;
+}
+
 class SlitSewer {
 public:
     SlitSewer(MeshModifyRep& rep, TopoMesh& mesh, double distance, double tolerance)
@@ -100,6 +115,7 @@ private:
         Place b;
     };
 
+    bool isBand(Ends const& ends) const;
     std::optional<Ends> findEnds(TopoMeshEdge leaving) const;
     TopoMeshVertex vertexAt(Place const& place);
 
@@ -108,6 +124,15 @@ private:
     double const distance_;
     double const tolerance_;
 };
+
+/// Whether surface lies between the two places, and would be squeezed together by the seam.
+bool SlitSewer::isBand(Ends const& ends) const {
+    if (ends.a.side.edge().face() == ends.b.side.edge().face())
+        return true;
+    Vector const across = ends.b.point() - ends.a.point();
+    return across.length() > overlapShare * distance_ && depthInto(ends.a, across) > bandShare &&
+           depthInto(ends.b, -across) > bandShare;
+}
 
 //      start o--> near --a--> far             a is walked forward, b backward. When both have the same edge ahead the sides have
 //            o<-- near <--b-- far             come together: that edge goes to a, and the seam ends where b stands.
@@ -125,6 +150,8 @@ std::optional<SlitSewer::Ends> SlitSewer::findEnds(TopoMeshEdge leaving) const {
         if (!(std::min(fromA, fromB) < distance_))
             return last;
         Ends const ends = isA ? Ends{{a, 1.0}, onB} : Ends{onA, {b, 1.0}};
+        if (isBand(ends))
+            return last;
         bool const haveMoved =
             (ends.a.share > 0.0 || a.near() != start) && (ends.b.share > 0.0 || b.near() != start);
         if (haveMoved && isNearest(ends.a, ends.b.point()) && isNearest(ends.b, ends.a.point()))
@@ -133,7 +160,10 @@ std::optional<SlitSewer::Ends> SlitSewer::findEnds(TopoMeshEdge leaving) const {
     }
     bool const isTogether = a.near() != start && b.near() != start &&
                             koLinear::distance(a.near().point(), a.far().point()) < distance_;
-    return isTogether ? Ends{{a, 1.0}, {b.before(), 1.0}} : last;
+    if (!isTogether)
+        return last;
+    Ends const ends = {{a, 1.0}, {b.before(), 1.0}};
+    return isBand(ends) ? last : std::optional(ends);
 }
 
 TopoMeshVertex SlitSewer::vertexAt(Place const& place) {
@@ -160,11 +190,8 @@ double SlitSewer::sewFrom(TopoMeshVertex start) {
     seam.addCallback(new Callback(&rep_, &MeshModifyRep::removeVertex));
     if (!seam.canStitch(start, a, start, b))
         return 0.0;
-    double length = 0.0;
-    for (TopoMeshEdge const e : openChain(start, a))
-        length += koLinear::distance(e.origin().point(), endOf(e).point());
     seam.stitch(start, a, start, b, tolerance_, true);
-    return length;
+    return seam.joinedLength();
 }
 
 using FloatPlace = std::array<float, 3>;

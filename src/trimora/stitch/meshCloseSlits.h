@@ -25,7 +25,9 @@ class MeshBoundaries;
 /// starts      places of vertices on the boundary, to the float; others are passed over
 /// distance    above 0, in mesh units
 /// tolerance   of MeshStitchSeam
-/// lengths     out: for each start how much was sewn, on the side that is walked forward; 0 where nothing is near
+/// lengths     out: for each start the length of the pairs of edges that were joined; 0 where nothing is near
+/// limit       a band of surface is no slit: the seam ends where the way across leads through more than half of the height of
+///             the triangles on both sides, or both edges are those of one triangle. Sides that overlap by less are sewn
 /// returns     whether anything was sewn; the mesh is as it was, and nothing is sent, where not
 /// order       starts one after the other; the mesh as meshStitch leaves it
 /// sends       one Topology modification
