@@ -23,6 +23,7 @@ struct StitchArguments {
     std::string output;
     std::string distance;
     std::string boundaries = "all";
+    bool noIntersections = false;
     trimora::StitchOptions options;  // but for the distance
 };
 
@@ -78,6 +79,8 @@ Json suggestionJson(StitchArguments const& arguments,
                     std::optional<trimora::StitchSuggestion> const& suggestion) {
     Json json = {{"file", arguments.input},
                  {"suggestedDistance", suggestion ? Json(suggestion->distance) : Json(nullptr)},
+                 {"sewnLength", suggestion && suggestion->sewnLength ? Json(*suggestion->sewnLength)
+                                                                     : Json(nullptr)},
                  {"neighbours", Json::array()}};
     if (suggestion)
         for (auto const& neighbour : suggestion->neighbours)
@@ -87,9 +90,12 @@ Json suggestionJson(StitchArguments const& arguments,
 }
 
 /// The distance is the user's to choose, since too large a one sews what does not belong together.
-[[noreturn]] void suggestDistance(Session const& session, StitchArguments const& arguments,
+[[noreturn]] void suggestDistance(Session& session, StitchArguments const& arguments,
                                   koGeom::CompactMesh const& mesh, StitchRun const& run) {
-    auto const suggestion = trimora::suggestStitchDistance(mesh, run.holes, run.chosen);
+    session.beginPhase("trying distances", true);
+    auto const suggestion = trimora::proposeStitchDistance(mesh, run.holes, run.chosen, run.options,
+                                                           session.progress());
+    session.throwIfCancelled();
     std::string text = "stitch needs --distance; ";
     if (suggestion) {
         double widest = 0.0;
@@ -98,12 +104,17 @@ Json suggestionJson(StitchArguments const& arguments,
         text += "'--distance " + numberInWords(suggestion->distance) + "' may do: " +
                 countInWords(std::int64_t(suggestion->neighbours.size()), "boundary runs",
                              "boundaries run") +
-                " beside others, up to " + numberInWords(widest) + " away";
+                " beside others, up to " + numberInWords(widest) + " away" +
+                (suggestion->sewnLength
+                     ? "; it sews a length of " + numberInWords(*suggestion->sewnLength)
+                     : std::string());
     } else {
-        text += run.holes.size() == 1
-                    ? "none can be suggested, as the mesh has only one boundary, and stitching "
-                      "takes two"
-                    : "none can be suggested, as no boundary runs beside another one";
+        text +=
+            run.holes.size() == 1
+                ? "none can be suggested, as the mesh has only one boundary, and stitching "
+                  "takes two"
+                : "none can be suggested, as no boundary runs beside another one, or none that was "
+                  "tried sews anything soundly";
     }
     Failure failure = {UsageError, text};
     if (session.options().json)
@@ -167,6 +178,7 @@ void throwIfNotStitched(Session const& session, StitchArguments const& arguments
              {"refusal", outcome.refusal},
              {"problemPoint", outcome.problemPoint ? Json(*outcome.problemPoint) : Json(nullptr)},
              {"distance", run.options.distance},
+             {"attempts", outcome.attempts},
              {"worse", worseJson(outcome)},
              {"seams", seamsJson(outcome)}});
     throw failure;
@@ -219,6 +231,7 @@ Json stitchJson(StitchArguments const& arguments, StitchRun const& run,
                  {"sewnLength", outcome.sewnLength()},
                  {"sewnOn", outcome.isSewnOn},
                  {"attempts", outcome.attempts},
+                 {"usedDistance", outcome.distance > 0.0 ? Json(outcome.distance) : Json(nullptr)},
                  {"turnedComponents", Json::array()},
                  {"gapsLeft", Json::array()}};
     for (StitchOutcome::Turned const& turned : outcome.turned)
@@ -295,6 +308,9 @@ ExitCode stitch(Session& session, StitchArguments const& arguments) {
     requireOutput(session, arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, stitchBytesPerTriangle, loaded);
+    if (loaded.mesh.getNumTriangles() == 0)
+        throwIfRefused(session,
+                       {arguments.input, "there are no triangles, and so no boundaries", {}});
     StitchRun run;
     stitchLoaded(session, arguments, loaded.mesh, run);
     storeMesh(session, arguments.output, loaded.mesh);
@@ -330,9 +346,10 @@ void addStitch(CLI::App& app, Invocation& invocation) {
                      "triangles that open by less than this many degrees are a fold, of which the "
                      "result must not have more (default: 15)")
         ->check(faultOfAngle);
-    command->add_flag("--intersections", arguments->options.testIntersections,
-                      "also see that no more triangles cut each other than before");
+    command->add_flag("--no-intersections", arguments->noIntersections,
+                      "do not look whether more triangles cut each other than before");
     command->callback([&invocation, arguments] {
+        arguments->options.testIntersections = !arguments->noIntersections;
         invocation.work = [arguments](Session& session) { return stitch(session, *arguments); };
     });
 }

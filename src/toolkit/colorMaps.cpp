@@ -41,12 +41,23 @@ std::vector<Oklab> sequentialPath() {
     return path;
 }
 
-std::vector<Oklab> divergingPath() {
-    return {oklabOf(0.42, 0.15, 259.0),
-            oklabOf(0.66, 0.11, 252.0),
-            {0.94, 0.0, 0.0},
-            oklabOf(0.66, 0.15, 35.0),
-            oklabOf(0.42, 0.15, 28.0)};
+/// The two halves.
+std::vector<Oklab> const coldPath = {
+    oklabOf(0.42, 0.15, 259.0), oklabOf(0.66, 0.11, 252.0), {0.94, 0.0, 0.0}};
+std::vector<Oklab> const warmPath = {
+    {0.94, 0.0, 0.0}, oklabOf(0.66, 0.15, 35.0), oklabOf(0.42, 0.15, 28.0)};
+
+/// The color at a part of a path's length.
+Oklab alongPath(std::vector<Oklab> const& path, double share) {
+    std::vector<double> reached = {0.0};
+    for (std::size_t i = 1; i < path.size(); ++i)
+        reached.push_back(reached.back() + distanceOf(path[i - 1], path[i]));
+    double const way = reached.back() * share;
+    std::size_t segment = 1;
+    while (segment + 1 < path.size() && reached[segment] < way)
+        ++segment;
+    double const length = reached[segment] - reached[segment - 1];
+    return between(path[segment - 1], path[segment], (way - reached[segment - 1]) / length);
 }
 
 }  // namespace
@@ -89,27 +100,22 @@ Oklab oklabOf(double lightness, double chroma, double hue) {
 }
 
 ColorMap const& ColorMap::sequential() {
-    static ColorMap const map(sequentialPath());
+    static ColorMap const map({sequentialPath()});
     return map;
 }
 
 ColorMap const& ColorMap::diverging() {
-    static ColorMap const map(divergingPath());
+    static ColorMap const map({coldPath, warmPath});
     return map;
 }
 
-ColorMap::ColorMap(std::vector<Oklab> const& path) {
-    std::vector<double> reached = {0.0};
-    for (std::size_t i = 1; i < path.size(); ++i)
-        reached.push_back(reached.back() + distanceOf(path[i - 1], path[i]));
-    std::size_t segment = 1;
+// Paths take equal parts of the table, so that what parts them is in its middle, however long they are.
+ColorMap::ColorMap(std::vector<std::vector<Oklab>> const& paths) {
+    auto const numPaths = static_cast<int>(paths.size());
     for (int i = 0; i < tableSize; ++i) {
-        double const way = reached.back() * i / (tableSize - 1);
-        while (segment + 1 < path.size() && reached[segment] < way)
-            ++segment;
-        double const length = reached[segment] - reached[segment - 1];
-        table_.push_back(fromOklab(
-            between(path[segment - 1], path[segment], (way - reached[segment - 1]) / length)));
+        double const place = double(i) * numPaths / (tableSize - 1);
+        int const path = std::min(static_cast<int>(place), numPaths - 1);
+        table_.push_back(fromOklab(alongPath(paths[static_cast<std::size_t>(path)], place - path)));
     }
 }
 

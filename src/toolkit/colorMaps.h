@@ -54,7 +54,7 @@ public:
     LinearColor at(double place) const;
 
 private:
-    explicit ColorMap(std::vector<Oklab> const& path);
+    explicit ColorMap(std::vector<std::vector<Oklab>> const& paths);
     std::vector<LinearColor> table_;
 };
 

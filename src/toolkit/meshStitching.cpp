@@ -4,6 +4,7 @@
 #include "toolkit/meshStitching.h"
 
 #include "toolkit/detail/openEdges.h"
+#include "toolkit/detail/seamCrossings.h"
 #include "toolkit/detail/seamFolds.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
@@ -15,6 +16,7 @@
 #include "trimora/stitch/meshCloseSlits.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -36,6 +38,13 @@ constexpr double samplesPerDistance = 5.0;  // of koGeom::meshStitch
 constexpr double otherDistances[] = {0.93, 0.86, 0.8};
 // The border grows by rounding, where vertices come to lie on it.
 constexpr double lengthSlack = 1e-5;
+// A seam is whole with so much of its stretch, or all but so many distances at its ends.
+constexpr double wholeShare = 0.9;
+constexpr double wholeEnds = 2.0;
+// Of a distance that was tried: what is nearer to it is no advice.
+constexpr double leastChange = 0.1;
+// Of two distances that are tried: more than rounding.
+constexpr double longer = 1.001;
 // Of the time on a mesh of 100 thousand triangles, without the test for intersections.
 constexpr double shareOfCheck = 0.35;
 constexpr double shareOfStitching = 0.3;
@@ -76,6 +85,45 @@ void turnComponents(CompactMesh& mesh, std::vector<int> const& vertices) {
     mesh.clearSelection();
 }
 
+using Shift = std::array<double, 3>;
+
+/// What brings the middle of a mesh that is farther from the origin than it is large to the origin, with every coordinate exact; 0
+/// along axes where that cannot be.
+Shift exactShift(CompactMesh const& mesh) {
+    Shift shift = {};
+    double const diagonal = diagonalOf(mesh);
+    int const count = mesh.getNumVertices();
+    for (int axis = 0; axis < 3 && count > 0; ++axis) {
+        float const* const first = mesh.getVerticesRaw() + axis;
+        double low = std::numeric_limits<double>::infinity();
+        double high = -low;
+        for (int v = 0; v < count; ++v) {
+            double const c = first[3 * static_cast<std::ptrdiff_t>(v)];
+            low = std::min(low, c);
+            high = std::max(high, c);
+        }
+        // As a float it is a multiple of its own step, which those of most coordinates are as well.
+        double const middle = static_cast<float>(0.5 * low + 0.5 * high);
+        bool isExact = std::isfinite(middle) && std::fabs(middle) > diagonal;
+        for (int v = 0; v < count && isExact; ++v) {
+            double const moved = first[3 * static_cast<std::ptrdiff_t>(v)] - middle;
+            isExact = static_cast<double>(static_cast<float>(moved)) == moved;
+        }
+        if (isExact)
+            shift[at(axis)] = -middle;
+    }
+    return shift;
+}
+
+void moveVertices(CompactMesh& mesh, Shift const& shift, double sign) {
+    if (shift == Shift())
+        return;
+    float* const coordinates = mesh.getVerticesRaw();
+    for (std::ptrdiff_t i = 0; i < 3 * static_cast<std::ptrdiff_t>(mesh.getNumVertices()); ++i)
+        coordinates[i] =
+            static_cast<float>(coordinates[i] + sign * shift[static_cast<std::size_t>(i % 3)]);
+}
+
 std::vector<int> sorted(std::vector<int> list) {
     std::sort(list.begin(), list.end());
     return list;
@@ -109,7 +157,8 @@ public:
           holes_(holes),
           options_(options),
           progress_(progress),
-          scale_(unitScale(diagonalOf(mesh))) {}
+          scale_(unitScale(diagonalOf(mesh))),
+          shift_(exactShift(mesh)) {}
 
     StitchOutcome run(std::vector<int> const& chosen);
 
@@ -140,6 +189,7 @@ private:
     StitchOptions const& options_;
     koUtil::Progress& progress_;
     double const scale_;
+    Shift const shift_;
     std::vector<int> taking_;  // part: places in the list of holes
     std::vector<int> loops_;   // the list of holes, by the boundaries of the latest attempt
     Stitched stitched_;
@@ -271,8 +321,10 @@ bool Stitching::attempt(std::vector<int> const& turned, double distance) {
     watch.start();
     stitched_ = Stitched();
     ++outcome_.attempts;
+    outcome_.distance = distance;
     CompactMesh& mesh = stitched_.mesh;
     mesh = bareCopy(mesh_);
+    moveVertices(mesh, shift_, 1.0);
     scaleVertices(mesh, scale_);
     turnComponents(mesh, turned);
     koGeom::SimpleMeshCache cache;
@@ -376,9 +428,13 @@ void Stitching::noteTurned(std::vector<int> const& vertices) {
 void Stitching::refuseUnaligned() {
     auto const suggestion = suggestStitchDistance(mesh_, holes_, taking_);
     char advice[96] = "no boundary has another one near it along a good part of its length";
-    if (suggestion)
+    bool const isOther = suggestion && std::fabs(suggestion->distance - options_.distance) >
+                                           leastChange * options_.distance;
+    if (isOther)
         std::snprintf(advice, sizeof advice, "from the distances between them %.4g may do",
                       suggestion->distance);
+    else if (suggestion)
+        std::snprintf(advice, sizeof advice, "the distances between them suggest no other one");
     refuse("no two of " +
            countInWords(static_cast<std::int64_t>(taking_.size()), "boundary", "boundaries") +
            " run within the distance of each other for more than twice it; " + advice);
@@ -408,6 +464,7 @@ void Stitching::judge(double share) {
 
 void Stitching::inspect(double share) {
     scaleVertices(stitched_.mesh, 1.0 / scale_);
+    moveVertices(stitched_.mesh, shift_, -1.0);
     SeamMending const mending = mendSeams(stitched_.mesh, mesh_, options_.foldAngle);
     outcome_.smoothedVertices = mending.movedVertices;
     outcome_.swappedEdges = mending.swappedEdges;
@@ -436,8 +493,9 @@ void Stitching::compareCounts(CheckResult const& before, CheckResult const& afte
         compare("nonManifoldVertices", *before.nonManifoldVertices, *after.nonManifoldVertices);
     compare("notOriented", before.oriented ? 0.0 : 1.0, after.oriented ? 0.0 : 1.0);
     compare("foldedEdges", before.foldedEdges, after.foldedEdges);
-    compare("intersectingTriangles", before.intersectingTriangles.value_or(0),
-            after.intersectingTriangles.value_or(0));
+    int const numCrossing = before.intersectingTriangles.value_or(0);
+    if (after.intersectingTriangles.value_or(0) > numCrossing)  // or only in more pieces
+        compare("intersectingTriangles", numCrossing, numCrossingTriangles(stitched_.mesh, mesh_));
     compare("unusedVertices", before.unusedVertices, after.unusedVertices);
 }
 
@@ -490,8 +548,14 @@ double StitchOutcome::sewnLength() const {
 }
 
 bool StitchOutcome::isComplete() const {
-    return std::all_of(seams.begin(), seams.end(),
-                       [](Seam const& seam) { return seam.fate == Fate::Sewn; });
+    bool const areWhole = std::all_of(seams.begin(), seams.end(), [this](Seam const& seam) {
+        return seam.fate == Fate::Sewn &&
+               seam.sewnLength >= std::min(wholeShare * seam.stretchLength,
+                                           seam.stretchLength - wholeEnds * distance);
+    });
+    return areWhole && std::none_of(gaps.begin(), gaps.end(), [this](Gap const& gap) {
+               return !gap.border.looksOuter && gap.width < distance;
+           });
 }
 
 std::vector<StitchBoundary> planStitching(CompactMesh const& mesh,
@@ -517,6 +581,33 @@ StitchOutcome stitchMesh(CompactMesh& mesh, std::vector<MeshHole> const& holes,
                          std::vector<int> const& chosen, StitchOptions const& options,
                          koUtil::Progress& progress) {
     return Stitching(mesh, holes, options, progress).run(chosen);
+}
+
+std::optional<StitchSuggestion> proposeStitchDistance(CompactMesh const& mesh,
+                                                      std::vector<MeshHole> const& holes,
+                                                      std::vector<int> const& chosen,
+                                                      StitchOptions options,
+                                                      koUtil::Progress& progress) {
+    auto const suggestion = suggestStitchDistance(mesh, holes, chosen);
+    if (!suggestion || mesh.getNumTriangles() > mostTrianglesToTry)
+        return suggestion;
+    std::optional<StitchSuggestion> best;
+    for (double const distance : suggestion->distances) {
+        options.distance = distance;
+        CompactMesh copy = bareCopy(mesh);
+        koUtil::Progress child;
+        progress.subPhase(1.0 / static_cast<double>(suggestion->distances.size()), child);
+        StitchOutcome const outcome = stitchMesh(copy, holes, chosen, options, child);
+        if (outcome.cancelled)
+            return best;
+        double const least = best ? longer * *best->sewnLength : 0.0;
+        if (!outcome.refusal.empty() || !(outcome.sewnLength() > least))
+            continue;
+        best = suggestion;
+        best->distance = distance;
+        best->sewnLength = outcome.sewnLength();
+    }
+    return best;
 }
 
 char const* nameOfFate(StitchOutcome::Fate fate) {

@@ -20,10 +20,10 @@ inline constexpr int fewestStitchSamples = 10;
 inline constexpr std::int64_t mostStitchSamples = 20'000'000;
 
 struct StitchOptions {
-    double distance = 0.0;           ///< in mesh units, above 0: how near is alongside
-    double tolerance = 0.01;         ///< see koGeom::meshStitch
-    double foldAngle = 15.0;         ///< degrees, see CheckOptions
-    bool testIntersections = false;  ///< also see that no more triangles cut each other than before
+    double distance = 0.0;          ///< in mesh units, above 0: how near is alongside
+    double tolerance = 0.01;        ///< see koGeom::meshStitch
+    double foldAngle = 15.0;        ///< degrees, see CheckOptions
+    bool testIntersections = true;  ///< see that no more triangles cut each other than before
 };
 
 /// A distance at which boundaries can be stitched.
@@ -36,6 +36,9 @@ struct StitchSuggestion {
     double distance =
         0.0;  ///< a quarter more than the widest gap, or a tenth of an edge if that is more
     std::vector<Neighbour> neighbours;  ///< the chosen boundaries that have another one near
+    /// The same for smaller gaps, a tenth apart at least, ascending, at most 4; the last one is the distance above.
+    std::vector<double> distances;
+    std::optional<double> sewnLength;  ///< of a try of the distance; empty where none was made
 };
 
 /// Proposes a distance from the distances between boundary loops.
@@ -46,6 +49,20 @@ struct StitchSuggestion {
 TRIMORA_API std::optional<StitchSuggestion>
 suggestStitchDistance(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                       std::vector<int> const& chosen);
+
+/// Meshes of more triangles than this are not stitched to see what a distance comes to.
+inline constexpr int mostTrianglesToTry = 200'000;
+
+/// Proposes the one of the suggested distances that sews most, each tried on a copy; of those that sew alike the smallest.
+///
+/// options     all but the distance
+/// returns     nothing where none is suggested, or none can be stitched soundly; on larger meshes what suggestStitchDistance says
+/// progress    polled between the steps; what was found until then when it is cancelled
+/// cost        stitchMesh for each of at most 4 distances
+TRIMORA_API std::optional<StitchSuggestion>
+proposeStitchDistance(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                      std::vector<int> const& chosen, StitchOptions options,
+                      koUtil::Progress& progress);
 
 /// What became of a boundary that was chosen.
 struct StitchBoundary {
@@ -110,6 +127,7 @@ struct StitchOutcome {
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
     CheckResult before;
     CheckResult after;
+    double distance = 0.0;   ///< of the attempt that counts; 0 before any
     double seconds = 0.0;    ///< of the stitching alone
     bool cancelled = false;  ///< the mesh is as it was; the other fields mean nothing
 
@@ -123,7 +141,8 @@ struct StitchOutcome {
     /// Seams that were sewn: whole, or but for some edges.
     TRIMORA_API int numSewn() const;
     TRIMORA_API double sewnLength() const;
-    /// Whether every seam was sewn whole.
+    /// Whether every seam was sewn, along about its whole length, and no new gap is left that is narrower than the distance and does
+    /// not look like an outer border.
     TRIMORA_API bool isComplete() const;
 };
 
@@ -132,7 +151,9 @@ struct StitchOutcome {
 ///
 /// The library ends a seam where samples of the two sides line up best, which may be far from where the sides part; so it is sewn
 /// on from there. Folds that the seams make are smoothed away as far as that helps. Works at a size at which the library's absolute
-/// tolerances are fitting, see unitScale.
+/// tolerances are fitting, see unitScale, and about the origin where the mesh lies far away and can be moved there exactly.
+///
+/// Triangles that cut each other count by their places: a seam may split one that cut another before (numCrossingTriangles of seamCrossings.h).
 ///
 /// mesh       edited in place along the boundaries, renumbered, and without its vertex sets; as it was when it is refused
 /// holes      see findHoles, of the mesh as it stands

@@ -25,7 +25,9 @@ constexpr double reach = 0.1;              // of a loop's length: what is farthe
 // and half an edge, belongs to the other three quarters.
 constexpr std::size_t nearShare = 4;
 constexpr double farther = 4.0;
-constexpr double margin = 1.25;    // the distance has to be more than the gap
+constexpr double margin = 1.25;  // the distance has to be more than the gap
+constexpr std::size_t mostDistances = 4;
+constexpr double leastStep = 0.1;  // between two of them
 constexpr double edgeShare = 0.1;  // of an edge, where there is next to no gap
 
 std::size_t at(int i) {
@@ -179,6 +181,23 @@ double roundedUp(double number) {
     return std::isfinite(rounded) && rounded > 0.0 ? rounded : number;
 }
 
+/// Some of them, from the smallest to the largest.
+std::vector<double> spread(std::vector<double> distances) {
+    std::sort(distances.begin(), distances.end());
+    std::vector<double> distinct;
+    for (double const d : distances) {
+        if (!distinct.empty() && d < (1.0 + leastStep) * distinct.back())
+            distinct.pop_back();
+        distinct.push_back(d);
+    }
+    if (distinct.size() <= mostDistances)
+        return distinct;
+    std::vector<double> some;
+    for (std::size_t i = 0; i < mostDistances; ++i)
+        some.push_back(distinct[i * (distinct.size() - 1) / (mostDistances - 1)]);
+    return some;
+}
+
 }  // namespace
 
 std::optional<StitchSuggestion> suggestStitchDistance(CompactMesh const& mesh,
@@ -191,12 +210,14 @@ std::optional<StitchSuggestion> suggestStitchDistance(CompactMesh const& mesh,
             suggestion.neighbours.push_back({loop, *gap});
     }
     keepNearest(holes, suggestion.neighbours);
+    std::vector<double> fitting;
     for (auto const& [loop, gap] : suggestion.neighbours)
-        suggestion.distance =
-            std::max({suggestion.distance, margin * gap, edgeShare * meanEdge(holes[at(loop)])});
-    if (!(suggestion.distance > 0.0))
+        if (double const d = std::max(margin * gap, edgeShare * meanEdge(holes[at(loop)])); d > 0.0)
+            fitting.push_back(roundedUp(d));
+    if (fitting.empty())
         return std::nullopt;
-    suggestion.distance = roundedUp(suggestion.distance);
+    suggestion.distances = spread(fitting);
+    suggestion.distance = suggestion.distances.back();
     return suggestion;
 }
 

@@ -53,7 +53,7 @@ TEST_CASE("partsThatWereCutApartAreStitchedAgain") {
     CHECK(suggestion["neighbours"].size() == 2);
     CHECK(!fs::exists(folder / "out.obj"));
 
-    Run const stitched = run("stitch --json --intersections " + apart + (folder / "out.obj") +
+    Run const stitched = run("stitch --json " + apart + (folder / "out.obj") +
                              " --distance " + std::to_string(distance));
     REQUIRE(stitched.code == 0);
     auto const json = stitched.json();

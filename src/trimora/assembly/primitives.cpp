@@ -77,7 +77,7 @@ private:
 };
 
 void SphereGrid::setPole(int v, float side) {
-    normals_[v] = {0.0f, 0.0f, side};
+    normals_[v] = MeshNormal{0.0f, 0.0f, side};
     vertices_[v].set(static_cast<float>(center_.x), static_cast<float>(center_.y),
                      static_cast<float>(center_.z + side * radius_));
 }
