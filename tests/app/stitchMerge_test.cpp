@@ -53,8 +53,8 @@ TEST_CASE("partsThatWereCutApartAreStitchedAgain") {
     CHECK(suggestion["neighbours"].size() == 2);
     CHECK(!fs::exists(folder / "out.obj"));
 
-    Run const stitched = run("stitch --json " + apart + (folder / "out.obj") +
-                             " --distance " + std::to_string(distance));
+    Run const stitched = run("stitch --json " + apart + (folder / "out.obj") + " --distance " +
+                             std::to_string(distance));
     REQUIRE(stitched.code == 0);
     auto const json = stitched.json();
     CHECK(json["sewn"] == 1);
@@ -64,6 +64,7 @@ TEST_CASE("partsThatWereCutApartAreStitchedAgain") {
     CHECK(json["seams"][0]["endDistance"] == 0);
     CHECK(json["sewnLength"] == json["seams"][0]["sewnLength"]);
     CHECK(json["attempts"] == 1);
+    CHECK(json["usedDistance"] == json["distance"]);
     CHECK(json["seams"][0]["outcome"] == "sewn");
     CHECK(json["seams"][0]["words"].is_null());
     CHECK(json["boundaries"].size() == 2);
@@ -84,6 +85,7 @@ TEST_CASE("partsThatWereCutApartAreStitchedAgain") {
     CHECK(worse.code == 5);
     CHECK(worse.json()["worse"][0]["what"] == "foldedEdges");
     CHECK(worse.json()["seams"].size() == 1);
+    CHECK(worse.json()["attempts"].get<int>() >= 1);
     CHECK(!fs::exists(folder / "no.obj"));
 }
 
@@ -104,6 +106,8 @@ TEST_CASE("stitchSaysWhatItCannotDo") {
     refuses("stitch " + sheet + out + " --distance 1e-5 --max-memory 1G", 5, "--max-memory");
     refuses("stitch " + sheet + out + " --distance 1 --timeout 1e-9", 6, "timed out");
     refuses("stitch " + (folder / "none.obj") + out, 3, "none.obj");
+    writeFile(folder / "empty.obj", "v 0 0 0\n");
+    refuses("stitch " + (folder / "empty.obj") + out + " --distance 1", 5, "no triangles");
     CHECK(!fs::exists(folder / "out.obj"));
 
     for (char const* const distance : {" --distance 1", ""})  // nothing to close

@@ -60,7 +60,7 @@ std::vector<Piece> pieces(SubsetList const& subsets) {
     return all;
 }
 
-/// The repair as it is told, with searches from one end to the other.
+/// The same repair with plain searches, with searches from one end to the other.
 std::vector<Piece> plainPieces(PolygonMesh const& input, SubsetList const& subsets) {
     Remap membership;
     meshTriSubsetMembership(input.mesh, subsets, membership);

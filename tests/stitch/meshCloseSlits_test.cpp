@@ -81,6 +81,64 @@ TEST_CASE("nothingIsClosedWhereSidesAreFartherApartThanTheDistance") {
     CHECK(support::trianglesOf(mesh) == support::trianglesOf(slit()));
 }
 
+namespace {
+
+double openLengthOf(CompactMesh const& mesh) {
+    SimpleMeshCache cache;
+    auto const boundaries = cache.getBoundaries(mesh);
+    double sum = 0.0;
+    for (int b = 0; b < boundaries->size(); ++b) {
+        int last = *std::prev(boundaries->getEnd(b));
+        for (int const* v = boundaries->getStart(b); v != boundaries->getEnd(b); last = *v++)
+            sum += koLinear::distance(mesh.getVertices()[last].asPoint(),
+                                      mesh.getVertices()[*v].asPoint());
+    }
+    return sum;
+}
+
+int numFlat(CompactMesh const& mesh) {
+    int count = 0;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        auto const at = [&](int k) {
+            return mesh.getVertices()[mesh.getTriangles()[t][k]].asPoint();
+        };
+        count += cross(at(1) - at(0), at(2) - at(0)).length() < 0.01;
+    }
+    return count;
+}
+
+}  // namespace
+
+//   o--o--o--o--o      the way across a narrow band leads through its own triangles: it is surface, and no gap
+//   | /| /| /| /|
+//   s--o--o--o--o
+TEST_CASE("bandsOfSurfaceAreNotSqueezedTogether") {
+    CompactMesh const bands[] = {sheet(4, 1, 4.0, 0.1, 0.0, 0.0), sheet(1, 1, 4.0, 0.1, 0.0, 0.0),
+                                 sheet(40, 2, 4.0, 0.1, 0.0, 0.0), sheet(1, 1, 0.1, 0.1, 0.0, 0.0),
+                                 support::meshOf({0, 0, 0, 0.1f, 0, 0, 0, 0.1f, 0}, {0, 1, 2})};
+    for (CompactMesh const& band : bands) {
+        ko::vector<Point> starts;
+        for (int v = 0; v < band.getNumVertices(); ++v)
+            starts.insert(starts.end(), 2, band.getVertices()[v].asPoint());
+        CompactMesh mesh = band;
+        ko::vector<double> lengths;
+        CAPTURE(band.getNumTriangles());
+        CHECK_FALSE(closeSlits(mesh, starts, 0.3, lengths));
+        CHECK(support::trianglesOf(mesh) == support::trianglesOf(band));
+    }
+}
+
+// Both sides of what was joined are open no more, but for what a side that was moved is longer or shorter by.
+TEST_CASE("lengthsAreThoseThatWereJoined") {
+    CompactMesh mesh = slit();
+    double const before = openLengthOf(mesh);
+    ko::vector<double> lengths;
+    REQUIRE(closeSlits(mesh, {Point(0, 0, 0), Point(0, 0, 0)}, 0.3, lengths));
+    CHECK(lengths[1] == 0.0);
+    CHECK(before - openLengthOf(mesh) == doctest::Approx(2.0 * lengths[0]).epsilon(0.03));
+    CHECK(numFlat(mesh) == numFlat(slit()));
+}
+
 //   o-----------o      a hole like a lens, from s to where its sides come together
 //   |  s <===>  |
 //   o-----------o

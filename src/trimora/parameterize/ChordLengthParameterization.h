@@ -60,8 +60,8 @@ public:
     /// width, height   of the image in samples
     /// feather         cells between the samples and the edge of the unit square
     /// image           out: dimension 2, sample (x, y) at width y + x; samples that no cell of the grid holds stay as they
-    ///                 are, in cells of less than about `epsilonTolFlt` of the unit square too. An image too small is left
-    ///                 alone; else it is kept as the target of pointSampler()
+    ///                 are; so may those in cells below `epsilonTolFlt` of the unit square, from 1000 by 1000 vertices on. An
+    ///                 image too small is left alone; else it is kept as the target of pointSampler()
     void invertChordLengthMapping(int width, int height, float feather, MeshAttributes& image);
 
     /// Writes one sample, the mix of the corners of the last triangle scanned: what invertChordLengthMapping() has called for each.
