@@ -19,7 +19,7 @@ struct CheckArguments {
 void drawFindings(Session& session, CheckArguments const& arguments, LoadedMesh const& loaded,
                   trimora::CheckOptions const& options) {
     DefectView view;
-    viewDefects(session, loaded.mesh, options, view);
+    viewDefects(session, loaded.mesh, options, true, view);
     storePicture(
         session, arguments.picture,
         drawPicture(session, arguments.input, {{&view.mesh, &view.paint, {}}}, findingsLook()));

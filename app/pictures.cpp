@@ -48,11 +48,12 @@ void storePicture(Session& session, std::string const& path, trimora::Picture co
 }
 
 void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
-                 DefectView& view) {
+                 bool weld, DefectView& view) {
     session.beginPhase("finding what to draw", true);
     view.mesh = mesh;
     koUtil::Progress unwatched;
-    koGeom::meshCompact(view.mesh, unwatched);
+    if (weld)
+        koGeom::meshCompact(view.mesh, unwatched);
     options.mostOffences = std::numeric_limits<std::size_t>::max();
     trimora::CheckResult const found = trimora::checkMesh(view.mesh, options, session.progress());
     session.throwIfCancelled();

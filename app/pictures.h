@@ -29,15 +29,16 @@ trimora::Picture drawPicture(Session& session, std::string const& file,
 /// Writes a picture. Throws Failure.
 void storePicture(Session& session, std::string const& path, trimora::Picture const& picture);
 
-/// A mesh with its defects, for a picture: an exactly welded copy, since in triangles that do not share vertices every edge would be
-/// a border; the key says so.
+/// A copy of a mesh with its defects, for a picture.
 struct DefectView {
     koGeom::CompactMesh mesh;
     trimora::SurfacePaint paint;
 };
 
-/// Checks the copy and paints what was found. Throws Failure when that was cancelled.
+/// Checks a copy and paints what was found. Throws Failure when that was cancelled.
+///
+/// weld   the copy exactly, and say so in the key: in triangles that do not share vertices every edge would be a border
 void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
-                 DefectView& view);
+                 bool weld, DefectView& view);
 
 }  // namespace app

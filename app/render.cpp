@@ -113,7 +113,7 @@ SurfacePaint paintByDefects(Session& session, RenderArguments const& arguments,
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
     DefectView view;
-    viewDefects(session, mesh, options, view);
+    viewDefects(session, mesh, options, true, view);
     mesh = std::move(view.mesh);
     return view.paint;
 }

@@ -44,17 +44,18 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
 }
 
 void viewState(Session& session, koGeom::CompactMesh const& mesh, RepairArguments const& arguments,
-               DefectView& view) {
+               bool weld, DefectView& view) {
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle.value_or(options.foldAngle);
-    viewDefects(session, mesh, options, view);
+    viewDefects(session, mesh, options, weld, view);
 }
 
 /// The mesh before and after, side by side.
 void drawStates(Session& session, RepairArguments const& arguments, DefectView const& before,
                 koGeom::CompactMesh const& repaired) {
     DefectView after;
-    viewState(session, repaired, arguments, after);
+    viewState(session, repaired, arguments, arguments.noWeld,
+              after);  // what repair parted stays so
     trimora::RenderOptions options = findingsLook();
     options.width = 1600;
     options.height = 800;
@@ -109,7 +110,7 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
         checkState(session, loaded.mesh, arguments, "checking before");
     DefectView viewBefore;
     if (isDrawn)
-        viewState(session, loaded.mesh, arguments, viewBefore);
+        viewState(session, loaded.mesh, arguments, true, viewBefore);
     trimora::RepairOutcome const outcome = repairState(session, loaded.mesh, arguments);
     trimora::CheckResult const after =
         checkState(session, loaded.mesh, arguments, "checking after");

@@ -376,7 +376,6 @@ TEST_CASE("cutsOfRealMeshesAreNeverMadeWorse") {
     }
     CAPTURE(numTried);
     CHECK(2 * numSewn >= numTried);
-    MESSAGE(numSewn << " of " << numTried << " cuts were sewn");
 }
 
 TEST_CASE("boundariesThatCannotTakePartAreToldAndStandInNoOnesWay") {
