@@ -72,7 +72,8 @@ int main(int argc, char** argv) {
     }
     for (auto const& seam : outcome.seams)
         std::printf("boundaries %d and %d: length %.3g, gap %.3g, %s\n", seam.boundary + 1,
-                    seam.otherBoundary + 1, seam.sewnLength, seam.gap, trimora::nameOfFate(seam.fate));
+                    seam.otherBoundary + 1, seam.sewnLength, seam.gap,
+                    trimora::nameOfFate(seam.fate));
     std::printf("stitched within %.3g in %.2f s: %d components before, %d now, %s\n",
                 options.distance, outcome.seconds, outcome.before.components,
                 outcome.after.components, outcome.after.closed ? "closed" : "open");

@@ -4,10 +4,10 @@
 #include "support/builders.h"
 #include "support/checks.h"
 #include "support/oracles.h"
+#include "toolkit/elementSelection.h"
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshExtrusion.h"
 #include "toolkit/meshVerification.h"
-#include "toolkit/elementSelection.h"
 
 #include <doctest/doctest.h>
 

@@ -4,8 +4,8 @@
 #include "trimora/contract/koGeom/Octree.h"
 #include "trimora/contract/koGeom/OctreeTables.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
-#include "trimora/reduce/detail/VoxelTriangles.h"
 #include "trimora/contract/koUtil/saturatingInt.h"
+#include "trimora/reduce/detail/VoxelTriangles.h"
 #include "trimora/reduce/detail/spatialOrder.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 
