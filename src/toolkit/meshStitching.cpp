@@ -548,6 +548,9 @@ double StitchOutcome::sewnLength() const {
 }
 
 bool StitchOutcome::isComplete() const {
+    if (refusal.empty() &&
+        after.closed)  // where sides were of unequal length, what is sewn falls short of a stretch
+        return true;
     bool const areWhole = std::all_of(seams.begin(), seams.end(), [this](Seam const& seam) {
         return seam.fate == Fate::Sewn &&
                seam.sewnLength >= std::min(wholeShare * seam.stretchLength,
