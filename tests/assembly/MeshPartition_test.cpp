@@ -1,3 +1,4 @@
+#include "pieces.h"
 #include "support/builders.h"
 #include "support/checks.h"
 
@@ -16,23 +17,12 @@
 #include <vector>
 
 using namespace koGeom;
+using partitionTest::Ints;
+using partitionTest::Piece;
+using partitionTest::pieceOf;
+using partitionTest::SubsetList;
 
 namespace {
-
-using Ints = std::vector<int>;
-using SubsetList = ko::list<ko::Reference<MeshSubset>>;
-
-struct Piece {
-    Ints vertices;
-    Ints triangles;
-
-    bool operator==(Piece const&) const = default;
-};
-
-Piece pieceOf(MeshSubset const& subset) {
-    return {Ints(subset.vertices, subset.vertices + subset.numVertices),
-            Ints(subset.triangles, subset.triangles + subset.numTriangles)};
-}
 
 MeshPartition partitionOf(CompactMesh const& mesh, int size) {
     MeshAdjTris adjTris;

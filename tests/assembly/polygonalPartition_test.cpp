@@ -1,3 +1,4 @@
+#include "pieces.h"
 #include "support/builders.h"
 #include "support/checks.h"
 
@@ -17,18 +18,12 @@
 #include <vector>
 
 using namespace koGeom;
+using partitionTest::Ints;
+using partitionTest::Piece;
+using partitionTest::pieceOf;
+using partitionTest::SubsetList;
 
 namespace {
-
-using Ints = std::vector<int>;
-using SubsetList = ko::list<ko::Reference<MeshSubset>>;
-
-struct Piece {
-    Ints vertices;
-    Ints triangles;
-
-    bool operator==(Piece const&) const = default;
-};
 
 /// A mesh with polygons, and the polygon of each triangle.
 struct PolygonMesh {
@@ -55,8 +50,7 @@ ko::Reference<MeshSubset> subsetOf(Ints const& triangles) {
 std::vector<Piece> pieces(SubsetList const& subsets) {
     std::vector<Piece> all;
     for (auto const& subset : subsets)
-        all.push_back({Ints(subset->vertices, subset->vertices + subset->numVertices),
-                       Ints(subset->triangles, subset->triangles + subset->numTriangles)});
+        all.push_back(pieceOf(*subset));
     return all;
 }
 

@@ -303,7 +303,6 @@ CompactMesh mirroredTube(bool isMirrored) {
     int const sides = 30;
     int const rows = 6;
     std::vector<float> coordinates;
-    std::vector<int> triangles;
     for (int row = 0; row <= rows; ++row)
         for (int i = 0; i < sides; ++i) {
             double const u = double(row) / rows;
@@ -314,13 +313,7 @@ CompactMesh mirroredTube(bool isMirrored) {
             for (double const c : {radius * std::cos(angle), radius * std::sin(angle), height})
                 coordinates.push_back(static_cast<float>(c));
         }
-    for (int row = 0; row < rows; ++row)
-        for (int i = 0; i < sides; ++i) {
-            int const a = row * sides + i;
-            int const b = row * sides + (i + 1) % sides;
-            triangles.insert(triangles.end(), {a, b, b + sides, a, b + sides, a + sides});
-        }
-    return support::meshOf(coordinates, triangles);
+    return support::meshOf(coordinates, stitchTest::tubeTriangles(sides, rows));
 }
 
 }  // namespace

@@ -25,10 +25,21 @@ inline std::size_t at(int i) {
     return static_cast<std::size_t>(i);
 }
 
+/// Triangles of a tube whose vertices come ring by ring.
+inline std::vector<int> tubeTriangles(int sides, int rows) {
+    std::vector<int> triangles;
+    for (int row = 0; row < rows; ++row)
+        for (int i = 0; i < sides; ++i) {
+            int const a = row * sides + i;
+            int const b = row * sides + (i + 1) % sides;
+            triangles.insert(triangles.end(), {a, b, b + sides, a, b + sides, a + sides});
+        }
+    return triangles;
+}
+
 /// An open tube round the z axis, wound outward, with the given number of vertices round it.
 inline koGeom::CompactMesh tube(int sides, double radius, double low, double high, int rows = 1) {
     std::vector<float> coordinates;
-    std::vector<int> triangles;
     for (int row = 0; row <= rows; ++row)
         for (int i = 0; i < sides; ++i) {
             double const angle = 2.0 * pi * (i + 0.3) / sides;
@@ -36,13 +47,7 @@ inline koGeom::CompactMesh tube(int sides, double radius, double low, double hig
                                    low + (high - low) * row / rows})
                 coordinates.push_back(static_cast<float>(c));
         }
-    for (int row = 0; row < rows; ++row)
-        for (int i = 0; i < sides; ++i) {
-            int const a = row * sides + i;
-            int const b = row * sides + (i + 1) % sides;
-            triangles.insert(triangles.end(), {a, b, b + sides, a, b + sides, a + sides});
-        }
-    return support::meshOf(coordinates, triangles);
+    return support::meshOf(coordinates, tubeTriangles(sides, rows));
 }
 
 /// A tube that a fan closes at the end away from `rim`; wound outward.
