@@ -243,7 +243,7 @@ namespace {
 
 // g++ 12 took the two conversions for none when it vectorised x and y.
 TEST_CASE("narrowedPointsAreNarrowWhenWidenedAtOnce") {
-    volatile double const x = 0.1, y = 0.2, z = 0.3;  // unknown to the compiler
+    double const volatile x = 0.1, y = 0.2, z = 0.3;  // unknown to the compiler
     Point const narrowed = throughFloats(Point(x, y, z));
     CHECK(narrowed.x == 0x1.99999ap-4);
     CHECK(narrowed.y == 0x1.99999ap-3);
