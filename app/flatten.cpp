@@ -48,7 +48,7 @@ void requireArguments(Session const& session, FlattenArguments const& arguments)
     requireOutput(session, arguments.output);
     trimora::FileOutcome ignored;
     auto const* const format = trimora::findMeshFormat(arguments.output, {}, ignored);
-    if (!format->holdsTextureCoordinates)
+    if ((format->holds & trimora::HoldsTextureCoordinates) == 0)
         throw Failure{CannotWrite, arguments.output + ": " + std::string(format->name) +
                                        " files hold no texture coordinates; write OBJ"};
     if (arguments.picture.empty())

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::array<std::string_view, 1> objExtensions = {"obj"};
 constexpr std::array<MeshFormat, 1> formats = {
-    MeshFormat{"obj", objExtensions, &readObj, &writeObj, true}};
+    MeshFormat{"obj", objExtensions, nullptr, &readObj, &writeObj,
+               HoldsTextureCoordinates | HoldsNormals | HoldsPolygons}};
 
 std::string lowerCase(std::string_view text) {
     std::string result(text);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -8,10 +9,11 @@ namespace trimora {
 
 /// What a reader met in a file: everything that the mesh cannot tell, and everything that did not get into it.
 struct ReadReport {
-    /// One thing that is wrong at one place. Lines count from 1.
+    /// One thing that is wrong at one place: a line of a text file, from 1, or a byte of a binary one, from 0.
     struct Problem {
         std::int64_t line = 0;
         std::string text;
+        std::int64_t byte = -1;  ///< -1 in text files
     };
 
     /// Faces that did not get into the mesh. A face is counted once, under the first reason that it meets.
@@ -36,6 +38,9 @@ struct ReadReport {
     static constexpr std::size_t maxProblems = 20;
 
     std::string format;  ///< name of the format, say "obj"
+    std::string
+        variant;  ///< of it: "text", "little endian", "big endian"; empty where there is but one
+    std::string name;  ///< that the file gives its solid or its mesh
     std::int64_t lines = 0;
     std::int64_t vertices = 0;
     std::int64_t faces = 0;      ///< faces in the file, dropped ones included
@@ -44,6 +49,18 @@ struct ReadReport {
     DroppedFaces dropped;
     Attribute textureCoordinates;
     Attribute normals;
+    Attribute colours;
+    std::vector<std::string> keptSets;  ///< names of the further vertex sets that are in the mesh
+    std::vector<std::string> ignoredProperties;  ///< of the file, that have no place in the mesh
+
+    /// What was taken off every coordinate, since a float holds too few digits of such numbers; whole numbers, 0 where the
+    /// mesh stands as the file has it. WriteOptions::shift puts it back.
+    std::array<double, 3> shift = {0.0, 0.0, 0.0};
+    bool isShifted() const { return shift[0] != 0.0 || shift[1] != 0.0 || shift[2] != 0.0; }
+
+    /// Of a format whose triangles have corners of their own, welded: the vertex of each corner of the file's triangles, three a
+    /// triangle. Empty when nothing was welded.
+    std::vector<int> weldedVertex;
 
     std::int64_t nonfiniteVertices =
         0;  ///< vertices with a coordinate that is NaN or infinite, kept

@@ -7,14 +7,22 @@
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace trimora {
 
 struct ReadOptions {
-    std::string format;  ///< name of a format; empty takes it from the path's extension
+    std::string
+        format;  ///< name of a format; empty takes it from the content, else from the path's extension
+    bool weld =
+        false;  ///< merge vertices at exactly equal positions where the format gives each corner its own
+    /// Takes this off every coordinate in double precision, in place of the shift that the reader would choose: meshes that
+    /// are to be compared need the same one.
+    std::optional<std::array<double, 3>> shift = std::nullopt;
     bool dropNonfinite =
         false;  ///< leave out faces at vertices that are NaN or infinite; the vertices stay
 

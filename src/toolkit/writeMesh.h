@@ -6,6 +6,7 @@
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,15 @@ struct WriteOptions {
     std::string format;              ///< name of a format; empty takes it from the path's extension
     bool textureCoordinates = true;  ///< write them when the mesh has them
     bool normals = true;  ///< write them when the mesh has them and they were not merely computed
+    bool colours = true;  ///< write them when the mesh has the set "colours"
+    bool vertexSets = true;  ///< write the other named sets where the format holds them
+
+    enum class Encoding { Usual, Text, LittleEndian, BigEndian };
+    Encoding encoding =
+        Encoding::Usual;  ///< of formats that have several; binary, little endian, is usual
+    std::array<double, 3> shift = {
+        0.0, 0.0, 0.0};   ///< added to every coordinate in double precision, see ReadReport::shift
+    std::string name;     ///< of the solid or mesh, where the format holds one
     std::string comment;  ///< goes to the head of the file, one comment line for each of its lines
 
     koUtil::Progress* progress = nullptr;  ///< not owned; cancelled: no output is left
