@@ -33,7 +33,7 @@ struct CollarRun {
     trimora::CollarOutcome outcome;
 };
 
-std::string faultOfCount(std::string const& text) {
+std::string faultOfSampleCount(std::string const& text) {
     auto const count = parseCount(text);
     return count && *count >= 1 && *count <= std::numeric_limits<int>::max()
                ? std::string()
@@ -157,12 +157,12 @@ void addCollar(CLI::App& app, Invocation& invocation) {
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
     command->add_option("--boundary", arguments->boundary, "its number in 'trimora fill --list'")
         ->required()
-        ->check(faultOfCount);
+        ->check(faultOfSampleCount);
     command
         ->add_option("--points", arguments->points,
                      "how many, at equal steps round the border, the first one on its first vertex "
                      "(default: as many as it has vertices)")
-        ->check(faultOfCount);
+        ->check(faultOfSampleCount);
     command->add_flag("--curvature", arguments->curvature,
                       "also how the surface bends across the border, in the plane of normal and "
                       "direction");

@@ -117,7 +117,7 @@ ExitCode extrude(Session& session, ExtrudeArguments const& arguments) {
     return Done;
 }
 
-std::string faultOfDistance(std::string const& text) {
+std::string faultOfHeight(std::string const& text) {
     auto const numbers = parseNumbers(text, 1);
     return !numbers.empty() && numbers[0] != 0.0
                ? std::string()
@@ -139,7 +139,7 @@ void addExtrude(CLI::App& app, Invocation& invocation) {
         ->add_option("--distance", arguments->distance,
                      "how far, in the mesh's units; below 0 goes the other way")
         ->required()
-        ->check(faultOfDistance);
+        ->check(faultOfHeight);
     command
         ->add_option("--direction", arguments->direction,
                      "x,y,z: where to (default: the mean normal of each connected region)")

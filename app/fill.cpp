@@ -79,7 +79,7 @@ std::string faultOfHoles(std::string const& text) {
                      text + "'";
 }
 
-std::string faultOfCount(std::string const& text) {
+std::string faultOfHoleCount(std::string const& text) {
     return parseCount(text).value_or(0) > 0 ? std::string()
                                             : "takes a count from 1 on, not '" + text + "'";
 }
@@ -420,7 +420,7 @@ void addFill(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--max-triangles", arguments->maxTriangles,
                      "leave a hole open whose patch is predicted to take more (default: 1000000)")
-        ->check(faultOfCount);
+        ->check(faultOfHoleCount);
     command->add_flag("--keep-partial", arguments->keepPartial,
                       "with --timeout: when the time is up, write what is filled until then");
     command->callback([&invocation, arguments] {

@@ -64,7 +64,7 @@ bool isZero(std::string const& text) {
     return !numbers.empty() && numbers[0] == 0.0;
 }
 
-std::string faultOfTolerance(std::string const& text) {
+std::string faultOfWeldTolerance(std::string const& text) {
     return isZero(text) || parseLength(text)
                ? std::string()
                : "takes 0, a length, or like 0.01% of the diagonal, not '" + text + "'";
@@ -198,7 +198,7 @@ void addMerge(CLI::App& app, Invocation& invocation) {
         ->add_option("--tolerance", arguments->tolerance,
                      "weld vertices whose coordinates are all this near, a length or like 0.01% of "
                      "the diagonal of all (default: 0, equal positions)")
-        ->check(faultOfTolerance);
+        ->check(faultOfWeldTolerance);
     command
         ->add_option(
             "--matrix", arguments->matrices,

@@ -119,7 +119,7 @@ ExitCode offset(Session& session, OffsetArguments const& arguments) {
     return result.left() > 0 ? DefectsFound : Done;
 }
 
-std::string faultOfDistance(std::string const& text) {
+std::string faultOfOffset(std::string const& text) {
     return parseSignedLength(text)
                ? std::string()
                : "takes a length other than 0, or like 1% of the box's diagonal, not '" + text +
@@ -139,7 +139,7 @@ void addOffset(CLI::App& app, Invocation& invocation) {
                      "how far the shell is, a length or like 1% of the box's diagonal; below 0 "
                      "outwards, along the normals")
         ->required()
-        ->check(faultOfDistance);
+        ->check(faultOfOffset);
     command->add_flag("--shell-only", arguments->shellOnly,
                       "the shell alone, facing as the surface does");
     command->add_flag("--no-intersections", arguments->noIntersections,

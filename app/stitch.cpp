@@ -47,7 +47,7 @@ std::string faultOfBoundaries(std::string const& text) {
                                  : "takes all, or numbers like 1,3,5-9, not '" + text + "'";
 }
 
-std::string faultOfTolerance(std::string const& text) {
+std::string faultOfSeamTolerance(std::string const& text) {
     double share = 0.0;
     bool const isNumber = CLI::detail::lexical_cast(text, share);
     return isNumber && share >= 0.0 && share <= 0.5
@@ -336,7 +336,7 @@ void addStitch(CLI::App& app, Invocation& invocation) {
         ->add_option("--tolerance", arguments->options.tolerance,
                      "what is this near to a vertex of the other side, in lengths of its edge, "
                      "shares it (default: 0.01)")
-        ->check(faultOfTolerance);
+        ->check(faultOfSeamTolerance);
     command
         ->add_option("--boundaries", arguments->boundaries,
                      "all (default), or numbers like 1,3,5-9 of 'trimora fill --list'")
