@@ -3,6 +3,7 @@
 
 #include "Session.h"
 
+#include "handOver.h"
 #include "reports.h"
 #include "toolkit/pendingOutput.h"
 
@@ -187,7 +188,8 @@ void Session::endCancelled(std::string const& message) {
 }
 
 void Session::finish() {
-    if (finished_.exchange(true))
+    bool const isStageOfPipe = HandOver::current() != nullptr;  // it ends, the run goes on
+    if (isStageOfPipe || finished_.exchange(true))
         return;
     watcher_.join();
     tell("");

@@ -37,6 +37,10 @@ struct Failure {
     std::string json = {};
 };
 
+/// Of an allocation that failed; said of the command as a whole, or of a stage of a pipe.
+constexpr char outOfMemoryWords[] =
+    "out of memory; use a smaller mesh or a machine with more memory";
+
 constexpr char timedOutWords[] = "timed out; nothing was written; allow more with --timeout";
 
 struct CommonOptions {
@@ -70,6 +74,12 @@ public:
     /// Throws Failure with code 6 once the run was cancelled or its time was up; call between phases.
     void throwIfCancelled() const;
 
+    /// What was taken off the coordinates of the first mesh of the run; the others get the same, and what is written has it again. 0
+    /// before there is one.
+    std::array<double, 3> shift() const { return shift_.value_or(std::array<double, 3>{}); }
+    bool hasShift() const { return shift_.has_value(); }
+    void keepShift(std::array<double, 3> const& shift) { shift_ = shift; }
+
     std::uint64_t maxBytes() const { return static_cast<std::uint64_t>(maxBytes_); }
 
     /// Throws Failure with code 5 when `bytes` pass the limit; `what` names the work on the file where it is not all.
@@ -94,6 +104,7 @@ private:
 
     CommonOptions options_;
     double maxBytes_;
+    std::optional<std::array<double, 3>> shift_;
     bool showBar_;
     std::unique_ptr<koUtil::ThreadPool> pool_;
     koUtil::Progress progress_;

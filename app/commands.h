@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -23,6 +24,7 @@ void addConvert(CLI::App& app, Invocation& invocation);
 void addCurvature(CLI::App& app, Invocation& invocation);
 void addMeasure(CLI::App& app, Invocation& invocation);
 void addDeviation(CLI::App& app, Invocation& invocation);
+void addDoctor(CLI::App& app, Invocation& invocation);
 void addCollar(CLI::App& app, Invocation& invocation);
 void addReduce(CLI::App& app, Invocation& invocation);
 void addCut(CLI::App& app, Invocation& invocation);
@@ -40,6 +42,15 @@ void addSilhouette(CLI::App& app, Invocation& invocation);
 void addGenerate(CLI::App& app, Invocation& invocation);
 void addRender(CLI::App& app, Invocation& invocation);
 void addVerify(CLI::App& app, Invocation& invocation);
+void addRun(CLI::App& app, Invocation& invocation);
+void addBatch(CLI::App& app, Invocation& invocation);
+
+/// Adds them all.
+void addCommands(CLI::App& app, Invocation& invocation);
+
+/// Parses the words behind "trimora", the command's name first. Throws CLI::CallForHelp and the like as they come, and a
+/// Failure with code 2 that tells what is wrong with the options and whose help tells more.
+void parseWords(CLI::App& app, std::vector<std::string> words);
 
 /// Check of an option in degrees: what is wrong with the text, or nothing. A plain range would let NaN pass.
 std::string faultOfAngle(std::string const& text);

@@ -1,14 +1,13 @@
-// trimora curvature IN OUT --kind K: one value a vertex, as text or JSON.
+// trimora curvature IN OUT --kind K: one value a vertex, as text, as JSON or on the mesh.
 
 #include "commands.h"
+#include "editing.h"
 #include "files.h"
 #include "reports.h"
+#include "toolkit/MeshFormat.h"
+#include "toolkit/vertexCurvature.h"
+#include "toolkit/vertexValues.h"
 #include "toolkit/writeText.h"
-
-#include "trimora/connectivity/SimpleMeshCache.h"
-#include "trimora/connectivity/meshComputeNormals.h"
-#include "trimora/contract/koLinear/matrices.h"
-#include "trimora/measure/meshCurvature.h"
 
 #include <charconv>
 #include <cmath>
@@ -78,37 +77,39 @@ std::string asLines(std::vector<float> const& values) {
     return text;
 }
 
-std::vector<float> computeValues(koGeom::CompactMesh& mesh, std::string const& kind) {
-    std::vector<float> values(static_cast<std::size_t>(mesh.getNumVertices()));
-    koGeom::SimpleMeshCache cache;
-    if (mesh.getNormals() == nullptr)
-        koGeom::meshComputeNormals(mesh);  // the mean curvature takes its sign from them
-    auto const adjTris = cache.getAdjTris(mesh);
-    auto const adjVertices = cache.getAdjVertices(mesh);
-    if (!values.empty())
-        koGeom::meshCurvature(mesh, *adjTris, *adjVertices, koGeom::AffineMatrixFlt::Identity,
-                              kinds.at(kind), values.data());
-    return values;
+std::vector<float> computeValues(Session& session, CurvatureArguments const& arguments,
+                                 koGeom::CompactMesh const& mesh) {
+    session.beginPhase("measuring curvature", false);
+    trimora::CurvatureOutcome outcome = trimora::measureCurvature(mesh, kinds.at(arguments.kind));
+    throwIfRefused(session, {arguments.input, outcome.refusal, outcome.problemPoint});
+    return std::move(outcome.values);
 }
 
 bool isJsonPath(std::string const& path) {
     return path.size() > 5 && path.compare(path.size() - 5, 5, ".json") == 0;
 }
 
-ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
-    requireSeparateOutputs(session, arguments.output);
-    requireOutputFolder(arguments.output);
-    LoadedMesh loaded;
-    loadMesh(session, arguments.input, curvatureBytesPerTriangle, loaded);
-    session.beginPhase("measuring curvature", false);
-    std::vector<float> const values = computeValues(loaded.mesh, arguments.kind);
-    Statistics const statistics = summarise(values);
-    Json json = summaryJson(arguments, values, statistics);
+/// The format of an output that is a mesh; null for text and JSON. Throws Failure for meshes that hold no values.
+trimora::MeshFormat const* meshFormatOf(std::string const& path) {
+    trimora::FileOutcome outcome;
+    if (path == "-" || trimora::findMeshFormat(path, {}, outcome) == nullptr)
+        return nullptr;
+    trimora::MeshFormat const* const format = trimora::findValueFormat(path, outcome);
+    if (!outcome)
+        throw Failure{CannotWrite, outcome.message};
+    return format;
+}
 
+void storeValues(Session& session, CurvatureArguments const& arguments, Json const& summary,
+                 koGeom::CompactMesh& mesh, std::vector<float> const& values) {
+    if (auto const* const format = meshFormatOf(arguments.output)) {
+        trimora::addVertexValues(mesh, *format, arguments.kind + "_curvature", values);
+        return storeMesh(session, arguments.output, mesh);
+    }
     session.beginPhase("writing", true);  // in the grace of a late Ctrl-C it ends whole
     std::string text;
     if (isJsonPath(arguments.output)) {
-        Json file = json;
+        Json file = summary;
         file["values"] = values;
         text = toText(file);
     } else {
@@ -117,6 +118,18 @@ ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
     trimora::FileOutcome const outcome = trimora::writeText(arguments.output, text);
     if (!outcome)
         throw Failure{CannotWrite, outcome.message};
+}
+
+ExitCode curvature(Session& session, CurvatureArguments const& arguments) {
+    requireSeparateOutputs(session, arguments.output);
+    requireOutputFolder(arguments.output);
+    meshFormatOf(arguments.output);  // refused before the work begins
+    LoadedMesh loaded;
+    loadMesh(session, arguments.input, curvatureBytesPerTriangle, loaded);
+    std::vector<float> const values = computeValues(session, arguments, loaded.mesh);
+    Statistics const statistics = summarise(values);
+    Json json = summaryJson(arguments, values, statistics);
+    storeValues(session, arguments, json, loaded.mesh, values);
     session.finish();
     if (session.options().json) {
         json["output"] = arguments.output;
@@ -143,7 +156,9 @@ void addCurvature(CLI::App& app, Invocation& invocation) {
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
     command
         ->add_option("OUT", arguments->output,
-                     "text, one value a line, or JSON where the name ends in .json")
+                     "text, one value a line; JSON where the name ends in .json; the mesh with its "
+                     "values and coloured by them where it ends in .ply; coloured alone: .off, "
+                     ".glb")
         ->required();
     command
         ->add_option("--kind", arguments->kind,

@@ -112,6 +112,10 @@ SurfaceCurves layCurves(Session& session, CutArguments const& arguments, Compact
     std::vector<trimora::Polyline> polylines;
     throwIfFailed(trimora::readPolylines(arguments.curve, polylines, session.maxBytes()),
                   arguments.curve);
+    for (trimora::Polyline& polyline : polylines)
+        for (koLinear::Point& point : polyline)
+            point = {point.x - session.shift()[0], point.y - session.shift()[1],
+                     point.z - session.shift()[2]};
     session.beginPhase("laying the curves", true);
     koGeom::SimpleMeshCache cache;
     trimora::LaidCurves laid =

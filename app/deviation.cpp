@@ -65,7 +65,9 @@ void requireArguments(Session const& session, DeviationArguments const& argument
     requireSecondInput({}, arguments.input, arguments.output, "mesh");
     requireSeparateOutputs(session, arguments.output);
     requireOutputFolder(arguments.output);
-    if (auto const possible = trimora::checkVertexValuesPath(arguments.output); !possible)
+    trimora::FileOutcome possible;
+    trimora::findValueFormat(arguments.output, possible);
+    if (!possible)
         throw Failure{CannotWrite, possible.message};
 }
 
@@ -97,9 +99,15 @@ void measureLoaded(Session& session, DeviationArguments const& arguments, Deviat
 }
 
 void storeValues(Session& session, DeviationArguments const& arguments, DeviationRun const& run) {
+    trimora::FileOutcome outcome;
+    if (auto const* const format = trimora::findValueFormat(arguments.output, outcome)) {
+        koGeom::CompactMesh shown = run.mesh.mesh;
+        trimora::addVertexValues(shown, *format, "deviation", run.outcome.values);
+        return storeMesh(session, arguments.output, shown);
+    }
     session.beginPhase("writing", true);
-    auto const outcome = trimora::writeVertexValues(arguments.output, run.mesh.mesh, "deviation",
-                                                    run.outcome.values);
+    outcome = trimora::writeVertexValues(arguments.output, run.mesh.mesh, "deviation",
+                                         run.outcome.values, session.shift());
     if (!outcome)
         throw Failure{CannotWrite, outcome.message, arguments.output};
 }
@@ -234,7 +242,8 @@ void addDeviation(CLI::App& app, Invocation& invocation) {
         ->required();
     command->add_option("--out", arguments->output,
                         "write each vertex with its value: .txt, a line x y z value, or .csv; - "
-                        "for standard output");
+                        "for standard output; or the mesh with its values and coloured by them: "
+                        ".ply, coloured alone: .off, .glb");
     command->add_option("--selected", arguments->selection,
                         "measure these vertices alone: a file of numbers from 0 and ranges a-b");
     command->add_flag("--flip", arguments->flip, "all signs the other way round");

@@ -80,9 +80,9 @@ void requirePart(std::string const& path, std::string const& input) {
     if (fs::is_directory(path, ignored))
         throw Failure{CannotWrite, path + ": is a folder; move it away or choose another name"};
     if (isSameFile(path, input))
-        throw Failure{
-            Refused,
-            path + ": is the input, which a part would replace; choose another name for OUT", path};
+        throw Failure{Refused,
+                      path + ": is the input, which a part would replace; choose another name",
+                      path};
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "files.h"
 
+#include "handOver.h"
+#include "reports.h"
 #include "toolkit/MeshFormat.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/readMesh.h"
@@ -51,6 +53,13 @@ void warnOfReading(Session& session, LoadedMesh const& loaded) {
     if (session.options().quiet)
         return;
     std::string const start = "trimora: warning: " + loaded.path + ": ";
+    for (std::string const& note : report.notes)
+        session.tell("trimora: note: " + loaded.path + ": " + onOneLine(note) + "\n");
+    if (report.isShifted() && !session.hasShift())
+        session.tell("trimora: note: " + loaded.path + ": lies so far from the origin that " +
+                     shiftInWords(report.shift) +
+                     " is taken off its coordinates here: places in reports and options are "
+                     "relative to that, and files are written with it\n");
     if (report.nonfiniteVertices > 0 && !session.options().dropNonfinite)
         session.tell(start +
                      trimora::countInWords(report.nonfiniteVertices, "vertex is", "vertices are") +
@@ -62,10 +71,39 @@ void warnOfReading(Session& session, LoadedMesh const& loaded) {
                      trimora::countInWords(report.faces, "face") + " could not be used\n");
 }
 
+/// What a file of the format does not hold of the mesh, and how far it rounds.
+void warnOfWriting(Session& session, std::string const& path, koGeom::CompactMesh const& mesh,
+                   trimora::WriteOptions const& options) {
+    FileOutcome outcome;
+    trimora::MeshFormat const* const format =
+        trimora::findWritableFormat(path, options.format, outcome);
+    if (session.options().quiet || format == nullptr)
+        return;  // writing will tell
+    std::string const start = "trimora: warning: " + nameOfOutput(path) + ": ";
+    std::string const name(format->name);
+    std::string lost;
+    for (std::string const& content : trimora::contentLostIn(*format, mesh, options))
+        if (content != "normals")  // which any reader computes
+            lost += (lost.empty() ? "" : ", ") + onOneLine(content);
+    if (!lost.empty())
+        session.tell(start + name + " files do not hold: " + lost + "\n");
+    bool const isShifted = session.shift() != std::array<double, 3>{};
+    if (isShifted && !trimora::keepsShift(*format, options))
+        session.tell(start + "coordinates so far from the origin are rounded to floats in it; " +
+                     "write a text form, obj or ply to keep their digits\n");
+}
+
+void requireRoom(Session const& session, double bytesPerTriangle, LoadedMesh const& loaded) {
+    double const triangles = loaded.mesh.getNumTriangles();
+    double const vertices = loaded.mesh.getNumVertices();
+    session.requireMemory(bytesPerTriangle * std::max(triangles, 0.5 * vertices), loaded.path);
+}
+
 trimora::WriteOptions beginWriting(Session& session) {
     session.beginPhase("writing", true);
     trimora::WriteOptions options;
     options.progress = &session.progress();
+    options.shift = session.shift();
     return options;
 }
 
@@ -80,11 +118,16 @@ void throwIfUnwritten(Session const& session, FileOutcome const& outcome, std::s
 }  // namespace
 
 void loadMesh(Session& session, std::string const& path, double bytesPerTriangle,
-              LoadedMesh& loaded) {
+              LoadedMesh& loaded, trimora::ReadOptions options) {
+    loaded.path = path;
+    if (HandOver* const stage = HandOver::current(); stage != nullptr && stage->offersMesh()) {
+        stage->take(loaded);
+        return requireRoom(session, bytesPerTriangle, loaded);
+    }
     refuseFolder(path, CannotRead);
     session.beginPhase("reading", true);
-    loaded.path = path;
-    trimora::ReadOptions options;
+    if (session.hasShift())
+        options.shift = session.shift();
     options.dropNonfinite = session.options().dropNonfinite;
     options.maxMemory = session.maxBytes();
     options.progress = &session.progress();
@@ -93,15 +136,20 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
     if (!outcome)
         throw Failure{codeOf(outcome.failure), messageOf(outcome), path};
     warnOfReading(session, loaded);
-    double const triangles = loaded.mesh.getNumTriangles();
-    double const vertices = loaded.mesh.getNumVertices();
-    session.requireMemory(bytesPerTriangle * std::max(triangles, 0.5 * vertices), path);
+    session.keepShift(loaded.report.shift);
+    requireRoom(session, bytesPerTriangle, loaded);
 }
 
-void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh) {
+void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh,
+               trimora::WriteOptions const& chosen) {
+    if (HandOver* const stage = HandOver::current(); stage != nullptr)
+        return stage->leave(mesh, chosen);
     refuseFolder(path, CannotWrite);
-    trimora::WriteOptions const options = beginWriting(session);
+    trimora::WriteOptions options = chosen;
+    options.progress = beginWriting(session).progress;
+    options.shift = session.shift();
     throwIfUnwritten(session, trimora::writeMesh(path, mesh, options), path);
+    warnOfWriting(session, path, mesh, options);
 }
 
 void storeMeshes(Session& session, std::vector<std::string> const& paths,
@@ -113,14 +161,15 @@ void storeMeshes(Session& session, std::vector<std::string> const& paths,
 void storePolylines(Session& session, std::string const& path,
                     std::vector<trimora::Polyline> const& polylines) {
     session.beginPhase("writing", true);  // in the grace of a late Ctrl-C it ends whole
-    if (FileOutcome const outcome = trimora::writePolylines(path, polylines); !outcome)
+    if (FileOutcome const outcome = trimora::writePolylines(path, polylines, session.shift());
+        !outcome)
         throw Failure{CannotWrite, outcome.message, path};
 }
 
-void requireWritableOutput(std::string const& outputPath) {
+void requireWritableOutput(std::string const& outputPath, std::string const& format) {
     requireOutputFolder(outputPath);
     FileOutcome outcome;
-    if (trimora::findMeshFormat(outputPath, {}, outcome) == nullptr)
+    if (trimora::findWritableFormat(outputPath, format, outcome) == nullptr)
         throw Failure{CannotWrite, outcome.message};
 }
 
@@ -153,10 +202,14 @@ void requireSeparateOutputs(Session const& session, std::string const& outputPat
 }
 
 std::string nameOfOutput(std::string const& path) {
+    if (HandOver const* const stage = HandOver::current(); stage != nullptr)
+        return stage->target();
     return path == "-" ? "standard output" : path;
 }
 
 void printOut(std::string const& text) {
+    if (HandOver* const stage = HandOver::current(); stage != nullptr)
+        return stage->print(text);
     bool const written =
         std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
     if (!written)
@@ -168,7 +221,7 @@ void printOut(std::string const& text) {
 void printReport(Session const& session, std::string const& text, std::string const& outputPath) {
     if (session.options().quiet)
         return;
-    if (outputPath == "-")
+    if (outputPath == "-" && HandOver::current() == nullptr)
         std::fputs(text.c_str(), stderr);
     else
         printOut(text);

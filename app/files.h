@@ -3,6 +3,8 @@
 #include "Session.h"
 #include "toolkit/ReadReport.h"
 #include "toolkit/polylines.h"
+#include "toolkit/readMesh.h"
+#include "toolkit/writeMesh.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 
@@ -21,6 +23,7 @@ inline constexpr double deviationBytesPerTriangle = 200.0;  ///< of both meshes
 inline constexpr double collarBytesPerTriangle = 250.0;
 inline constexpr double collarBytesPerSample = 2500.0;
 inline constexpr double checkBytesPerTriangle = 600.0;
+inline constexpr double doctorBytesPerTriangle = 900.0;
 inline constexpr double repairBytesPerTriangle = 900.0;
 inline constexpr double reduceBytesPerTriangle = 400.0;
 inline constexpr double collapseBytesPerTriangle = 700.0;
@@ -47,12 +50,14 @@ struct LoadedMesh {
     trimora::ReadReport report;
 };
 
-/// Reads the mesh and makes sure that the job fits into memory. Throws Failure.
+/// Reads the mesh and makes sure that the job fits into memory. Of the options the format and the weld are the caller's. The shift
+/// of the first mesh of a run becomes that of all others. Throws Failure.
 void loadMesh(Session& session, std::string const& path, double bytesPerTriangle,
-              LoadedMesh& loaded);
+              LoadedMesh& loaded, trimora::ReadOptions options = {});
 
-/// Writes the mesh. Throws Failure.
-void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh);
+/// Writes the mesh with the shift of the run put back, and warns of what the format does not hold. Throws Failure.
+void storeMesh(Session& session, std::string const& path, koGeom::CompactMesh const& mesh,
+               trimora::WriteOptions const& chosen = {});
 
 /// Writes several meshes, all or none. Throws Failure.
 void storeMeshes(Session& session, std::vector<std::string> const& paths,
@@ -64,7 +69,7 @@ void storePolylines(Session& session, std::string const& path,
 
 /// Throws Failure with code 4 when the output could not be written whatever the work brings: no format of that name, no such
 /// folder. Asked before the work begins.
-void requireWritableOutput(std::string const& outputPath);
+void requireWritableOutput(std::string const& outputPath, std::string const& format = {});
 
 /// The same for outputs that are no meshes: a name, and a folder that is there.
 void requireOutputFolder(std::string const& outputPath);

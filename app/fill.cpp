@@ -375,6 +375,7 @@ ExitCode fill(Session& session, FillArguments const& arguments) {
         throwIfRefused(session, {arguments.input, "there are no triangles, and so no holes", {}});
     requireFillable(session, arguments, loaded.mesh, run);
     fillLoaded(session, deadline, work, loaded.mesh, run);
+    throwIfRefused(session, {arguments.input, run.outcome.refusal, run.outcome.problemPoint});
     int const numFilled = run.outcome.count(HoleFate::Filled);
     if (run.isTimedOut && numFilled == 0)
         throw Failure{Cancelled,

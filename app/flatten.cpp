@@ -49,8 +49,9 @@ void requireArguments(Session const& session, FlattenArguments const& arguments)
     trimora::FileOutcome ignored;
     auto const* const format = trimora::findMeshFormat(arguments.output, {}, ignored);
     if ((format->holds & trimora::HoldsTextureCoordinates) == 0)
-        throw Failure{CannotWrite, arguments.output + ": " + std::string(format->name) +
-                                       " files hold no texture coordinates; write OBJ"};
+        throw Failure{CannotWrite,
+                      arguments.output + ": " + std::string(format->name) +
+                          " files hold no texture coordinates; write OBJ, PLY, OFF or GLB"};
     if (arguments.picture.empty())
         return;
     if (!isSvg(arguments.picture))

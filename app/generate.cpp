@@ -4,6 +4,7 @@
 #include "editing.h"
 #include "files.h"
 #include "reports.h"
+#include "toolkit/meshCheck.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshGeneration.h"
 
@@ -32,6 +33,7 @@ struct GenerateArguments {
 
 struct GenerateResult {
     trimora::GeneratedShape made;
+    int coincidentVertices = 0;
     double seconds = 0.0;
 
     /// As they stand in the file: a closed chain names its first point twice.
@@ -123,6 +125,8 @@ Json listJson(std::vector<Shape const*> const& listed) {
 }
 
 ExitCode listShapes(Session& session, GenerateArguments const& arguments) {
+    if (!arguments.output.empty())
+        throw Failure{UsageError, "--list writes no mesh; leave OUT or --list away"};
     std::vector<Shape const*> listed;
     if (!arguments.shape.empty())
         listed.push_back(&shapeNamed(arguments.shape));
@@ -161,6 +165,7 @@ Json generateJson(GenerateArguments const& arguments, Shape const& shape, ShapeV
             {"polygons", mesh.getNumPolys()},
             {"chains", result.made.lines.size()},
             {"lines", result.numLines()},
+            {"coincidentVertices", result.coincidentVertices},
             {"box", boxJson(mesh)},
             {"seconds", result.seconds}};
 }
@@ -174,6 +179,18 @@ std::string facesInWords(GenerateResult const& result) {
                                   : countInWords(mesh.getNumTriangles(), "triangle");
 }
 
+/// What people would stumble over in the next command.
+std::string seamsInWords(GenerateResult const& result) {
+    if (result.coincidentVertices == 0)
+        return {};
+    return "  " +
+           countInWords(result.coincidentVertices, "vertex coincides with another",
+                        "vertices coincide with others") +
+           ": faces have corners of their own there and do not hang together" +
+           (result.made.mesh.getNormals() != nullptr ? ", as their normals differ\n"
+                                                     : "; weld joins them\n");
+}
+
 std::string generateText(GenerateArguments const& arguments, Shape const& shape,
                          GenerateResult const& result) {
     double low[3];
@@ -183,8 +200,8 @@ std::string generateText(GenerateArguments const& arguments, Shape const& shape,
            countInWords(std::int64_t(result.numVertices()), "vertex", "vertices") + ", " +
            facesInWords(result) + "; " + secondsInWords(result.seconds) + "\n  box from " +
            trimora::positionInWords({low[0], low[1], low[2]}) + " to " +
-           trimora::positionInWords({high[0], high[1], high[2]}) + "\n  written to " +
-           nameOfOutput(arguments.output) + "\n";
+           trimora::positionInWords({high[0], high[1], high[2]}) + "\n" + seamsInWords(result) +
+           "  written to " + nameOfOutput(arguments.output) + "\n";
 }
 
 ExitCode generate(Session& session, GenerateArguments const& arguments) {
@@ -192,6 +209,9 @@ ExitCode generate(Session& session, GenerateArguments const& arguments) {
         return listShapes(session, arguments);
     Shape const& shape = shapeNamed(arguments.shape);
     ShapeValues const values = valuesOf(shape, arguments);
+    if (arguments.output.empty())
+        throw Failure{UsageError, "generate takes SHAPE and OUT; name a mesh file, or - for "
+                                  "standard output"};
     requireSeparateOutputs(session, arguments.output);
     if (shape.isLines)
         requireLineOutput(arguments.output);
@@ -206,6 +226,8 @@ ExitCode generate(Session& session, GenerateArguments const& arguments) {
     result.made = trimora::generateShape(shape, values);
     result.seconds = watch.clear();
     throwIfRefused(session, {name, result.made.refusal, {}});
+    if (!shape.isLines)
+        result.coincidentVertices = trimora::numCoincidentVertices(result.made.mesh);
     session.throwIfCancelled();
     if (shape.isLines)
         storePolylines(session, arguments.output, result.made.lines);

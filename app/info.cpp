@@ -3,8 +3,7 @@
 #include "commands.h"
 #include "files.h"
 #include "reports.h"
-
-#include "trimora/connectivity/meshArea.h"
+#include "toolkit/meshCounts.h"
 
 namespace app {
 
@@ -35,7 +34,7 @@ ExitCode info(Session& session, std::string const& input) {
     Json const json = {{"file", input},
                        {"vertices", mesh.getNumVertices()},
                        {"triangles", mesh.getNumTriangles()},
-                       {"area", koGeom::meshArea(mesh, koGeom::MeshChannelVertices)},
+                       {"area", trimora::surfaceArea(mesh)},
                        {"box", boxJson(mesh)},
                        {"attributes", attributeNames(mesh)},
                        {"bytes", mesh.getSizeInBytes()},

@@ -1,9 +1,9 @@
 #include "pictures.h"
 
 #include "files.h"
+#include "toolkit/meshTidying.h"
+#include "toolkit/meshWelding.h"
 #include "toolkit/pngFile.h"
-
-#include "trimora/assembly/meshCompact.h"
 
 #include <limits>
 
@@ -19,6 +19,7 @@ void requirePictureOutput(Session const& session, std::string const& path) {
 trimora::RenderOptions findingsLook() {
     trimora::RenderOptions options;
     options.shadow = true;
+    options.mayBeEmpty = true;  // a picture must not keep the findings back
     return options;
 }
 
@@ -50,10 +51,9 @@ void storePicture(Session& session, std::string const& path, trimora::Picture co
 void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
                  bool weld, DefectView& view) {
     session.beginPhase("finding what to draw", true);
-    view.mesh = mesh;
-    koUtil::Progress unwatched;
+    view.mesh = weld ? trimora::bareCopy(mesh) : mesh;
     if (weld)
-        koGeom::meshCompact(view.mesh, unwatched);
+        trimora::weldMesh(view.mesh);
     options.mostOffences = std::numeric_limits<std::size_t>::max();
     trimora::CheckResult const found = trimora::checkMesh(view.mesh, options, session.progress());
     session.throwIfCancelled();

@@ -42,13 +42,18 @@ struct ColorChoice {
         : kind(text.substr(0, text.find(':'))),
           file(text.find(':') == std::string::npos ? std::string()
                                                    : text.substr(text.find(':') + 1)) {}
+
+    /// Against a reference, which the file holds.
+    bool isMeasured() const { return kind == "deviation" || kind == "distance"; }
 };
 
 std::string faultOfColorBy(std::string const& text) {
     ColorChoice const choice(text);
-    bool const needsFile = choice.kind == "deviation" || choice.kind == "selection";
+    bool const needsFile = choice.isMeasured() || choice.kind == "selection";
     if (!needsFile && choice.kind != "curvature" && choice.kind != "component")
-        return "takes curvature, component, deviation:FILE or selection:FILE, not '" + text + "'";
+        return "takes curvature, component, deviation:FILE, distance:FILE or selection:FILE, not "
+               "'" +
+               text + "'";
     if (needsFile == choice.file.empty())
         return needsFile ? "needs a file, '" + choice.kind + ":FILE'"
                          : choice.kind + " takes no file";
@@ -82,8 +87,8 @@ std::string faultOfSize(std::string const& text) {
 std::string faultOfView(std::string const& text) {
     return trimora::parseView(text) ? std::string()
                                     : "takes front, back, left, right, top, bottom, iso or "
-                                      "AZIMUTH,ELEVATION in degrees, "
-                                      "not '" +
+                                      "AZIMUTH,ELEVATION in degrees, the elevation "
+                                      "from -90 to 90, not '" +
                                           text + "'";
 }
 
@@ -94,7 +99,9 @@ SurfacePaint paintByDeviation(Session& session, koGeom::CompactMesh const& mesh,
         trimora::measureDeviation(mesh, reference, {}, session.progress());
     session.throwIfCancelled();
     throwIfRefused(session, {arguments.input, outcome.refusal, {}, outcome.isNonfinite});
-    return trimora::paintDeviation(std::move(outcome.values));
+    return ColorChoice(arguments.colorBy).kind == "distance"
+               ? trimora::paintDistance(std::move(outcome.values))
+               : trimora::paintDeviation(std::move(outcome.values));
 }
 
 SurfacePaint paintBySelection(Session const& session, std::string const& file,
@@ -122,15 +129,15 @@ std::vector<SurfacePaint> paintAll(Session& session, RenderArguments const& argu
                                    std::vector<LoadedMesh>& meshes) {
     ColorChoice const choice(arguments.colorBy);
     LoadedMesh reference;
-    if (choice.kind == "deviation")
+    if (choice.isMeasured())
         loadMesh(session, choice.file, deviationBytesPerTriangle, reference);
     std::vector<SurfacePaint> paints;
     for (LoadedMesh& loaded : meshes) {
-        session.beginPhase("finding the colors", arguments.defects || choice.kind == "deviation");
+        session.beginPhase("finding the colors", arguments.defects || choice.isMeasured());
         paints.push_back(arguments.defects ? paintByDefects(session, arguments, loaded.mesh)
                          : choice.kind == "curvature" ? trimora::paintCurvature(loaded.mesh)
                          : choice.kind == "component" ? trimora::paintComponents(loaded.mesh)
-                         : choice.kind == "deviation"
+                         : choice.isMeasured()
                              ? paintByDeviation(session, loaded.mesh, reference.mesh, arguments)
                          : choice.kind == "selection"
                              ? paintBySelection(session, choice.file, loaded.mesh)
@@ -139,16 +146,18 @@ std::vector<SurfacePaint> paintAll(Session& session, RenderArguments const& argu
     return paints;
 }
 
-/// Numbers of two meshes are compared in one scale.
-void shareScale(std::vector<SurfacePaint>& paints) {
-    double high = 0.0;
-    for (SurfacePaint const& paint : paints)
-        high = std::max(high, paint.high);
-    for (SurfacePaint& paint : paints)
-        if (paint.isSigned) {
-            paint.high = high;
-            paint.low = -high;
-        }
+/// Triangles that only touch have no neighbours to be curved by, and are components of their own.
+std::vector<std::string> warningsAbout(RenderArguments const& arguments,
+                                       std::vector<LoadedMesh> const& meshes) {
+    std::vector<std::string> warnings;
+    if (arguments.colorBy != "curvature" && arguments.colorBy != "component")
+        return warnings;
+    for (LoadedMesh const& loaded : meshes)
+        if (int const count = trimora::numCoincidentVertices(loaded.mesh); count > 0)
+            warnings.push_back(trimora::countInWords(count, "vertex coincides with another",
+                                                     "vertices coincide with others") +
+                               ": triangles that touch there do not hang together; weld first");
+    return warnings;
 }
 
 void requireArguments(Session const& session, RenderArguments const& arguments) {
@@ -166,7 +175,8 @@ void requireArguments(Session const& session, RenderArguments const& arguments) 
 }
 
 Json renderJson(RenderArguments const& arguments, std::vector<LoadedMesh> const& meshes,
-                std::vector<SurfacePaint> const& paints, double seconds) {
+                std::vector<SurfacePaint> const& paints, std::vector<std::string> const& warnings,
+                double seconds) {
     Json json = {{"file", arguments.input},
                  {"beside", arguments.beside.empty() ? Json(nullptr) : Json(arguments.beside)},
                  {"output", arguments.output},
@@ -176,15 +186,23 @@ Json renderJson(RenderArguments const& arguments, std::vector<LoadedMesh> const&
                  {"azimuth", arguments.options.view.azimuth},
                  {"elevation", arguments.options.view.elevation},
                  {"key", Json::array()},
+                 {"warnings", warnings},
                  {"seconds", seconds},
                  {"read", Json::array()}};
     for (SurfacePaint const& paint : paints) {
-        Json key = {
-            {"title", paint.title}, {"low", nullptr}, {"high", nullptr}, {"colors", Json::array()}};
+        if (paint.isPlain())
+            continue;
+        Json key = {{"title", paint.title},
+                    {"low", nullptr},
+                    {"high", nullptr},
+                    {"colors", Json::array()},
+                    {"notes", Json::array()}};
         if (!paint.values.empty()) {
-            key["low"] = paint.low;
-            key["high"] = paint.high;
+            key["low"] = paint.isZero ? 0.0 : paint.low;
+            key["high"] = paint.isZero ? 0.0 : paint.high;
         }
+        for (SurfacePaint::Aside const& aside : paint.asides)
+            key["notes"].push_back(aside.label);
         for (SurfacePaint::Swatch const& swatch : paint.swatches)
             if (!swatch.label.empty())
                 key["colors"].push_back(swatch.label);
@@ -195,22 +213,35 @@ Json renderJson(RenderArguments const& arguments, std::vector<LoadedMesh> const&
     return json;
 }
 
+std::string paintInWords(RenderArguments const& arguments, SurfacePaint const& paint) {
+    std::string text;
+    if (paint.isZero)
+        text += "  " + paint.title + " is 0 everywhere\n";
+    else if (!paint.values.empty())
+        text += "  " + paint.title + " from " + numberInWords(paint.low) + " to " +
+                numberInWords(paint.high) + "; beyond that the colors stay\n";
+    for (SurfacePaint::Swatch const& swatch : paint.swatches)
+        if (arguments.defects)
+            text += "  " + swatch.label + "\n";
+    for (SurfacePaint::Aside const& aside : paint.asides)
+        if (arguments.defects && !aside.color)
+            text += "  " + aside.label + "\n";
+    return text;
+}
+
 std::string renderText(RenderArguments const& arguments, std::vector<LoadedMesh> const& meshes,
-                       std::vector<SurfacePaint> const& paints, double seconds) {
+                       std::vector<SurfacePaint> const& paints,
+                       std::vector<std::string> const& warnings, double seconds) {
     std::string text = arguments.input + ": ";
     for (std::size_t i = 0; i < meshes.size(); ++i)
         text += (i == 0 ? "" : " and ") +
                 trimora::countInWords(meshes[i].mesh.getNumTriangles(), "triangle");
     text += " drawn, " + std::to_string(arguments.options.width) + " x " +
             std::to_string(arguments.options.height) + " pixels; " + secondsInWords(seconds) + "\n";
-    for (SurfacePaint const& paint : paints) {
-        if (!paint.values.empty())
-            text += "  " + paint.title + " from " + numberInWords(paint.low) + " to " +
-                    numberInWords(paint.high) + "; beyond that the colors stay\n";
-        for (SurfacePaint::Swatch const& swatch : paint.swatches)
-            if (arguments.defects)
-                text += "  " + swatch.label + "\n";
-    }
+    for (SurfacePaint const& paint : paints)
+        text += paintInWords(arguments, paint);
+    for (std::string const& warning : warnings)
+        text += warningLine(warning);
     return text + "  written to " + nameOfOutput(arguments.output) + "\n";
 }
 
@@ -229,7 +260,7 @@ ExitCode render(Session& session, RenderArguments& arguments) {
         loadMesh(session, arguments.beside, bytes, meshes[1]);
     auto const start = std::chrono::steady_clock::now();
     std::vector<SurfacePaint> paints = paintAll(session, arguments, meshes);
-    shareScale(paints);
+    trimora::shareScale(paints);
     std::vector<trimora::RenderPanel> panels;
     for (std::size_t i = 0; i < meshes.size(); ++i)
         panels.push_back({&meshes[i].mesh, &paints[i], {}});
@@ -237,8 +268,9 @@ ExitCode render(Session& session, RenderArguments& arguments) {
                  drawPicture(session, arguments.input, panels, arguments.options));
     double const seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    finishWith(session, renderJson(arguments, meshes, paints, seconds),
-               renderText(arguments, meshes, paints, seconds), arguments.output);
+    std::vector<std::string> const warnings = warningsAbout(arguments, meshes);
+    finishWith(session, renderJson(arguments, meshes, paints, warnings, seconds),
+               renderText(arguments, meshes, paints, warnings, seconds), arguments.output);
     return Done;
 }
 
@@ -279,7 +311,8 @@ void addRender(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--color-by", arguments->colorBy,
                      "curvature (mean); component; deviation:FILE, the signed distance to a "
-                     "reference mesh; selection:FILE, the triangles of a file of numbers")
+                     "reference mesh; distance:FILE, the same without sign; selection:FILE, the "
+                     "triangles of a file of numbers")
         ->check(faultOfColorBy);
     command->add_flag("--defects", arguments->defects,
                       "boundaries, non-manifold edges, intersecting and folded triangles");

@@ -102,6 +102,9 @@ ExitCode repair(Session& session, RepairArguments const& arguments) {
     if (!arguments.dryRun)
         requireWritableOutput(arguments.output);
     bool const isDrawn = !arguments.picture.empty();
+    if (arguments.picture == "-" && arguments.output == "-" && !arguments.dryRun)
+        throw Failure{UsageError, "the picture and the output both go to standard output; name a "
+                                  "file for one of them"};
     if (isDrawn)
         requirePictureOutput(session, arguments.picture);
     LoadedMesh loaded;

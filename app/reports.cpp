@@ -21,7 +21,7 @@ std::string format(char const* pattern, ...) {
     return line;
 }
 
-Json toJson(trimora::ReadReport::Attribute const& attribute) {
+Json attributeJson(trimora::ReadReport::Attribute const& attribute) {
     return {{"lines", attribute.lines},
             {"kept", attribute.kept},
             {"seams", attribute.seams},
@@ -48,6 +48,19 @@ std::string offenceLine(trimora::Offence const& offence) {
                   static_cast<double>(offence.position[0]),
                   static_cast<double>(offence.position[1]),
                   static_cast<double>(offence.position[2]));
+}
+
+/// Why texture coordinates and the like that a file has are not in the mesh; empty where they are, or there are none.
+std::string attributeLine(char const* what, trimora::ReadReport::Attribute const& attribute) {
+    if (attribute.kept || attribute.lines == 0)
+        return {};
+    std::string const why =
+        attribute.seams > 0
+            ? countInWords(attribute.seams, "vertex has", "vertices have") + " several"
+        : attribute.missing > 0
+            ? countInWords(attribute.missing, "vertex has", "vertices have") + " none"
+            : std::string("no face names them");
+    return std::string("  not kept: ") + what + ", since " + why + "\n";
 }
 
 class CheckTable {
@@ -80,6 +93,10 @@ private:
 
 Json toJson(trimora::ReadReport const& report) {
     Json json = {{"format", report.format},
+                 {"variant", report.variant},
+                 {"name", report.name},
+                 {"notes", report.notes},
+                 {"shift", report.shift},
                  {"lines", report.lines},
                  {"vertices", report.vertices},
                  {"faces", report.faces},
@@ -91,8 +108,8 @@ Json toJson(trimora::ReadReport const& report) {
                    {"notANumber", report.dropped.notANumber},
                    {"outOfRange", report.dropped.outOfRange},
                    {"nonfinite", report.dropped.nonfinite}}},
-                 {"textureCoordinates", toJson(report.textureCoordinates)},
-                 {"normals", toJson(report.normals)},
+                 {"textureCoordinates", attributeJson(report.textureCoordinates)},
+                 {"normals", attributeJson(report.normals)},
                  {"nonfiniteVertices", report.nonfiniteVertices},
                  {"incompleteVertices", report.incompleteVertices},
                  {"verticesWithMore", report.verticesWithMore},
@@ -101,7 +118,9 @@ Json toJson(trimora::ReadReport const& report) {
                  {"numProblems", report.numProblems},
                  {"problems", Json::array()}};
     for (auto const& problem : report.problems)
-        json["problems"].push_back({{"line", problem.line}, {"text", problem.text}});
+        json["problems"].push_back(problem.byte < 0
+                                       ? Json{{"line", problem.line}, {"text", problem.text}}
+                                       : Json{{"byte", problem.byte}, {"text", problem.text}});
     return json;
 }
 
@@ -234,16 +253,26 @@ std::string repairTable(trimora::RepairOutcome const& outcome) {
 }
 
 std::string readTable(trimora::ReadReport const& report) {
-    std::string text = "  read as " + report.format + ": " + countInWords(report.lines, "line") +
-                       ", " + countInWords(report.vertices, "vertex", "vertices") + ", " +
-                       countInWords(report.faces, "face") + " (" +
-                       countInWords(report.polygons, "polygon") + "), " +
-                       countInWords(report.triangles, "triangle") + "\n";
+    std::string text =
+        "  read as " + report.format + (report.variant.empty() ? "" : ", " + report.variant) +
+        ": " + (report.lines > 0 ? countInWords(report.lines, "line") + ", " : "") +
+        countInWords(report.vertices, "vertex", "vertices") + ", " +
+        countInWords(report.faces, "face") + " (" + countInWords(report.polygons, "polygon") +
+        "), " + countInWords(report.triangles, "triangle") + "\n";
+    if (!report.name.empty())
+        text += "  named " + onOneLine(report.name) + "\n";
+    text += attributeLine("texture coordinates", report.textureCoordinates) +
+            attributeLine("normals", report.normals) + attributeLine("colours", report.colours);
+    for (std::string const& name : report.keptSets)
+        text += "  kept for each vertex: " + onOneLine(name) + "\n";
+    for (std::string const& name : report.ignoredProperties)
+        text += "  not kept: " + onOneLine(name) + "\n";
     if (report.dropped.total() > 0)
         text += "  " + countInWords(report.dropped.total(), "face") + " dropped\n";
     for (auto const& problem : report.problems)
-        text +=
-            format("  line %lld: %s\n", static_cast<long long>(problem.line), problem.text.c_str());
+        text += format(problem.byte < 0 ? "  line %lld: " : "  byte %lld: ",
+                       static_cast<long long>(problem.byte < 0 ? problem.line : problem.byte)) +
+                onOneLine(problem.text) + "\n";
     if (report.numProblems > static_cast<std::int64_t>(report.problems.size()))
         text += format("  %lld problems in all\n", static_cast<long long>(report.numProblems));
     return text;
@@ -325,6 +354,10 @@ std::string onOneLine(std::string const& text) {
 
 std::string numberInWords(double number) {
     return format("%.4g", number);
+}
+
+std::string shiftInWords(std::array<double, 3> const& shift) {
+    return format("%.0f %.0f %.0f", shift[0], shift[1], shift[2]);
 }
 
 std::string secondsInWords(double seconds) {

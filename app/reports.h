@@ -63,6 +63,9 @@ private:
     std::string rest_;
 };
 
+/// "4321000 512000 0", all digits.
+std::string shiftInWords(std::array<double, 3> const& shift);
+
 /// "0.00123", four digits.
 std::string numberInWords(double number);
 std::string secondsInWords(double seconds);

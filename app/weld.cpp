@@ -1,10 +1,12 @@
 // trimora weld IN OUT: merges vertices at exactly equal positions.
 
 #include "commands.h"
+#include "editing.h"
 #include "files.h"
 #include "reports.h"
-
-#include "trimora/assembly/meshCompact.h"
+#include "toolkit/meshCheck.h"
+#include "toolkit/meshCounts.h"
+#include "toolkit/meshWelding.h"
 
 namespace app {
 
@@ -15,6 +17,15 @@ struct WeldArguments {
     std::string output;
 };
 
+std::string leftInWords(int count) {
+    if (count == 0)
+        return {};
+    return "  " +
+           trimora::countInWords(count, "vertex coincides with another",
+                                 "vertices coincide with others") +
+           ": their normals or texture coordinates differ, so that they stay\n";
+}
+
 ExitCode weld(Session& session, WeldArguments const& arguments) {
     requireSeparateOutputs(session, arguments.output);
     requireWritableOutput(arguments.output);
@@ -22,9 +33,11 @@ ExitCode weld(Session& session, WeldArguments const& arguments) {
     loadMesh(session, arguments.input, weldBytesPerTriangle, loaded);
     session.beginPhase("welding", false);
     int const before = loaded.mesh.getNumVertices();
-    koUtil::Progress unwatched;
-    koGeom::meshCompact(loaded.mesh, unwatched);
+    trimora::WeldOutcome const outcome = trimora::weldMesh(loaded.mesh);
+    throwIfRefused(session, {arguments.input, outcome.refusal, outcome.problemPoint});
     int const after = loaded.mesh.getNumVertices();
+    bool const hasSets = loaded.mesh.getNormals() != nullptr || loaded.mesh.getUVs() != nullptr;
+    int const left = hasSets ? trimora::numCoincidentVertices(loaded.mesh) : 0;
     storeMesh(session, arguments.output, loaded.mesh);
     session.finish();
     if (session.options().json) {
@@ -32,13 +45,14 @@ ExitCode weld(Session& session, WeldArguments const& arguments) {
                          {"output", arguments.output},
                          {"verticesBefore", before},
                          {"verticesAfter", after},
+                         {"coincidentVertices", left},
                          {"triangles", loaded.mesh.getNumTriangles()},
                          {"read", toJson(loaded.report)}}));
     } else {
         printReport(session,
                     arguments.input + ": " + std::to_string(before) + " vertices welded to " +
                         std::to_string(after) + ", written to " + nameOfOutput(arguments.output) +
-                        "\n",
+                        "\n" + leftInWords(left),
                     arguments.output);
     }
     return Done;

@@ -1,10 +1,13 @@
 #include "harness.h"
+#include "toolkit/detail/gltfFormat.h"
 #include "toolkit/meshCutting.h"
+#include "toolkit/meshDiagnosis.h"
 #include "toolkit/meshDistance.h"
 #include "toolkit/meshExtrusion.h"
 #include "toolkit/planeSection.h"
 #include "toolkit/rasterizer.h"
 #include "toolkit/readMesh.h"
+#include "toolkit/readText.h"
 #include "toolkit/renderMesh.h"
 #include "toolkit/writeMesh.h"
 
@@ -33,6 +36,11 @@ void editCases(NamedMesh const& named) {
     run({"deviation_exact", named.name, numTriangles, 0.0, [] {},
          [&] { deviation = trimora::measureDistance(mesh, mesh, progress); },
          [&] { return figure("largest", deviation.fromFirst.largest); }});
+
+    trimora::Diagnosis diagnosis;
+    run({"diagnose", named.name, numTriangles, 0.0, [] {},
+         [&] { diagnosis = trimora::diagnoseMesh(mesh, {}, {}, progress); },
+         [&] { return figure("findings", static_cast<double>(diagnosis.findings.size())); }});
 
     trimora::SectionPlane plane;
     plane.set({0.1, 1.0, 0.2, 0.0});
@@ -90,6 +98,52 @@ void pictureCases(NamedMesh const& named) {
     run({"render_shadow", named.name, numTriangles, 0.0, [] {}, draw, byteSum});
 }
 
+/// Writing and reading a format, and as a measure of both the bare bytes of its file.
+void exchangeCases(NamedMesh const& named, std::string const& job, std::string const& extension,
+                   trimora::WriteOptions const& options, trimora::ReadOptions const& reading = {}) {
+    int const numTriangles = named.mesh.getNumTriangles();
+    std::string const path =
+        (std::filesystem::temp_directory_path() / ("trimora_bench." + extension)).string();
+    run({job + "_write", named.name, numTriangles, 0.0, [] {},
+         [&] { trimora::writeMesh(path, named.mesh, options); },
+         [&] { return figure("bytes", static_cast<double>(std::filesystem::file_size(path))); }});
+    trimora::writeMesh(path, named.mesh, options);
+    std::string bytes;
+    run({job + "_bytes", named.name, numTriangles, 0.0, [&] { bytes = std::string(); },
+         [&] { trimora::readText(path, 0, bytes); },
+         [&] { return figure("bytes", static_cast<double>(bytes.size())); }},
+        {1});
+    bytes = std::string();
+    koGeom::CompactMesh mesh;
+    run({job + "_read", named.name, numTriangles, 0.0, [&] { mesh = koGeom::CompactMesh(); },
+         [&] {
+             trimora::ReadReport report;
+             trimora::readMesh(path, mesh, report, reading);
+         },
+         [&] {
+             return figure("vertices", mesh.getNumVertices()) +
+                    figure("triangles", mesh.getNumTriangles());
+         }});
+    std::remove(path.c_str());
+}
+
+void formatCases(NamedMesh const& named) {
+    trimora::WriteOptions options;
+    trimora::ReadOptions welding;
+    welding.weld = true;
+    exchangeCases(named, "stl", "stl", options);
+    exchangeCases(named, "stl_welded", "stl", options, welding);
+    exchangeCases(named, "off", "off", options);
+    exchangeCases(named, "ply", "ply", options);
+    options.encoding = trimora::WriteOptions::Encoding::BigEndian;
+    exchangeCases(named, "ply_big_endian", "ply", options);
+    options.encoding = trimora::WriteOptions::Encoding::Text;
+    exchangeCases(named, "ply_text", "ply", options);
+    exchangeCases(named, "stl_text", "stl", options);
+    if (trimora::readsGltf())
+        exchangeCases(named, "glb", "glb", {});
+}
+
 }  // namespace
 
 void toolkitCases() {
@@ -122,6 +176,7 @@ void toolkitCases() {
              [&] { return figure("vertices", mesh.getNumVertices()); }},
             {1});
         std::remove(path.c_str());
+        formatCases(*named);
         editCases(*named);
         pictureCases(*named);
     }

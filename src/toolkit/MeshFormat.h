@@ -8,7 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace trimora {
 
@@ -22,10 +24,14 @@ struct WriteOptions;
 enum MeshContent : unsigned {
     HoldsTextureCoordinates = 1,
     HoldsNormals = 2,
-    HoldsColours = 4,   ///< one a vertex
-    HoldsScalars = 8,   ///< named vertex sets of any dimension
-    HoldsPolygons = 16  ///< faces of more than three corners
+    HoldsColours = 4,    ///< one a vertex
+    HoldsScalars = 8,    ///< named vertex sets of any dimension
+    HoldsPolygons = 16,  ///< faces of more than three corners
+    HoldsShift = 32  ///< coordinates beyond a float's digits in every form; text forms always do
 };
+
+/// How a format can be written; a set of bits.
+enum MeshForm : unsigned { TextForm = 1, LittleEndianForm = 2, BigEndianForm = 4 };
 
 /// One file format: a row of the table behind readMesh and writeMesh. A further format is one reader, one writer and
 /// one row.
@@ -44,6 +50,8 @@ struct MeshFormat {
     FileOutcome (*write)(OutputFile& file, koGeom::CompactMesh const& mesh,
                          WriteOptions const& options);  ///< null: read only
     unsigned holds;                                     ///< MeshContent
+    unsigned forms;  ///< MeshForm; what is written, the usual one where there are several
+                     ///< being little endian
 };
 
 inline constexpr std::size_t recognitionBytes = 1u << 16;
@@ -55,5 +63,25 @@ TRIMORA_API std::span<MeshFormat const> meshFormats();
 /// the default one). Null when there is none; `outcome` says which there are then.
 TRIMORA_API MeshFormat const* findMeshFormat(std::string_view path, std::string_view name,
                                              FileOutcome& outcome);
+
+/// The same, of the formats that can be written.
+TRIMORA_API MeshFormat const* findWritableFormat(std::string_view path, std::string_view name,
+                                                 FileOutcome& outcome);
+
+/// The format of a file to read: by name where one is given, else by its content, else by its extension, '-' and the empty
+/// path being of the default one. Where the content is of another format than the extension says, it wins, and the report has a
+/// note. Null when there is none, or no reader for it; `outcome` says why.
+MeshFormat const* recogniseMeshFormat(InputFile const& file, std::string_view path,
+                                      std::string_view name, ReadReport& report,
+                                      FileOutcome& outcome);
+
+/// The names of the vertex sets, and other words, for what of the mesh a file of the format will not hold, "texture
+/// coordinates" say; computed normals are no loss, nor is what the options leave out.
+TRIMORA_API std::vector<std::string> contentLostIn(MeshFormat const& format,
+                                                   koGeom::CompactMesh const& mesh,
+                                                   WriteOptions const& options);
+
+/// Whether a shift comes back with all its digits from a file that is written so.
+TRIMORA_API bool keepsShift(MeshFormat const& format, WriteOptions const& options);
 
 }  // namespace trimora

@@ -53,6 +53,8 @@ struct ReadReport {
     std::vector<std::string> keptSets;  ///< names of the further vertex sets that are in the mesh
     std::vector<std::string> ignoredProperties;  ///< of the file, that have no place in the mesh
 
+    std::vector<std::string> notes;  ///< on the file as a whole, a line for a person each
+
     /// What was taken off every coordinate, since a float holds too few digits of such numbers; whole numbers, 0 where the
     /// mesh stands as the file has it. WriteOptions::shift puts it back.
     std::array<double, 3> shift = {0.0, 0.0, 0.0};

@@ -3,6 +3,7 @@
 
 #include "toolkit/checkedRepair.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCheck.h"
 
 #include "trimora/assembly/meshCompact.h"
@@ -116,18 +117,51 @@ int StepwiseRepair::numTurned(std::vector<int> const& before) const {
     return turned;
 }
 
+/// Whether triangles touch without sharing vertices, and would count as cutting one another.
+bool hasOpenSeams(CompactMesh const& mesh, bool isWelded) {
+    if (!isWelded || (mesh.getNormals() == nullptr && mesh.getUVs() == nullptr))
+        return !isWelded && numCoincidentVertices(mesh) > 0;
+    CompactMesh welded(mesh);
+    koUtil::Progress unwatched;
+    koGeom::meshCompact(welded, unwatched);
+    return numCoincidentVertices(welded) > 0;
+}
+
+RepairOutcome repair(CompactMesh& mesh, RepairOptions const& options, koUtil::Progress& progress) {
+    if (options.foldAngle && !(*options.foldAngle >= 0.0 && *options.foldAngle <= 180.0)) {
+        RepairOutcome refused;
+        refused.refusal = "the angle of a fold has to be 0 to 180 degrees";
+        return refused;
+    }
+    if (options.selfIntersections && hasOpenSeams(mesh, options.weld)) {
+        RepairOutcome refused;
+        refused.refusal =
+            options.weld
+                ? "vertices at one place differ in normals or texture coordinates, so that they "
+                  "are not welded, and removing intersections would delete triangles "
+                  "along these seams; leave out --self-intersections"
+                : "removing intersections without welding would delete triangles along "
+                  "every unwelded seam; "
+                  "leave out --no-weld or --self-intersections";
+        return refused;
+    }
+    return StepwiseRepair(mesh, options, progress).run();
+}
+
+/// Material goes, vertices are parted.
+Expectation predict(MeshState const&, RepairOutcome const& outcome) {
+    Expectation expected;
+    expected.noMoreTriangles = true;
+    expected.isOriented = outcome.fullyRepaired;
+    return expected;
+}
+
 }  // namespace
 
 RepairOutcome repairMesh(CompactMesh& mesh, RepairOptions const& options,
                          koUtil::Progress& progress) {
-    if (!options.weld && options.selfIntersections && numCoincidentVertices(mesh) > 0) {
-        RepairOutcome refused;
-        refused.refusal = "removing intersections without welding would delete triangles along "
-                          "every unwelded seam; "
-                          "leave out --no-weld or --self-intersections";
-        return refused;
-    }
-    return StepwiseRepair(mesh, options, progress).run();
+    return editChecked(
+        mesh, [&](CompactMesh& work) { return repair(work, options, progress); }, predict);
 }
 
 }  // namespace trimora

@@ -4,6 +4,7 @@
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,7 @@ struct RepairOutcome {
     bool fullyRepaired = false;  ///< nothing that was asked for is left
     bool cancelled = false;  ///< stopped between two fixes; the mesh is valid and partly repaired
     std::string refusal;     ///< not empty: why nothing was done, and what to do instead
+    std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
 };
 
 /// Repairs a mesh fix by fix and tells each one: weld, duplicate and degenerate triangles, non-manifold edges, then

@@ -3,6 +3,8 @@
 
 #include "toolkit/collarSampling.h"
 
+#include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/detail/holeLists.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 
@@ -171,6 +173,12 @@ CollarOutcome CollarSampling::run() {
 CollarOutcome sampleCollar(CompactMesh const& mesh, MeshHole const& hole,
                            CollarOptions const& options) {
     CollarOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    outcome.refusal =
+        options.samples < 0 ? "the number of samples is below 0" : faultOfHoles(mesh, {hole}, {0});
+    if (!outcome.refusal.empty())
+        return outcome;
     if (!hole.fault.empty()) {
         outcome.refusal = hole.fault;
         outcome.problemPoint = hole.faultPlace;

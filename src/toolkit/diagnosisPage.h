@@ -23,7 +23,7 @@ struct DiagnosisPage {
 /// lit in its colour where it is, before and after. Asks nothing of any network, and runs from a file.
 ///
 /// returns   the page; texts are escaped, so that no name in a file can become code
-/// cost      linear; some 20 bytes a triangle. Meshes above `mostPageTriangles` are thinned for display, and the page says so
+/// cost      linear; some 24 bytes a triangle. Meshes above `mostPageTriangles` are thinned for display, and the page says so
 TRIMORA_API std::string writeDiagnosisPage(DiagnosisPage const& page);
 
 inline constexpr int mostPageTriangles = 1000000;

@@ -3,11 +3,14 @@
 
 #include "toolkit/flatPicture.h"
 
+#include "toolkit/surfaceFault.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <stdexcept>
 
 namespace trimora {
 
@@ -134,6 +137,9 @@ std::string key(bool hasFlipped) {
 }  // namespace
 
 std::string drawFlatMap(CompactMesh const& mesh, CornerUVs const& corners) {
+    requireSoundMesh(mesh);
+    if (corners.size() != 3 * static_cast<std::size_t>(mesh.getNumTriangles()))
+        throw std::invalid_argument("texture coordinates of another number of corners");
     auto const paths = pathsByShade(mesh, corners);
     constexpr int width = margin + side + margin + keyWidth + margin;
     constexpr int height = margin + side + margin;

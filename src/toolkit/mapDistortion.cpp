@@ -1,8 +1,11 @@
 #include "toolkit/mapDistortion.h"
 
+#include "toolkit/surfaceFault.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 
 namespace trimora {
 
@@ -94,6 +97,19 @@ MapDistortion DistortionMeter::result() {
     return result_;
 }
 
+void requireMap(CompactMesh const& mesh, CornerUVs const& corners, std::vector<int> const& groups,
+                int numGroups) {
+    requireSoundMesh(mesh);
+    auto const numTriangles = static_cast<std::size_t>(mesh.getNumTriangles());
+    if (corners.size() != 3 * numTriangles)
+        throw std::invalid_argument("texture coordinates of another number of corners");
+    bool const areInRange = std::all_of(groups.begin(), groups.end(), [numGroups](int group) {
+        return group >= 0 && group < numGroups;
+    });
+    if (groups.size() != numTriangles || !areInRange)
+        throw std::invalid_argument("groups that are not those of the triangles");
+}
+
 }  // namespace
 
 TriangleMap mapOfTriangle(CompactMesh const& mesh, CornerUVs const& corners, int triangle) {
@@ -133,6 +149,7 @@ MapDistortion measureMap(CompactMesh const& mesh, CornerUVs const& corners) {
 
 std::vector<MapDistortion> measureMaps(CompactMesh const& mesh, CornerUVs const& corners,
                                        std::vector<int> const& groups, int numGroups) {
+    requireMap(mesh, corners, groups, numGroups);
     double const step = floatStepOf(corners);
     std::vector<DistortionMeter> meters(static_cast<std::size_t>(numGroups));
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
@@ -147,6 +164,9 @@ std::vector<MapDistortion> measureMaps(CompactMesh const& mesh, CornerUVs const&
 }
 
 CornerUVs cornersOf(CompactMesh const& mesh) {
+    requireSoundMesh(mesh);
+    if (mesh.getUVs() == nullptr && mesh.getNumTriangles() > 0)
+        throw std::invalid_argument("the mesh has no texture coordinates");
     CornerUVs corners;
     for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
         corners.push_back(mesh.getUVs()[mesh.getTrianglesRaw()[i]]);

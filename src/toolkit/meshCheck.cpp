@@ -5,6 +5,8 @@
 
 #include "toolkit/detail/borderLoops.h"
 #include "toolkit/detail/vertexEdges.h"
+#include "toolkit/meshTidying.h"
+#include "toolkit/surfaceFault.h"
 
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/connectivity/MeshBoundaries.h"
@@ -179,8 +181,7 @@ void MeshChecker::testIntersections() {
     progress_.setCaption("checking intersections");
     double done = shareOfTests;
     progress_.set(done);
-    CompactMesh welded;
-    welded = mesh_;
+    CompactMesh welded = bareCopy(mesh_);  // normals would keep apart what lies at one place
     koUtil::Progress unwatched;
     koGeom::meshCompact(welded, unwatched);
     progress_.set(done += shareOfWeld);
@@ -261,6 +262,7 @@ int numCoincidentVertices(CompactMesh const& mesh) {
 
 CheckResult checkMesh(CompactMesh const& mesh, CheckOptions const& options,
                       koUtil::Progress& progress) {
+    requireSoundMesh(mesh);
     return MeshChecker(mesh, options, progress).run();
 }
 

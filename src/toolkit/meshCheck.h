@@ -56,8 +56,8 @@ struct CheckResult {
 
 /// Everything that can be wrong with a mesh, counted; the mesh stays as it is.
 ///
-/// Intersections are tested on an exactly welded copy: triangles that share an edge by position but not by vertex
-/// number would count as cutting otherwise.
+/// Intersections are tested on an exactly welded copy of positions alone: triangles that share an edge by position but
+/// not by vertex number would count as cutting otherwise.
 ///
 /// progress    polled between the tests and inside the intersection test
 /// cost        O(n log n) plus the intersection test; about 300 bytes of scratch a triangle

@@ -1,8 +1,10 @@
 #include "toolkit/meshCounts.h"
 
 #include "toolkit/detail/borderLoops.h"
+#include "toolkit/surfaceFault.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
+#include "trimora/connectivity/meshArea.h"
 #include "trimora/connectivity/meshComponents.h"
 
 #include <algorithm>
@@ -27,6 +29,7 @@ Point pointOf(CompactMesh const& mesh, int vertex) {
 }  // namespace
 
 MeshCounts countMesh(CompactMesh const& mesh) {
+    requireSoundMesh(mesh);
     koGeom::SimpleMeshCache cache;
     MeshCounts counts;
     counts.vertices = mesh.getNumVertices();
@@ -47,6 +50,11 @@ double diagonalOf(CompactMesh const& mesh) {
         high.set(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
     }
     return low.x <= high.x ? distance(low, high) : 0.0;
+}
+
+double surfaceArea(CompactMesh const& mesh) {
+    requireSoundMesh(mesh);
+    return koGeom::meshArea(mesh, koGeom::MeshChannelVertices);
 }
 
 int numNonfiniteVertices(CompactMesh const& mesh) {

@@ -22,6 +22,9 @@ TRIMORA_API MeshCounts countMesh(koGeom::CompactMesh const& mesh);
 /// Length of the diagonal of the box round all finite vertices.
 TRIMORA_API double diagonalOf(koGeom::CompactMesh const& mesh);
 
+/// The area of all triangles; throws std::invalid_argument for a mesh that is none, see requireSoundMesh.
+TRIMORA_API double surfaceArea(koGeom::CompactMesh const& mesh);
+
 /// Vertices with a coordinate that is NaN or infinite.
 TRIMORA_API int numNonfiniteVertices(koGeom::CompactMesh const& mesh);
 

@@ -3,6 +3,7 @@
 
 #include "toolkit/meshCutting.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/surfaceFault.h"
 
@@ -351,9 +352,33 @@ double cutTolerance(CompactMesh const& mesh) {
     return relativeTolerance * diagonalOf(mesh);
 }
 
-CutOutcome cutMesh(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance) {
+namespace {
+
+/// Points that lie on no triangle, or nowhere on theirs.
+std::string faultOf(CompactMesh const& mesh, SurfaceCurves const& curves, double tolerance) {
+    if (!(tolerance >= 0.0 && std::isfinite(tolerance)))
+        return "the tolerance has to be a length, not below 0";
     if (curves.empty())
-        return refused("there is no curve to cut along");
+        return "there is no curve to cut along";
+    for (auto const& curve : curves) {
+        for (MeshCoord const& coord : curve) {
+            if (coord.triangle < 0 || coord.triangle >= mesh.getNumTriangles())
+                return "a curve has a point on triangle " + std::to_string(coord.triangle) +
+                       ", and there are " + std::to_string(mesh.getNumTriangles());
+            if (!std::all_of(coord.weights, coord.weights + 3,
+                             [](double weight) { return std::isfinite(weight); }))
+                return "a curve has a point whose place on its triangle is NaN or infinite";
+        }
+    }
+    return {};
+}
+
+CutOutcome cut(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance) {
+    if (std::string const fault = faultOf(mesh, curves, tolerance); !fault.empty()) {
+        CutOutcome outcome = refused(fault);
+        outcome.isOfCurves = !curves.empty();
+        return outcome;
+    }
     MeshAdjTris adjTris;
     koGeom::meshAdjTris(mesh, adjTris);
     auto const [triangle, count] = fullestTriangle(mesh, adjTris, curves);
@@ -380,6 +405,21 @@ CutOutcome cutMesh(CompactMesh& mesh, SurfaceCurves const& curves, double tolera
         return refusal;
 
     return concluded(mesh, edited, region, curves, tolerance);
+}
+
+Expectation predict(MeshState const&, CutOutcome const& outcome) {
+    Expectation expected;
+    expected.keepsOrientation = true;
+    expected.samePositions = outcome.openedLength <= 0.0;
+    expected.sameFaces = outcome.openedLength <= 0.0;
+    return expected;
+}
+
+}  // namespace
+
+CutOutcome cutMesh(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance) {
+    return editChecked(
+        mesh, [&](CompactMesh& work) { return cut(work, curves, tolerance); }, predict);
 }
 
 }  // namespace trimora

@@ -1,5 +1,6 @@
 #include "toolkit/meshDeviation.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 
@@ -223,6 +224,12 @@ DeviationStatistics deviationStatistics(std::vector<float> const& values) {
 DeviationOutcome measureDeviation(CompactMesh const& mesh, CompactMesh const& reference,
                                   DeviationOptions const& options, koUtil::Progress& progress) {
     DeviationOutcome outcome;
+    if (isRefused(outcome, mesh) || isRefused(outcome, reference))
+        return outcome;
+    if (options.selected && options.selected->size != mesh.getNumVertices()) {
+        outcome.refusal = "the selection is that of a mesh with another number of vertices";
+        return outcome;
+    }
     outcome.refusal = faultOfReference(reference, options.referenceMatrix, outcome.isNonfinite);
     if (!outcome.refusal.empty())
         return outcome;

@@ -5,6 +5,7 @@
 
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
+#include "toolkit/surfaceFault.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
@@ -293,6 +294,8 @@ void scaleDistances(VertexDistances& distances, double scale) {
 
 MeshDistance measureDistance(CompactMesh const& first, CompactMesh const& second,
                              koUtil::Progress& progress) {
+    requireSoundMesh(first);
+    requireSoundMesh(second);
     double const scale = unitScale(std::max(diagonalOf(first), diagonalOf(second)));
     if (scale == 1.0)
         return DistanceMeasurement(first, second, progress).run();

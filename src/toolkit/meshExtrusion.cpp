@@ -4,6 +4,7 @@
 
 #include "toolkit/meshExtrusion.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshSubdivision.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/surfaceFault.h"
@@ -407,22 +408,51 @@ void Extruder::store() {
     mesh_.modified(modification);
 }
 
+std::string faultOf(CompactMesh const& mesh, koGeom::BitVector const& selection,
+                    ExtrudeOptions const& options) {
+    if (selection.size != mesh.getNumTriangles())
+        return "the selection is that of a mesh with another number of triangles";
+    if (!std::isfinite(options.distance))
+        return "the distance is NaN or infinite";
+    Vector const way = options.direction.value_or(Vector(1.0, 0.0, 0.0));
+    bool const isFinite = std::isfinite(way.x) && std::isfinite(way.y) && std::isfinite(way.z);
+    if (!isFinite || (way.x == 0.0 && way.y == 0.0 && way.z == 0.0))
+        return "the direction has no length, or is NaN or infinite";
+    return {};
+}
+
+ExtrudeOutcome extrude(CompactMesh& mesh, koGeom::BitVector const& selection,
+                       ExtrudeOptions const& options) {
+    ExtrudeOutcome refused;
+    refused.refusal = faultOf(mesh, selection, options);
+    if (!refused.refusal.empty())
+        return refused;
+    koGeom::MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh, adjTris);
+    if (SurfaceFault const fault = faultOfSurface(mesh, adjTris, selection)) {
+        refuse(refused, fault);
+        refused.refusal +=
+            std::string(", in the selection or beside it; ") +
+            (fault.isNonfinite ? "leave such triangles out first" : "repair the mesh first");
+        return refused;
+    }
+    return Extruder(mesh, options).run(selection);
+}
+
+/// Two triangles a wall, and nothing else where no region stays as the floor of a solid.
+Expectation predict(MeshState const& before, ExtrudeOutcome const& outcome) {
+    Expectation expected;
+    if (outcome.freeRegions == 0)
+        expected.triangles = before.triangles + 2 * std::int64_t{outcome.walls};
+    return expected;
+}
+
 }  // namespace
 
 ExtrudeOutcome extrudeMesh(CompactMesh& mesh, koGeom::BitVector const& selection,
                            ExtrudeOptions const& options) {
-    koGeom::MeshAdjTris adjTris;
-    koGeom::meshAdjTris(mesh, adjTris);
-    if (SurfaceFault const fault = faultOfSurface(mesh, adjTris, selection)) {
-        ExtrudeOutcome refused;
-        refused.refusal =
-            fault.text + ", in the selection or beside it; " +
-            (fault.isNonfinite ? "leave such triangles out first" : "repair the mesh first");
-        refused.problemPoint = fault.place;
-        refused.isNonfinite = fault.isNonfinite;
-        return refused;
-    }
-    return Extruder(mesh, options).run(selection);
+    return editChecked(
+        mesh, [&](CompactMesh& work) { return extrude(work, selection, options); }, predict);
 }
 
 }  // namespace trimora

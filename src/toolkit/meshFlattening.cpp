@@ -3,6 +3,7 @@
 
 #include "toolkit/meshFlattening.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/detail/chartPacking.h"
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshCounts.h"
@@ -397,16 +398,33 @@ void Flattener::countSeamTriangles() {
     }
 }
 
+Expectation predict(MeshState const& before, FlattenOutcome const& outcome) {
+    Expectation expected;
+    expected.triangles = before.triangles;
+    expected.vertices = std::int64_t{before.vertices} + outcome.verticesAdded;
+    bool const staysWhole = outcome.verticesAdded == 0;
+    expected.samePositions = staysWhole;
+    expected.sameFaces = staysWhole;
+    expected.keepsManifold = true;
+    expected.keepsOrientation = true;
+    return expected;
+}
+
 }  // namespace
 
 FlattenOutcome flattenMesh(CompactMesh& mesh, FlattenOptions const& options,
                            koUtil::Progress& progress) {
-    FlattenOutcome outcome;
-    koOS::StopWatch watch;
-    watch.start();
-    Flattener(mesh, options, outcome).run(progress);
-    outcome.seconds = watch.clear();
-    return outcome;
+    return editChecked(
+        mesh,
+        [&](CompactMesh& work) {
+            FlattenOutcome outcome;
+            koOS::StopWatch watch;
+            watch.start();
+            Flattener(work, options, outcome).run(progress);
+            outcome.seconds = watch.clear();
+            return outcome;
+        },
+        predict);
 }
 
 char const* solverInWords(int code) {

@@ -3,6 +3,8 @@
 
 #include "toolkit/meshHoleFilling.h"
 
+#include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/detail/holeLists.h"
 #include "toolkit/detail/openEdges.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshCutting.h"
@@ -467,6 +469,8 @@ int FillOutcome::count(HoleFate fate) const {
 
 std::vector<FilledHole> planFilling(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                                     std::vector<int> const& chosen, FillOptions const& options) {
+    requireSoundMesh(mesh);
+    requireHoles(mesh, holes, chosen);
     MeshAdjTris adjTris;
     koGeom::meshAdjTris(mesh, adjTris);
     std::vector<FilledHole> plan(holes.size());
@@ -475,10 +479,15 @@ std::vector<FilledHole> planFilling(CompactMesh const& mesh, std::vector<MeshHol
     return plan;
 }
 
-FillOutcome fillHoles(CompactMesh& mesh, std::vector<MeshHole> const& holes,
-                      std::vector<int> const& chosen, FillOptions const& options,
-                      koUtil::Progress& progress) {
+namespace {
+
+FillOutcome fill(CompactMesh& mesh, std::vector<MeshHole> const& holes,
+                 std::vector<int> const& chosen, FillOptions const& options,
+                 koUtil::Progress& progress) {
     FillOutcome outcome;
+    outcome.refusal = faultOfHoles(mesh, holes, chosen);
+    if (!outcome.refusal.empty())
+        return outcome;
     koOS::StopWatch watch;
     watch.start();
     outcome.holes = planFilling(mesh, holes, chosen, options);
@@ -490,6 +499,37 @@ FillOutcome fillHoles(CompactMesh& mesh, std::vector<MeshHole> const& holes,
         outcome.dropped = replaceMesh(mesh, filler.result());
     outcome.seconds = watch.clear();
     return outcome;
+}
+
+/// Each patch is a disk on a border of its own; where fins went, that is no matter of counting.
+Expectation predict(MeshState const& before, FillOutcome const& outcome) {
+    Expectation expected;
+    bool const hadFins = std::any_of(outcome.holes.begin(), outcome.holes.end(),
+                                     [](FilledHole const& hole) { return hole.finsRemoved > 0; });
+    if (!before.census || hadFins)
+        return expected;
+    int const filled = outcome.count(HoleFate::Filled);
+    if (filled == 0) {
+        expected.samePositions = true;
+        expected.sameFaces = true;
+    }
+    expected.eulerNumber = before.census->eulerNumber() + filled;
+    expected.components = before.census->components;
+    if (before.census->loops)
+        expected.loops = *before.census->loops - filled;
+    expected.keepsManifold = true;
+    expected.keepsOrientation = true;
+    return expected;
+}
+
+}  // namespace
+
+FillOutcome fillHoles(CompactMesh& mesh, std::vector<MeshHole> const& holes,
+                      std::vector<int> const& chosen, FillOptions const& options,
+                      koUtil::Progress& progress) {
+    return editChecked(
+        mesh, [&](CompactMesh& work) { return fill(work, holes, chosen, options, progress); },
+        predict);
 }
 
 char const* nameOfFate(HoleFate fate) {

@@ -39,6 +39,8 @@ struct FilledHole {
 };
 
 struct FillOutcome {
+    std::string refusal;  ///< not empty: nothing was filled; a mesh or a list of holes that is none
+    std::optional<std::array<double, 3>> problemPoint;
     std::vector<FilledHole> holes;     ///< one for each hole of the list
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
     bool cancelled = false;  ///< the mesh is valid: some of the chosen holes are filled, whole

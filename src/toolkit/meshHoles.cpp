@@ -3,6 +3,7 @@
 #include "toolkit/detail/borderLoops.h"
 #include "toolkit/detail/patchEstimate.h"
 #include "toolkit/meshCounts.h"
+#include "toolkit/surfaceFault.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/connectivity/meshComponents.h"
@@ -238,6 +239,7 @@ bool isChosen(MeshHole const& hole, HoleChoice const& choice) {
 }  // namespace
 
 std::vector<MeshHole> findHoles(CompactMesh const& mesh) {
+    requireSoundMesh(mesh);
     koGeom::SimpleMeshCache cache;
     auto const adjTris = cache.getAdjTris(mesh);
     auto const adjVertices = cache.getAdjVertices(mesh);

@@ -4,6 +4,7 @@
 
 #include "toolkit/meshMeasuring.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshParts.h"
 #include "toolkit/meshTidying.h"
 
@@ -196,25 +197,16 @@ MeshMeasures measuresOf(CompactMesh const& mesh) {
     return measures;
 }
 
-bool hasNonfiniteCorner(CompactMesh const& mesh) {
-    int const* const corners = mesh.getTrianglesRaw();
-    float const* const coordinates = mesh.getVerticesRaw();
-    return std::any_of(
-        corners, corners + 3 * std::ptrdiff_t{mesh.getNumTriangles()}, [coordinates](int v) {
-            float const* const p = coordinates + 3 * std::ptrdiff_t{v};
-            return !(std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]));
-        });
-}
-
 }  // namespace
 
 MeasureOutcome measureMesh(CompactMesh const& mesh, bool eachComponent,
                            koUtil::Progress& progress) {
     MeasureOutcome outcome;
-    if (hasNonfiniteCorner(mesh)) {
-        outcome.isNonfinite = true;
-        outcome.refusal =
-            "a triangle has a corner that is NaN or infinite; leave such triangles out";
+    if (isRefused(outcome, mesh))
+        return outcome;
+    if (SurfaceFault const fault = faultOfCoordinates(mesh)) {
+        refuse(outcome, fault);
+        outcome.refusal += "; leave such triangles out";
         return outcome;
     }
     progress.setCaption("measuring");

@@ -45,7 +45,8 @@ struct MeshMeasures {
 };
 
 struct MeasureOutcome {
-    std::string refusal;       ///< not empty: nothing was measured; what is wrong, and what to do
+    std::string refusal;  ///< not empty: nothing was measured; what is wrong, and what to do
+    std::optional<std::array<double, 3>> problemPoint;
     bool isNonfinite = false;  ///< refused for a NaN or infinite coordinate
     MeshMeasures whole;
     /// By their lowest triangle, when asked for; triangles that share a vertex hang together.

@@ -1,5 +1,6 @@
 #include "toolkit/meshMerging.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 
 #include "trimora/contract/koOS/StopWatch.h"
@@ -57,7 +58,14 @@ MergeOutcome faultOf(ko::list<MeshPlacement> const& meshes) {
     std::int64_t numTriangles = 0;
     int place = 0;
     for (MeshPlacement const& placement : meshes) {
-        MergeOutcome outcome = faultOfCorners(placement);
+        MergeOutcome outcome;
+        if (placement.mesh == nullptr) {
+            outcome.refusal = "there is no mesh in this place of the list";
+            outcome.mesh = place;
+            return outcome;
+        }
+        if (!isRefused(outcome, *placement.mesh))
+            outcome = faultOfCorners(placement);
         numVertices += placement.mesh->getNumVertices();
         numTriangles += placement.mesh->getNumTriangles();
         if (std::max(numVertices, numTriangles) > std::numeric_limits<int>::max())
@@ -91,21 +99,33 @@ double diagonalOf(ko::list<MeshPlacement> const& meshes) {
 MergeOutcome mergeMeshes(ko::list<MeshPlacement> const& meshes, double tolerance,
                          CompactMesh& result, koUtil::Progress& progress) {
     MergeOutcome outcome = faultOf(meshes);
+    if (std::isnan(tolerance))
+        outcome.refusal = "the tolerance is no number";
     if (!outcome.refusal.empty())
         return outcome;
     koOS::StopWatch watch;
     watch.start();
     CompactMesh merged;
+    MeshState source;  // of all that is merged, as far as it matters
+    Expectation expected;
+    expected.triangles = 0;
     double const most = std::numeric_limits<float>::max();
     koGeom::MeshMerge(merged, meshes, static_cast<float>(std::min(tolerance, most)))
         .merge(progress);
     for (MeshPlacement const& placement : meshes) {
         outcome.verticesMerged += placement.mesh->getNumVertices();
+        *expected.triangles += placement.mesh->getNumTriangles();
+        source.nonfiniteVertices += numNonfiniteVertices(*placement.mesh);
         outcome.degenerateTriangles -= numDegenerate(*placement.mesh);
     }
     outcome.verticesMerged -= merged.getNumVertices();
     outcome.degenerateTriangles += numDegenerate(merged);
     outcome.seconds = watch.clear();
+    if (SurfaceFault const fault = faultOfMade(source, merged, expected)) {
+        outcome = MergeOutcome();
+        refuse(outcome, fault);
+        return outcome;
+    }
     result.swap(merged);
     return outcome;
 }

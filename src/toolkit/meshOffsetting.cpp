@@ -3,6 +3,7 @@
 
 #include "toolkit/meshOffsetting.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/surfaceFault.h"
@@ -255,6 +256,18 @@ int beyond(int before, int after, bool shellOnly) {
     return std::max(after - (shellOnly ? before : 2 * before), 0);
 }
 
+/// Where no copy went, the wall is the surface twice, joined along its borders; and the shell is the surface once.
+Expectation predict(MeshState const& before, OffsetOutcome const& outcome) {
+    if (outcome.cancelled || outcome.removed > 0 || !before.census)
+        return {};
+    if (outcome.shellOnly)
+        return Expectation::ofKeptTopology(before);
+    Expectation expected;
+    expected.eulerNumber = 2 * before.census->eulerNumber();
+    expected.loops = 0;
+    return expected;
+}
+
 }  // namespace
 
 int OffsetOutcome::newFolds() const {
@@ -268,9 +281,14 @@ int OffsetOutcome::newIntersections() const {
 
 OffsetOutcome offsetMesh(CompactMesh& mesh, OffsetOptions const& options,
                          koUtil::Progress& progress) {
-    OffsetOutcome outcome = Offsetting(mesh, options, progress).run();
-    outcome.shellOnly = options.shellOnly;
-    return outcome;
+    return editChecked(
+        mesh,
+        [&](CompactMesh& work) {
+            OffsetOutcome outcome = Offsetting(work, options, progress).run();
+            outcome.shellOnly = options.shellOnly;
+            return outcome;
+        },
+        predict);
 }
 
 }  // namespace trimora

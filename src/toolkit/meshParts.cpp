@@ -1,5 +1,7 @@
 #include "toolkit/meshParts.h"
 
+#include "toolkit/surfaceFault.h"
+
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/connectivity/meshComponents.h"
 
@@ -9,6 +11,7 @@ using koGeom::CompactMesh;
 using koGeom::MeshSubset;
 
 ko::list<ko::Reference<MeshSubset>> findParts(CompactMesh const& mesh) {
+    requireSoundMesh(mesh);
     koGeom::MeshAdjTris adjTris;
     koGeom::meshAdjTris(mesh, adjTris);
     koGeom::Array<int> components;

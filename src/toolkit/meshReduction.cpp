@@ -1,5 +1,6 @@
 #include "toolkit/meshReduction.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshSubdivision.h"
 #include "toolkit/meshTidying.h"
 
@@ -141,11 +142,20 @@ void reduceScaled(CompactMesh& mesh, ReduceOptions const& options, double scale,
     scaleVertices(mesh, 1.0 / scale);
 }
 
-}  // namespace
+std::string faultOf(ReduceOptions const& options) {
+    bool const isLength = options.method == ReduceMethod::Tolerance;
+    if (isLength && !(options.value >= 0.0 && std::isfinite(options.value)))
+        return "the tolerance has to be a length, not below 0";
+    if (!isLength && !(options.value > 0.0 && options.value <= 1.0))
+        return "the fraction has to be above 0 and at most 1";
+    return {};
+}
 
-ReduceOutcome reduceMesh(CompactMesh& mesh, ReduceOptions const& options,
-                         koUtil::Progress& progress) {
+ReduceOutcome reduce(CompactMesh& mesh, ReduceOptions const& options, koUtil::Progress& progress) {
     ReduceOutcome outcome;
+    outcome.refusal = faultOf(options);
+    if (!outcome.refusal.empty())
+        return outcome;
     outcome.before = countMesh(mesh);
     if (options.method == ReduceMethod::Collapse)
         outcome.refusal = refusalOfTarget(outcome.before, targetFaces(mesh, options.value));
@@ -172,6 +182,22 @@ ReduceOutcome reduceMesh(CompactMesh& mesh, ReduceOptions const& options,
     outcome.cancelled = progress.cancelled();
     outcome.after = countMesh(mesh);
     return outcome;
+}
+
+/// Every step of a reducer replaces a disk of triangles by a smaller one.
+Expectation predict(MeshState const& before, ReduceOutcome const&) {
+    Expectation expected = Expectation::ofKeptTopology(before);
+    expected.noMoreVertices = true;
+    expected.noMoreTriangles = true;
+    return expected;
+}
+
+}  // namespace
+
+ReduceOutcome reduceMesh(CompactMesh& mesh, ReduceOptions const& options,
+                         koUtil::Progress& progress) {
+    return editChecked(
+        mesh, [&](CompactMesh& work) { return reduce(work, options, progress); }, predict);
 }
 
 std::string stopInWords(ReduceOutcome const& outcome) {

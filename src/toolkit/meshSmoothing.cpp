@@ -3,6 +3,7 @@
 
 #include "toolkit/meshSmoothing.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshMeasuring.h"
 #include "toolkit/meshTidying.h"
@@ -30,14 +31,6 @@ using koLinear::Point;
 constexpr int workingSigma = 10;    // exponent of 2: heights of a billionth of it still count
 constexpr int smallestSigma = -23;  // of the diagonal: floats resolve nothing below
 
-Point pointOf(CompactMesh const& mesh, int vertex) {
-    return mesh.getVertices()[vertex].asPoint();
-}
-
-bool isFinite(Point const& p) {
-    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
-}
-
 /// A power of two, so that scaling there and back changes no digit.
 double workingScale(SmoothOptions const& options, double diagonal) {
     if (options.method == SmoothOptions::Method::Laplacian || !(diagonal > 0.0))
@@ -60,7 +53,7 @@ public:
     SmoothOutcome run(BitVector const& triangles);
 
 private:
-    bool isFit();
+    bool isFit(BitVector const& triangles);
     void makeCopy();
     void chooseVertices(BitVector const& triangles);
     void fixBorders(BitVector& free);
@@ -78,7 +71,7 @@ private:
 };
 
 SmoothOutcome Smoothing::run(BitVector const& triangles) {
-    if (!isFit())
+    if (!isFit(triangles))
         return std::move(outcome_);
     makeCopy();
     chooseVertices(triangles);
@@ -92,12 +85,16 @@ SmoothOutcome Smoothing::run(BitVector const& triangles) {
     return std::move(outcome_);
 }
 
-bool Smoothing::isFit() {
-    for (int t = 0; t < mesh_.getNumTriangles() && !outcome_.isNonfinite; ++t)
-        for (int const v : mesh_.getTriangles()[t].vertices)
-            outcome_.isNonfinite = outcome_.isNonfinite || !isFinite(pointOf(mesh_, v));
-    if (outcome_.isNonfinite)
-        outcome_.refusal = "a triangle has a corner that is NaN or infinite";
+bool Smoothing::isFit(BitVector const& triangles) {
+    bool const isBilateral = options_.method == SmoothOptions::Method::Bilateral;
+    if (SurfaceFault const fault = faultOfCoordinates(mesh_))
+        refuse(outcome_, fault);
+    else if (triangles.size != mesh_.getNumTriangles())
+        outcome_.refusal = "the selection is that of a mesh with another number of triangles";
+    else if (options_.passes < 1)
+        outcome_.refusal = "the number of passes has to be 1 or more";
+    else if (isBilateral && !(options_.sigma > 0.0 && std::isfinite(options_.sigma)))
+        outcome_.refusal = "sigma has to be a length above 0";
     return outcome_.refusal.empty();
 }
 
@@ -175,11 +172,21 @@ void Smoothing::writeBack() {
     mesh_.modified(modification);
 }
 
+Expectation predict(MeshState const& before, SmoothOutcome const& outcome) {
+    Expectation expected;
+    expected.vertices = before.vertices;
+    expected.sameFaces = true;
+    expected.samePositions = outcome.moved == 0 || outcome.cancelled;
+    return expected;
+}
+
 }  // namespace
 
 SmoothOutcome smoothMesh(CompactMesh& mesh, BitVector const& triangles,
                          SmoothOptions const& options, koUtil::Progress& progress) {
-    return Smoothing(mesh, options, progress).run(triangles);
+    return editChecked(
+        mesh, [&](CompactMesh& work) { return Smoothing(work, options, progress).run(triangles); },
+        predict);
 }
 
 }  // namespace trimora

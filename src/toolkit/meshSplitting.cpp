@@ -1,5 +1,6 @@
 #include "toolkit/meshSplitting.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshParts.h"
 
@@ -69,11 +70,27 @@ std::string faultOfCount(std::size_t count, SplitOptions const& options) {
                          : "; weld the mesh first, or allow more parts");
 }
 
+/// Each triangle is in one part.
+SurfaceFault faultOfParts(CompactMesh const& mesh, std::vector<CompactMesh> const& parts) {
+    MeshState const source = stateOf(mesh, InvariantDepth::Arrays);
+    std::int64_t numTriangles = 0;
+    for (CompactMesh const& part : parts) {
+        numTriangles += part.getNumTriangles();
+        if (SurfaceFault fault = faultOfMade(source, part, {}))
+            return fault;
+    }
+    return numTriangles == mesh.getNumTriangles()
+               ? SurfaceFault()
+               : asRefusal({"the parts have not the triangles of the mesh", {}}, 0.0);
+}
+
 }  // namespace
 
 SplitOutcome splitMesh(CompactMesh const& mesh, SplitOptions const& options,
                        koUtil::Progress& progress) {
     SplitOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
     outcome.refusal = faultOf(mesh, options);
     if (!outcome.refusal.empty())
         return outcome;
@@ -91,6 +108,11 @@ SplitOutcome splitMesh(CompactMesh const& mesh, SplitOptions const& options,
         return outcome;
     koGeom::meshExtract(outcome.parts, mesh, subsets);
     countUses(mesh, subsets, outcome);
+    if (SurfaceFault const fault = faultOfParts(mesh, outcome.parts)) {
+        outcome = SplitOutcome();
+        refuse(outcome, fault);
+        return outcome;
+    }
     progress.set(1.0);
     outcome.seconds = watch.clear();
     return outcome;

@@ -3,6 +3,8 @@
 
 #include "toolkit/meshStitching.h"
 
+#include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/detail/holeLists.h"
 #include "toolkit/detail/openEdges.h"
 #include "toolkit/detail/seamCrossings.h"
 #include "toolkit/detail/seamFolds.h"
@@ -534,6 +536,25 @@ void Stitching::noteGaps(std::vector<MeshHole>& left) {
     }
 }
 
+std::string faultOf(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                    std::vector<int> const& chosen, StitchOptions const& options) {
+    if (std::isinf(options.distance))
+        return "the distance is infinite";
+    if (std::isnan(options.tolerance) || std::isnan(options.foldAngle))
+        return "the tolerance and the angle of a fold have to be numbers";
+    return faultOfHoles(mesh, holes, chosen);
+}
+
+/// Parts are joined, and no new ones made.
+Expectation predict(MeshState const& before, StitchOutcome const&) {
+    Expectation expected;
+    if (before.census)
+        expected.mostComponents = before.census->components;
+    expected.keepsManifold = true;
+    expected.keepsOrientation = true;
+    return expected;
+}
+
 }  // namespace
 
 int StitchOutcome::numSewn() const {
@@ -564,6 +585,8 @@ bool StitchOutcome::isComplete() const {
 std::vector<StitchBoundary> planStitching(CompactMesh const& mesh,
                                           std::vector<MeshHole> const& holes,
                                           std::vector<int> const& chosen, double distance) {
+    requireSoundMesh(mesh);
+    requireHoles(mesh, holes, chosen);
     std::vector<StitchBoundary> boundaries;
     for (int const i : chosen) {
         MeshHole const& hole = holes[at(i)];
@@ -583,7 +606,15 @@ std::vector<StitchBoundary> planStitching(CompactMesh const& mesh,
 StitchOutcome stitchMesh(CompactMesh& mesh, std::vector<MeshHole> const& holes,
                          std::vector<int> const& chosen, StitchOptions const& options,
                          koUtil::Progress& progress) {
-    return Stitching(mesh, holes, options, progress).run(chosen);
+    return editChecked(
+        mesh,
+        [&](CompactMesh& work) {
+            StitchOutcome outcome;
+            outcome.refusal = faultOf(work, holes, chosen, options);
+            return outcome.refusal.empty() ? Stitching(work, holes, options, progress).run(chosen)
+                                           : outcome;
+        },
+        predict);
 }
 
 std::optional<StitchSuggestion> proposeStitchDistance(CompactMesh const& mesh,

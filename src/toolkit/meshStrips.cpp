@@ -3,6 +3,7 @@
 
 #include "toolkit/meshStrips.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshTidying.h"
 
 #include "trimora/assembly/MeshTriStrip.h"
@@ -76,6 +77,8 @@ private:
 };
 
 StripOutcome Stripping::run(CompactMesh& result) {
+    if (isRefused(outcome_, mesh_))
+        return std::move(outcome_);
     outcome_.refusal = faultOf(mesh_, options_);
     if (!outcome_.refusal.empty())
         return std::move(outcome_);
@@ -87,6 +90,17 @@ StripOutcome Stripping::run(CompactMesh& result) {
     if (options_.cacheSize)
         copyVertices();
     writeTriangles();
+    MeshState const source = stateOf(mesh_, depthFor(mesh_));
+    Expectation expected;
+    expected.spreadsNonfinite = options_.cacheSize.has_value();  // a vertex may come several times
+    expected.triangles = mesh_.getNumTriangles();
+    if (!options_.cacheSize && source.census)
+        expected.eulerNumber = source.census->eulerNumber();
+    if (SurfaceFault const fault = faultOfMade(source, result_, expected)) {
+        outcome_ = StripOutcome();
+        refuse(outcome_, fault);
+        return std::move(outcome_);
+    }
     result.swap(result_);
     outcome_.seconds = watch.clear();
     return std::move(outcome_);

@@ -1,10 +1,13 @@
 #include "toolkit/meshSubdivision.h"
 
+#include "toolkit/detail/CheckedEdit.h"
+
 #include "trimora/topology/computeSubdivMesh.h"
 #include "trimora/topology/meshTwin.h"
 
 #include <cmath>
 #include <memory>
+#include <stdexcept>
 
 namespace trimora {
 
@@ -50,6 +53,23 @@ FaceCorners joinFans(CompactMesh const& mesh, std::vector<int> const& trianglePo
     return faces;
 }
 
+/// Throws unless triangles of one face follow each other as a fan from its first corner.
+void requireFans(CompactMesh const& mesh, std::vector<int> const& trianglePolygon) {
+    if (trianglePolygon.empty())
+        return;
+    if (trianglePolygon.size() != static_cast<std::size_t>(mesh.getNumTriangles()))
+        throw std::invalid_argument("the faces of another number of triangles");
+    MeshTriangle const* const triangles = mesh.getTriangles();
+    for (int t = 1; t < mesh.getNumTriangles(); ++t) {
+        auto const i = static_cast<std::size_t>(t);
+        bool const isOfSame = trianglePolygon[i] == trianglePolygon[i - 1];
+        if (isOfSame &&
+            (triangles[t][0] != triangles[t - 1][0] || triangles[t][1] != triangles[t - 1][2]))
+            throw std::invalid_argument("triangle " + std::to_string(t) +
+                                        " does not go on with the fan of its face");
+    }
+}
+
 /// The number of corners that all faces have, or 0.
 std::size_t commonSides(FaceCorners const& faces) {
     std::size_t const sides = faces.numFaces() > 0 ? faces.starts[1] : 0;
@@ -74,10 +94,21 @@ void allocOneByOne(TopoMesh& topoMesh, std::vector<Point> const& points, FaceCor
     }
 }
 
+/// A manifold keeps its Euler number, components and borders; throws std::logic_error when it does not.
+void requireQuads(CompactMesh const& mesh, bool isOfTriangles, CompactMesh const& result) {
+    MeshState const source = stateOf(mesh, isOfTriangles ? depthFor(mesh) : InvariantDepth::Arrays);
+    Expectation expected = Expectation::ofKeptTopology(source);
+    expected.spreadsNonfinite = true;
+    if (SurfaceFault const fault = faultOfMade(source, result, expected))
+        throw std::logic_error(fault.text);
+}
+
 }  // namespace
 
 int fillTopoMesh(TopoMesh& topoMesh, CompactMesh const& mesh,
                  std::vector<int> const& trianglePolygon) {
+    requireSoundMesh(mesh);
+    requireFans(mesh, trianglePolygon);
     std::vector<Point> const points = pointsOf(mesh);
     FaceCorners const faces = joinFans(mesh, trianglePolygon);
     int const numFaces = static_cast<int>(faces.numFaces());
@@ -126,10 +157,16 @@ double numSubdividedQuads(int numTriangles, int numFaces, int levels) {
 CompactMesh subdivideMesh(CompactMesh const& mesh, std::vector<int> const& trianglePolygon,
                           int levels) {
     auto current = std::make_unique<TopoMesh>();
-    fillTopoMesh(*current, mesh, trianglePolygon);
+    int const numFaces = fillTopoMesh(*current, mesh, trianglePolygon);
+    if (levels < 1 ||
+        !(numSubdividedQuads(mesh.getNumTriangles(), numFaces, levels) <= maxSubdividedQuads))
+        throw std::invalid_argument("levels of subdivision have to be 1 or more, and not more "
+                                    "quads than 500 million");
     for (int level = 0; level < levels; ++level)
         current.reset(koGeom::computeSubdivMesh(*current));
-    return polygonMesh(*current);
+    CompactMesh result = polygonMesh(*current);
+    requireQuads(mesh, trianglePolygon.empty(), result);
+    return result;
 }
 
 }  // namespace trimora

@@ -1,5 +1,7 @@
 #include "toolkit/meshTidying.h"
 
+#include "toolkit/surfaceFault.h"
+
 #include <cmath>
 
 namespace trimora {
@@ -53,6 +55,7 @@ std::vector<std::string> replaceMesh(CompactMesh& mesh, CompactMesh& edited) {
 }
 
 int removeUnusedVertices(CompactMesh& mesh) {
+    requireSoundMesh(mesh);
     int const numVertices = mesh.getNumVertices();
     int* const corners = mesh.getTrianglesRaw();
     std::ptrdiff_t const numCorners = 3 * static_cast<std::ptrdiff_t>(mesh.getNumTriangles());

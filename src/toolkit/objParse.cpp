@@ -3,6 +3,8 @@
 // blanks are skipped.
 
 #include "toolkit/detail/ObjPiece.h"
+#include "toolkit/detail/objFormat.h"
+#include "toolkit/detail/textLines.h"
 #include "toolkit/detail/textNumbers.h"
 
 #include "trimora/contract/koString/decimals.h"
@@ -63,10 +65,12 @@ bool contains(Words const& words, std::string_view word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+constexpr std::array<std::string_view, 5> meshWords = {"v", "vt", "vn", "f", "fo"};
+
 class ObjParser {
 public:
-    ObjParser(char const* begin, char const* end, ObjPiece& piece)
-        : p_(begin), end_(end), piece_(piece) {
+    ObjParser(char const* begin, char const* end, Shift const& shift, ObjPiece& piece)
+        : p_(begin), end_(end), shift_(shift), piece_(piece) {
         piece_.vertexOf.form = ObjCorners::Form::Stored;
     }
 
@@ -91,7 +95,7 @@ private:
     void dropFace(std::size_t firstCorner, std::int64_t& count, char const* why);
 
     enum class Number { Good, Absent, Bad };
-    Number number(float& value);
+    Number number(float& value, double shift = 0.0);
     bool index(std::int64_t& value);
 
     void skipBlanks();
@@ -103,6 +107,7 @@ private:
 
     char const* p_;
     char const* const end_;
+    Shift const shift_;
     ObjPiece& piece_;
     std::uint32_t line_ = 0;
     std::uint32_t firstLine_ = 0;  // of the present logical line
@@ -164,8 +169,9 @@ void ObjParser::vertexLine() {
     std::array<float, 3> position{};
     bool complete = true;
     bool finite = true;
-    for (float& x : position) {
-        Number const result = number(x);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        float& x = position[axis];
+        Number const result = number(x, shift_[axis]);
         complete &= result == Number::Good;
         finite &= std::isfinite(x);
     }
@@ -302,22 +308,13 @@ void ObjParser::dropFace(std::size_t firstCorner, std::int64_t& count, char cons
     numCorners_ = firstCorner;
 }
 
-inline ObjParser::Number ObjParser::number(float& value) {
+inline ObjParser::Number ObjParser::number(float& value, double shift) {
     skipBlanks();
     if (atLineEnd())
         return Number::Absent;
-    char const* p = p_;
-    koString::Decimal const decimal = koString::scanDecimal(p);
-    if (decimal.numDigits > 0 && endsToken(p) && koString::nearestFloat(decimal, value)) {
-        p_ = p;
-        return Number::Good;
-    }
-    std::string_view const whole = token();
-    p_ += whole.size();
-    if (parseUnusualFloat(whole, value))
-        return Number::Good;
-    value = std::numeric_limits<float>::quiet_NaN();
-    return Number::Bad;
+    return readCoordinate(p_, endsToken, shift, value, piece_.exceedsFloat) == NumberToken::Good
+               ? Number::Good
+               : Number::Bad;
 }
 
 /// A whole number, 0 included; what is beyond 32 bits stays beyond them.
@@ -393,14 +390,29 @@ void ObjParser::endLine() {
 
 }  // namespace
 
+bool recognisesObj(std::string_view head, std::uint64_t /*size*/) {
+    if (head.find('\0') != std::string_view::npos)
+        return false;
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (head.starts_with(byteOrderMark))
+        head.remove_prefix(byteOrderMark.size());
+    for (TextLines lines(head); lines.next();) {
+        std::string_view const word = lines.word();
+        if (!word.empty())
+            return contains(meshWords, word) || contains(skippedWords, word) ||
+                   contains(elementWords, word);
+    }
+    return false;
+}
+
 void ObjPiece::addProblem(std::int64_t line, std::string text) {
     ++left.numProblems;
     if (left.problems.size() < ReadReport::maxProblems)
         left.problems.push_back({line, std::move(text)});
 }
 
-void parseObjPiece(char const* begin, char const* end, ObjPiece& piece) {
-    ObjParser(begin, end, piece).run();
+void parseObjPiece(char const* begin, char const* end, Shift const& shift, ObjPiece& piece) {
+    ObjParser(begin, end, shift, piece).run();
 }
 
 }  // namespace trimora

@@ -81,8 +81,9 @@ bool Window::beginsLine(std::uint64_t position) const {
 
 class PiecesAlg : public koUtil::ThreadedChunkAlg {
 public:
-    PiecesAlg(InputFile const& file, std::size_t pieceSize, std::vector<ObjPiece>& pieces)
-        : file_(file), pieceSize_(pieceSize), pieces_(pieces) {}
+    PiecesAlg(InputFile const& file, std::size_t pieceSize, Shift const& shift,
+              std::vector<ObjPiece>& pieces)
+        : file_(file), pieceSize_(pieceSize), shift_(shift), pieces_(pieces) {}
 
     void executeChunk(int chunkIndex, int threadIndex) override;
     bool isReadable() const { return readable_; }
@@ -92,6 +93,7 @@ private:
 
     InputFile const& file_;
     std::uint64_t const pieceSize_;
+    Shift const shift_;
     std::vector<ObjPiece>& pieces_;  // each written by one thread
     std::atomic<bool> readable_{true};
 };
@@ -134,22 +136,22 @@ bool PiecesAlg::parse(Window& window, std::uint64_t index) {
     char const* const textEnd = text + (end - begin);
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     bool const isMarked = index == 0 && std::string_view(text, textEnd).starts_with(byteOrderMark);
-    parseObjPiece(isMarked ? text + byteOrderMark.size() : text, textEnd,
+    parseObjPiece(isMarked ? text + byteOrderMark.size() : text, textEnd, shift_,
                   pieces_[static_cast<std::size_t>(index)]);
     return true;
 }
 
 }  // namespace
 
-bool parseObjPieces(InputFile const& file, std::size_t pieceSize, koUtil::Progress* progress,
-                    std::vector<ObjPiece>& pieces) {
+bool parseObjPieces(InputFile const& file, std::size_t pieceSize, Shift const& shift,
+                    koUtil::Progress* progress, std::vector<ObjPiece>& pieces) {
     std::uint64_t const size = file.size();
     // Pieces are numbered by an int; only a file beyond two million gigabytes needs larger ones.
     std::uint64_t const least = size / std::numeric_limits<int>::max() + 1;
     std::uint64_t const stride = std::max<std::uint64_t>(pieceSize, least);
     pieces.resize(static_cast<std::size_t>((size + stride - 1) / stride));
 
-    PiecesAlg alg(file, static_cast<std::size_t>(stride), pieces);
+    PiecesAlg alg(file, static_cast<std::size_t>(stride), shift, pieces);
     alg.setProgress(progress);
     koUtil::ThreadPool& pool =
         pieces.size() > 1 ? koUtil::ThreadPool::get() : koUtil::ThreadPool::getSingleThreadedPool();

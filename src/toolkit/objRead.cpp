@@ -6,6 +6,8 @@
 #include "toolkit/detail/ObjJoin.h"
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/objFormat.h"
+#include "toolkit/detail/readLimits.h"
+#include "toolkit/detail/recentring.h"
 #include "toolkit/readMesh.h"
 
 #include "trimora/contract/koUtil/ThreadPool.h"
@@ -49,7 +51,10 @@ public:
               ReadOptions const& options)
         : file_(file), mesh_(mesh), report_(report), options_(options) {}
 
+    /// Takes report.shift off the coordinates.
     FileOutcome run(std::size_t pieceSize);
+    /// Whether a coordinate that was shifted has more digits than a float.
+    bool exceedsFloat() const;
 
 private:
     FileOutcome checkText() const;
@@ -103,13 +108,17 @@ FileOutcome ObjJoiner::run(std::size_t pieceSize) {
     return outcome;
 }
 
+bool ObjJoiner::exceedsFloat() const {
+    return std::any_of(pieces_.begin(), pieces_.end(),
+                       [](JoinedPiece const& piece) { return piece.records.exceedsFloat; });
+}
+
 FileOutcome ObjJoiner::checkText() const {
     std::array<char, 4096> head{};
     std::size_t const size =
         static_cast<std::size_t>(std::min<std::uint64_t>(file_.size(), head.size()));
     if (!file_.fetch(0, size, head.data()))
-        return failed(Failure::Unreadable,
-                      "cannot be read: the file shrank or its device failed; try again");
+        return cannotBeRead(file_);
     if (std::find(head.begin(), head.begin() + static_cast<std::ptrdiff_t>(size), '\0') !=
         head.begin() + static_cast<std::ptrdiff_t>(size))
         return failed(Failure::Unsupported,
@@ -119,9 +128,8 @@ FileOutcome ObjJoiner::checkText() const {
 
 FileOutcome ObjJoiner::parse(std::size_t pieceSize) {
     std::vector<ObjPiece> parsed;
-    if (!parseObjPieces(file_, pieceSize, options_.progress, parsed))
-        return failed(Failure::Unreadable,
-                      "cannot be read: the file shrank or its device failed; try again");
+    if (!parseObjPieces(file_, pieceSize, report_.shift, options_.progress, parsed))
+        return cannotBeRead(file_);
     if (options_.progress != nullptr && options_.progress->cancelled())
         return failed(Failure::Cancelled, "reading was cancelled");
     pieces_.reserve(parsed.size());
@@ -317,7 +325,16 @@ void ObjJoiner::reportLeft() {
 
 FileOutcome readObjInPieces(InputFile const& file, std::size_t pieceSize, CompactMesh& mesh,
                             ReadReport& report, ReadOptions const& options) {
-    return ObjJoiner(file, mesh, report, options).run(pieceSize);
+    if (FileOutcome const fits = requireTextFits(file, options); !fits)
+        return fits;
+    auto const read = [&](Shift const&, CompactMesh& readMesh, ReadReport& readReport,
+                          bool& exceedsFloat) {
+        ObjJoiner joiner(file, readMesh, readReport, options);
+        FileOutcome const outcome = joiner.run(pieceSize);
+        exceedsFloat = joiner.exceedsFloat();
+        return outcome;
+    };
+    return readRecentred(mesh, report, options, read);
 }
 
 FileOutcome readObj(InputFile const& file, CompactMesh& mesh, ReadReport& report,

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace trimora {
 
@@ -274,7 +275,7 @@ LinearColor PanelRenderer::shade(VisiblePoint const& point, double x, double y) 
     LinearColor color = paintOf(point, isPainted);
     bool const isMuted = panel_.paint != nullptr && !panel_.paint->isPlain();
     if (!isPainted)
-        color = isBack    ? LinearColor{0.30f, 0.37f, 0.52f}
+        color = isBack    ? backColor
                 : isMuted ? LinearColor{0.62f, 0.62f, 0.61f}
                           : LinearColor{0.70f, 0.63f, 0.54f};
     else if (isBack)
@@ -309,14 +310,25 @@ float PanelRenderer::edgeDarkness(int triangle, double x, double y) const {
 
 bool PanelRenderer::isOutline(int x, int y) const {
     int const reach = std::max(1, static_cast<int>(std::lround(0.5 * lineWidth(camera_))));
-    double const depth = visible_.at(x, y).depth + outlineStep * diagonal_;
+    double const depth = visible_.at(x, y).depth;
+    auto const isInside = [this](int column, int row) {
+        return column >= 0 && column < camera_.width && row >= 0 && row < camera_.height;
+    };
     int const ways[4][2] = {{reach, 0}, {-reach, 0}, {0, reach}, {0, -reach}};
     for (auto const& way : ways) {
         int const column = x + way[0];
         int const row = y + way[1];
-        bool const isInside =
-            column >= 0 && column < camera_.width && row >= 0 && row < camera_.height;
-        if (isInside && visible_.at(column, row).depth > depth)
+        if (!isInside(column, row))
+            continue;
+        // A plane's inverse depth is linear on the picture: what goes on as the surface does from the other side is no jump, however
+        // steep it is.
+        double expected = depth;
+        if (isInside(x - way[0], y - way[1])) {
+            double const inverse = 2.0 / depth - 1.0 / visible_.at(x - way[0], y - way[1]).depth;
+            expected = inverse > 0.0 ? std::max(depth, 1.0 / inverse)
+                                     : std::numeric_limits<double>::infinity();
+        }
+        if (visible_.at(column, row).depth > expected + outlineStep * diagonal_)
             return true;
     }
     return false;

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <optional>
 
 namespace trimora {
 
@@ -19,6 +20,8 @@ constexpr double baseLine = 2.0;
 constexpr double gap = 2.0;
 constexpr double blank = 3.0;
 constexpr double strokeRadius = 0.42;
+constexpr double barWidth = 22.0;  // in heights of a letter, as all of the key
+constexpr double barHeight = 4.3;  // with its numbers, to the next line
 constexpr LinearColor ink = {0.035f, 0.04f, 0.05f};
 
 std::map<char, char const*> const strokesOf = {
@@ -62,6 +65,7 @@ std::map<char, char const*> const strokesOf = {
     {'+', "0545 2723"},
     {'.', "0202"},
     {',', "0201"},
+    {';', "0201 0505"},
     {':', "0202 0505"},
     {'/', "0148"},
     {'%', "0248 0707 4343"},
@@ -184,17 +188,24 @@ void drawPlate(Layout const& layout, double width, double height, Picture& pictu
             height + 2.0 * layout.letter, {0.98f, 0.985f, 0.99f}, 0.72f, picture);
 }
 
-void drawBar(SurfacePaint const& paint, Layout const& layout, Picture& picture) {
-    double const width = 22.0 * layout.letter;
+ColorMap const& mapOf(SurfacePaint const& paint) {
+    return paint.isSigned ? ColorMap::diverging() : ColorMap::sequential();
+}
+
+double insetOfBar(SurfacePaint const& paint, Layout const& layout) {
+    return std::max({0.5 * textWidth(inWords(paint.low), layout.letter),
+                     0.5 * textWidth(inWords(paint.high), layout.letter), layout.letter});
+}
+
+/// The colors of the numbers from the lowest to the highest, with three of them under it; returns where the next line begins.
+double drawBar(SurfacePaint const& paint, Layout const& layout, double top, Picture& picture) {
+    double const width = barWidth * layout.letter;
     std::array<double, 3> const numbers = {paint.low, 0.5 * (paint.low + paint.high), paint.high};
     std::array<std::string, 3> words;
     for (std::size_t i = 0; i < 3; ++i)
         words[i] = inWords(numbers[i]);
-    double const inset = std::max(0.5 * textWidth(words[0], layout.letter), layout.letter);
-    drawPlate(layout, width + 2.0 * inset, 3.0 * layout.line, picture);
-    drawText(paint.title, layout.left, layout.top, layout.letter, ink, picture);
-    double const top = layout.top + layout.line;
-    ColorMap const& map = paint.isSigned ? ColorMap::diverging() : ColorMap::sequential();
+    double const inset = insetOfBar(paint, layout);
+    ColorMap const& map = mapOf(paint);
     int const first = static_cast<int>(std::lround(layout.left + inset));
     int const columns = static_cast<int>(width);
     for (int i = 0; i < columns; ++i)
@@ -207,32 +218,35 @@ void drawBar(SurfacePaint const& paint, Layout const& layout, Picture& picture) 
         drawText(words[i], x - 0.5 * textWidth(words[i], layout.letter), top + 2.2 * layout.letter,
                  layout.letter, ink, picture);
     }
+    return top + barHeight * layout.letter;
 }
 
-void drawSwatches(SurfacePaint const& paint, Layout const& layout, Picture& picture) {
-    double width = textWidth(paint.title, layout.letter);
-    double height = paint.title.empty() ? 0.0 : layout.line;
-    for (SurfacePaint::Swatch const& swatch : paint.swatches) {
-        if (swatch.label.empty())
-            continue;
-        width = std::max(width, 3.0 * layout.letter + textWidth(swatch.label, layout.letter));
-        height += layout.line;
-    }
-    drawPlate(layout, width, height - layout.line + layout.letter, picture);
-    double y = layout.top;
-    if (!paint.title.empty()) {
-        drawText(paint.title, layout.left, y, layout.letter, ink, picture);
-        y += layout.line;
-    }
-    for (SurfacePaint::Swatch const& swatch : paint.swatches) {
-        if (swatch.label.empty())
-            continue;
-        double const thick = swatch.isLine ? 0.35 * layout.letter : 1.2 * layout.letter;
+/// A line of the key: a color, or none, and its words.
+struct Line {
+    std::optional<LinearColor> color;
+    std::string words;
+    bool isThin = false;
+};
+
+std::vector<Line> linesOf(SurfacePaint const& paint) {
+    std::vector<Line> lines;
+    for (SurfacePaint::Swatch const& swatch : paint.swatches)
+        if (!swatch.label.empty())
+            lines.push_back({swatch.color, swatch.label, swatch.isLine});
+    if (paint.isZero)
+        lines.push_back({mapOf(paint).at(paint.isSigned ? 0.5 : 0.0), "0 everywhere"});
+    for (SurfacePaint::Aside const& aside : paint.asides)
+        lines.push_back({aside.color, aside.label});
+    return lines;
+}
+
+void drawLine(Line const& line, Layout const& layout, double y, Picture& picture) {
+    double const thick = line.isThin ? 0.35 * layout.letter : 1.2 * layout.letter;
+    if (line.color)
         fillBox(layout.left, y + 0.5 * (layout.letter - thick), 2.0 * layout.letter, thick,
-                swatch.color, 1.0f, picture);
-        drawText(swatch.label, layout.left + 3.0 * layout.letter, y, layout.letter, ink, picture);
-        y += layout.line;
-    }
+                *line.color, 1.0f, picture);
+    drawText(line.words, layout.left + (line.color ? 3.0 : 0.0) * layout.letter, y, layout.letter,
+             ink, picture);
 }
 
 }  // namespace
@@ -259,10 +273,28 @@ void drawKey(SurfacePaint const& paint, int left, int width, Picture& picture) {
     Layout const layout(left, width, picture);
     if (paint.isPlain() || !layout.fits(width, picture))
         return;
-    if (!paint.values.empty())
-        drawBar(paint, layout, picture);
-    else
-        drawSwatches(paint, layout, picture);
+    std::vector<Line> const lines = linesOf(paint);
+    bool const hasBar = !paint.values.empty() && !paint.isZero;
+    double wide = textWidth(paint.title, layout.letter);
+    for (Line const& line : lines)
+        wide = std::max(wide, (line.color ? 3.0 : 0.0) * layout.letter +
+                                  textWidth(line.words, layout.letter));
+    if (hasBar)
+        wide = std::max(wide, barWidth * layout.letter + 2.0 * insetOfBar(paint, layout));
+    double const high = (paint.title.empty() ? 0.0 : layout.line) +
+                        (hasBar ? barHeight * layout.letter : 0.0) +
+                        layout.line * static_cast<double>(lines.size());
+    drawPlate(layout, wide, high - layout.line + layout.letter, picture);
+
+    double y = layout.top;
+    drawText(paint.title, layout.left, y, layout.letter, ink, picture);
+    y += paint.title.empty() ? 0.0 : layout.line;
+    if (hasBar)
+        y = drawBar(paint, layout, y, picture);
+    for (Line const& line : lines) {
+        drawLine(line, layout, y, picture);
+        y += layout.line;
+    }
 }
 
 void drawCaption(std::string const& text, int left, int width, Picture& picture) {

@@ -3,6 +3,8 @@
 
 #include "toolkit/planeSection.h"
 
+#include "toolkit/surfaceFault.h"
+
 #include "trimora/repair/triIntersect.h"
 
 #include <algorithm>
@@ -175,6 +177,7 @@ bool SectionPlane::set(std::array<double, 4> const& numbers) {
 }
 
 SurfaceCurves planeSection(CompactMesh const& mesh, SectionPlane const& plane, double tolerance) {
+    requireSoundMesh(mesh);
     return SectionGraph(mesh, plane, tolerance).run();
 }
 

@@ -1,5 +1,6 @@
 #include "toolkit/polylines.h"
 
+#include "toolkit/detail/recentring.h"
 #include "toolkit/detail/textLines.h"
 #include "toolkit/detail/textNumbers.h"
 #include "toolkit/readText.h"
@@ -126,14 +127,16 @@ bool isClosed(Polyline const& polyline) {
     return polyline.size() > 2 && polyline.front() == polyline.back();
 }
 
-void appendVertices(Polyline const& polyline, std::string& text) {
-    char digits[maxFloatSize];
+void appendVertices(Polyline const& polyline, Shift const& shift, std::string& text) {
+    char digits[maxCoordinateSize];
     for (std::size_t i = 0; i + (isClosed(polyline) ? 1 : 0) < polyline.size(); ++i) {
         text += 'v';
         Point const& p = polyline[i];
+        std::size_t axis = 0;
         for (double const coordinate : {p.x, p.y, p.z}) {
             text += ' ';
-            text.append(digits, printFloat(digits, static_cast<float>(coordinate)));
+            text.append(digits,
+                        printCoordinate(digits, static_cast<float>(coordinate), shift[axis++]));
         }
         text += '\n';
     }
@@ -164,10 +167,11 @@ FileOutcome readPolylines(std::string const& path, std::vector<Polyline>& polyli
     return readPolylinesText(text, path == "-" ? "standard input" : path, polylines);
 }
 
-FileOutcome writePolylines(std::string const& path, std::vector<Polyline> const& polylines) {
+FileOutcome writePolylines(std::string const& path, std::vector<Polyline> const& polylines,
+                           std::array<double, 3> const& shift) {
     std::string text;
     for (Polyline const& polyline : polylines)
-        appendVertices(polyline, text);
+        appendVertices(polyline, shift, text);
     std::size_t first = 1;
     for (Polyline const& polyline : polylines)
         if (!polyline.empty())

@@ -5,6 +5,7 @@
 #include "trimora/contract/koLinear/vectors.h"
 #include "trimora/export.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -38,8 +39,10 @@ TRIMORA_API FileOutcome readPolylinesText(std::string_view text, std::string con
 /// Coordinates are narrowed to floats and written with the fewest digits that read back to the same ones.
 ///
 /// path      see writeText
+/// shift     added to every coordinate in double precision after that, see ReadReport::shift
 /// returns   done, or what went wrong; then an existing file is untouched
 TRIMORA_API FileOutcome writePolylines(std::string const& path,
-                                       std::vector<Polyline> const& polylines);
+                                       std::vector<Polyline> const& polylines,
+                                       std::array<double, 3> const& shift = {});
 
 }  // namespace trimora

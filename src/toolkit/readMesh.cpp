@@ -2,7 +2,10 @@
 
 #include "toolkit/MeshFormat.h"
 #include "toolkit/detail/files.h"
+#include "toolkit/detail/readLimits.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <new>
 #include <stdexcept>
 
@@ -13,11 +16,14 @@ namespace {
 using koGeom::CompactMesh;
 using koGeom::MeshModification;
 
-/// Bytes of a file that the memory limit leaves room for; 0 is no limit.
-std::uint64_t maxFileSize(ReadOptions const& options) {
-    return options.maxMemory == 0
-               ? 0
-               : std::max<std::uint64_t>(options.maxMemory / readMemoryPerByte, 1);
+/// One modification that keeps all that the mesh has.
+void tellOfNewFaces(CompactMesh& mesh) {
+    MeshModification modification(&mesh, MeshModification::Topology, nullptr);
+    for (int i = 1; i < mesh.getNumAttributes(); ++i)
+        modification.vertexAttribsModified(mesh.getAttributes(i)->getName());
+    modification.polysModified();
+    modification.linesModified();
+    mesh.modified(modification);
 }
 
 FileOutcome readInto(CompactMesh& mesh, MeshFormat const& format, InputFile const& file,
@@ -29,8 +35,8 @@ FileOutcome readInto(CompactMesh& mesh, MeshFormat const& format, InputFile cons
 
     mesh.swap(fresh);
     MeshModification modification(&mesh, MeshModification::Topology, nullptr);
-    modification.normalsModified();
-    modification.uvsModified();
+    for (int i = 1; i < mesh.getNumAttributes(); ++i)
+        modification.vertexAttribsModified(mesh.getAttributes(i)->getName());
     mesh.modified(modification);
     return outcome;
 }
@@ -40,15 +46,17 @@ template <class Open>
 FileOutcome readFrom(std::string const& name, Open open, CompactMesh& mesh, ReadReport& report,
                      ReadOptions const& options) {
     report = ReadReport();
-    FileOutcome outcome;
-    MeshFormat const* const format = findMeshFormat(name, options.format, outcome);
-    if (format == nullptr)
-        return outcome;
-    report.format = format->name;
     try {
         InputFile file;
-        outcome = open(file);
-        return outcome ? readInto(mesh, *format, file, report, options) : outcome;
+        FileOutcome outcome = open(file);
+        if (!outcome)
+            return outcome;
+        MeshFormat const* const format =
+            recogniseMeshFormat(file, name, options.format, report, outcome);
+        if (format == nullptr)
+            return outcome;
+        report.format = format->name;
+        return readInto(mesh, *format, file, report, options);
     } catch (std::bad_alloc const&) {
     } catch (std::length_error const&) {
     }
@@ -61,16 +69,38 @@ FileOutcome readFrom(std::string const& name, Open open, CompactMesh& mesh, Read
 
 FileOutcome readMesh(std::string const& path, CompactMesh& mesh, ReadReport& report,
                      ReadOptions const& options) {
-    auto const open = [&](InputFile& file) { return file.open(path, maxFileSize(options)); };
+    auto const open = [&](InputFile& file) { return file.open(path, maxTextSize(options)); };
     return readFrom(path, open, mesh, report, options);
 }
 
 FileOutcome readMeshText(std::string_view text, std::string const& name, CompactMesh& mesh,
                          ReadReport& report, ReadOptions const& options) {
-    auto const open = [&](InputFile& file) {
-        return file.openText(text, name, maxFileSize(options));
-    };
+    auto const open = [&](InputFile& file) { return file.openText(text, name); };
     return readFrom(name, open, mesh, report, options);
+}
+
+void restorePolygons(CompactMesh& mesh, ReadReport const& report) {
+    std::vector<int> const& polygonOf = report.trianglePolygon;
+    if (polygonOf.empty() || polygonOf.size() != static_cast<std::size_t>(mesh.getNumTriangles()))
+        return;
+    int const numPolygons = polygonOf.back() + 1;
+    int const* const triangles = mesh.getTrianglesRaw();
+    mesh.polys.resize(mesh.getNumTriangles() + 2 * numPolygons, numPolygons);
+    int* point = mesh.polys.points.data();
+    int* const lengths = mesh.polys.lengths.data();
+    int former = -1;
+    for (std::size_t t = 0; t < polygonOf.size(); ++t) {
+        int const* const corners = triangles + 3 * t;
+        if (polygonOf[t] != former) {
+            former = polygonOf[t];
+            point = std::copy_n(corners, 2, point);
+            lengths[former] = 2;
+        }
+        *point++ = corners[2];
+        ++lengths[former];
+    }
+    mesh.resizeTriangleArray(0);
+    tellOfNewFaces(mesh);
 }
 
 }  // namespace trimora

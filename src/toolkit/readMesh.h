@@ -36,13 +36,20 @@ struct ReadOptions {
 /// Bytes of memory that a byte of a text file may take while it is read, polygons and their report included.
 inline constexpr std::uint64_t readMemoryPerByte = 4;
 
-/// Reads a mesh file, and takes what programs really write.
+/// Reads a mesh file, and takes what programs really write. Its content tells the format before its name does; docs/formats.md
+/// tells what of each is kept.
+///
+/// Coordinates that lie far from the origin, told with more digits than a float has there, are read with a shift taken off, see
+/// ReadReport::shift.
 ///
 /// OBJ: line ends LF, CR LF and CR; blanks and tabs anywhere; lines continued with a backslash; relative (negative)
 /// indices; faces of any size, mixed, cut into fans from their first corner; vertices behind the faces that use them;
 /// numbers in every decimal form with a point, in any locale, rounded to the nearest float; NaN and infinities in the
 /// spellings of the common C libraries. Comments, groups and materials are skipped. The vertices keep their order and
 /// count, the faces theirs. Texture coordinates and normals are kept where each vertex has one.
+///
+/// STL, text or binary: three vertices for each triangle, in the order of the file, or welded; several solids become one mesh.
+/// OFF: vertices with normals, colours and texture coordinates as its first word tells, faces of any size.
 ///
 /// path        '-' is standard input
 /// mesh        out: replaced, with one modification of type Topology; on failure as it was
@@ -57,5 +64,10 @@ TRIMORA_API FileOutcome readMesh(std::string const& path, koGeom::CompactMesh& m
 TRIMORA_API FileOutcome readMeshText(std::string_view text, std::string const& name,
                                      koGeom::CompactMesh& mesh, ReadReport& report,
                                      ReadOptions const& options = {});
+
+/// Turns a mesh that was read, and not changed since, back into the polygons of its file: the triangles of each fan become one polygon
+/// again, and the mesh has polygons and no triangles. Without polygons in the report nothing changes; else one modification of
+/// type Topology that keeps the vertex sets.
+TRIMORA_API void restorePolygons(koGeom::CompactMesh& mesh, ReadReport const& report);
 
 }  // namespace trimora

@@ -6,7 +6,10 @@ namespace trimora {
 
 FileOutcome readText(std::string const& path, std::uint64_t maxBytes, std::string& text) {
     InputFile file;
-    if (FileOutcome const opened = file.open(path, maxBytes); !opened)
+    FileOutcome opened = file.open(path, maxBytes);
+    if (opened)
+        opened = file.checkSize(maxBytes);
+    if (!opened)
         return opened;
     text.resize(file.size());
     if (!file.fetch(0, text.size(), text.data()))

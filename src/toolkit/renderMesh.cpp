@@ -2,8 +2,10 @@
 
 #include "toolkit/renderMesh.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/detail/panelRenderer.h"
 #include "toolkit/detail/pictureKey.h"
+#include "toolkit/meshTidying.h"
 
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
@@ -82,13 +84,43 @@ struct Scene {
     BoundingBox box;
     double floor = 0.0;
     double diagonal = 0.0;
+    bool isEmpty = false;  ///< there are no triangles; the box is any
 
     Scene(std::vector<RenderPanel> const& panels, UpAxis up) {
         for (RenderPanel const& panel : panels)
             extend(box, boxOfTriangles(*panel.mesh));
+        isEmpty = !box.isValid();
+        if (isEmpty)
+            box = BoundingBox({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f});
         floor = box.min(up == UpAxis::Y ? 1 : 2);
         diagonal = distance(lowOf(box), highOf(box));
     }
+};
+
+/// Meshes so large or small that floats would not hold their depths and areas are drawn through copies of a handy size, which differ
+/// by a power of two.
+class HandyPanels {
+public:
+    HandyPanels(std::vector<RenderPanel> const& panels, double diagonal) : panels_(panels) {
+        double const scale = unitScale(diagonal);
+        if (scale == 1.0)
+            return;
+        copies_.reserve(panels.size());
+        for (RenderPanel& panel : panels_) {
+            copies_.push_back(bareCopy(*panel.mesh));
+            scaleVertices(copies_.back(), scale);
+            panel.mesh = &copies_.back();
+        }
+    }
+    HandyPanels(HandyPanels const&) = delete;
+    HandyPanels& operator=(HandyPanels const&) = delete;
+
+    bool isScaled() const { return !copies_.empty(); }
+    std::vector<RenderPanel> const& get() const { return panels_; }
+
+private:
+    std::vector<RenderPanel> panels_;
+    std::vector<CompactMesh> copies_;
 };
 
 bool drawPanel(RenderPanel const& panel, RenderOptions const& options, Scene const& scene,
@@ -113,6 +145,7 @@ bool drawPanel(RenderPanel const& panel, RenderOptions const& options, Scene con
 }  // namespace
 
 BoundingBox boxOfTriangles(CompactMesh const& mesh) {
+    requireSoundMesh(mesh);
     BoundingBox box;
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         BoundingBox own;
@@ -131,16 +164,21 @@ BoundingBox boxOfTriangles(CompactMesh const& mesh) {
 RenderOutcome renderMeshes(std::vector<RenderPanel> const& panels, RenderOptions const& options,
                            koUtil::Progress& progress) {
     RenderOutcome outcome;
+    for (RenderPanel const& panel : panels)
+        if (isRefused(outcome, *panel.mesh))
+            return outcome;
     outcome.refusal = faultOf(options, panels.size());
     if (!outcome.refusal.empty() || panels.empty())
         return outcome;
     koOS::StopWatch watch;
     watch.start();
-    Scene const scene(panels, options.up);
-    if (!scene.box.isValid()) {
+    Scene const given(panels, options.up);
+    if (given.isEmpty && !options.mayBeEmpty) {
         outcome.refusal = "there are no triangles with finite corners to draw";
         return outcome;
     }
+    HandyPanels const handy(panels, given.diagonal);
+    Scene const scene = handy.isScaled() ? Scene(handy.get(), options.up) : given;
     outcome.picture = Picture(options.width, options.height);
     auto const numPanels = static_cast<int>(panels.size());
     int const width = options.width / numPanels;
@@ -150,7 +188,7 @@ RenderOutcome renderMeshes(std::vector<RenderPanel> const& panels, RenderOptions
         progress.subPhase(1.0 / numPanels, child);
         int const left = i * width;
         int const own = i + 1 == numPanels ? options.width - left : width;
-        RenderPanel const& panel = panels[static_cast<std::size_t>(i)];
+        RenderPanel const& panel = handy.get()[static_cast<std::size_t>(i)];
         camera.width = own;  // a pixel more or less does not make the mesh larger
         outcome.cancelled = !drawPanel(panel, options, scene, camera, left, child, outcome.picture);
         if (options.key && panel.paint != nullptr)

@@ -30,8 +30,9 @@ struct RenderOptions {
         false;  ///< each triangle in one shade; else smooth but for creases of more than 50 degrees
     bool shadow = false;  ///< on a floor under the mesh, where it is seen from above
     bool edges = false;   ///< the triangles' outlines, where they are large enough to be told apart
-    bool outlines = false;  ///< lines where a surface ends in front of another one or of nothing
-    bool key = true;        ///< what the colors mean
+    bool outlines = false;    ///< lines where a surface ends in front of another one or of nothing
+    bool key = true;          ///< what the colors mean
+    bool mayBeEmpty = false;  ///< where there is nothing to draw, the background and the key alone
 };
 
 struct RenderOutcome {
@@ -44,14 +45,14 @@ struct RenderOutcome {
 /// Draws shaded pictures of meshes, side by side under one camera.
 ///
 /// panels      one or more
-/// refuses     sizes and samples beyond the bounds, and meshes of which none has a triangle with finite corners
+/// refuses     sizes and samples beyond the bounds, and meshes of which none has a triangle with finite corners, unless that is allowed
 /// camera      the same for all, so that what is larger is drawn larger; fitted to the triangles of all with finite corners. Each panel
 ///             gets the same part of the width
 /// light       a broad lamp above the viewer's left shoulder, a weak one from the right, light of the sky; surfaces seen from behind
 ///             are bluish
 /// progress    polled between the samples and while shading
 /// threads     the shared pool; the same picture, bit by bit, for any number of threads
-/// memory      45 bytes a pixel, 150 a triangle, and 200 more with a shadow
+/// memory      beside the meshes 45 bytes a pixel, 180 a triangle, and 150 more with a shadow
 TRIMORA_API RenderOutcome renderMeshes(std::vector<RenderPanel> const& panels,
                                        RenderOptions const& options, koUtil::Progress& progress);
 

@@ -3,6 +3,7 @@
 
 #include "toolkit/silhouetteCurves.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 
@@ -30,18 +31,6 @@ using koLinear::VectorFlt;
 constexpr double angleTolerance = 1e-6;
 constexpr double chainTolerance = 1e-6;
 constexpr double farthestEye = 1e6;  // in diagonals: beyond, floats do not tell it from a direction
-
-bool isFinite(Point const& p) {
-    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
-}
-
-bool hasNonfiniteCorner(CompactMesh const& mesh) {
-    for (int t = 0; t < mesh.getNumTriangles(); ++t)
-        for (int const v : mesh.getTriangles()[t].vertices)
-            if (!isFinite(mesh.getVertices()[v].asPoint()))
-                return true;
-    return false;
-}
 
 /// What is no direction becomes 0, which counts as at right angles to every sight.
 MeshNormal atUnitLength(MeshNormal const& normal) {
@@ -109,9 +98,14 @@ SilhouetteOutcome Silhouette::run() {
 }
 
 bool Silhouette::isFit() {
-    outcome_.isNonfinite = hasNonfiniteCorner(mesh_);
-    if (outcome_.isNonfinite)
-        outcome_.refusal = "a triangle has a corner that is NaN or infinite";
+    if (isRefused(outcome_, mesh_))
+        return false;
+    auto const& [x, y, z] = view_.place;
+    bool const isPlace = std::isfinite(x) && std::isfinite(y) && std::isfinite(z);
+    if (SurfaceFault const fault = faultOfCoordinates(mesh_))
+        refuse(outcome_, fault);
+    else if (!isPlace || (view_.isDirection && x == 0.0 && y == 0.0 && z == 0.0))
+        outcome_.refusal = "the view is NaN or infinite, or a direction without length";
     else if (!view_.isDirection && distanceOfEye() > farthestEye * diagonal_)
         outcome_.refusal = "the eye is more than a million diagonals away; give a direction";
     return outcome_.refusal.empty();

@@ -2,7 +2,9 @@
 // their samples finds. How far a loop is from its neighbours is told by the larger part of what is near, as a loop may have a
 // neighbour along a part of it only.
 
+#include "toolkit/detail/holeLists.h"
 #include "toolkit/meshStitching.h"
+#include "toolkit/surfaceFault.h"
 
 #include "trimora/contract/koGeom/KDTree.h"
 
@@ -124,6 +126,8 @@ std::optional<double> BorderDistances::nearest(int sample, double radius) const 
         double const d =
             distanceToEdge(Point(p[0], p[1], p[2]), pointOf(mesh_, vertexAt(loop, place)),
                            pointOf(mesh_, vertexAt(loop, place + 1)));
+        if (d == 0.0)
+            return d;  // nothing is nearer: where many copies lie in one place the rest need not be looked at
         best = best ? std::min(*best, d) : d;
     }
     return best;
@@ -132,8 +136,9 @@ std::optional<double> BorderDistances::nearest(int sample, double radius) const 
 std::optional<double> BorderDistances::distanceToOthers(int sample) const {
     double const perimeter = holes_[at(samples_[at(sample)].loop)].perimeter;
     for (double radius = perimeter / samplesPerLoop; radius <= reach * perimeter; radius *= 2.0) {
-        if (nearest(sample, radius))
-            return nearest(sample, 2.0 * radius);  // an edge may be near whose samples are not
+        if (auto const found =
+                nearest(sample, radius))  // an edge may be near whose samples are not
+            return *found == 0.0 ? found : nearest(sample, 2.0 * radius);
         if (!(radius > 0.0))
             break;
     }
@@ -203,6 +208,8 @@ std::vector<double> spread(std::vector<double> distances) {
 std::optional<StitchSuggestion> suggestStitchDistance(CompactMesh const& mesh,
                                                       std::vector<MeshHole> const& holes,
                                                       std::vector<int> const& chosen) {
+    requireSoundMesh(mesh);
+    requireHoles(mesh, holes, chosen);
     BorderDistances const distances(mesh, holes, chosen);
     StitchSuggestion suggestion;
     for (int const loop : chosen) {

@@ -4,6 +4,7 @@
 
 #include "toolkit/surfaceCurve.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 
@@ -327,11 +328,28 @@ void CurveLayer::refuse(std::string const& where, Point const& point, std::strin
     result_.problemPoint = scaled(point, unit_);
 }
 
+std::string faultOf(CompactMesh const& mesh, std::vector<Polyline> const& polylines,
+                    double tolerance) {
+    if (SurfaceFault const fault = faultOfMesh(mesh))
+        return fault.text;
+    if (!(tolerance >= 0.0 && std::isfinite(tolerance)))
+        return "the tolerance has to be a length, not below 0";
+    for (Polyline const& polyline : polylines)
+        for (Point const& p : polyline)
+            if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
+                return "a curve has a point that is NaN or infinite";
+    return {};
+}
+
 }  // namespace
 
 LaidCurves laySurfaceCurves(CompactMesh const& mesh, koGeom::MeshCache& cache,
                             std::vector<Polyline> const& polylines, double tolerance,
                             koUtil::Progress& progress) {
+    LaidCurves refused;
+    refused.refusal = faultOf(mesh, polylines, tolerance);
+    if (!refused.refusal.empty())
+        return refused;
     double const scale = unitScale(diagonalOf(mesh));
     if (scale == 1.0)
         return CurveLayer(mesh, cache, tolerance, 1.0, progress).run(polylines);

@@ -47,11 +47,15 @@ SurfaceFault nonfiniteFault(CompactMesh const& mesh, koGeom::MeshTriangle const&
     return {"a triangle has corners that are all NaN or infinite", {}, true};
 }
 
+bool hasFiniteCorners(CompactMesh const& mesh, koGeom::MeshTriangle const& corners) {
+    return std::all_of(corners.vertices, corners.vertices + 3,
+                       [&mesh](int v) { return isFinite(pointOf(mesh, v)); });
+}
+
 SurfaceFault faultOfTriangles(CompactMesh const& mesh) {
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
-        if (!std::all_of(corners.vertices, corners.vertices + 3,
-                         [&mesh](int v) { return isFinite(pointOf(mesh, v)); }))
+        if (!hasFiniteCorners(mesh, corners))
             return nonfiniteFault(mesh, corners);
         if (corners[0] == corners[1] || corners[1] == corners[2] || corners[2] == corners[0])
             return faultAt("a triangle names a vertex twice", pointOf(mesh, corners[0]));
@@ -133,6 +137,13 @@ void extractPart(CompactMesh const& mesh, MeshAdjTris const& adjTris, BitVector 
 }
 
 }  // namespace
+
+SurfaceFault faultOfCoordinates(CompactMesh const& mesh) {
+    for (int t = 0; t < mesh.getNumTriangles(); ++t)
+        if (!hasFiniteCorners(mesh, mesh.getTriangles()[t]))
+            return nonfiniteFault(mesh, mesh.getTriangles()[t]);
+    return {};
+}
 
 SurfaceFault faultOfSurface(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                             BitVector const& triangles) {

@@ -3,6 +3,7 @@
 #include "toolkit/MeshFormat.h"
 #include "toolkit/detail/files.h"
 #include "toolkit/pendingOutput.h"
+#include "toolkit/surfaceFault.h"
 
 #include <deque>
 #include <new>
@@ -13,12 +14,34 @@ namespace {
 
 using koGeom::CompactMesh;
 
+FileOutcome checkForm(std::string const& path, MeshFormat const& format,
+                      WriteOptions::Encoding encoding) {
+    using Encoding = WriteOptions::Encoding;
+    auto const lacks = [&](Encoding asked, MeshForm form) {
+        return encoding == asked && (format.forms & form) == 0;
+    };
+    char const* const form = lacks(Encoding::Text, TextForm)                   ? "text"
+                             : lacks(Encoding::LittleEndian, LittleEndianForm) ? "binary"
+                             : lacks(Encoding::BigEndian, BigEndianForm)       ? "big-endian"
+                                                                               : nullptr;
+    return form == nullptr ? FileOutcome::done()
+                           : FileOutcome::failed(FileOutcome::Failure::Unsupported,
+                                                 path + ": " + std::string(format.name) +
+                                                     " files have no " + form + " form");
+}
+
 FileOutcome fill(OutputFile& file, std::string const& path, CompactMesh const& mesh,
                  WriteOptions const& options) {
     FileOutcome outcome;
-    MeshFormat const* const format = findMeshFormat(path, options.format, outcome);
+    MeshFormat const* const format = findWritableFormat(path, options.format, outcome);
     if (format == nullptr)
         return outcome;
+    outcome = checkForm(path, *format, options.encoding);
+    if (!outcome)
+        return outcome;
+    if (SurfaceFault const fault = faultOfMesh(mesh))
+        return FileOutcome::failed(FileOutcome::Failure::Unsupported,
+                                   path + ": not written, since " + fault.text);
     outcome = file.open(path);
     return outcome ? format->write(file, mesh, options) : outcome;
 }

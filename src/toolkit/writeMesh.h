@@ -38,7 +38,7 @@ struct WriteOptions {
 /// path        '-' is standard output. A file is written beside its final place and renamed when it is complete, so
 ///             that an existing one is never half overwritten; a symbolic link is followed; what is no plain file
 ///             (a pipe, a device) is written directly
-/// mesh        triangle indices have to be in range
+/// mesh        refused where it has a fault, see faultOfMesh: no file names vertices that it does not hold
 /// returns     done, or what went wrong; then an existing file is untouched and no other one is left behind
 /// cost        linear; numbers are formatted on the shared pool; some 20 MB of scratch
 TRIMORA_API FileOutcome writeMesh(std::string const& path, koGeom::CompactMesh const& mesh,

@@ -341,7 +341,7 @@ TEST_CASE("flattenRefusesInWords") {
     refuses("flatten " + in + " " + out + " --picture " + (folder / "map.png"), 2, ".svg");
     refuses("flatten " + in + " " + out + " --picture " + (folder / "no/map.svg"), 4, "no folder");
     refuses("flatten " + in, 2, "trimora flatten --help");
-    refuses("flatten " + in + " " + (folder / "out.ply"), 4, "formats");
+    refuses("flatten " + in + " " + (folder / "out.docx"), 4, "formats");
     CHECK_FALSE(fs::exists(out));
 }
 

@@ -69,6 +69,10 @@ TEST_CASE("generateTakesParametersByName") {
     Run const piped = run("generate cube -");
     CHECK(piped.out.rfind("v ", 0) == 0);
     CHECK(piped.err.find("cube: 24 vertices, 12 triangles") == 0);
+    CHECK(piped.err.find("16 vertices coincide with others") != std::string::npos);
+    Run const cube = run("generate cube --quiet " + out);
+    CHECK(run("check " + out).code == 0);
+    CHECK(run("weld " + out + " " + out).out.find("16 vertices coincide") != std::string::npos);
     CHECK(run("generate sphere --list").out.rfind("sphere: ", 0) == 0);
     CHECK(run("generate --list --json cube").json()["shapes"].size() == 1);
 }
@@ -81,7 +85,8 @@ TEST_CASE("generateRefusesInOneLine") {
     refuses("generate teapot" + out, 2, "there is no shape 'teapot'");
     refuses("generate ''" + out, 2, "SHAPE and OUT");
     refuses("generate teapot --list", 2, "there is no shape");
-    refuses("generate sphere", 4, "the output has no name");
+    refuses("generate sphere", 2, "SHAPE and OUT");
+    refuses("generate sphere --list" + out, 2, "--list writes no mesh");
     refuses("generate sphere" + out + " --inner 1", 2, "--inner: is no parameter of sphere");
     refuses("generate sphere" + out + " --closed", 2, "--closed: is no parameter");
     refuses("generate sphere" + out + " --radius 0", 2, "--radius: takes a length");

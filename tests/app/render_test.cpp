@@ -64,7 +64,7 @@ TEST_CASE("surfacesAreColored") {
     commandTest::writeFile(meshes / "some.txt", "0-9");
     for (std::string const& by :
          {std::string("curvature"), std::string("component"), "deviation:" + meshes.fin,
-          "selection:" + (meshes / "some.txt")}) {
+          "distance:" + meshes.fin, "selection:" + (meshes / "some.txt")}) {
         Run const told = run("render --json --size 32x32 --samples 1 --color-by " + by + " " +
                              meshes.sphere + " " + meshes.out);
         CAPTURE(by);
@@ -124,4 +124,31 @@ TEST_CASE("checkAndRepairDrawWhatTheyFound") {
     CHECK(repaired.code == 0);
     CHECK(isPngOf(contentOf(meshes / "both.png"), 1600, 800));
     CHECK(run("check " + meshes.fin + " --picture " + (meshes / "out.gif")).failedWith(4));
+
+    // no picture keeps the findings back
+    commandTest::writeFile(meshes / "empty.obj", "");
+    CHECK(run("check --quiet " + (meshes / "empty.obj") + " --picture " + meshes.out).code == 0);
+    CHECK(isPngOf(contentOf(meshes.out), 1280, 960));
+    commandTest::writeFile(meshes / "point.obj", "v 1 2 3\nf 1 1 1\n");
+    CHECK(run("repair --quiet " + (meshes / "point.obj") + " " + (meshes / "none.obj") +
+              " --picture " + meshes.out)
+              .code == 0);
+    CHECK(run("repair " + meshes.fin + " - --picture -").failedWith(2));
+}
+
+TEST_CASE("whatIsNotMarkedIsTold") {
+    Meshes const meshes;
+    commandTest::writeFile(meshes / "point.obj", "v 1 2 3\nf 1 1 1\n");
+    Run const defects =
+        run("render --defects --size 32x32 " + (meshes / "point.obj") + " " + meshes.out);
+    CHECK(defects.out.find("1 degenerate triangle, not marked") != std::string::npos);
+    trimora::writeMesh(meshes / "soup.obj", support::soup(support::sphere(2)));
+    Run const soup = run("render --json --color-by component --size 32x32 " +
+                         (meshes / "soup.obj") + " " + meshes.out);
+    REQUIRE(soup.code == 0);
+    CHECK(soup.json()["warnings"].size() == 1);
+    CHECK(soup.json()["key"][0]["notes"][0] == "120 more; colors come again");
+    Run const level = run("render --color-by deviation:" + meshes.sphere + " --size 32x32 " +
+                          meshes.sphere + " " + meshes.out);
+    CHECK(level.out.find("deviation is 0 everywhere") != std::string::npos);
 }

@@ -64,11 +64,11 @@ inline Run run(std::string const& arguments, std::string const& before = {}) {
 /// The command beside the test, reading a pipe that the test fills: it is at work until finishInput is called.
 class Running {
 public:
-    /// `arguments` name the input as "-".
-    explicit Running(std::string const& arguments) {
+    /// `arguments` name the input as "-"; `before` goes ahead of the command.
+    explicit Running(std::string const& arguments, std::string const& before = {}) {
         mkfifo((folder_ / "in").c_str(), 0600);
         pipe_ = open((folder_ / "in").c_str(), O_RDWR | O_CLOEXEC);
-        std::string const command = "exec " TRIMORA_COMMAND " " + arguments + " <" +
+        std::string const command = before + "exec " TRIMORA_COMMAND " " + arguments + " <" +
                                     (folder_ / "in") + " >" + (folder_ / "out") + " 2>" +
                                     (folder_ / "err");
         process_ = fork();
@@ -96,7 +96,9 @@ public:
         }
         return false;
     }
+    pid_t id() const { return process_; }
     void interrupt() const { kill(process_, SIGINT); }
+    void signal(int number) const { kill(process_, number); }
     void write(std::string const& text) const {
         [[maybe_unused]] ssize_t const put = ::write(pipe_, text.data(), text.size());
     }

@@ -27,11 +27,6 @@ std::ptrdiff_t numMissing(CompactMesh const& before, CompactMesh const& after) {
     return static_cast<std::ptrdiff_t>(missing.size());
 }
 
-bool isSame(CompactMesh const& a, CompactMesh const& b) {
-    return a.getNumVertices() == b.getNumVertices() &&
-           support::trianglesOf(a) == support::trianglesOf(b);
-}
-
 void fillByToolkit(CompactMesh& mesh, koGeom::HoleQuality quality, bool isHard) {
     CompactMesh const before = mesh;
     trimora::FillOptions options;
@@ -56,7 +51,7 @@ void fillByToolkit(CompactMesh& mesh, koGeom::HoleQuality quality, bool isHard) 
                       before.getNumVertices() + vertices == mesh.getNumVertices(),
                   "what is told does not add up");
     if (outcome.count(trimora::HoleFate::Filled) == 0)
-        fuzz::require(isSame(mesh, before), "changed without a hole filled");
+        fuzz::require(fuzz::isSame(mesh, before), "changed without a hole filled");
     else if (!isHard)  // NaN is in no set
         fuzz::require(numMissing(before, mesh) <= fins, "triangles are gone");
 }
@@ -74,7 +69,7 @@ void fillByLibrary(CompactMesh& mesh, koGeom::HoleQuality quality) {
                              *boundaries, holes, quality, progress);
     fuzz::requireValid(mesh);
     fuzz::require(numFilled >= 0 && numFilled <= boundaries->size(), "a count out of range");
-    fuzz::require(numFilled > 0 || isSame(mesh, before), "changed without a hole filled");
+    fuzz::require(numFilled > 0 || fuzz::isSame(mesh, before), "changed without a hole filled");
 }
 
 }  // namespace

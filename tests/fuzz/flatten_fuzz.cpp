@@ -24,7 +24,7 @@ std::vector<float> cornerPositions(CompactMesh const& mesh) {
     return positions;
 }
 
-bool isSame(std::vector<float> const& a, std::vector<float> const& b) {
+bool areSame(std::vector<float> const& a, std::vector<float> const& b) {
     return a.size() == b.size() &&
            (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0);
 }
@@ -39,7 +39,7 @@ void flattenByToolkit(CompactMesh& mesh, trimora::FlattenOptions const& options)
     koUtil::Progress progress;
     auto const outcome = trimora::flattenMesh(mesh, options, progress);
     fuzz::requireValid(mesh);
-    fuzz::require(isSame(cornerPositions(mesh), cornerPositions(before)), "a triangle has moved");
+    fuzz::require(areSame(cornerPositions(mesh), cornerPositions(before)), "a triangle has moved");
     if (!outcome.refusal.empty()) {
         fuzz::require(mesh.getUVs() == nullptr &&
                           mesh.getNumVertices() == before.getNumVertices() &&

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace fuzz {
@@ -91,6 +93,51 @@ inline koGeom::CompactMesh latticeMesh(Bytes& bytes, bool isHard = false,
     mesh.resizeTriangleArray(static_cast<int>(triangles.size()));
     std::copy(triangles.begin(), triangles.end(), mesh.getTriangles());
     return mesh;
+}
+
+/// A height field over at most 9 x 9 squares: two bytes for its size, one for a height on each vertex, with single triangles
+/// left out where the byte after them is below 32. Mostly manifold, and large enough for something to be reduced or cut.
+inline koGeom::CompactMesh gridMesh(Bytes& bytes) {
+    int const numX = 1 + bytes.index(9);
+    int const numY = 1 + bytes.index(9);
+    std::vector<koGeom::MeshVertex> vertices;
+    for (int j = 0; j <= numY; ++j)
+        for (int i = 0; i <= numX; ++i)
+            vertices.push_back({float(i), float(j), 0.125f * float(bytes.index(16))});
+    std::vector<int> triangles;
+    for (int j = 0; j < numY; ++j)
+        for (int i = 0; i < numX; ++i) {
+            int const a = j * (numX + 1) + i;
+            int const d = a + numX + 1;
+            int const choice = bytes.next();
+            if (choice >= 32 || choice % 2 == 0)
+                triangles.insert(triangles.end(), {a, a + 1, d + 1});
+            if (choice >= 32 || choice % 2 == 1)
+                triangles.insert(triangles.end(), {a, d + 1, d});
+        }
+    koGeom::CompactMesh mesh(static_cast<int>(vertices.size()), vertices.data(), nullptr, nullptr,
+                             nullptr);
+    mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
+    return mesh;
+}
+
+/// The same vertices and triangles, bit for bit.
+inline bool isSame(koGeom::CompactMesh const& a, koGeom::CompactMesh const& b) {
+    auto const areSame = [](void const* first, void const* second, std::size_t numBytes) {
+        return numBytes == 0 || std::memcmp(first, second, numBytes) == 0;
+    };
+    return a.getNumVertices() == b.getNumVertices() && a.getNumTriangles() == b.getNumTriangles() &&
+           areSame(a.getVertices(), b.getVertices(),
+                   sizeof(koGeom::MeshVertex) * static_cast<std::size_t>(a.getNumVertices())) &&
+           areSame(a.getTriangles(), b.getTriangles(),
+                   sizeof(koGeom::MeshTriangle) * static_cast<std::size_t>(a.getNumTriangles()));
+}
+
+/// Of an operation that has the mesh edited: a refusal leaves it as it was, a result has indices in range.
+inline void requireRefusedOrValid(koGeom::CompactMesh const& before,
+                                  koGeom::CompactMesh const& after, std::string const& refusal) {
+    requireValid(after);
+    require(refusal.empty() || isSame(before, after), "a refusal that changed something");
 }
 
 }  // namespace fuzz

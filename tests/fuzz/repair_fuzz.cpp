@@ -3,18 +3,15 @@
 
 #include "fuzzMesh.h"
 #include "support/builders.h"
-#include "support/oracles.h"
+#include "support/surfaceOracle.h"
 
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/repair/MeshCharacteristics.h"
 #include "trimora/repair/MeshRepair.h"
 
-#include <algorithm>
-#include <array>
-#include <cstring>
-#include <map>
-#include <set>
+#include <string>
+#include <vector>
 
 using namespace koGeom;
 
@@ -37,65 +34,6 @@ bool passesTests(CompactMesh const& mesh, Choice const& choice) {
     return tests.checkGoodTriangles() && tests.checkManifold() && tests.checkOriented() &&
            (!choice.intersections || tests.checkNonIntersecting()) &&
            (!choice.angles || tests.checkGoodAngles(choice.minAngle));
-}
-
-bool samePosition(CompactMesh const& mesh, int a, int b) {
-    MeshVertex const& p = mesh.getVertices()[a];
-    MeshVertex const& q = mesh.getVertices()[b];
-    return p.x == q.x && p.y == q.y && p.z == q.z;
-}
-
-void requireGoodTriangles(CompactMesh const& mesh) {
-    std::set<std::array<int, 3>> seen;
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        MeshTriangle const& corners = mesh.getTriangles()[t];
-        std::array<int, 3> sorted = {corners[0], corners[1], corners[2]};
-        std::sort(sorted.begin(), sorted.end());
-        fuzz::require(seen.insert(sorted).second, "a duplicate triangle is left");
-        for (int k = 0; k < 3; ++k)
-            fuzz::require(corners[k] != corners[(k + 1) % 3] &&
-                              !samePosition(mesh, corners[k], corners[(k + 1) % 3]),
-                          "a degenerate triangle is left");
-    }
-}
-
-/// Each edge has one triangle, or two that run it in opposite directions.
-void requireOrientedEdges(CompactMesh const& mesh) {
-    std::set<std::array<int, 2>> directed;
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        MeshTriangle const& corners = mesh.getTriangles()[t];
-        for (int k = 0; k < 3; ++k)
-            fuzz::require(directed.insert({corners[k], corners[(k + 1) % 3]}).second,
-                          "an edge is run twice the same way");
-    }
-    for (auto const& [edge, triangles] : support::edgeTable(mesh))
-        fuzz::require(triangles.size() <= 2, "a non-manifold edge is left");
-}
-
-/// The triangles around each vertex hang together through edges at it.
-void requireSingleFans(CompactMesh const& mesh) {
-    std::map<int, std::map<int, std::set<int>>>
-        links;  // vertex, corner beside it, corners beside that
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        MeshTriangle const& corners = mesh.getTriangles()[t];
-        for (int k = 0; k < 3; ++k) {
-            int const a = corners[(k + 1) % 3], b = corners[(k + 2) % 3];
-            links[corners[k]][a].insert(b);
-            links[corners[k]][b].insert(a);
-        }
-    }
-    for (auto& [vertex, ring] : links) {
-        std::set<int> reached = {ring.begin()->first};
-        std::vector<int> open = {ring.begin()->first};
-        while (!open.empty()) {
-            int const corner = open.back();
-            open.pop_back();
-            for (int const other : ring[corner])
-                if (reached.insert(other).second)
-                    open.push_back(other);
-        }
-        fuzz::require(reached.size() == ring.size(), "a non-manifold vertex is left");
-    }
 }
 
 }  // namespace
@@ -124,9 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     if (!fullyRepaired)
         return 0;
 
-    requireGoodTriangles(mesh);
-    requireOrientedEdges(mesh);
-    requireSingleFans(mesh);
+    std::string const fault = support::surfaceFaults(mesh).inWords();
+    fuzz::require(fault.empty(), fault.c_str());
     std::vector<int> const triangles = support::trianglesOf(mesh);
     MeshRepair again(mesh);
     choice.applyTo(again);

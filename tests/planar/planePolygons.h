@@ -102,7 +102,8 @@ inline Points clipped(Points polygon, Points const& window) {
 }
 
 inline double distanceToEdge(Point2 const& p, Point2 const& a, Point2 const& b) {
-    double const t = std::clamp(dot(p - a, b - a) / (b - a).length2(), 0.0, 1.0);
+    double const length2 = (b - a).length2();
+    double const t = length2 > 0.0 ? std::clamp(dot(p - a, b - a) / length2, 0.0, 1.0) : 0.0;
     return distance(p, a + t * (b - a));
 }
 

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "triangulationFault.h"
 
 #include "trimora/contract/koGeom/BitVector.h"
 #include "trimora/contract/koUtil/Progress.h"
@@ -120,23 +121,6 @@ private:
     ko::vector<int> splits_;
     ko::vector<Normal> normals_;
 };
-
-/// Empty when these are n - 2 triangles wound as the polygon that use each of its edges once and each inner one twice,
-/// in opposite directions.
-std::string faultOf(Triangles const& triangles, int n) {
-    if (triangles.size() != 3 * std::size_t(n - 2))
-        return "wrong number";
-    std::map<std::pair<int, int>, int> uses;
-    for (std::size_t t = 0; t < triangles.size(); t += 3)
-        for (std::size_t k = 0; k < 3; ++k)
-            ++uses[{triangles[t + k], triangles[t + (k + 1) % 3]}];
-    for (auto const& [edge, count] : uses) {
-        bool const isSide = (edge.first + 1) % n == edge.second;
-        if (count != 1 || isSide == (uses.count({edge.second, edge.first}) != 0))
-            return std::to_string(edge.first) + " to " + std::to_string(edge.second);
-    }
-    return "";
-}
 
 /// The weight of a whole triangulation, from its triangles alone: i < m < j in each.
 PolygonWeight weightOf(Points const& p, Triangles const& triangles) {
@@ -322,7 +306,7 @@ TEST_CASE("forbiddenEdgesAreAvoidedWhileThereIsAWayRound") {
     // Bits that are not there forbid nothing.
     BitVector tooShort(4);
     tooShort.setAllBits();
-    CHECK(faultOf(triangulated(regular(5), &tooShort), 5) == "");
+    CHECK(planar::triangulationFault(triangulated(regular(5), &tooShort), 5) == "");
 }
 
 TEST_CASE("agreesWithThePlainRecurrenceBitForBit") {
@@ -346,7 +330,7 @@ TEST_CASE("agreesWithThePlainRecurrenceBitForBit") {
         CAPTURE(n);
         Triangles const triangles = triangulated(polygon, used);
         CHECK(triangles == PlainSearch(polygon, used).triangles);
-        CHECK(faultOf(triangles, n) == "");
+        CHECK(planar::triangulationFault(triangles, n) == "");
     }
 }
 

@@ -8,14 +8,25 @@ namespace support {
 
 /// Allocations of this thread until one fails; below 0: none fails.
 inline thread_local int allocationsLeft = -1;
+/// How many have failed on this thread.
+inline thread_local int allocationsFailed = 0;
+
+/// Counts an allocation; whether it is to fail.
+inline bool failsNow() {
+    if (allocationsLeft == 0) {
+        ++allocationsFailed;
+        return true;
+    }
+    allocationsLeft -= allocationsLeft > 0;
+    return false;
+}
 
 }  // namespace support
 
 // Not inlined: the compiler would take the pair for a mismatch.
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    if (support::allocationsLeft == 0)
+    if (support::failsNow())
         throw std::bad_alloc();
-    support::allocationsLeft -= support::allocationsLeft > 0;
     if (void* const memory = std::malloc(size > 0 ? size : 1))
         return memory;
     throw std::bad_alloc();

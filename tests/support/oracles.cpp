@@ -104,9 +104,12 @@ std::multiset<std::array<std::array<float, 3>, 3>> positionTriples(CompactMesh c
         for (int k = 0; k < 3; ++k)
             std::copy_n(mesh.getVerticesRaw() + 3 * mesh.getTrianglesRaw()[3 * t + k], 3,
                         corners[static_cast<std::size_t>(k)].begin());
-        std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()),
-                    corners.end());
-        triples.insert(corners);
+        auto least = corners;
+        for (int k = 1; k < 3; ++k) {
+            std::rotate(corners.begin(), corners.begin() + 1, corners.end());
+            least = std::min(least, corners);
+        }
+        triples.insert(least);
     }
     return triples;
 }

@@ -28,7 +28,7 @@ int numBorderEdges(koGeom::CompactMesh const& mesh);
 double volume(koGeom::CompactMesh const& mesh);
 double area(koGeom::CompactMesh const& mesh);
 
-/// The surface as a sorted set of triangles by position, each rotated to its least corner first (winding kept): equal for two meshes
+/// The surface as a sorted set of triangles by position, each in its least rotation (winding kept): equal for two meshes
 /// with the same surface, however they are numbered.
 std::multiset<std::array<std::array<float, 3>, 3>> positionTriples(koGeom::CompactMesh const& mesh);
 

@@ -5,6 +5,7 @@
 #include "support/oracles.h"
 #include "toolkit/checkedRepair.h"
 #include "toolkit/meshCheck.h"
+#include "toolkit/meshGeneration.h"
 #include "toolkit/sampleMeshes.h"
 
 #include <algorithm>
@@ -61,6 +62,25 @@ TEST_CASE("seamsThatCoincideAreNoIntersections") {
     CHECK(result.coincidentVertices == 3 * 512 - 258);
     CHECK(checked(support::joined(support::sphere(2), support::sphere(2), 0.7f))
               .intersectingTriangles > 0);
+}
+
+// A weld keeps vertices apart that differ in their normals; the triangles there touch all the same.
+TEST_CASE("seamsOfNormalsAreNoIntersections") {
+    trimora::Shape const& shape = *trimora::findShape("cube");
+    CompactMesh mesh = trimora::generateShape(shape, trimora::shapeValues(shape, {})).mesh;
+    trimora::CheckResult const result = checked(mesh);
+    CHECK(result.intersectingTriangles == 0);
+    CHECK(result.coincidentVertices == 16);
+    CHECK(result.clean);
+
+    trimora::RepairOptions options;
+    options.selfIntersections = true;
+    CHECK(repaired(mesh, options).refusal.find("leave out --self-intersections") !=
+          std::string::npos);
+    CHECK(mesh.getNumTriangles() == 12);
+    options.selfIntersections = false;
+    CHECK(repaired(mesh, options).fullyRepaired);
+    CHECK(mesh.getNumTriangles() == 12);
 }
 
 TEST_CASE("damagedScanHasEveryDefectAndIsRepaired") {

@@ -241,7 +241,53 @@ TEST_CASE("valuesAreColoredAndTheKeyIsDrawn") {
     float const nan = std::numeric_limits<float>::quiet_NaN();
     paint = trimora::paintDeviation({nan, nan, nan, nan});
     CHECK(render(mesh, options, &paint).refusal.empty());
+    CHECK(paint.asides.at(0).label == "none at 4 vertices");
     CHECK(trimora::paintDeviation({0.0f, 0.0f}).high == 1.0);
+    CHECK(trimora::paintDeviation({0.0f, 0.0f}).isZero);
+}
+
+TEST_CASE("numbersWithoutSignsHaveAMapOfTheirOwn") {
+    CompactMesh const mesh = support::grid(1, 1);
+    SurfacePaint const paint = trimora::paintDistance({-2.0f, 0.0f, 2.0f, 1.0f});
+    CHECK(paint.low == 0.0);
+    CHECK(paint.high == 2.0);
+    CHECK(paint.values == std::vector<float>{2.0f, 0.0f, 2.0f, 1.0f});
+    RenderOptions options = small(200, 200);
+    options.view = {0.0, 0.0};
+    Picture const drawn = render(mesh, options, &paint).picture;
+    CHECK(isBluish(drawn, 170, 170));  // violet is the lowest
+    CHECK_FALSE(isBluish(drawn, 30, 100));
+}
+
+TEST_CASE("surfacesSideBySideShareTheirScale") {
+    std::vector<SurfacePaint> paints = {trimora::paintDeviation({0.0f, 0.0f}),
+                                        trimora::paintDeviation({0.25f, -0.5f}),
+                                        trimora::paintDeviation({0.125f, 0.0f})};
+    trimora::shareScale(paints);
+    for (SurfacePaint const& paint : paints) {
+        CHECK(paint.low == -0.5);  // what is 0 everywhere has no scale of its own
+        CHECK(paint.high == 0.5);
+        CHECK_FALSE(paint.isZero);
+    }
+    paints.resize(1);
+    paints[0] = trimora::paintDeviation({0.0f, 0.0f});
+    trimora::shareScale(paints);
+    CHECK(paints[0].isZero);
+}
+
+TEST_CASE("theKeyNamesTheLargestComponents") {
+    CompactMesh mesh = support::tetrahedron();
+    for (int i = 0; i < 13; ++i)
+        mesh = support::joined(mesh, support::triangle(), 10.0f);
+    mesh = support::joined(mesh, support::cube(), 10.0f);
+    SurfacePaint const paint = trimora::paintComponents(mesh);
+    CHECK(paint.title == "15 components");
+    CHECK(paint.swatches.at(0).label == "1: 12 triangles");
+    CHECK(paint.swatches.at(1).label == "2: 4 triangles");
+    CHECK(paint.swatches.at(2).label == "3: 1 triangle");
+    CHECK(paint.asides.at(0).label == "7 more; colors come again");
+    CHECK(paint.kinds.front() == 1);
+    CHECK(paint.kinds.back() == 0);
 }
 
 TEST_CASE("defectsAreFoundWhereTheyAre") {
@@ -289,12 +335,31 @@ TEST_CASE("whatCannotBeDrawnIsRefused") {
         options.shadow = options.edges = options.outlines = true;
         CHECK(render(odd, options).picture.rgb.size() == 3 * 96 * 72);
     }
+    // where it is wanted, nothing is a picture too
+    RenderOptions options = small();
+    options.mayBeEmpty = options.shadow = true;
+    CHECK(render(CompactMesh(), options).picture.rgb.size() == 3 * 96 * 72);
     koUtil::Progress progress;
     progress.cancel();
     RenderOutcome const cancelled =
         trimora::renderMeshes({{&mesh, nullptr, {}}}, small(), progress);
     CHECK(cancelled.cancelled);
     CHECK(cancelled.picture.rgb.empty());
+}
+
+// Depths are floats: once, what lay beyond them was not seen at all.
+TEST_CASE("theSizeOfAMeshIsNotSeen") {
+    CompactMesh const mesh = support::torus(24, 12);
+    RenderOptions options = small();
+    options.shadow = options.edges = options.outlines = true;
+    Picture const expected = render(mesh, options).picture;
+    for (int const exponent : {126, 100, 40, -20, -60, -100}) {
+        CompactMesh scaled(mesh);
+        for (int i = 0; i < 3 * mesh.getNumVertices(); ++i)
+            scaled.getVerticesRaw()[i] = std::ldexp(scaled.getVerticesRaw()[i], exponent);
+        CAPTURE(exponent);
+        CHECK(render(scaled, options).picture.rgb == expected.rgb);
+    }
 }
 
 TEST_CASE("zooMeshesAreDrawn") {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "toolkit/ReadReport.h"
+#include "toolkit/detail/recentring.h"
 
 #include "trimora/contract/koUtil/Progress.h"
 
@@ -41,6 +42,7 @@ struct ObjPiece {
     std::int64_t numLines = 0;
     std::int64_t numContentLines = 0;  ///< neither empty nor comment
     std::int64_t numDroppedFaces = 0;
+    bool exceedsFloat = false;  ///< see readCoordinate
 
     /// The counts of what was left out, and the first problems.
     ReadReport left;
@@ -64,13 +66,13 @@ struct ObjPiece {
     std::int64_t numNormals() const { return static_cast<std::int64_t>(normals.size() / 3); }
 };
 
-/// Parses whole lines. The text is followed by objTextPadding line feeds, which are not part of it.
-void parseObjPiece(char const* begin, char const* end, ObjPiece& piece);
+/// Parses whole lines, with the shift taken off the vertices. The text is followed by objTextPadding line feeds, which are not part of it.
+void parseObjPiece(char const* begin, char const* end, Shift const& shift, ObjPiece& piece);
 inline constexpr std::size_t objTextPadding = 8;
 
 /// Cuts a file at line ends into pieces of about pieceSize bytes, and parses them on the shared pool. The cuts depend
 /// on the bytes alone. False when the file cannot be read any more; pieces not reached on a cancel stay empty.
-bool parseObjPieces(InputFile const& file, std::size_t pieceSize, koUtil::Progress* progress,
-                    std::vector<ObjPiece>& pieces);
+bool parseObjPieces(InputFile const& file, std::size_t pieceSize, Shift const& shift,
+                    koUtil::Progress* progress, std::vector<ObjPiece>& pieces);
 
 }  // namespace trimora

@@ -20,11 +20,16 @@ public:
     InputFile(InputFile const&) = delete;
     InputFile& operator=(InputFile const&) = delete;
 
-    /// Opens the path, '-' being standard input. More than maxBytes bytes are refused; 0 is no limit.
+    /// Opens the path, '-' being standard input. Where all has to be read into memory, more than maxBytes bytes are refused; 0 is
+    /// no limit. The size of a plain file is for its reader to judge, see checkSize.
     FileOutcome open(std::string const& path, std::uint64_t maxBytes);
 
     /// Takes text that stays where it is while this object lives.
-    FileOutcome openText(std::string_view text, std::string const& name, std::uint64_t maxBytes);
+    FileOutcome openText(std::string_view text, std::string const& name,
+                         std::uint64_t maxBytes = 0);
+
+    /// Refuses more than maxBytes bytes; 0 is no limit.
+    FileOutcome checkSize(std::uint64_t maxBytes) const;
 
     std::string const& name() const { return name_; }
     std::uint64_t size() const { return size_; }
@@ -34,7 +39,6 @@ public:
 
 private:
     FileOutcome readToEnd(std::uint64_t maxBytes);
-    FileOutcome checkSize(std::uint64_t maxBytes) const;
 
     std::string name_;
     std::string owned_;
@@ -52,6 +56,8 @@ public:
     ~OutputFile();  ///< without commit: takes the unfinished file away
     OutputFile(OutputFile const&) = delete;
     OutputFile& operator=(OutputFile const&) = delete;
+
+    std::string const& name() const { return name_; }
 
     FileOutcome open(std::string const& path);
     FileOutcome write(std::string_view bytes);

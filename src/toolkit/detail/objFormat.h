@@ -6,6 +6,8 @@
 #include "trimora/export.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <string_view>
 
 namespace trimora {
 
@@ -16,6 +18,7 @@ struct ReadReport;
 struct WriteOptions;
 
 /// The OBJ row of the table of formats.
+bool recognisesObj(std::string_view head, std::uint64_t size);
 FileOutcome readObj(InputFile const& file, koGeom::CompactMesh& mesh, ReadReport& report,
                     ReadOptions const& options);
 FileOutcome writeObj(OutputFile& file, koGeom::CompactMesh const& mesh,

@@ -111,12 +111,13 @@ void MeshDeleteSelected::operator()() {
                          mesh.getNumTriangles());
 
     bool const hasUVs = mesh.getUVs() != nullptr;
+    // Both tables before the first edit: without memory for them the mesh stays as it is.
     vertexMap_ = deleteMap(doomed);
+    ko::Reference<Remap> const triangleMap = deleteMap(doomedTriangles);
     deleteVertices(mesh, *vertexMap_);
     debugChannel().print("  delete vertices: %f s\n", watch.clear());
 
     watch.start();
-    ko::Reference<Remap> const triangleMap = deleteMap(doomedTriangles);
     deleteTriangles(mesh, *triangleMap, *vertexMap_);
     debugChannel().print("  delete triangles: %f s\n", watch.clear());
     clearSelections(mesh);

@@ -114,19 +114,25 @@ void meshRemapStripsAndFans(CompactMesh& mesh, int cacheSize) {
     int const oldNumVertices = mesh.getNumVertices();
     int const numPoints = numStripPoints + numFanPoints;
     Renumbering renumbering(std::clamp(cacheSize, 0, numPoints), oldNumVertices);
-    renumbering.renumber(mesh.getTriStripPoints(), numStripPoints);
-    renumbering.renumber(mesh.getTriFanPoints(), numFanPoints);
+    // In copies: until there is memory for all, the mesh stays as it is.
+    ko::vector<int> stripPoints(mesh.triStrips.points.begin(), mesh.triStrips.points.end());
+    ko::vector<int> fanPoints(mesh.triFans.points.begin(), mesh.triFans.points.end());
+    renumbering.renumber(stripPoints.data(), numStripPoints);
+    renumbering.renumber(fanPoints.data(), numFanPoints);
     ko::vector<int> const& oldOf = renumbering.oldOf();
     ko::vector<MeshVertex> const vertices = gathered(mesh.getVertices(), oldOf);
     ko::vector<MeshNormal> const normals = gathered(mesh.getNormals(), oldOf);
     ko::vector<MeshUV> const uvs = gathered(mesh.getUVs(), oldOf);
 
+    int const numVertices = static_cast<int>(oldOf.size());
+    mesh.resizeVertexArray(std::max(numVertices, oldNumVertices));
     int const numStripTriangles = std::max(numStripPoints - 2, 0);
     mesh.resizeTriangleArray(numStripTriangles + std::max(numFanPoints - 2, 0));
+    std::copy(stripPoints.begin(), stripPoints.end(), mesh.getTriStripPoints());
+    std::copy(fanPoints.begin(), fanPoints.end(), mesh.getTriFanPoints());
     writeStrips(mesh.triStrips, mesh.getTriangles());
     writeFans(mesh.triFans, mesh.getTriangles() + numStripTriangles);
 
-    int const numVertices = static_cast<int>(oldOf.size());
     mesh.resizeVertexArray(numVertices);
     MeshModification modification(&mesh, MeshModification::Topology, nullptr);
     modification.stripsAndFansModified();

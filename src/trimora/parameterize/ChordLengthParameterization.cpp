@@ -232,7 +232,7 @@ void ChordLengthParameterization::scanTriangle(MeshScanConverter& converter,
         MeshUV const a = chordAt(p.i, p.j), b = chordAt(q.i, q.j);
         return a.v < b.v || (a.v == b.v && a.u < b.u);
     };
-    for (std::size_t k : {0, 1, 0})
+    for (std::size_t const k : {0u, 1u, 0u})
         if (isLower(corners[k + 1], corners[k]))
             std::swap(corners[k], corners[k + 1]);
 

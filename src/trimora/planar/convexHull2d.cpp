@@ -102,7 +102,8 @@ bool HullAlg::measureAngles() {
         double const dx = points_[i].x - pivot_.x;
         double const dy = points_[i].y - pivot_.y;
         double const slope = dx / (std::abs(dx) + dy);  // NaN at the pivot's place
-        areSafe &= isSafe(dx) & isSafe(dy);
+        areSafe &= isSafe(dx);
+        areSafe &= isSafe(dy);
         lowest = slope < lowest ? slope : lowest;
         highest = slope > highest ? slope : highest;
         scratch_[static_cast<std::size_t>(i)] = std::bit_cast<std::uint64_t>(slope);
@@ -116,7 +117,8 @@ bool HullAlg::measureAngles() {
 void HullAlg::packItems(bool hasAngles) {
     double const span = highestSlope_ - lowestSlope_;
     double const steepest = std::max(std::abs(highestSlope_), std::abs(lowestSlope_));
-    double const scale = std::min(highestKey / span, mostKeys / steepest);
+    // All on one ray: equal keys, and no infinite scale, which straight above the pivot would make NaN of them.
+    double const scale = span > 0.0 ? std::min(highestKey / span, mostKeys / steepest) : 0.0;
     int numItems = 0;
     for (int i = 0; i < count_; ++i) {
         bool const isPivot = points_[i] == pivot_ || i == pivotIndex_;

@@ -39,8 +39,10 @@ void ArrayBase::resize(int newCount, std::size_t elementSize) {
     std::size_t const numBytes = numBytesOf(newCount, elementSize);
     if (allocator)
         allocator->resize(*this, numBytes);
-    else
-        block = orBadAlloc(std::realloc(block, numBytes), numBytes);
+    else if (void* const moved = std::realloc(block, numBytes); moved != nullptr)
+        block = orBadAlloc(moved, numBytes);
+    else if (newCount > count)  // a smaller array can stay where it is
+        throw std::bad_alloc();
     count = newCount;
 }
 

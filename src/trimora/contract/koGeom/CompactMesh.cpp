@@ -1,6 +1,7 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace koGeom {
@@ -14,6 +15,20 @@ void dropStaleSequence(MeshSequence& sequence, MeshModification const& modificat
     if (!modification.isModified(part))
         sequence.clear();
     sequence.dropLazyParts();
+}
+
+// Without memory for both arrays neither has another size: what has grown shrinks back.
+void resizeRuns(MeshSequence& sequence, int numPoints, int numRuns) {
+    int const oldNumPoints = sequence.points.size();
+    sequence.dropLazyParts();
+    sequence.points.setSizeZeroed(std::max(numPoints, oldNumPoints));
+    try {
+        sequence.lengths.setSizeZeroed(numRuns);
+    } catch (std::bad_alloc const&) {
+        sequence.points.setSizeZeroed(oldNumPoints);
+        throw;
+    }
+    sequence.points.setSizeZeroed(numPoints);
 }
 
 }  // namespace
@@ -112,15 +127,15 @@ void CompactMesh::resizeLineArray(int numLines) {
 }
 
 void CompactMesh::resizeLineStripArrays(int numPoints, int numStrips) {
-    lineStrips.resize(numPoints, numStrips);
+    resizeRuns(lineStrips, numPoints, numStrips);
 }
 
 void CompactMesh::resizeTriStripArrays(int numPoints, int numStrips) {
-    triStrips.resize(numPoints, numStrips);
+    resizeRuns(triStrips, numPoints, numStrips);
 }
 
 void CompactMesh::resizeTriFanArrays(int numPoints, int numFans) {
-    triFans.resize(numPoints, numFans);
+    resizeRuns(triFans, numPoints, numFans);
 }
 
 void CompactMesh::clearSelection() {

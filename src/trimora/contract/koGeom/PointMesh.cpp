@@ -1,6 +1,7 @@
 #include "trimora/contract/koGeom/PointMesh.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 // The sets are held one by one on the heap, so that they stay where they are while others come and
@@ -108,9 +109,16 @@ void PointMesh::deleteSTs() {
 }
 
 void PointMesh::resizeVertexArray(int numVertices) {
-    // The positions, which are the count, come last: without memory for all no set is left too short.
-    for (std::size_t i = sets_.size(); i-- > 0;)
-        sets_[i]->resize(numVertices);
+    // The positions, which are the count, come last: without memory for all what has grown shrinks back.
+    int const oldNumVertices = getNumVertices();
+    try {
+        for (std::size_t i = sets_.size(); i-- > 0;)
+            sets_[i]->resize(numVertices);
+    } catch (std::bad_alloc const&) {
+        for (std::size_t i = sets_.size(); i-- > 1;)
+            sets_[i]->resize(oldNumVertices);
+        throw;
+    }
 }
 
 void PointMesh::copyVertices(int numVertices, MeshVertex const* vertices) {

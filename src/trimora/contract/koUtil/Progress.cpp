@@ -1,5 +1,7 @@
 #include "trimora/contract/koUtil/Progress.h"
 
+#include "trimora/contract/koUtil/detail/CancelAtQuestion.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -53,10 +55,13 @@ void Progress::cancel() {
 }
 
 bool Progress::cancelled() const {
-    for (Progress const* progress = this; progress != nullptr; progress = progress->parent_)
+    Progress const* outermost = this;
+    for (Progress const* progress = this; progress != nullptr; progress = progress->parent_) {
         if (progress->cancelled_.load(std::memory_order_relaxed))
             return true;
-    return false;
+        outermost = progress;
+    }
+    return detail::CancelAtQuestion::cancels(*outermost);
 }
 
 void Progress::setListener(Listener listener) {
@@ -84,5 +89,34 @@ void Progress::notify() {
     if (listener != nullptr)
         (*listener)(getValue(), caption.asChar());
 }
+
+namespace detail {
+
+namespace {
+
+std::atomic<CancelAtQuestion*> present{nullptr};
+
+}  // namespace
+
+CancelAtQuestion::CancelAtQuestion(Progress& progress, std::int64_t question)
+    : progress_(progress), question_(question) {
+    present.store(this);
+}
+
+CancelAtQuestion::~CancelAtQuestion() {
+    present.store(nullptr);
+}
+
+bool CancelAtQuestion::cancels(Progress const& outermost) {
+    CancelAtQuestion* const one = present.load(std::memory_order_relaxed);
+    if (one == nullptr || &one->progress_ != &outermost)
+        return false;
+    if (one->numAsked_.fetch_add(1) + 1 < one->question_)
+        return false;
+    one->progress_.cancel();
+    return true;
+}
+
+}  // namespace detail
 
 }  // namespace koUtil

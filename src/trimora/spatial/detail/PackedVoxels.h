@@ -49,7 +49,8 @@ public:
 
     explicit PackedVoxels(int numVoxels) {
         // Zeroed memory that is not touched costs nothing: most voxels may never be read.
-        std::size_t const numBytes = (std::size_t(1) + std::max(numVoxels, 0)) * sizeof(Voxel);
+        std::size_t const numBytes =
+            (std::size_t(1) + static_cast<std::size_t>(std::max(numVoxels, 0))) * sizeof(Voxel);
         memory_.reset(std::calloc(numBytes, 1));
         if (!memory_)
             throw std::bad_alloc();

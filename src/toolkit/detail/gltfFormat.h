@@ -1,0 +1,33 @@
+#pragma once
+
+#include "toolkit/FileOutcome.h"
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/export.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace trimora {
+
+class InputFile;
+class OutputFile;
+struct ReadOptions;
+struct ReadReport;
+struct WriteOptions;
+
+/// The rows of glTF, in its binary form and as text, in the table of formats.
+bool recognisesGlb(std::string_view head, std::uint64_t size);
+bool recognisesGltf(std::string_view head, std::uint64_t size);
+FileOutcome readGltf(InputFile const& file, koGeom::CompactMesh& mesh, ReadReport& report,
+                     ReadOptions const& options);
+FileOutcome writeGlb(OutputFile& file, koGeom::CompactMesh const& mesh,
+                     WriteOptions const& options);
+
+/// Whether readGltf can: whether this library was built with Assimp.
+TRIMORA_API bool readsGltf();
+
+/// What readGltf says in a library that was built without.
+TRIMORA_API FileOutcome refuseGltf(InputFile const& file);
+
+}  // namespace trimora

@@ -1,0 +1,16 @@
+// In place of gltfImport.cpp where Assimp is not installed.
+
+#include "toolkit/detail/GltfScene.h"
+#include "toolkit/detail/gltfFormat.h"
+
+namespace trimora {
+
+bool readsGltf() {
+    return false;
+}
+
+GltfScene importGltf(InputFile const& /*file*/, bool /*isBinary*/) {
+    return {};
+}
+
+}  // namespace trimora

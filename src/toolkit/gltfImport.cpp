@@ -1,0 +1,306 @@
+// A glTF scene by way of Assimp. Of its importers only those of glTF are asked, without any post-processing; buffers are taken
+// from the file itself and from plain files in its folder, nowhere else.
+
+#include "toolkit/detail/GltfScene.h"
+#include "toolkit/detail/files.h"
+#include "toolkit/detail/gltfFormat.h"
+
+#include <algorithm>
+#include <array>
+#include <assimp/BaseImporter.h>
+#include <assimp/IOStream.hpp>
+#include <assimp/IOSystem.hpp>
+#include <assimp/Importer.hpp>
+#include <assimp/importerdesc.h>
+#include <assimp/scene.h>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <string_view>
+
+namespace trimora {
+
+namespace {
+
+class MemoryStream : public Assimp::IOStream {
+public:
+    explicit MemoryStream(std::string bytes) : bytes_(std::move(bytes)) {}
+
+    std::size_t Read(void* target, std::size_t size, std::size_t count) override {
+        std::size_t const items =
+            size == 0 ? 0 : std::min(count, (bytes_.size() - position_) / size);
+        if (items > 0)
+            std::memcpy(target, bytes_.data() + position_, items * size);
+        position_ += items * size;
+        return items;
+    }
+    std::size_t Write(void const*, std::size_t, std::size_t) override { return 0; }
+    aiReturn Seek(std::size_t offset, aiOrigin origin) override {
+        std::size_t const base = origin == aiOrigin_SET   ? 0
+                                 : origin == aiOrigin_CUR ? position_
+                                                          : bytes_.size();
+        // An offset back is one that wraps around.
+        std::size_t const place = base + offset;
+        if (place > bytes_.size())
+            return aiReturn_FAILURE;
+        position_ = place;
+        return aiReturn_SUCCESS;
+    }
+    std::size_t Tell() const override { return position_; }
+    std::size_t FileSize() const override { return bytes_.size(); }
+    void Flush() override {}
+
+private:
+    std::string const bytes_;
+    std::size_t position_ = 0;
+};
+
+/// The file under a name of our own, and what lies in its folder.
+class GltfFiles : public Assimp::IOSystem {
+public:
+    GltfFiles(InputFile const& file, std::string mainName)
+        : file_(file), mainName_(std::move(mainName)) {}
+
+    bool Exists(char const* name) const override {
+        std::error_code ignored;
+        return name == mainName_ ||
+               (isBeside(name) && std::filesystem::is_regular_file(pathOf(name), ignored));
+    }
+    char getOsSeparator() const override { return '/'; }
+    Assimp::IOStream* Open(char const* name, char const* mode) override {
+        if (mode == nullptr || mode[0] != 'r' || !Exists(name))
+            return nullptr;
+        InputFile beside;
+        bool const isMain = name == mainName_;
+        if (!isMain && !beside.open(pathOf(name), 0))
+            return nullptr;
+        InputFile const& file = isMain ? file_ : beside;
+        std::string bytes(static_cast<std::size_t>(file.size()), '\0');
+        return file.fetch(0, bytes.size(), bytes.data()) ? new MemoryStream(std::move(bytes))
+                                                         : nullptr;
+    }
+    void Close(Assimp::IOStream* stream) override { delete stream; }
+
+private:
+    static bool isBeside(std::string_view name) {
+        return !name.empty() && name.find('/') == std::string_view::npos;
+    }
+    std::string pathOf(std::string const& name) const {
+        return (std::filesystem::path(file_.name()).parent_path() / name).string();
+    }
+
+    InputFile const& file_;
+    std::string const mainName_;
+};
+
+/// Leaves the importers of glTF alone, so that nothing else can be made of the file.
+void keepGltfImporters(Assimp::Importer& importer) {
+    for (std::size_t i = importer.GetImporterCount(); i-- > 0;) {
+        aiImporterDesc const* const description = importer.GetImporterInfo(i);
+        bool const isGltf =
+            description != nullptr && std::string_view(description->mName).starts_with("glTF");
+        std::unique_ptr<Assimp::BaseImporter> const other(isGltf ? nullptr
+                                                                 : importer.GetImporter(i));
+        if (other != nullptr)
+            importer.UnregisterLoader(other.get());
+    }
+}
+
+/// An affine transformation by rows, in double precision.
+class Placement {
+public:
+    Placement() = default;
+    explicit Placement(aiMatrix4x4 const& matrix) {
+        for (unsigned row = 0; row < 3; ++row)
+            for (unsigned column = 0; column < 4; ++column)
+                m_[row][column] = static_cast<double>(matrix[row][column]);
+    }
+    Placement then(Placement const& inner) const {
+        Placement result;
+        for (std::size_t row = 0; row < 3; ++row)
+            for (std::size_t column = 0; column < 4; ++column) {
+                double sum = column == 3 ? m_[row][3] : 0.0;
+                for (std::size_t k = 0; k < 3; ++k)
+                    sum += m_[row][k] * inner.m_[k][column];
+                result.m_[row][column] = sum;
+            }
+        return result;
+    }
+    bool isTranslation() const {
+        for (std::size_t row = 0; row < 3; ++row)
+            for (std::size_t column = 0; column < 3; ++column)
+                if (m_[row][column] != (row == column ? 1.0 : 0.0))
+                    return false;
+        return true;
+    }
+    std::array<double, 3> point(aiVector3D const& p) const {
+        std::array<double, 3> result;
+        for (std::size_t row = 0; row < 3; ++row) {
+            result[row] = isTranslation_
+                              ? coordinate(p, row)
+                              : m_[row][0] * coordinate(p, 0) + m_[row][1] * coordinate(p, 1) +
+                                    m_[row][2] * coordinate(p, 2);
+            if (m_[row][3] != 0.0)  // else -0 stays what it is
+                result[row] += m_[row][3];
+        }
+        return result;
+    }
+    /// By the cofactors, which are right for every matrix that has any.
+    std::array<float, 3> normal(aiVector3D const& n) const {
+        std::array<double, 3> turned{};
+        for (std::size_t row = 0; row < 3; ++row)
+            for (std::size_t column = 0; column < 3; ++column)
+                turned[row] += cofactor(row, column) * coordinate(n, column);
+        double const length = std::hypot(turned[0], turned[1], turned[2]);
+        if (!(length > 0.0))
+            return {0.0f, 0.0f, 0.0f};
+        double const sign = determinant() < 0.0 ? -1.0 : 1.0;
+        return {static_cast<float>(sign * turned[0] / length),
+                static_cast<float>(sign * turned[1] / length),
+                static_cast<float>(sign * turned[2] / length)};
+    }
+    double determinant() const {
+        return m_[0][0] * cofactor(0, 0) + m_[0][1] * cofactor(0, 1) + m_[0][2] * cofactor(0, 2);
+    }
+    /// To be called once, before points are asked for.
+    void settle() { isTranslation_ = isTranslation(); }
+
+private:
+    static double coordinate(aiVector3D const& p, std::size_t axis) {
+        return static_cast<double>(p[static_cast<unsigned>(axis)]);
+    }
+    double cofactor(std::size_t row, std::size_t column) const {
+        std::size_t const r1 = (row + 1) % 3, r2 = (row + 2) % 3;
+        std::size_t const c1 = (column + 1) % 3, c2 = (column + 2) % 3;
+        return m_[r1][c1] * m_[r2][c2] - m_[r1][c2] * m_[r2][c1];
+    }
+
+    double m_[3][4] = {{1.0, 0.0, 0.0, 0.0}, {0.0, 1.0, 0.0, 0.0}, {0.0, 0.0, 1.0, 0.0}};
+    bool isTranslation_ = false;
+};
+
+class SceneJoiner {
+public:
+    explicit SceneJoiner(aiScene const& source) : source_(source) {}
+    GltfScene run();
+
+private:
+    struct Place {
+        aiNode const* node;
+        Placement placement;
+    };
+    void add(aiMesh const& mesh, Placement placement);
+    void addFaces(aiMesh const& mesh, std::int32_t base, bool isMirrored);
+
+    aiScene const& source_;
+    GltfScene scene_;
+};
+
+GltfScene SceneJoiner::run() {
+    std::vector<Place> places;
+    if (source_.mRootNode != nullptr)
+        places.push_back({source_.mRootNode, Placement(source_.mRootNode->mTransformation)});
+    while (!places.empty() && scene_.error.empty()) {
+        Place const place = places.back();
+        places.pop_back();
+        for (unsigned i = 0; i < place.node->mNumMeshes && scene_.error.empty(); ++i)
+            if (place.node->mMeshes[i] < source_.mNumMeshes)
+                add(*source_.mMeshes[place.node->mMeshes[i]], place.placement);
+        for (unsigned i = place.node->mNumChildren; i-- > 0;) {
+            aiNode const* const child = place.node->mChildren[i];
+            places.push_back({child, place.placement.then(Placement(child->mTransformation))});
+        }
+    }
+    auto const dropUnlessWhole = [](std::vector<float>& values, std::int64_t without) {
+        if (without > 0)
+            values.clear();
+    };
+    dropUnlessWhole(scene_.normals, scene_.withoutNormals);
+    dropUnlessWhole(scene_.textureCoordinates, scene_.withoutTextureCoordinates);
+    dropUnlessWhole(scene_.colours, scene_.withoutColours);
+    return std::move(scene_);
+}
+
+void SceneJoiner::add(aiMesh const& mesh, Placement placement) {
+    placement.settle();
+    std::size_t const base = scene_.positions.size() / 3;
+    if (base + mesh.mNumVertices >= std::numeric_limits<std::int32_t>::max()) {
+        scene_.error = "more than 2^31 - 2 vertices";
+        return;
+    }
+    if (scene_.name.empty())
+        scene_.name = mesh.mName.C_Str();
+    bool const isUntouched = placement.isTranslation();
+    for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
+        std::array<double, 3> const p = placement.point(mesh.mVertices[v]);
+        scene_.positions.insert(scene_.positions.end(), p.begin(), p.end());
+    }
+    if (mesh.HasNormals())
+        for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
+            aiVector3D const& n = mesh.mNormals[v];
+            std::array<float, 3> const turned =
+                isUntouched ? std::array<float, 3>{n.x, n.y, n.z} : placement.normal(n);
+            scene_.normals.insert(scene_.normals.end(), turned.begin(), turned.end());
+        }
+    else
+        scene_.withoutNormals += mesh.mNumVertices;
+    if (mesh.HasTextureCoords(0))
+        for (unsigned v = 0; v < mesh.mNumVertices; ++v)
+            scene_.textureCoordinates.insert(
+                scene_.textureCoordinates.end(),
+                {mesh.mTextureCoords[0][v].x, mesh.mTextureCoords[0][v].y});
+    else
+        scene_.withoutTextureCoordinates += mesh.mNumVertices;
+    if (mesh.HasVertexColors(0))
+        for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
+            aiColor4D const& c = mesh.mColors[0][v];
+            scene_.colours.insert(scene_.colours.end(), {c.r, c.g, c.b, c.a});
+        }
+    else
+        scene_.withoutColours += mesh.mNumVertices;
+    addFaces(mesh, static_cast<std::int32_t>(base), placement.determinant() < 0.0);
+}
+
+/// A mirrored part is turned over, so that its outside stays outside.
+void SceneJoiner::addFaces(aiMesh const& mesh, std::int32_t base, bool isMirrored) {
+    for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
+        aiFace const& face = mesh.mFaces[f];
+        scene_.otherElements += face.mNumIndices < 3;
+        for (unsigned k = 2; k < face.mNumIndices; ++k) {
+            std::array<unsigned, 3> corners = {face.mIndices[0], face.mIndices[k - 1],
+                                               face.mIndices[k]};
+            if (isMirrored)
+                std::swap(corners[1], corners[2]);
+            for (unsigned const corner : corners)
+                scene_.triangles.push_back(corner < mesh.mNumVertices
+                                               ? base + static_cast<std::int32_t>(corner)
+                                               : std::numeric_limits<std::int32_t>::max());
+        }
+    }
+}
+
+}  // namespace
+
+bool readsGltf() {
+    return true;
+}
+
+GltfScene importGltf(InputFile const& file, bool isBinary) {
+    std::string const name = isBinary ? "mesh.glb" : "mesh.gltf";
+    Assimp::Importer importer;
+    keepGltfImporters(importer);
+    importer.SetIOHandler(new GltfFiles(file, name));
+    aiScene const* const scene = importer.ReadFile(name, 0);
+    GltfScene result;
+    if (scene == nullptr) {
+        result.error = importer.GetErrorString();
+        if (result.error.empty())
+            result.error = "it is no glTF that can be read";
+        return result;
+    }
+    return SceneJoiner(*scene).run();
+}
+
+}  // namespace trimora

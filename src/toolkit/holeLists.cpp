@@ -1,0 +1,37 @@
+#include "toolkit/detail/holeLists.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace trimora {
+
+std::string faultOfHoles(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                         std::vector<int> const& chosen) {
+    for (std::size_t i = 0; i < holes.size(); ++i) {
+        if (holes[i].vertices.empty())
+            return "hole " + std::to_string(i + 1) + " of the list has no vertices";
+        for (int const v : holes[i].vertices)
+            if (v < 0 || v >= mesh.getNumVertices())
+                return "hole " + std::to_string(i + 1) + " of the list names vertex " +
+                       std::to_string(v) + ", and there are " +
+                       std::to_string(mesh.getNumVertices()) +
+                       "; find the holes of the mesh as it stands";
+    }
+    std::vector<char> isChosen(holes.size(), 0);
+    for (int const hole : chosen) {
+        if (hole < 0 || hole >= static_cast<int>(holes.size()))
+            return "hole " + std::to_string(std::int64_t{hole} + 1) + " is chosen, and there are " +
+                   std::to_string(holes.size());
+        if (std::exchange(isChosen[static_cast<std::size_t>(hole)], 1) != 0)
+            return "hole " + std::to_string(hole + 1) + " is chosen twice";
+    }
+    return {};
+}
+
+void requireHoles(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                  std::vector<int> const& chosen) {
+    if (std::string const fault = faultOfHoles(mesh, holes, chosen); !fault.empty())
+        throw std::invalid_argument(fault);
+}
+
+}  // namespace trimora

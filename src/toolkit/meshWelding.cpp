@@ -1,0 +1,41 @@
+#include "toolkit/meshWelding.h"
+
+#include "toolkit/detail/CheckedEdit.h"
+
+#include "trimora/assembly/meshCompact.h"
+#include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/contract/koUtil/Progress.h"
+
+namespace trimora {
+
+namespace {
+
+WeldOutcome weld(koGeom::CompactMesh& mesh) {
+    koOS::StopWatch watch;
+    watch.start();
+    WeldOutcome outcome;
+    outcome.verticesBefore = mesh.getNumVertices();
+    koUtil::Progress unwatched;
+    koGeom::meshCompact(mesh, unwatched);
+    outcome.verticesAfter = mesh.getNumVertices();
+    outcome.seconds = watch.clear();
+    return outcome;
+}
+
+Expectation predict(MeshState const& before, WeldOutcome const& outcome) {
+    Expectation expected;
+    expected.noMoreVertices = true;
+    expected.vertices = outcome.verticesAfter;
+    expected.triangles = before.triangles;
+    if (before.census)
+        expected.mostComponents = before.census->components;
+    return expected;
+}
+
+}  // namespace
+
+WeldOutcome weldMesh(koGeom::CompactMesh& mesh) {
+    return editChecked(mesh, weld, predict);
+}
+
+}  // namespace trimora

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/export.h"
+#include "trimora/measure/meshCurvature.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace trimora {
+
+struct CurvatureOutcome {
+    std::string refusal;  ///< not empty: nothing was measured; what is wrong
+    std::optional<std::array<double, 3>> problemPoint;
+    std::vector<float> values;  ///< one a vertex, see koGeom::meshCurvature
+};
+
+/// Measures one kind of curvature at each vertex. The mean curvature takes its sign from the mesh's normals, computed where it has
+/// none.
+///
+/// cost   see koGeom::meshCurvature; where normals have to be computed on a copy
+TRIMORA_API CurvatureOutcome measureCurvature(koGeom::CompactMesh const& mesh,
+                                              koGeom::MeshCurvature kind);
+
+}  // namespace trimora

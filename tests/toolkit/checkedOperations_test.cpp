@@ -1,0 +1,230 @@
+// What all operations have in common: what they do with a mesh that is none, how they tell changes, and that what they predict of their
+// results holds over a zoo of meshes.
+
+#include "operationTable.h"
+#include "support/builders.h"
+#include "support/checks.h"
+#include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/meshInvariants.h"
+
+#include <climits>
+#include <doctest/doctest.h>
+#include <functional>
+#include <limits>
+
+using koGeom::CompactMesh;
+using koGeom::MeshModification;
+using operations::Operation;
+using trimora::InvariantDepth;
+using trimora::MeshState;
+using trimora::stateOf;
+
+namespace {
+
+struct Break {
+    std::string words;  // that the refusal begins with
+    std::function<void(CompactMesh&)> apply;
+};
+
+std::vector<Break> const breaks = {
+    {"triangle 3 names vertex -1, and the vertices",
+     [](CompactMesh& m) { m.getTriangles()[3][2] = -1; }},
+    {"triangle 0 names vertex",
+     [](CompactMesh& m) { m.getTriangles()[0][0] = m.getNumVertices(); }},
+    {"triangle 2 names vertex 2147483647",
+     [](CompactMesh& m) { m.getTriangles()[2][1] = INT_MAX; }},
+    {"triangle 2 names vertex -2147483648",
+     [](CompactMesh& m) { m.getTriangles()[2][1] = INT_MIN; }},
+    {"triangle 0 names vertex", [](CompactMesh& m) { m.resizeVertexArray(0); }},
+    {"line 0 names vertex -7",
+     [](CompactMesh& m) {
+         m.resizeLineArray(1);
+         m.getLines()[0][1] = -7;
+     }},
+    {"polygon 0 names vertex -2",
+     [](CompactMesh& m) {
+         m.polys.resize(3, 1);
+         m.polys.lengths[0] = 3;
+         m.polys.points[1] = -2;
+     }},
+    {"the lengths of each triangle strip add up to 0",
+     [](CompactMesh& m) { m.resizeTriStripArrays(4, 0); }},
+    {"the selection of triangles says",
+     [](CompactMesh& m) {
+         m.getSelectedTriangles().resize(m.getNumTriangles());
+         m.getSelectedTriangles().count = 5;
+     }},
+};
+
+/// Bytes of everything, also of what is no mesh: what the digests of stateOf see.
+bool isUntouched(MeshState const& before, CompactMesh const& mesh) {
+    return before.isSameAs(stateOf(mesh, InvariantDepth::Arrays));
+}
+
+struct SmallOutcome {
+    std::string refusal;
+    std::optional<std::array<double, 3>> problemPoint;
+    int value = 0;
+};
+
+}  // namespace
+
+TEST_CASE("everyOperationRefusesAMeshThatIsNone") {
+    for (Operation const& operation : operations::all()) {
+        CompactMesh const sound = operation.sample();
+        operations::Run const run = operation.prepare(sound);
+        for (Break const& each : breaks) {
+            CAPTURE(operation.name);
+            CAPTURE(each.words);
+            CompactMesh mesh(sound);
+            each.apply(mesh);
+            MeshState const before = stateOf(mesh, InvariantDepth::Arrays);
+            support::ModificationCounter const notices(mesh);
+            koUtil::Progress progress;
+            operations::Result const result = operations::outcomeOf(run, mesh, progress);
+            CHECK_MESSAGE(result.refusal.rfind(each.words, 0) == 0, result.refusal);
+            CHECK(isUntouched(before, mesh));
+            CHECK(notices.total() == 0);
+        }
+    }
+}
+
+TEST_CASE("everyOperationKeepsTheInvariantsOnEveryMesh") {
+    auto meshes = support::zoo();
+    CompactMesh holdsNan = support::holed(support::sphere(1), 0.9, 4);
+    holdsNan.getVertices()[3].x = std::numeric_limits<float>::quiet_NaN();
+    meshes.push_back({"a corner that is NaN", holdsNan});
+    CompactMesh point = support::sphere(1);
+    for (int v = 0; v < point.getNumVertices(); ++v)
+        point.getVertices()[v] = {1.0f, 2.0f, 3.0f};
+    meshes.push_back({"all in one point", point});
+    CompactMesh huge = support::holed(support::sphere(1), 0.9, 4);
+    for (int v = 0; v < huge.getNumVertices(); ++v)
+        for (float* x :
+             {&huge.getVertices()[v].x, &huge.getVertices()[v].y, &huge.getVertices()[v].z})
+            *x *= 3e38f;
+    meshes.push_back({"nearly beyond floats", huge});
+    CompactMesh tiny = support::holed(support::sphere(1), 0.9, 4);
+    for (int v = 0; v < tiny.getNumVertices(); ++v)
+        for (float* x :
+             {&tiny.getVertices()[v].x, &tiny.getVertices()[v].y, &tiny.getVertices()[v].z})
+            *x *= 1e-40f;
+    meshes.push_back({"denormal", tiny});
+    for (Operation const& operation : operations::all()) {
+        for (support::NamedMesh const& named : meshes) {
+            CAPTURE(operation.name);
+            CAPTURE(named.name);
+            CompactMesh mesh(named.mesh);
+            mesh.allocUVArray();
+            operations::Run const run = operation.prepare(mesh);
+            MeshState const before = stateOf(mesh, InvariantDepth::Arrays);
+            support::ModificationCounter const notices(mesh);
+            koUtil::Progress progress;
+            operations::Result const result = operations::outcomeOf(run, mesh, progress);
+            CHECK_MESSAGE(result.refusal.find("internal fault") == std::string::npos,
+                          result.refusal);
+            CHECK(support::faultOf(mesh).empty());
+            bool const isSame = isUntouched(before, mesh);
+            CHECK(notices.total() == (isSame ? 0 : 1));
+            if (!operation.edits || !result.refusal.empty())
+                CHECK(isSame);
+        }
+    }
+}
+
+TEST_CASE("everyEditHasSomethingToDoOnItsSample") {
+    for (Operation const& operation : operations::all()) {
+        CAPTURE(operation.name);
+        CompactMesh mesh = operation.sample();
+        MeshState const before = stateOf(mesh, InvariantDepth::Arrays);
+        koUtil::Progress progress;
+        operations::Result const result =
+            operations::outcomeOf(operation.prepare(mesh), mesh, progress);
+        CHECK_MESSAGE(result.refusal.empty(), result.refusal);
+        CHECK(isUntouched(before, mesh) == !operation.edits);
+    }
+}
+
+TEST_CASE("anEditThatBreaksAnInvariantIsPutBackAndTold") {
+    CompactMesh mesh = support::sphere(1);
+    MeshState const before = stateOf(mesh, InvariantDepth::Arrays);
+    support::ModificationCounter const notices(mesh);
+    auto const edit = [](CompactMesh& work) {
+        work.getTriangles()[0][0] = 99;
+        MeshModification modification(&work, MeshModification::Topology, nullptr);
+        work.modified(modification);
+        return SmallOutcome{{}, {}, 7};
+    };
+    auto const nothing = [](MeshState const&, SmallOutcome const&) {
+        return trimora::Expectation();
+    };
+    SmallOutcome const outcome = trimora::editChecked(mesh, edit, nothing);
+    CHECK(outcome.refusal.rfind("internal fault: triangle 0 names vertex 99, ", 0) == 0);
+    CHECK(outcome.refusal.find("; nothing was changed. Please report this, with the mesh") !=
+          std::string::npos);
+    CHECK(outcome.problemPoint.has_value());
+    CHECK(outcome.value == 0);
+    CHECK(isUntouched(before, mesh));
+    CHECK(notices.total() == 0);
+}
+
+TEST_CASE("anEditThatLeavesFloatsIsTheMeshesDoing") {
+    CompactMesh mesh = support::sphere(1);
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        mesh.getVertices()[v].x *= 1e38f;
+    auto const edit = [](CompactMesh& work) {
+        work.getVertices()[0].x = std::numeric_limits<float>::infinity();
+        return SmallOutcome();
+    };
+    auto const nothing = [](MeshState const&, SmallOutcome const&) {
+        return trimora::Expectation();
+    };
+    CHECK(trimora::editChecked(mesh, edit, nothing).refusal ==
+          "the result leaves the range of floats, 3.4e38; scale the mesh down first");
+}
+
+TEST_CASE("manyNoticesOfStepsBecomeOneWithTheirMarks") {
+    CompactMesh mesh = support::sphere(1);
+    mesh.allocUVArray();
+    mesh.allocAttributes("heat", 1);
+    mesh.allocNormalArray();
+    trimora::NoticeRecorder const recorder(mesh);
+    auto const edit = [](CompactMesh& work) {
+        MeshModification first(&work, MeshModification::Attributes, nullptr);
+        work.modified(first);
+        work.resizeVertexArray(work.getNumVertices() + 1);
+        MeshModification second(&work, MeshModification::Topology, nullptr);
+        second.uvsModified();
+        second.vertexAttribsModified("heat");
+        work.modified(second);
+        return SmallOutcome();
+    };
+    auto const nothing = [](MeshState const&, SmallOutcome const&) {
+        return trimora::Expectation();
+    };
+    trimora::editChecked(mesh, edit, nothing);
+    REQUIRE(recorder.count() == 1);
+    MeshModification const& notice = recorder.notices().front();
+    CHECK(notice.getType() == MeshModification::Topology);
+    CHECK(notice.isModified(MeshModification::UVs));
+    CHECK(notice.keepsVertexAttribs("heat"));
+    CHECK(notice.getEntity() == &mesh);
+    CHECK(mesh.getNumVertices() == 19);
+    CHECK(mesh.getUVs() != nullptr);
+    CHECK(mesh.getAttributes("heat") != nullptr);
+    CHECK(mesh.getNormals() == nullptr);  // dropped by the second notice
+}
+
+TEST_CASE("anEditThatThrowsLeavesTheMesh") {
+    CompactMesh mesh = support::sphere(1);
+    MeshState const before = stateOf(mesh, InvariantDepth::Arrays);
+    auto const edit = [](CompactMesh& work) -> SmallOutcome {
+        work.resizeTriangleArray(1);
+        throw std::bad_alloc();
+    };
+    auto const nothing = [](MeshState const&, SmallOutcome const&) {
+        return trimora::Expectation();
+    };
+    CHECK_THROWS_AS(trimora::editChecked(mesh, edit, nothing), std::bad_alloc);
+    CHECK(isUntouched(before, mesh));
+}

@@ -1,0 +1,585 @@
+// The diagnosis: one small mesh for each kind of finding, and nothing but notes on what is sound.
+
+#include "support/builders.h"
+#include "support/checks.h"
+#include "support/corpus.h"
+#include "support/oracles.h"
+#include "toolkit/meshDiagnosis.h"
+#include "toolkit/readMesh.h"
+#include "toolkit/sampleMeshes.h"
+
+#include "trimora/repair/meshReverseWinding.h"
+
+#include <algorithm>
+#include <cmath>
+#include <doctest/doctest.h>
+#include <limits>
+#include <set>
+#include <sstream>
+
+using koGeom::CompactMesh;
+using koLinear::Point;
+using support::meshOf;
+using trimora::Diagnosis;
+using trimora::Finding;
+using Severity = Finding::Severity;
+
+namespace {
+
+float const notANumber = std::numeric_limits<float>::quiet_NaN();
+float const infinity = std::numeric_limits<float>::infinity();
+
+Diagnosis diagnosed(CompactMesh const& mesh, trimora::DiagnosisOptions const& options = {},
+                    trimora::ReadReport const& report = {}) {
+    koUtil::Progress progress;
+    return trimora::diagnoseMesh(mesh, report, options, progress);
+}
+
+/// The kinds that are worse than notes, in order.
+std::vector<std::string> faultsIn(Diagnosis const& diagnosis) {
+    std::vector<std::string> kinds;
+    for (Finding const& finding : diagnosis.findings)
+        if (finding.severity != Severity::Note)
+            kinds.push_back(finding.kind);
+    return kinds;
+}
+
+std::vector<std::string> notesIn(Diagnosis const& diagnosis) {
+    std::vector<std::string> kinds;
+    for (Finding const& finding : diagnosis.findings)
+        if (finding.severity == Severity::Note)
+            kinds.push_back(finding.kind);
+    return kinds;
+}
+
+using Kinds = std::vector<std::string>;
+using Ids = std::vector<int>;
+
+/// An empty finding where there is none of the kind.
+Finding findingOf(Diagnosis const& diagnosis, std::string const& kind) {
+    for (Finding const& finding : diagnosis.findings)
+        if (finding.kind == kind)
+            return finding;
+    return {};
+}
+
+/// Everything that was found, as one text.
+std::string textOf(Diagnosis const& diagnosis) {
+    std::ostringstream text;
+    text.precision(17);
+    text << diagnosis.vertices << ' ' << diagnosis.triangles << ' ' << diagnosis.parts << ' '
+         << diagnosis.boundaries << ' ' << diagnosis.area << ' ' << diagnosis.volume.value_or(-1.0)
+         << '\n';
+    for (Finding const& finding : diagnosis.findings) {
+        text << finding.kind << ' ' << trimora::nameOfSeverity(finding.severity) << ' '
+             << finding.title << finding.meaning << finding.remedy << finding.advice
+             << finding.count << finding.unit << '\n';
+        for (auto const& place : finding.places) {
+            for (int const t : place.triangles)
+                text << ' ' << t;
+            for (int const v : place.vertices)
+                text << " v" << v;
+            for (auto const& edge : place.edges)
+                text << ' ' << edge[0] << '-' << edge[1];
+            for (auto const& point : {place.centre, place.lowest, place.highest})
+                text << ' ' << point[0] << ',' << point[1] << ',' << point[2];
+            text << ' ' << place.measure.value_or(-1.0) << place.note << '\n';
+        }
+    }
+    return text.str();
+}
+
+CompactMesh withTriangles(CompactMesh const& mesh, Ids const& more) {
+    Ids all = support::trianglesOf(mesh);
+    all.insert(all.end(), more.begin(), more.end());
+    return meshOf(support::coordinatesOf(mesh), all);
+}
+
+CompactMesh without(CompactMesh const& mesh, std::set<int> const& triangles) {
+    Ids const all = support::trianglesOf(mesh);
+    Ids kept;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t)
+        if (triangles.count(t) == 0)
+            kept.insert(kept.end(), all.begin() + 3 * t, all.begin() + 3 * t + 3);
+    return meshOf(support::coordinatesOf(mesh), kept);
+}
+
+CompactMesh scaled(CompactMesh mesh, float factor, float move = 0.0f) {
+    for (int i = 0; i < 3 * mesh.getNumVertices(); ++i)
+        mesh.getVerticesRaw()[i] = factor * mesh.getVerticesRaw()[i] + move;
+    return mesh;
+}
+
+CompactMesh reversed(CompactMesh mesh) {
+    koGeom::meshReverseWinding(mesh, false);
+    return mesh;
+}
+
+/// Whether all numbers are those of the mesh, all places finite, and the order that of severity.
+void checkForm(CompactMesh const& mesh, Diagnosis const& diagnosis) {
+    for (std::size_t i = 0; i < diagnosis.findings.size(); ++i) {
+        Finding const& finding = diagnosis.findings[i];
+        CAPTURE(finding.kind);
+        CHECK((i == 0 || diagnosis.findings[i - 1].severity <= finding.severity));
+        CHECK(finding.count > 0);
+        CHECK_FALSE(finding.title.empty());
+        CHECK_FALSE(finding.meaning.empty());
+        CHECK(finding.places.size() <= 50);
+        for (auto const& place : finding.places) {
+            for (int const t : place.triangles)
+                CHECK((t >= 0 && t < mesh.getNumTriangles()));
+            for (int const v : place.vertices)
+                CHECK((v >= 0 && v < mesh.getNumVertices()));
+            for (auto const& edge : place.edges)
+                CHECK((edge[0] >= 0 && edge[0] < mesh.getNumVertices() && edge[1] >= 0 &&
+                       edge[1] < mesh.getNumVertices()));
+            for (std::size_t k = 0; k < 3; ++k) {
+                CHECK(std::isfinite(place.centre[k]));
+                CHECK(place.lowest[k] <= place.highest[k]);
+            }
+        }
+    }
+}
+
+}  // namespace
+
+TEST_CASE("soundMeshesHaveNotesAlone") {
+    for (support::NamedMesh const& named : support::manifoldZoo()) {
+        CAPTURE(named.name);
+        Diagnosis const diagnosis = diagnosed(named.mesh);
+        CHECK(diagnosis.isSound());
+        CHECK(faultsIn(diagnosis) == Kinds());
+        CHECK(diagnosis.area == doctest::Approx(support::area(named.mesh)));
+        CHECK(diagnosis.volume.has_value() == (support::numBorderEdges(named.mesh) == 0));
+        if (diagnosis.volume)
+            CHECK(*diagnosis.volume == doctest::Approx(support::volume(named.mesh)));
+    }
+    CHECK(notesIn(diagnosed(support::cube())) == Kinds());
+    CHECK(notesIn(diagnosed(support::grid(3, 2))) == Kinds({"openBorders", "flat"}));
+    CHECK(notesIn(diagnosed(support::triangle())) == Kinds({"openBorders", "flat"}));
+    CHECK(notesIn(diagnosed(support::joined(support::cube(), support::cube(), 3.0f))) ==
+          Kinds({"parts"}));
+}
+
+TEST_CASE("aMeshWithoutTrianglesIsNoSurface") {
+    CHECK(faultsIn(diagnosed(CompactMesh())) == Kinds({"noTriangles"}));
+    CHECK(faultsIn(diagnosed(meshOf({1, 2, 3}, {}))) == Kinds({"noTriangles"}));
+    CHECK(findingOf(diagnosed(CompactMesh()), "noTriangles").severity == Severity::Fatal);
+}
+
+// 3---2
+// | / |   and the third corner of one more triangle is no vertex, or one before the first
+// 0---1
+TEST_CASE("indicesOutOfRangeAreLeftOut") {
+    CompactMesh mesh = withTriangles(support::grid(1, 1), {0, 1, 4, 0, -1, 2, 1 << 30, 0, 1});
+    Diagnosis const diagnosis = diagnosed(mesh);
+    Finding const finding = findingOf(diagnosis, "badIndices");
+    CHECK(faultsIn(diagnosis) == Kinds({"badIndices"}));
+    CHECK(finding.severity == Severity::Fatal);
+    CHECK(finding.count == 3);
+    REQUIRE(finding.places.size() == 3);
+    CHECK(finding.places[0].triangles == Ids({2}));
+    CHECK(finding.places[0].centre == std::array<double, 3>{0.5, 0.0, 0.0});
+    CHECK(finding.places[2].triangles == Ids({4}));
+    CHECK(diagnosis.triangles == 5);
+    CHECK(diagnosis.area == 1.0);
+}
+
+TEST_CASE("theReadersReportIsToldFirst") {
+    trimora::ReadReport report;
+    report.dropped.tooFewCorners = 2;
+    report.dropped.outOfRange = 1;
+    report.dropped.nonfinite = 4;
+    report.incompleteVertices = 1;
+    report.unknownLines = 3;
+    report.numProblems = 1;
+    report.problems.push_back({7, "a corner names vertex 9 of 8", -1});
+    Diagnosis const diagnosis = diagnosed(support::cube(), {}, report);
+    CHECK(faultsIn(diagnosis) == Kinds({"unreadableFaces", "incompleteVertices"}));
+    CHECK(notesIn(diagnosis) == Kinds({"leftOutFaces", "ignoredContent"}));
+    Finding const faces = findingOf(diagnosis, "unreadableFaces");
+    CHECK(faces.count == 3);
+    CHECK(faces.meaning.find("2 with fewer than three corners") != std::string::npos);
+    CHECK(faces.meaning.find("line 7: a corner names vertex 9 of 8") != std::string::npos);
+}
+
+TEST_CASE("trianglesThatAreNotFiniteAreFound") {
+    CompactMesh mesh = support::grid(2, 2);
+    mesh.getVertices()[0].x = notANumber;  // a corner of the grid, on both triangles of its square
+    Diagnosis const diagnosis = diagnosed(mesh);
+    Finding const finding = findingOf(diagnosis, "nonfiniteTriangles");
+    CHECK(finding.severity == Severity::Fatal);
+    CHECK(finding.count == 2);
+    CHECK(finding.places[0].triangles == Ids({0}));
+    CHECK(finding.places[0].vertices == Ids({1, 4}));
+    CHECK(finding.remedy == "trimora convert IN OUT --drop-nonfinite");
+    checkForm(mesh, diagnosis);
+}
+
+TEST_CASE("soupIsToldOnceAndLookedAtAsWelded") {
+    CompactMesh const ball = support::soup(support::sphere(2));
+    Diagnosis const diagnosis = diagnosed(ball);
+    CHECK(faultsIn(diagnosis) == Kinds({"triangleSoup"}));
+    CHECK(notesIn(diagnosis) == Kinds());
+    CHECK(findingOf(diagnosis, "triangleSoup").count == 3 * 128 - 66);
+    CHECK(diagnosis.parts == 1);
+    CHECK(diagnosis.boundaries == 0);
+    CHECK(diagnosis.volume.has_value());
+
+    // What is wrong with the welded surface is told in the numbers of the soup.
+    Diagnosis const opened = diagnosed(support::soup(without(support::sphere(2), {5})));
+    CHECK(faultsIn(opened) == Kinds({"triangleSoup", "holes"}));
+    Finding const hole = findingOf(opened, "holes");
+    CHECK(hole.count == 1);
+    REQUIRE(hole.places[0].edges.size() == 3);
+    checkForm(ball, opened);
+
+    trimora::ReadReport stl;
+    stl.format = "stl";
+    CHECK(diagnosed(ball, {}, stl).isSound());
+}
+
+// 6---7---8 8'--9
+// |   |   | |   |   two grids side by side, their vertices at x = 2 in equal places
+// 3---4---5 5'--.
+// |   |   | |   |
+// 0---1---2 2'--.
+TEST_CASE("aSeamThatIsNotWeldedIsNoHole") {
+    CompactMesh const mesh = support::joined(support::grid(2, 2), support::grid(2, 2), 2.0f);
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"coincidentVertices"}));
+    Finding const finding = findingOf(diagnosis, "coincidentVertices");
+    CHECK(finding.severity == Severity::Moderate);
+    CHECK(finding.count == 3);
+    REQUIRE(finding.places.size() == 3);
+    CHECK(finding.places[0].vertices == Ids({2, 9}));
+    CHECK(finding.places[0].centre == std::array<double, 3>{2.0, 0.0, 0.0});
+    CHECK(finding.remedy == "trimora weld IN OUT");
+
+    // Two closed cubes that touch along an edge have no seam.
+    Diagnosis const cubes =
+        diagnosed(support::joined(support::cube(), support::cube(), 1.0f, 1.0f));
+    CHECK(cubes.isSound());
+    CHECK(notesIn(cubes) == Kinds({"coincidentVertices", "parts"}));
+}
+
+TEST_CASE("unusedVerticesAreFound") {
+    Diagnosis const diagnosis =
+        diagnosed(support::joined(support::cube(), meshOf({9, 9, 9, notANumber, 0, 0}, {})));
+    CHECK(faultsIn(diagnosis) == Kinds({"unusedVertices"}));
+    Finding const finding = findingOf(diagnosis, "unusedVertices");
+    CHECK(finding.count == 2);
+    CHECK(finding.places[0].vertices == Ids({8}));
+    CHECK(finding.meaning.find("1 are NaN") != std::string::npos);
+    CHECK(finding.remedy == "trimora split IN OUT --vertices 14");
+}
+
+TEST_CASE("badTrianglesAreToldOnceAndTakenOutOfTheWay") {
+    // The cube's first triangle again, turned round; one with a vertex twice.
+    Ids const first = support::trianglesOf(support::cube());
+    CompactMesh const mesh =
+        withTriangles(support::cube(), {first[1], first[0], first[2], 3, 3, 4});
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"duplicateTriangles", "degenerateTriangles"}));
+    CHECK(findingOf(diagnosis, "duplicateTriangles").places[0].triangles == Ids({12}));
+    CHECK(findingOf(diagnosis, "degenerateTriangles").places[0].triangles == Ids({13}));
+    CHECK(diagnosis.volume == doctest::Approx(1.0));
+}
+
+//        2
+//    .       .         vertex 3 is a hair below the edge 0-1
+// 0 ----- 3 ---- 1
+TEST_CASE("needlesAreMeasured") {
+    CompactMesh const mesh =
+        meshOf({0, 0, 0, 2, 0, 0, 1, 1, 0, 1, -0.0001f, 0}, {0, 1, 2, 0, 3, 1});
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"needleTriangles"}));
+    Finding const finding = findingOf(diagnosis, "needleTriangles");
+    CHECK(finding.severity == Severity::Slight);
+    CHECK(finding.places[0].triangles == Ids({1}));
+    CHECK(*finding.places[0].measure == doctest::Approx(0.00005));
+    trimora::DiagnosisOptions strict;
+    strict.needleRatio = 0.00004;
+    CHECK(diagnosed(mesh, strict).isSound());
+}
+
+TEST_CASE("edgesOfThreeTrianglesAreFound") {
+    Diagnosis const diagnosis = diagnosed(support::threeOnAnEdge());
+    Finding const finding = findingOf(diagnosis, "crowdedEdges");
+    CHECK(finding.severity == Severity::Severe);
+    CHECK(finding.count == 1);
+    CHECK(finding.places[0].edges[0] == std::array<int, 2>{0, 1});
+    CHECK(finding.places[0].triangles == Ids({0, 1, 2}));
+    CHECK(*finding.places[0].measure == 3.0);
+}
+
+TEST_CASE("bowTiesAreFound") {
+    CompactMesh const mesh = support::bowTie();
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"bowTies"}));
+    Finding const finding = findingOf(diagnosis, "bowTies");
+    CHECK(finding.count == 1);
+    CHECK(finding.places[0].triangles.size() == 6);
+    CHECK(*finding.places[0].measure == 2.0);
+    // Beside a bad edge, too, where the library's own test does not look for them.
+    Diagnosis const both = diagnosed(support::joined(mesh, support::threeOnAnEdge(), 9.0f));
+    CHECK(findingOf(both, "bowTies").count == 1);
+    CHECK(findingOf(both, "crowdedEdges").count == 1);
+}
+
+// 6---7---8
+// | / | / |     the square 1-2-5-4 turned over: it is opposed at its three inner edges, 1-4, 4-5 and its diagonal is alike
+// 3---4---5
+// | / | / |
+// 0---1---2
+TEST_CASE("windingIsToldByEdgesAndTrianglesToTurn") {
+    CompactMesh mesh = support::grid(2, 2);
+    for (int const t : {2, 3})
+        std::swap(mesh.getTriangles()[t][0], mesh.getTriangles()[t][1]);
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"opposedNeighbours"}));
+    Finding const finding = findingOf(diagnosis, "opposedNeighbours");
+    CHECK(finding.count == 2);
+    CHECK(finding.places[0].edges[0] == std::array<int, 2>{1, 4});
+    CHECK(finding.places[1].edges[0] == std::array<int, 2>{4, 5});
+    CHECK(finding.meaning.find("2 triangles have to be turned") != std::string::npos);
+    // Its outer border is one, whatever the winding.
+    CHECK(findingOf(diagnosis, "openBorders").count == 1);
+    CHECK(diagnosis.boundaries == 1);
+}
+
+TEST_CASE("moebiusStripsAreNoWinding") {
+    Diagnosis const alone = diagnosed(support::moebius(9));
+    CHECK(faultsIn(alone) == Kinds({"moebiusStrips"}));
+    Finding const finding = findingOf(alone, "moebiusStrips");
+    CHECK(finding.count == 1);
+    CHECK(finding.places[0].triangles.size() == 18);
+    CHECK(finding.places[0].edges.size() == 1);
+    CHECK(finding.remedy == "");  // it would leave nothing
+    CHECK(alone.boundaries == 1);
+
+    Diagnosis const beside =
+        diagnosed(support::joined(support::sphere(2), support::moebius(9), 9.0f));
+    CHECK(findingOf(beside, "moebiusStrips").remedy == "trimora repair IN OUT");
+}
+
+TEST_CASE("insideOutPartsAndCavitiesAreToldApart") {
+    CompactMesh const outer = scaled(support::sphere(2), 4.0f);
+    CompactMesh const inner = support::sphere(2);
+    CHECK(faultsIn(diagnosed(reversed(outer))) == Kinds({"insideOutParts"}));
+    CHECK(notesIn(diagnosed(support::joined(outer, reversed(inner)))) ==
+          Kinds({"cavities", "parts"}));
+    CHECK(notesIn(diagnosed(support::joined(outer, inner))) == Kinds({"nestedParts", "parts"}));
+    // Beside the outer part, but in its box.
+    CompactMesh const ring = support::torus(24, 12, 4.0, 1.5);
+    CHECK(faultsIn(diagnosed(support::joined(ring, reversed(inner)))) == Kinds({"insideOutParts"}));
+    // A wall within a wall within a wall: solid, hollow, solid, hollow.
+    CompactMesh shells = support::joined(scaled(inner, 8.0f), reversed(outer));
+    shells = support::joined(shells, scaled(inner, 2.0f));
+    shells = support::joined(shells, reversed(inner));
+    Diagnosis const diagnosis = diagnosed(shells);
+    CHECK(diagnosis.isSound());
+    CHECK(findingOf(diagnosis, "cavities").count == 2);
+    CHECK(findingOf(diagnosis, "nestedParts").count == 0);
+    // The whole of it turned inside out.
+    CHECK(findingOf(diagnosed(reversed(shells)), "insideOutParts").count == 2);
+}
+
+TEST_CASE("holesAreMeasured") {
+    CompactMesh const mesh = without(support::sphere(3), {0, 100});
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"holes"}));
+    Finding const finding = findingOf(diagnosis, "holes");
+    CHECK(finding.count == 2);
+    CHECK(finding.remedy == "trimora fill IN OUT");
+    CHECK(diagnosis.boundaries == 2);
+    CHECK_FALSE(diagnosis.volume.has_value());
+    for (auto const& place : finding.places) {
+        CHECK(place.edges.size() == 3);
+        double length = 0.0;
+        for (auto const& edge : place.edges)
+            length += distance(mesh.getVertices()[edge[0]].asPoint(),
+                               mesh.getVertices()[edge[1]].asPoint());
+        CHECK(*place.measure == doctest::Approx(length));
+    }
+    CHECK(*finding.places[0].measure >= *finding.places[1].measure);
+}
+
+TEST_CASE("cracksComeWithTheDistanceThatSewsThem") {
+    CompactMesh const mesh = support::joined(support::grid(8, 8), support::grid(8, 8), 8.02f);
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"cracks"}));
+    Finding const finding = findingOf(diagnosis, "cracks");
+    CHECK(finding.count == 2);
+    REQUIRE(finding.places.size() == 2);
+    for (auto const& place : finding.places) {
+        CHECK(place.edges.size() == 8);
+        CHECK(*place.measure == doctest::Approx(0.02).epsilon(0.01));
+    }
+    CHECK(finding.remedy.rfind("trimora stitch IN OUT --distance ", 0) == 0);
+    // Half an edge away is no crack, and the sides of a ribbon are none.
+    CHECK(diagnosed(support::joined(support::grid(8, 8), support::grid(8, 8), 8.5f)).isSound());
+    CompactMesh ribbon = support::grid(20, 1);
+    for (int v = 0; v < ribbon.getNumVertices(); ++v)
+        ribbon.getVertices()[v].y *= 0.05f;
+    CHECK(diagnosed(ribbon).isSound());
+}
+
+// 0-----3-----1      folded over 0-1: 2 and 3 on the same side
+TEST_CASE("foldsAreMeasured") {
+    auto const hinge = [](double degrees) {
+        double const angle = degrees / 57.29577951308232;
+        return meshOf({0, 0, 0, 1, 0, 0, 0.5f, 1, 0, 0.5f, static_cast<float>(std::cos(angle)),
+                       static_cast<float>(std::sin(angle))},
+                      {0, 1, 2, 1, 0, 3});
+    };
+    Diagnosis const diagnosis = diagnosed(hinge(10.0));
+    Finding const finding = findingOf(diagnosis, "folds");
+    CHECK(finding.count == 1);
+    CHECK(*finding.places[0].measure == doctest::Approx(10.0));
+    CHECK(finding.places[0].triangles == Ids({0, 1}));
+    CHECK(finding.remedy == "trimora repair IN OUT --angle 15");
+    CHECK(findingOf(diagnosed(hinge(20.0)), "folds").count == 0);
+}
+
+TEST_CASE("dustIsSmallBesideTheWhole") {
+    CompactMesh const mesh =
+        support::joined(support::sphere(3), scaled(support::triangle(), 0.01f), 3.0f);
+    Diagnosis const diagnosis = diagnosed(mesh);
+    CHECK(faultsIn(diagnosis) == Kinds({"dust"}));
+    Finding const finding = findingOf(diagnosis, "dust");
+    CHECK(finding.count == 1);
+    CHECK(finding.places[0].triangles == Ids({512}));
+    CHECK(finding.remedy == "trimora split IN OUT --components");
+}
+
+TEST_CASE("scaleIsToldWhereItHurts") {
+    CHECK(faultsIn(diagnosed(scaled(support::sphere(2), 1e-6f))) == Kinds({"extremeScale"}));
+    CHECK(faultsIn(diagnosed(scaled(support::sphere(2), 1e9f))) == Kinds({"extremeScale"}));
+    CHECK(faultsIn(diagnosed(scaled(support::sphere(2), 1.0f, 30000.0f))) ==
+          Kinds({"farFromOrigin"}));
+    CHECK(diagnosed(scaled(support::sphere(2), 1.0f, 300.0f)).isSound());
+}
+
+TEST_CASE("crowdedVerticesAreANote") {
+    std::vector<float> coordinates = {0, 0, 0};
+    Ids triangles;
+    int const count = 1500;
+    for (int i = 0; i < count; ++i) {
+        double const angle = 6.283185307179586 * i / count;
+        for (double const c : {std::cos(angle), std::sin(angle), 0.1 * std::cos(9.0 * angle)})
+            coordinates.push_back(static_cast<float>(c));
+        for (int const v : {0, 1 + i, 1 + (i + 1) % count})
+            triangles.push_back(v);
+    }
+    Finding const finding = findingOf(diagnosed(meshOf(coordinates, triangles)), "crowdedVertices");
+    CHECK(finding.severity == Severity::Slight);
+    CHECK(finding.places[0].vertices == Ids({0}));
+    CHECK(*finding.places[0].measure == 1500.0);
+}
+
+TEST_CASE("cuttingPairsAreToldWithTheirPlace") {
+    CompactMesh const mesh = support::soup(
+        meshOf({-1, -1, 0, 1, -1, 0, 0, 2, 0, 0, 0, -1, 0, 0, 1, 0, 5, 0}, {0, 1, 2, 3, 4, 5}));
+    Finding const finding = findingOf(diagnosed(mesh), "selfIntersections");
+    REQUIRE(finding.count == 1);
+    CHECK(finding.places[0].triangles == Ids({0, 1}));
+    CHECK(*finding.places[0].measure == doctest::Approx(2.0));
+    CHECK(finding.places[0].centre[1] == doctest::Approx(1.0));
+    trimora::DiagnosisOptions options;
+    options.testIntersections = false;
+    CHECK(findingOf(diagnosed(mesh, options), "selfIntersections").count == 0);
+}
+
+//          2
+//        /   \         and 3-4-5 stands on it: 3 lies in its plane, inside, 4 above and 5 below
+//      /   3   \       and in two orders of its corners
+//    0 --------- 1
+TEST_CASE("cutsThatTheRepairDoesNotSeeHaveNoRemedy") {
+    std::vector<float> const coordinates = {0, 0, 0, 4, 0, 0, 2, 4, 0, 2, 1, 0, 3, 1, 1, 3, 1, -1};
+    Finding const unseen =
+        findingOf(diagnosed(meshOf(coordinates, {0, 1, 2, 3, 4, 5})), "selfIntersections");
+    CHECK(unseen.count == 1);
+    CHECK(unseen.remedy == "");
+    Finding const seen =
+        findingOf(diagnosed(meshOf(coordinates, {0, 1, 2, 4, 5, 3})), "selfIntersections");
+    CHECK(seen.remedy == "trimora repair IN OUT --self-intersections");
+}
+
+TEST_CASE("hostileMeshesAreDiagnosed") {
+    std::vector<support::NamedMesh> meshes = support::zoo();
+    meshes.push_back({"all NaN", meshOf(std::vector<float>(12, notANumber), {0, 1, 2, 1, 3, 2})});
+    meshes.push_back({"infinite", meshOf({infinity, 0, 0, 1, -infinity, 0, 0, 1, 0}, {0, 1, 2})});
+    meshes.push_back({"one point", meshOf(std::vector<float>(12, 1), {0, 1, 2, 1, 3, 2})});
+    meshes.push_back({"denormal", scaled(support::sphere(1), 1e-40f)});
+    meshes.push_back({"huge", scaled(support::sphere(1), 3e38f)});
+    meshes.push_back({"bad indices alone", meshOf({0, 0, 0}, {7, 8, 9, -1, -2, -3})});
+    meshes.push_back({"fan on an edge", [] {
+                          std::vector<float> coordinates = {0, 0, 0, 1, 0, 0};
+                          Ids triangles;
+                          for (int i = 0; i < 300; ++i) {
+                              for (double const c : {0.5, std::cos(0.02 * i), std::sin(0.02 * i)})
+                                  coordinates.push_back(static_cast<float>(c));
+                              for (int const v : {0, 1, i + 2})
+                                  triangles.push_back(v);
+                          }
+                          return meshOf(coordinates, triangles);
+                      }()});
+    meshes.push_back({"damaged scan", trimora::makeDamagedScan(3, 5)});
+    for (support::NamedMesh const& named : meshes) {
+        CAPTURE(named.name);
+        CompactMesh const before = named.mesh;
+        checkForm(named.mesh, diagnosed(named.mesh));
+        CHECK(support::trianglesOf(before) == support::trianglesOf(named.mesh));
+    }
+    CHECK(faultsIn(diagnosed(scaled(support::sphere(1), 3e38f))) == Kinds({"extremeScale"}));
+}
+
+TEST_CASE("theOutcomeDoesNotDependOnThreads") {
+    CompactMesh const mesh = trimora::makeDamagedScan(4, 2);
+    CompactMesh const spheres = support::joined(support::sphere(4), support::sphere(4), 0.7f);
+    std::string first;
+    support::withPools([&](int numThreads) {
+        CAPTURE(numThreads);
+        std::string const text = textOf(diagnosed(mesh)) + textOf(diagnosed(spheres));
+        if (first.empty())
+            first = text;
+        CHECK(text == first);
+    });
+}
+
+TEST_CASE("aCancelledDiagnosisSaysSo") {
+    CompactMesh const mesh = support::joined(support::sphere(3), support::sphere(3), 0.7f);
+    for (int const stop : {0, 1, 3, 7, 11}) {
+        koUtil::Progress progress;
+        int calls = 0;
+        progress.setListener([&](double, char const*) {
+            if (calls++ == stop)
+                progress.cancel();
+        });
+        CHECK(trimora::diagnoseMesh(mesh, {}, {}, progress).cancelled);
+    }
+}
+
+TEST_CASE("mostPlacesBoundsTheListNotTheCount") {
+    trimora::DiagnosisOptions options;
+    options.mostPlaces = 2;
+    Finding const finding =
+        findingOf(diagnosed(support::joined(support::sphere(3), support::sphere(3), 0.7f), options),
+                  "selfIntersections");
+    CHECK(finding.count > 10);
+    CHECK(finding.places.size() == 2);
+    CHECK(*finding.places[0].measure >= *finding.places[1].measure);
+}
+
+TEST_CASE("realMeshesAreDiagnosed") {
+    for (std::string const& path : support::corpus()) {
+        CAPTURE(path);
+        CompactMesh mesh;
+        trimora::ReadReport report;
+        REQUIRE(trimora::readMesh(path, mesh, report));
+        if (mesh.getNumTriangles() > 20000)
+            continue;
+        checkForm(mesh, diagnosed(mesh, {}, report));
+    }
+}
