@@ -585,7 +585,7 @@ bool BinaryBody::skipProperty(ByteWalk& walk, PlyProperty const& property) const
 FileOutcome BinaryBody::skipElement(PlyElement const& element) {
     if (!element.hasLists()) {
         std::int64_t const whole = numWhole(element);
-        reading_.report.otherElements += whole;
+        addOtherElements(reading_, whole);
         if (whole < element.count)
             reportCutOff(reading_, element, whole, static_cast<std::int64_t>(reading_.file.size()));
         position_ = whole < element.count
@@ -602,7 +602,7 @@ FileOutcome BinaryBody::skipElement(PlyElement const& element) {
         for (std::size_t i = 0; i < element.properties.size() && isWhole; ++i)
             isWhole = skipProperty(walk, element.properties[i]);
     }
-    reading_.report.otherElements += whole;
+    addOtherElements(reading_, whole);
     return endOfWalk(walk, element, whole);
 }
 

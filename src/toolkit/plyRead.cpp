@@ -7,6 +7,7 @@
 #include "toolkit/detail/readLimits.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace trimora {
 
@@ -82,6 +83,11 @@ FileOutcome allocateVertices(PlyReading& reading, std::int64_t count) {
     reading.report.vertices = count;
     reading.columns.allocate(reading.mesh, static_cast<int>(count), reading.shift, reading.report);
     return FileOutcome::done();
+}
+
+void addOtherElements(PlyReading& reading, std::int64_t count) {
+    std::int64_t& sum = reading.report.otherElements;
+    sum += std::min(count, std::numeric_limits<std::int64_t>::max() - sum);
 }
 
 void reportCutOff(PlyReading& reading, PlyElement const& element, std::int64_t whole,

@@ -204,7 +204,7 @@ FileOutcome TextBody::findRanges() {
         std::int64_t const end = element.properties.empty() ? next : next + whole;
         ranges_.push_back({&element, role, list, next, end});
         if (role == PlyRole::Other)
-            reading_.report.otherElements += whole;
+            addOtherElements(reading_, whole);
         if (role == PlyRole::Vertices) {
             if (FileOutcome const made = allocateVertices(reading_, whole); !made)
                 return made;

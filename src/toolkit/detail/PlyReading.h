@@ -100,6 +100,10 @@ std::size_t findIndexList(PlyElement const& element);
 /// Gives the mesh room for so many vertices, which the file has bytes for; a failure where they are too many.
 FileOutcome allocateVertices(PlyReading& reading, std::int64_t count);
 
+/// Counts elements that are no part of the mesh. Those without properties take no bytes, so that a head may declare any number: the
+/// sum stays within its type.
+void addOtherElements(PlyReading& reading, std::int64_t count);
+
 /// Tells that only `whole` items of an element are there.
 void reportCutOff(PlyReading& reading, PlyElement const& element, std::int64_t whole,
                   std::int64_t place);
