@@ -173,7 +173,7 @@ TEST_CASE("theNumberOfThreadsDoesNotChangeAPicture") {
     SurfacePaint const paint =
         trimora::paintDefects(mesh, trimora::checkMesh(mesh, check, progress));
     CHECK_FALSE(paint.edges.empty());
-    RenderOptions options = small(150, 110, 3);
+    RenderOptions options = small(90, 66, 2);
     options.up = UpAxis::Z;
     options.shadow = options.edges = options.outlines = true;
     Picture expected;
@@ -364,7 +364,7 @@ TEST_CASE("theSizeOfAMeshIsNotSeen") {
 
 TEST_CASE("zooMeshesAreDrawn") {
     for (auto const& named : support::zoo()) {
-        RenderOptions options = small(40, 30, 1);
+        RenderOptions options = small(24, 18, 1);
         options.shadow = options.edges = options.outlines = true;
         SurfacePaint const paint = trimora::paintCurvature(named.mesh);
         RenderOutcome const outcome = render(named.mesh, options, &paint);
