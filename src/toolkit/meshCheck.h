@@ -62,6 +62,7 @@ struct CheckResult {
 /// progress    polled between the tests and inside the intersection test
 /// cost        O(n log n) plus the intersection test; about 300 bytes of scratch a triangle
 /// threads     runs on the shared pool; call from one thread
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API CheckResult checkMesh(koGeom::CompactMesh const& mesh, CheckOptions const& options,
                                   koUtil::Progress& progress);
 

@@ -17,6 +17,7 @@ struct MeshCounts {
         0;  ///< loops of open edges; where two meet in a vertex both are whole, as in findHoles
 };
 
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API MeshCounts countMesh(koGeom::CompactMesh const& mesh);
 
 /// Length of the diagonal of the box round all finite vertices.

@@ -41,6 +41,7 @@ struct MeshDistance {
 /// cost        two octrees, a closest point for each vertex of both and each triangle of the second; on the shared
 ///             pool; some 200 bytes a triangle of scratch
 /// threads     the result does not depend on their number, to the last bit
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API MeshDistance measureDistance(koGeom::CompactMesh const& first,
                                          koGeom::CompactMesh const& second,
                                          koUtil::Progress& progress);

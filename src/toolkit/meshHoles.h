@@ -41,6 +41,7 @@ struct MeshHole {
 /// edges of more than two triangles, or neighbours wound against one another, and when it is no loop.
 ///
 /// cost   linear in the mesh, O(n log n) in the borders
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API std::vector<MeshHole> findHoles(koGeom::CompactMesh const& mesh);
 
 /// Which of a mesh's holes are meant.

@@ -38,6 +38,7 @@ inline constexpr double maxSubdividedQuads = 500e6;
 /// levels            1 or more; numSubdividedQuads has to be at most maxSubdividedQuads
 /// returns           a mesh of quads, see polygonMesh
 /// cost              linear in the result, see computeSubdivMesh; on the calling thread
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API koGeom::CompactMesh subdivideMesh(koGeom::CompactMesh const& mesh,
                                               std::vector<int> const& trianglePolygon, int levels);
 

@@ -28,6 +28,7 @@ struct VerifyOutcome {
 ///
 /// trianglePolygon   see fillTopoMesh
 /// cost              O(n log n), see MeshVerify; on the calling thread
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API VerifyOutcome verifyMesh(koGeom::CompactMesh const& mesh,
                                      std::vector<int> const& trianglePolygon);
 

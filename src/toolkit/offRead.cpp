@@ -213,14 +213,8 @@ void OffReader::vertex() {
     bool const isFinite =
         std::all_of(numbers.begin(), numbers.begin() + 3, [](float x) { return std::isfinite(x); });
     positions_.insert(positions_.end(), numbers.begin(), numbers.begin() + 3);
-    report_.incompleteVertices += !isComplete || isBad;
-    report_.nonfiniteVertices += !isFinite;
-    if (!isComplete)
-        problem(line, "vertex with fewer than three numbers; the others are 0");
-    else if (isBad)
-        problem(line, "vertex with a coordinate that is no number; it is NaN");
-    else if (!isFinite)
-        problem(line, "vertex with a coordinate that is NaN or infinite");
+    if (char const* const fault = countVertexFaults(report_, isComplete, isBad, isFinite))
+        problem(line, fault);
     values(numbers.data() + 3, isComplete ? count - 3 : 0, whole >> 3);
 }
 

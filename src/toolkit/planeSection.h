@@ -37,6 +37,7 @@ struct SectionPlane {
 ///                branchings are vertices with more than two pieces of section, and edges of more than two triangles
 /// order          nodes are numbered as the triangles meet them; a curve starts at its lowest node
 /// cost           O(triangles) on the calling thread, O(k log k) for k triangles that are cut
+/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
 TRIMORA_API SurfaceCurves planeSection(koGeom::CompactMesh const& mesh, SectionPlane const& plane,
                                        double tolerance);
 

@@ -213,14 +213,8 @@ void TextStlReader::vertex() {
     }
     bool const finite =
         std::isfinite(position[0]) && std::isfinite(position[1]) && std::isfinite(position[2]);
-    report_.incompleteVertices += !complete || isTold;
-    report_.nonfiniteVertices += !finite;
-    if (!complete)
-        problem(line, "vertex with fewer than three numbers; the others are 0");
-    else if (isTold)
-        problem(line, "vertex with a coordinate that is no number; it is NaN");
-    else if (!finite)
-        problem(line, "vertex with a coordinate that is NaN or infinite");
+    if (char const* const fault = countVertexFaults(report_, complete, isTold, finite))
+        problem(line, fault);
     corners_.insert(corners_.end(), position.begin(), position.end());
 }
 

@@ -4,6 +4,7 @@
 #include "support/builders.h"
 #include "support/checks.h"
 #include "toolkit/readMesh.h"
+#include "toolkit/roundTrip.h"
 #include "toolkit/writeMesh.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
@@ -58,14 +59,7 @@ inline std::vector<std::string> problemsOf(trimora::ReadReport const& report) {
     return lines;
 }
 
-/// Equal bits, but that a NaN is a NaN.
-inline bool areSameFloats(float const* a, float const* b, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i)
-        if (std::memcmp(&a[i], &b[i], sizeof(float)) != 0 &&
-            !(std::isnan(a[i]) && std::isnan(b[i])))
-            return false;
-    return true;
-}
+using formats::areSameFloats;
 
 /// The same vertices, triangles, polygons and sets of floats, in the same order.
 inline void checkSame(koGeom::CompactMesh const& mesh, koGeom::CompactMesh const& expected) {

@@ -1,6 +1,6 @@
 #include "formatChecks.h"
-#include "toolkit/detail/childProcess.h"
 #include "toolkit/detail/files.h"
+#include "toolkit/detail/forkedWork.h"
 #include "toolkit/detail/gltfFormat.h"
 
 #include <algorithm>

@@ -11,14 +11,11 @@
 /// What any mesh of triangles promises when it is written and read back, in whichever format.
 namespace formats {
 
-/// Equal bits, or both NaN: a text file keeps no payload.
-inline bool isSameFloat(float a, float b) {
-    return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
-}
-
-inline bool areSameFloats(float const* a, float const* b, int count) {
-    for (int i = 0; i < count; ++i)
-        if (!isSameFloat(a[i], b[i]))
+/// Equal bits, but that a NaN is a NaN: a text file keeps no payload.
+inline bool areSameFloats(float const* a, float const* b, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        if (std::memcmp(&a[i], &b[i], sizeof(float)) != 0 &&
+            !(std::isnan(a[i]) && std::isnan(b[i])))
             return false;
     return true;
 }
@@ -35,7 +32,8 @@ inline bool isSetKept(koGeom::CompactMesh const& before, koGeom::CompactMesh con
     int const dimension = first->dimension;
     for (int i = 0; i < 3 * before.getNumTriangles(); ++i) {
         int const at = dimension * before.getTrianglesRaw()[i];
-        if (!areSameFloats(first->asFloat() + at, second->asFloat() + at, dimension))
+        if (!areSameFloats(first->asFloat() + at, second->asFloat() + at,
+                           static_cast<std::size_t>(dimension)))
             return false;
     }
     return true;
@@ -54,7 +52,7 @@ inline bool areCornersKept(koGeom::CompactMesh const& before, koGeom::CompactMes
 inline bool areNumbersKept(koGeom::CompactMesh const& before, koGeom::CompactMesh const& after) {
     return before.getNumVertices() == after.getNumVertices() &&
            areSameFloats(before.getVerticesRaw(), after.getVerticesRaw(),
-                         3 * before.getNumVertices()) &&
+                         3 * static_cast<std::size_t>(before.getNumVertices())) &&
            (before.getNumTriangles() == 0 ||
             std::memcmp(before.getTrianglesRaw(), after.getTrianglesRaw(),
                         3 * sizeof(int) * static_cast<std::size_t>(before.getNumTriangles())) == 0);

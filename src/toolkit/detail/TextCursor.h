@@ -1,5 +1,6 @@
 #pragma once
 
+#include "toolkit/ReadReport.h"
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/readLimits.h"
 #include "toolkit/detail/textNumbers.h"
@@ -132,5 +133,18 @@ private:
     std::int64_t line_ = 1;
     bool endsInLineEnd_ = false;
 };
+
+/// Counts in the report what is wrong with a vertex of a text file.
+///
+/// returns   what to say of it; null: nothing
+inline char const* countVertexFaults(ReadReport& report, bool isComplete, bool isBad,
+                                     bool isFinite) {
+    report.incompleteVertices += !isComplete || isBad;
+    report.nonfiniteVertices += !isFinite;
+    return !isComplete ? "vertex with fewer than three numbers; the others are 0"
+           : isBad     ? "vertex with a coordinate that is no number; it is NaN"
+           : !isFinite ? "vertex with a coordinate that is NaN or infinite"
+                       : nullptr;
+}
 
 }  // namespace trimora

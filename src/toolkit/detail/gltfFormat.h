@@ -1,20 +1,13 @@
 #pragma once
 
-#include "toolkit/FileOutcome.h"
+#include "toolkit/detail/formatRow.h"
 
-#include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/export.h"
 
 #include <cstdint>
 #include <string_view>
 
 namespace trimora {
-
-class InputFile;
-class OutputFile;
-struct ReadOptions;
-struct ReadReport;
-struct WriteOptions;
 
 /// The rows of glTF, in its binary form and as text, in the table of formats.
 bool recognisesGlb(std::string_view head, std::uint64_t size);

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "toolkit/FileOutcome.h"
+#include "toolkit/detail/formatRow.h"
 
-#include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/export.h"
 
 #include <cstddef>
@@ -10,12 +9,6 @@
 #include <string_view>
 
 namespace trimora {
-
-class InputFile;
-class OutputFile;
-struct ReadOptions;
-struct ReadReport;
-struct WriteOptions;
 
 /// The OBJ row of the table of formats.
 bool recognisesObj(std::string_view head, std::uint64_t size);

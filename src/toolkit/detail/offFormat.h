@@ -1,19 +1,8 @@
 #pragma once
 
-#include "toolkit/FileOutcome.h"
-
-#include "trimora/contract/koGeom/CompactMesh.h"
-
-#include <cstdint>
-#include <string_view>
+#include "toolkit/detail/formatRow.h"
 
 namespace trimora {
-
-class InputFile;
-class OutputFile;
-struct ReadOptions;
-struct ReadReport;
-struct WriteOptions;
 
 /// The OFF row of the table of formats.
 bool recognisesOff(std::string_view head, std::uint64_t size);

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "toolkit/FileOutcome.h"
-
-#include "trimora/contract/koGeom/CompactMesh.h"
+#include "toolkit/detail/formatRow.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,12 +8,6 @@
 #include <string_view>
 
 namespace trimora {
-
-class InputFile;
-class OutputFile;
-struct ReadOptions;
-struct ReadReport;
-struct WriteOptions;
 
 /// The STL row of the table of formats.
 bool recognisesStl(std::string_view head, std::uint64_t size);

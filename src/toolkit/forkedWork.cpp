@@ -1,6 +1,6 @@
 // Work in a process of its own: forked, its result read from a pipe, waited for in any case.
 
-#include "toolkit/detail/childProcess.h"
+#include "toolkit/detail/forkedWork.h"
 
 #include <array>
 #include <cerrno>
