@@ -19,6 +19,18 @@ def find_chromium():
     return None
 
 
+def starts(program):
+    """Whether the browser shows an empty page: not on machines that forbid what it needs."""
+    with tempfile.TemporaryDirectory(prefix='trimora-page-') as profile:
+        try:
+            shown = subprocess.run([program, '--headless=new', '--no-sandbox', '--disable-dev-shm-usage', '--disable-gpu',
+                                    f'--user-data-dir={profile}', '--dump-dom', 'about:blank'],
+                                   stdin=subprocess.DEVNULL, capture_output=True, timeout=180)
+        except subprocess.TimeoutExpired:
+            return False
+    return shown.returncode == 0 and b'<html>' in shown.stdout
+
+
 class Browser:
     """One page of one browser. Use it in a `with`; what goes wrong in the page is collected in `faults`."""
 

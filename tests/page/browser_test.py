@@ -10,7 +10,7 @@ import sys
 import tempfile
 import unittest
 
-from browser import Browser, Image, find_chromium
+from browser import Browser, Image, find_chromium, starts
 
 WIDTH, HEIGHT = 900, 600
 GROUND, DARK_GROUND = (237, 240, 243), (15, 18, 22)
@@ -255,6 +255,48 @@ class FindingTest(PageTest):
         self.assertEqual(self.text('.remedy code'), 'trimora repair IN OUT --only "<holes>"')  # no name for a shell
 
 
+    def test_places_are_told_by_numbers_and_coordinates_first(self):
+        self.open('compare')
+        findings = self.browser.run('JSON.parse(document.getElementById("diagnosis").textContent).meshes[0].findings')
+        for finding, noun in (WINDING, 'triangles'), (NON_MANIFOLD, 'edge'), (HOLES, 'edges'), (UNUSED, 'vertex'):
+            self.choose(0, finding, 0)
+            place = findings[finding]['places'][0]
+            row = f'#lists li:nth-child({finding + 1}) .places button'
+            first = str(place['triangles'][0] if noun == 'triangles' else place['vertices'][0] if noun == 'vertex'
+                        else f"{place['edges'][0]}–{place['edges'][1]}")
+            self.assertRegex(self.text(f'{row} .elements'), f'^{noun} {first}')
+            lines = self.browser.run(f'Array.from(document.querySelectorAll({row + " .note"!r}), line => line.textContent)')
+            told = [float(x.replace(',', '')) for x in lines[0].removeprefix('at ').split(', ')]
+            for x, centre in zip(told, place['centre']):
+                self.assertAlmostEqual(x, centre, 3)
+            if place['note']:
+                self.assertEqual(lines[1], place['note'])
+            self.assertIn(lines[0], self.text('#spoken'))
+            if place['lowest'] != place['highest']:
+                self.assertTrue(lines[-1].startswith('box '))
+                self.assertGreater(self.box(f'{row} .box')[3] - self.box(f'{row} .box')[1], 5)  # of the chosen place
+        self.assertIn('numbered from 0', self.text('#foot'))
+        self.assert_quiet()
+
+    def test_commands_that_were_not_tried_are_told_as_guesses(self):
+        self.open('compare')
+        for finding, heading in (HOLES, 'Mend it'), (NEEDLES, 'May mend it'):
+            self.choose(0, finding, 0)
+            self.assertEqual(self.text(f'#lists li:nth-child({finding + 1}) h4'), heading)
+
+    def test_coordinates_are_those_of_the_file(self):
+        self.open('shifted')
+        self.choose(0, 0, 0)
+        self.assertIn('at 4,000,000.125, ', self.text('#lists .places .note'))
+        self.assertIn('was taken off', self.text('#foot'))
+        self.browser.click(*self.place_of_triangle(0, 0))
+        self.browser.wait_for('!document.getElementById("picked").hidden')
+        cells = self.browser.run('Array.from(document.querySelectorAll("#picked tr td:nth-child(2)"), c => Number(c.textContent))')
+        positions, corners = self.array('positions0', 'f'), self.array('corners0', 'I')
+        self.assertEqual(cells, [4000000.125 + positions[3 * v] for v in corners[:3]])
+        self.assert_quiet()
+
+
 class PickTest(PageTest):
     def test_a_click_tells_the_triangle_and_its_findings(self):
         self.open('compare')
@@ -415,6 +457,9 @@ def main():
     program = find_chromium()
     if program is None:
         print('page/browser: no Chromium here, so the page was not looked at; Debian has it as the package chromium')
+        return 0
+    if not starts(program):
+        print(f'page/browser: {program} does not start here, so the page was not looked at')
         return 0
     with tempfile.TemporaryDirectory(prefix='trimora-pages-') as folder, Browser(program) as browser:
         subprocess.run([os.path.abspath(sys.argv[1]), folder], check=True)
