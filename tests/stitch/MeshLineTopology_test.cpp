@@ -11,6 +11,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace koGeom;
@@ -32,7 +33,9 @@ struct Graph {
     static constexpr double reach = 1.5;
 
     explicit Graph(std::vector<Loop> const& loops, double distance = reach)
-        : mesh(meshOfLoops(loops)), topology(mesh), isOriented(topology.compute(distance)) {}
+        : Graph(meshOfLoops(loops), distance) {}
+    Graph(CompactMesh lines, double distance)
+        : mesh(std::move(lines)), topology(mesh), isOriented(topology.compute(distance)) {}
 
     std::vector<EdgeRef> edges() {
         std::vector<EdgeRef> all;
@@ -45,6 +48,18 @@ struct Graph {
     TopologyAlg topology;
     bool isOriented;
 };
+
+/// With a line from the last strip but one to the last one: then no two vertices share what is near their place.
+CompactMesh withLineBetweenLast(CompactMesh mesh) {
+    int const numLines = mesh.getNumLines();
+    std::vector<MeshLine> const lines(mesh.getLines(), mesh.getLines() + numLines);
+    mesh.resizeLineArray(numLines + 1);
+    std::copy(lines.begin(), lines.end(), mesh.getLines());
+    int const last = mesh.getNumLineStrips() - 1;
+    mesh.getLines()[numLines] = {
+        {mesh.getLineStripStarts()[last - 1][0], mesh.getLineStripStarts()[last][0]}};
+    return mesh;
+}
 
 std::string placeOf(MeshLineTopology::Point const& point) {
     return std::to_string(point.boundary) + ":" + std::to_string(point.position);
@@ -620,4 +635,42 @@ TEST_CASE("anyLoopsGiveAConsistentGraphTwice") {
             CHECK(again.isOriented == graph.isOriented);
         }
     }
+}
+
+// Many copies of a loop in one place look for what is near once for all of them.
+TEST_CASE("loopsInOnePlaceAreNearWhatEachAloneIsNear") {
+    std::size_t numEdges = 0;
+    for (std::uint64_t seed = 0; seed < 60; ++seed) {
+        CAPTURE(seed);
+        support::Random random(seed);
+        std::vector<Loop> loops;
+        for (int i = 1 + random.index(3); i > 0; --i) {
+            int const left = random.index(3);
+            Loop const loop = random.index(2) == 0
+                                  ? rectangle(left, 0, left + 3, 1 + random.index(3), 0.5)
+                                  : circle(10 + random.index(30), 1 + random.index(3));
+            for (int copy = random.index(4); copy >= 0; --copy)
+                loops.push_back(random.index(3) == 0 ? reversed(loop)
+                                                     : rotated(loop, random.index(10)));
+        }
+        if (random.index(4) == 0)
+            loops[0][0].x = random.index(2) == 0 ? std::nan("") : INFINITY;
+        for (double const height : {1000.0, 2000.0})
+            loops.push_back(circle(12, 1.0, height));
+        for (double const distance : {0.4, 1.2}) {
+            CAPTURE(distance);
+            Graph together(loops, distance);
+            Graph oneByOne(withLineBetweenLast(meshOfLoops(loops)), distance);
+            CHECK(edgesOf(together) == edgesOf(oneByOne));
+            CHECK(together.isOriented == oneByOne.isOriented);
+            auto const edges = together.edges();
+            auto const others = oneByOne.edges();
+            numEdges += edges.size();
+            for (std::size_t i = 0; i < std::min(edges.size(), others.size()); ++i) {
+                CHECK(edges[i]->getQuality() == others[i]->getQuality());
+                CHECK(edges[i]->getDomain() == others[i]->getDomain());
+            }
+        }
+    }
+    CHECK(numEdges > 100);
 }

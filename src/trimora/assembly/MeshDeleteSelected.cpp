@@ -6,6 +6,9 @@
 #include "trimora/contract/koGeom/MeshModification.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 
 // Both arrays are compacted in place: survivors only ever move towards the front, so that none is
 // overwritten before it has moved.
@@ -92,6 +95,7 @@ MeshDeleteSelected& MeshDeleteSelected::operator=(MeshDeleteSelected const& othe
 MeshDeleteSelected::~MeshDeleteSelected() = default;
 
 void MeshDeleteSelected::operator()() {
+    assert(detail::hasTrianglesInRange(*mesh_));
     CompactMesh& mesh = *mesh_;
     BitVector const doomedTriangles = fitted(mesh.getSelectedTriangles(), mesh.getNumTriangles());
     if (doomedTriangles.count == 0)

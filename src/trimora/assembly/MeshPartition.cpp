@@ -5,7 +5,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 
@@ -121,7 +123,9 @@ SubsetList MeshPartition::Impl::partition() {
 }
 
 MeshPartition::MeshPartition(CompactMesh const& mesh, MeshAdjTris const& adjTris, int size)
-    : impl_(std::make_shared<Impl>(mesh, adjTris, size)) {}
+    : impl_(std::make_shared<Impl>(mesh, adjTris, size)) {
+    assert(detail::isTableOf(adjTris, mesh));
+}
 
 MeshPartition::MeshPartition(MeshPartition const& other) = default;
 

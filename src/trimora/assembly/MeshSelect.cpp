@@ -5,8 +5,10 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -80,7 +82,9 @@ MeshSelect::MeshSelect(CompactMesh const& mesh, MeshAdjTris const& adjTris, BitV
       selectedTriangles_(&triangles),
       selectedVertices_(&vertices),
       triangles_(mesh.getTrianglesRaw()),
-      vertices_(mesh.getVerticesRaw()) {}
+      vertices_(mesh.getVerticesRaw()) {
+    assert(detail::countsMatch(adjTris, mesh));
+}
 
 BitVector& MeshSelect::getSelectedVertices() {
     resizeIfDifferent(*selectedVertices_, mesh_->getNumVertices());
@@ -154,6 +158,7 @@ void MeshSelect::selectVerticesFromTriangles() {
 }
 
 void MeshSelect::selectTrianglesRecursive(bool oneRing) {
+    assert(detail::isTableOf(*adjTris_, *mesh_));
     debugChannel().print("MeshSelect::selectTrianglesRecursive()\n");
     koOS::StopWatch watch;
     watch.start();
@@ -195,6 +200,7 @@ void MeshSelect::selectTrisAdjacentToVert(int vertex, BitVector& bits) {
 }
 
 void MeshSelect::selectAffectedTriangles(std::deque<MeshCoord> const& coords, double tolerance) {
+    assert(detail::areAllOn(coords, *mesh_));
     BitVector& selected = getSelectedTriangles();
     for (MeshCoord const& coord : coords) {
         if (!coord.valid())

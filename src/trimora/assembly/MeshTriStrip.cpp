@@ -7,8 +7,10 @@
 #include "trimora/contract/koGeom/MeshModification.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 
 // A strip of the points 0 1 2 3 4 ... is the triangles (0 1 2), (2 1 3), (2 3 4), ...
@@ -189,7 +191,9 @@ void MeshTriStrip::Impl::store(StripList const& strips) {
 }
 
 MeshTriStrip::MeshTriStrip(CompactMesh& mesh, MeshAdjTris const& adjTris)
-    : impl_(std::make_shared<Impl>(mesh, adjTris)) {}
+    : impl_(std::make_shared<Impl>(mesh, adjTris)) {
+    assert(detail::isTableOf(adjTris, mesh));
+}
 
 MeshTriStrip::MeshTriStrip(MeshTriStrip const& other) = default;
 

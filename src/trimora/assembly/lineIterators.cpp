@@ -2,6 +2,8 @@
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 
+#include <cassert>
+
 namespace koGeom {
 
 LineVertexIterator::LineVertexIterator(CompactMesh const& mesh)
@@ -11,6 +13,7 @@ LineVertexIterator::LineVertexIterator(CompactMesh const& mesh)
 }
 
 int LineVertexIterator::index() const {
+    assert(valid());
     return lines_[line_][end_];
 }
 

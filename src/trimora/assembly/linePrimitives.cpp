@@ -62,11 +62,17 @@ ko::Reference<CompactMesh> stripThrough(ko::vector<AnyPoint> const& points, bool
     return mesh;
 }
 
+// Lines from before go first, as do line strips below: without memory for the new ones none names a vertex that is gone.
+void resizeForLines(CompactMesh& mesh, int numVertices, int numLines) {
+    mesh.resizeLineArray(0);
+    mesh.resizeVertexArray(numVertices);
+    mesh.resizeLineArray(numLines);
+}
+
 }  // namespace
 
 void constructLineSegment(Point const& start, Point const& end, CompactMesh& mesh) {
-    mesh.resizeLineArray(1);
-    mesh.resizeVertexArray(2);
+    resizeForLines(mesh, 2, 1);
     mesh.getLines()[0] = MeshLine{{0, 1}};
     setPosition(mesh.getVertices()[0], narrow(start));
     setPosition(mesh.getVertices()[1], narrow(end));
@@ -96,8 +102,7 @@ void constructArc(Point const& center, float radius, float start, float end, int
                   int resolution, CompactMesh& mesh) {
     int const numVertices = shapeVertexCount(numLinesOfArc(start, end, resolution) + 1);
     int const numLines = numVertices - 1;
-    mesh.resizeVertexArray(numVertices);
-    mesh.resizeLineArray(numLines);
+    resizeForLines(mesh, numVertices, numLines);
 
     detail::ShapeCircle const circle(center, radius, axis);
     MeshVertex* const vertices = mesh.getVertices();
@@ -114,6 +119,7 @@ void constructArc(Point const& center, float radius, float start, float end, int
 void constructCircle(Point const& center, float radius, int axis, int segments, CompactMesh& mesh) {
     int const numSegments = std::max(segments, 0);
     int const numVertices = shapeVertexCount(std::int64_t(numSegments) + 1);
+    mesh.resizeLineStripArrays(0, 0);
     mesh.resizeVertexArray(numVertices);
     mesh.allocUVArray();
     mesh.resizeLineStripArrays(numVertices, 1);
@@ -138,6 +144,7 @@ void constructCircle(Point const& center, float radius, int axis, int segments, 
 
 void constructBoxEdgeLineStrips(BoundingBox const& box, CompactMesh& mesh) {
     constexpr int points[] = {0, 1, 5, 7, 2, 0, 4, 5, 1, 3, 2, 6, 3, 7, 6, 4};
+    mesh.resizeLineStripArrays(0, 0);
     mesh.resizeVertexArray(8);
     mesh.resizeLineStripArrays(16, 4);
     for (int v = 0; v < 8; ++v) {

@@ -14,8 +14,10 @@
 #include "trimora/contract/koUtil/Progress.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <memory>
 #include <typeinfo>
 #include <vector>
@@ -245,6 +247,7 @@ int VertexNormalUVCompare::compare(int a, int b) const {
 
 void meshCompact(CompactMesh& mesh, koUtil::Progress& progress, Remap& remap,
                  IMeshVertexEqualityChecker& checker) {
+    assert(detail::hasTrianglesInRange(mesh));
     int const numVertices = mesh.getNumVertices();
     if (numVertices == 0) {
         remap.resize(0, 0);

@@ -6,6 +6,7 @@
 #include "trimora/contract/koLinear/tolerances.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -187,6 +188,7 @@ void appendStripsAndFans(CompactMesh& target, Plan const& plan) {
 void meshConcatenate(CompactMesh& target, ko::list<MeshPlacement> const& placements,
                      ko::set<koString::CString, ko::less<koString::CString>> const* names,
                      ko::vector<bool>* flips) {
+    assert(flips == nullptr || flips->size() >= placements.size());
     Plan plan = planOf(placements, flips);
     if (plan.sources.empty())
         return;

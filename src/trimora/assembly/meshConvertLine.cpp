@@ -2,6 +2,9 @@
 
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 
 namespace koGeom {
 
@@ -20,7 +23,9 @@ MeshCoord coordOnVertex(MeshTriangle const* triangles, int triangle, int vertex)
 
 ko::Reference<MeshCurve> meshConvertLine(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                                          MeshSequence const& sequence, int run) {
+    assert(detail::countsMatch(adjTris, mesh) && detail::isInRange(run, sequence.getNumRuns()));
     int const* const vertices = sequence.getStarts()[run];
+    assert(detail::areAllInRange(vertices, sequence.getLength(run), mesh.getNumVertices()));
     std::deque<MeshCoord> coords;
     for (int k = 0; k < sequence.getLength(run); ++k) {
         int const vertex = vertices[k];

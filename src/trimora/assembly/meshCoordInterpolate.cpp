@@ -4,9 +4,11 @@
 #include "trimora/contract/ko/containers.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/TopoMesh.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/topology/meshTwin.h"
 
 #include <algorithm>
+#include <cassert>
 
 // A small half-edge mesh of the triangles around both points answers which face holds the two.
 
@@ -73,6 +75,7 @@ private:
 MeshCoord meshCoordInterpolate(CompactMesh const& mesh, MeshAdjTris const& adjTris, double t0,
                                MeshCoord const& a, double t1, MeshCoord const& b,
                                double tolerance) {
+    assert(detail::countsMatch(adjTris, mesh) && detail::isOn(a, mesh) && detail::isOn(b, mesh));
     MeshCoord result;
     if (a.triangle < 0 || b.triangle < 0)
         return result;

@@ -5,9 +5,11 @@
 #include "trimora/contract/koGeom/MeshSubset.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <vector>
 
 // Every attribute set is gathered by the subset's list of vertices; a table from old to new vertex
@@ -124,6 +126,7 @@ std::vector<int> listOf(BitVector const& bits, int limit) {
 }  // namespace
 
 void meshExtract(CompactMesh& target, CompactMesh const& source, MeshSubset const& subset) {
+    assert(detail::isSubsetOf(&subset, source));
     if (&target == &source) {
         CompactMesh const copy(source);
         meshExtract(target, copy, subset);
@@ -136,6 +139,7 @@ void meshExtract(CompactMesh& target, CompactMesh const& source, MeshSubset cons
 
 void meshExtract(ko::vector<CompactMesh>& targets, CompactMesh const& source,
                  ko::list<ko::Reference<MeshSubset>> const& subsets) {
+    assert(detail::areSubsetsOf(subsets, source));
     NewNumbers newNumbers(source);
     ko::vector<CompactMesh> extracted(subsets.size());
     auto target = extracted.begin();

@@ -2,8 +2,10 @@
 
 #include "trimora/contract/koGeom/MeshCurve.h"
 #include "trimora/contract/koGeom/Remap.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <numeric>
 
 // A run's vertices get new numbers in the order in which they are first met; the strips are the
@@ -71,6 +73,7 @@ ko::Reference<CompactMesh> lineMeshOf(CompactMesh const& mesh, MeshSequence cons
 }  // namespace
 
 ko::Reference<CompactMesh> meshExtractLine(CompactMesh const& mesh, MeshCurve const& curve) {
+    assert(detail::areAllOn(curve.points, mesh));
     int const numPoints = static_cast<int>(curve.points.size());
     ko::Reference<CompactMesh> lineMesh(
         new CompactMesh(numPoints, nullptr, nullptr, nullptr, nullptr));
@@ -99,11 +102,13 @@ ko::Reference<CompactMesh> meshExtractLine(CompactMesh const& mesh, MeshSequence
         single.lengths[0] = length;
         std::copy_n(sequence.getStarts()[run], length, single.points.data());
     }
+    assert(detail::hasSoundRuns(single, mesh.getNumVertices()));
     return lineMeshOf(mesh, single, closed);
 }
 
 ko::Reference<CompactMesh> meshExtractLines(CompactMesh const& mesh, MeshSequence const& sequence,
                                             bool closed) {
+    assert(detail::hasSoundRuns(sequence, mesh.getNumVertices()));
     return lineMeshOf(mesh, sequence, closed);
 }
 

@@ -1,8 +1,10 @@
 #include "trimora/assembly/meshInterpolate.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 
 namespace koGeom {
@@ -29,6 +31,11 @@ void meshInterpolate(CompactMesh const& mesh, int triangle, float u, float v, Me
 
 void meshInterpolate(MeshAttributes const& source, int i0, int i1, int i2, float u, float v,
                      MeshAttributes& target, int k) {
+    assert(source.dimension == target.dimension);
+    assert(detail::isInRange(i0, source.getNumElements()));
+    assert(detail::isInRange(i1, source.getNumElements()));
+    assert(detail::isInRange(i2, source.getNumElements()));
+    assert(detail::isInRange(k, target.getNumElements()));
     std::ptrdiff_t const stride = source.dimension;
     float const* const element0 = source.asFloat() + stride * i0;
     float const* const element1 = source.asFloat() + stride * i1;

@@ -7,6 +7,7 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 namespace koGeom {
@@ -27,6 +28,7 @@ private:
     void face(char const* begin, char const* end);
     void dropBadFaces();
     bool hasOnlyTriangles() const;
+    void copyTo(CompactMesh& mesh, bool onlyTriangles) const;
 
     std::vector<MeshVertex> positions_;
     std::vector<int> corners_;  // vertices from 1, as written; from 0 when the bad faces are gone
@@ -135,9 +137,21 @@ bool ObjReader::store(CompactMesh& mesh) {
     if (std::max(positions_.size(), corners_.size()) > maxCount)
         return false;
 
+    bool const onlyTriangles = hasOnlyTriangles();
+    try {
+        copyTo(mesh, onlyTriangles);
+    } catch (std::bad_alloc const&) {
+        mesh.polys.clear();
+        dropStale(mesh, false);
+        throw;
+    }
+    dropStale(mesh, !onlyTriangles);
+    return true;
+}
+
+void ObjReader::copyTo(CompactMesh& mesh, bool onlyTriangles) const {
     mesh.resizeVertexArray(0);
     mesh.copyVertices(static_cast<int>(positions_.size()), positions_.data());
-    bool const onlyTriangles = hasOnlyTriangles();
     if (onlyTriangles) {
         mesh.copyTriangles(static_cast<int>(lengths_.size()), corners_.data());
     } else {
@@ -145,8 +159,6 @@ bool ObjReader::store(CompactMesh& mesh) {
         std::copy(lengths_.begin(), lengths_.end(), mesh.polys.lengths.data());
         std::copy(corners_.begin(), corners_.end(), mesh.polys.points.data());
     }
-    dropStale(mesh, !onlyTriangles);
-    return true;
 }
 
 }  // namespace

@@ -5,8 +5,10 @@
 #include "trimora/contract/koGeom/MeshModification.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 
 namespace koGeom {
@@ -106,6 +108,8 @@ ko::vector<Element> gathered(Element const* source, ko::vector<int> const& oldOf
 }  // namespace
 
 void meshRemapStripsAndFans(CompactMesh& mesh, int cacheSize) {
+    assert(detail::hasSoundRuns(mesh.triStrips, mesh.getNumVertices()));
+    assert(detail::hasSoundRuns(mesh.triFans, mesh.getNumVertices()));
     koOS::StopWatch watch;
     watch.start();
 

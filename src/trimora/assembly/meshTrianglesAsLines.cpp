@@ -2,8 +2,10 @@
 
 #include "trimora/contract/koGeom/ArrayOfSets.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <memory>
 
 // All edges of all triangles are dealt out to their smaller vertex; the few larger vertices of each
@@ -45,6 +47,7 @@ int writeSortedPairs(ArrayOfSets& largerVertices, int* pairs) {
 }  // namespace
 
 void meshTrianglesAsLines(CompactMesh const& mesh, int& count, int*& lines) {
+    assert(detail::hasTrianglesInRange(mesh));
     count = 0;
     lines = nullptr;
     int const numTriangles = mesh.getNumTriangles();

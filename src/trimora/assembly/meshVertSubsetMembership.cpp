@@ -3,7 +3,9 @@
 #include "trimora/contract/koGeom/ArrayOfSets.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/Remap.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <vector>
 
 namespace koGeom {
@@ -27,6 +29,7 @@ std::vector<int> countMemberships(SubsetList const& subsets, int numVertices) {
 void meshVertSubsetMembership(CompactMesh const& mesh,
                               ko::list<ko::Reference<MeshSubset>> const& subsets,
                               ArrayOfSets& out) {
+    assert(detail::areSubsetsOf(subsets, mesh));
     std::vector<int> nextSlot = countMemberships(subsets, mesh.getNumVertices());
     out.starts.setSize(mesh.getNumVertices());
     int numItems = 0;
@@ -51,6 +54,7 @@ void meshVertSubsetMembership(CompactMesh const& mesh,
 
 void meshTriSubsetMembership(CompactMesh const& mesh,
                              ko::list<ko::Reference<MeshSubset>> const& subsets, Remap& out) {
+    assert(detail::areSubsetsOf(subsets, mesh));
     out.resize(mesh.getNumTriangles(), static_cast<int>(subsets.size()));
     int position = 0;
     for (ko::Reference<MeshSubset> const& subset : subsets) {

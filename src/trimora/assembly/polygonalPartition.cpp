@@ -5,8 +5,10 @@
 #include "trimora/contract/koGeom/ArrayOfSets.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/Remap.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <utility>
 
@@ -168,6 +170,7 @@ ko::Reference<MeshSubset> PartWalk::subsetOf(ko::vector<int> const& part) {
 
 SubsetList polygonalPartition(CompactMesh const& mesh, Remap const& trianglePolygons,
                               MeshTriAdjTris const& adjacent, SubsetList const& subsets) {
+    assert(detail::isTableOf(adjacent, mesh) && detail::areSubsetsOf(subsets, mesh));
     TriangleLists lists(mesh, subsets);
     ArrayOfSets const polygons = invertRemap(trianglePolygons, mesh.getNumPolys());
     bool isChanged = false;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <new>
 #include <numbers>
 #include <vector>
 
@@ -23,11 +24,18 @@ using detail::shapeVertexCount;
 
 constexpr float unitRange[2] = {0.0f, 1.0f};
 
-// Room for vertices with normals of zero, and for triangles.
-void resizeForTriangles(CompactMesh& mesh, int numVertices, int numTriangles) {
-    mesh.resizeVertexArray(numVertices);
-    mesh.resizeTriangleArray(numTriangles);
-    mesh.allocNormalArray();
+// Room for vertices with normals of zero and perhaps UVs, and for triangles. Without memory for all no triangle is left that names a vertex that is gone.
+void resizeForTriangles(CompactMesh& mesh, int numVertices, int numTriangles, bool withUVs) {
+    try {
+        mesh.resizeVertexArray(numVertices);
+        mesh.resizeTriangleArray(numTriangles);
+        mesh.allocNormalArray();
+        if (withUVs)
+            mesh.allocUVArray();
+    } catch (std::bad_alloc const&) {
+        mesh.resizeTriangleArray(0);
+        throw;
+    }
 }
 
 // A unit normal along a coordinate; the record is zero before.
@@ -133,9 +141,7 @@ void SphereGrid::writeTriangles() {
 void constructRectangle(float const* const r0, float const* const r1, float z, int axis,
                         CompactMesh& mesh, bool withUVs, float const* const uRange,
                         float const* const vRange) {
-    resizeForTriangles(mesh, 4, 2);
-    if (withUVs)
-        mesh.allocUVArray();
+    resizeForTriangles(mesh, 4, 2, withUVs);
     ShapeAxes const axes(axis);
     for (int k = 0; k < 4; ++k) {
         axes.place(&mesh.getVertices()[k].x, r0[k & 1], r1[k >> 1], z);
@@ -167,8 +173,7 @@ void constructRectangle(float const* const r0, float const* const r1, float z, i
 
 void constructRectangle(ParamPlane const& plane, CompactMesh& mesh) {
     constexpr float corners[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
-    resizeForTriangles(mesh, 4, 2);
-    mesh.allocUVArray();
+    resizeForTriangles(mesh, 4, 2, true);
     for (int k = 0; k < 4; ++k) {
         PointFlt const corner(plane.eval(corners[k][0], corners[k][1]));
         mesh.getVertices()[k].set(corner.x, corner.y, corner.z);
@@ -190,7 +195,7 @@ void constructSquare(float const* const r, float z, int axis, TopoMesh& mesh) {
 void constructRectangularCorner(float const* const r0, float const* const r1, float const* const r2,
                                 CompactMesh& mesh, bool withUVs, float const* const uRange,
                                 float const* const vRange) {
-    resizeForTriangles(mesh, 6, 4);
+    resizeForTriangles(mesh, 6, 4, withUVs);
     float const x[6] = {r2[0], r0[1], r0[1], r0[0], r0[0], r2[0]};
     float const y[6] = {r1[0], r1[0], r1[1], r1[1], r2[1], r2[1]};
     for (int k = 0; k < 6; ++k) {
@@ -201,7 +206,6 @@ void constructRectangularCorner(float const* const r0, float const* const r1, fl
         mesh.getTriangles()[k] = MeshTriangle{{5, k, k + 1}};
     if (!withUVs)
         return;
-    mesh.allocUVArray();
     float const ur = inProportion(r2[0], r0, uRange);
     float const vr = inProportion(r2[1], r1, vRange);
     float const u[6] = {ur, uRange[1], uRange[1], uRange[0], uRange[0], ur};
@@ -217,8 +221,7 @@ void constructRectangularCorner(float const* const r0, float const* const r1, fl
 
 void constructDisk(Point const& center, float radius, int axis, int segments, CompactMesh& mesh) {
     int const numSegments = std::max(segments, 0);
-    resizeForTriangles(mesh, shapeVertexCount(std::int64_t(numSegments) + 1), numSegments);
-    mesh.allocUVArray();
+    resizeForTriangles(mesh, shapeVertexCount(std::int64_t(numSegments) + 1), numSegments, true);
 
     detail::ShapeCircle const circle(center, radius, axis);
     MeshVertex* const vertices = mesh.getVertices();
@@ -244,7 +247,7 @@ void constructCuboid(float const (*const ranges)[2], CompactMesh& mesh) {
     // Bits 0, 1 and 2 choose the second number of x, y and z.
     constexpr int corners[24] = {1, 5, 3, 7, 4, 0, 6, 2, 2, 3, 6, 7,
                                  4, 5, 0, 1, 5, 4, 7, 6, 0, 1, 2, 3};
-    resizeForTriangles(mesh, 24, 12);
+    resizeForTriangles(mesh, 24, 12, false);
     for (int v = 0; v < 24; ++v) {
         int const corner = corners[v];
         mesh.getVertices()[v].set(ranges[0][corner & 1], ranges[1][(corner >> 1) & 1],
@@ -279,7 +282,7 @@ void constructSphere(Point const& center, float radius, int n, CompactMesh& mesh
     std::int64_t const quarter = std::clamp(n, 0, mostInQuarter);
     std::int64_t const grid = 4 * quarter * std::max<std::int64_t>(2 * quarter - 1, 0);
     int const numVertices = shapeVertexCount(grid + 2);
-    resizeForTriangles(mesh, numVertices, 2 * (numVertices - 2));
+    resizeForTriangles(mesh, numVertices, 2 * (numVertices - 2), false);
 
     SphereGrid sphere(center, radius, static_cast<int>(quarter), mesh);
     sphere.writeVertices();
@@ -290,8 +293,7 @@ void constructAnnularArc(float inner, float outer, double angle, int n, CompactM
     if (n < 1)
         return;
     int const numVertices = shapeVertexCount(2 * std::int64_t(n));
-    resizeForTriangles(mesh, numVertices, numVertices - 2);
-    mesh.allocUVArray();
+    resizeForTriangles(mesh, numVertices, numVertices - 2, true);
     MeshUV* const uvs = mesh.getUVs();
     for (int i = 0; i < n; ++i) {
         float const u = static_cast<float>(i) / static_cast<float>(n - 1);  // one pair: 0 / 0

@@ -1,5 +1,6 @@
 #include "trimora/assembly/triangleIterators.h"
 
+#include <cassert>
 #include <utility>
 
 namespace koGeom {
@@ -50,6 +51,7 @@ void ShortTriStripIterator::next() {
 }
 
 void ShortTriStripIterator::seek(int i) {
+    assert(i >= 0 && (i < numTri() || i == 0));
     // Kept as it is: a strip is taken for two triangles longer than it is, and its end is not told from its length.
     int low = 0, high = numStrips_ - 1;
     int middle = 0;
@@ -72,6 +74,7 @@ void ShortTriStripIterator::seek(int i) {
 }
 
 void ShortTriStripIterator::start(int i) {
+    assert(i >= 0 && i <= numTri());
     strip_ = 0;
     while (strip_ < numStrips_ && i >= lengths_[strip_] - 2)
         i -= lengths_[strip_++] - 2;
@@ -83,6 +86,7 @@ void ShortTriStripIterator::start(int i) {
 }
 
 void ShortTriStripIterator::get(int& a, int& b, int& c) const {
+    assert(valid());
     std::uint16_t const* const last = points_ + position_;
     a = last[-2], b = last[-1], c = last[0];
     if (isOdd_)

@@ -4,6 +4,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 
 // Vertex to triangles is a counting sort of all corners by vertex: count, running sum, place. It is stable, so each set
 // comes out in ascending order by itself.
@@ -43,6 +46,7 @@ void MeshAdjTris::copyTriangles(int vertex, int* out, int const* triangles) cons
 }
 
 void meshAdjTris(CompactMesh const& mesh, MeshAdjTris& adjTris) {
+    assert(detail::hasTrianglesInRange(mesh));
     koOS::StopWatch watch;
     watch.start();
 

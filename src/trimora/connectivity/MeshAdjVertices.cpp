@@ -5,7 +5,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <utility>
 #include <vector>
 
@@ -160,6 +162,7 @@ void MeshAdjVertices::swap(MeshAdjVertices& other) {
 
 void meshAdjVertices(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                      MeshAdjVertices& adjVertices) {
+    assert(detail::isTableOf(adjTris, mesh));
     koOS::StopWatch watch;
     watch.start();
 

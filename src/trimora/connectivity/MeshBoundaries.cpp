@@ -8,8 +8,10 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshSubset.h"
 #include "trimora/contract/koGeom/Remap.h"
+#include "trimora/detail/callerContract.h"
 
 #include <bit>
+#include <cassert>
 #include <vector>
 
 // An inner vertex of a manifold has as many neighbours as triangles. Vertices of which this is not true are found first, in
@@ -197,6 +199,7 @@ int findEdge(int vertex, MeshTriangle const& triangle) {
 }
 
 bool hasEdge(CompactMesh const& mesh, MeshAdjTris const& adjTris, int from, int to) {
+    assert(detail::countsMatch(adjTris, mesh));
     // A triangle with the edge stands in the sets of both ends: the smaller one is searched.
     int const searched = adjTris.numTris(from) <= adjTris.numTris(to) ? from : to;
     MeshTriangle const* const triangles = mesh.getTriangles();
@@ -209,6 +212,7 @@ bool hasEdge(CompactMesh const& mesh, MeshAdjTris const& adjTris, int from, int 
 
 bool walkBoundary(int vertex, int& next, CompactMesh const& mesh, MeshAdjTris const& adjTris,
                   MeshAdjVertices const& adjVertices) {
+    assert(detail::countsMatch(adjTris, mesh) && detail::countsMatch(adjVertices, mesh));
     MeshTriangle const* const triangles = mesh.getTriangles();
     int const* const tris = adjTris.triIndices(vertex);
     int const count = adjTris.numTris(vertex);
@@ -250,6 +254,7 @@ void MeshBoundaries::swap(MeshBoundaries& other) {
 
 void meshComputeBoundary(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                          MeshAdjVertices const& adjVertices, MeshBoundaries& boundaries) {
+    assert(detail::isTableOf(adjTris, mesh) && detail::isTableOf(adjVertices, mesh));
     BitVector seen(mesh.getNumVertices());
     LoopList loops;
     auto const step = [&](int vertex, int& next) {
@@ -270,6 +275,10 @@ void meshComputeSubsetBoundary(CompactMesh const& mesh, MeshSubset const& subset
                                MeshAdjTris const& adjTris, MeshAdjVertices const& adjVertices,
                                ArrayOfSets const& vertexSubsets, Remap const& triangleSubsets,
                                MeshBoundaries& boundaries) {
+    assert(detail::countsMatch(adjTris, mesh) && detail::countsMatch(adjVertices, mesh));
+    assert(vertexSubsets.getNumSets() == mesh.getNumVertices());
+    assert(triangleSubsets.getDomainSize() == mesh.getNumTriangles());
+    assert(detail::areAllInRange(subset.vertices, subset.numVertices, mesh.getNumVertices()));
     BitVector seen(mesh.getNumVertices());
     LoopList loops;
     SubsetWalk const walk(mesh, subsetIndex, adjTris, adjVertices, vertexSubsets, triangleSubsets);

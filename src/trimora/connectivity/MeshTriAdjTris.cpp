@@ -4,7 +4,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -288,6 +290,7 @@ void MeshTriAdjTris::swap(MeshTriAdjTris& other) {
 }
 
 void meshTriAdjTris(CompactMesh const& mesh, MeshTriAdjTris& triAdjTris) {
+    assert(detail::hasTrianglesInRange(mesh));
     koOS::StopWatch watch;
     watch.start();
 

@@ -1,6 +1,9 @@
 #include "trimora/connectivity/getSharedEdgeAdjacentTriangle.h"
 
 #include "trimora/connectivity/MeshAdjTris.h"
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 
 // A triangle that holds both ends of the edge stands in the sets of both, in the same order, so the smaller set is searched:
 // round a vertex of very many triangles this saves walking them all for each of its edges.
@@ -20,6 +23,8 @@ int cornerOf(int vertex, MeshTriangle const& triangle) {
 
 bool getSharedEdgeAdjacentTriangle(int const& triangle, int edge, MeshTriangle const* triangles,
                                    MeshAdjTris const& adjTris, int& outTriangle, int& outEdge) {
+    assert(detail::isInRange(edge, 3));
+    assert(detail::isInRange(triangle, adjTris.getData().items.size() / 3));
     int const from = triangles[triangle][edge];
     int const to = triangles[triangle][(edge + 1) % 3];
     int const self =

@@ -3,7 +3,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <cmath>
 #include <numeric>
 #include <vector>
@@ -78,6 +80,7 @@ private:
 }  // namespace
 
 float meshArea(MeshPlacement const& placement, MeshChannel channel) {
+    assert(placement.mesh == nullptr || detail::hasTrianglesInRange(*placement.mesh));
     if (placement.mesh == nullptr || !hasArea(channel))
         return 0.0f;
     MeshAreaAlg alg(placement, channel);

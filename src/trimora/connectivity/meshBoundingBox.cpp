@@ -6,6 +6,7 @@
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 
+#include <cassert>
 #include <vector>
 
 // Each thread bounds its slice of the vertices, the slots are folded in thread order.
@@ -107,6 +108,7 @@ void arrangementBoundingBox(ko::list<MeshPlacement> const& placements, BoundingB
 
     box.setInvalid();
     for (MeshPlacement const& placement : placements) {
+        assert(placement.mesh != nullptr);
         BoundingBox meshBox;
         meshBoundingBox(*placement.mesh, meshBox);
         meshBox.transform(placement.matrix);

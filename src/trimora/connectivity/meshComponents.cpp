@@ -6,8 +6,10 @@
 #include "trimora/contract/koGeom/TopoMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 // Triangles unite their corners in a forest in which every vertex points at a lower one of its component, the lowest at
@@ -90,6 +92,7 @@ void numberVertices(CompactMesh const& mesh, VertexForest const& forest, int num
 
 int meshComponents(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                    Array<int>* vertexComponents) {
+    assert(detail::isTableOf(adjTris, mesh));
     debugChannel().print("meshComponents(): %d triangles\n", mesh.getNumTriangles());
     koOS::StopWatch watch;
     watch.start();

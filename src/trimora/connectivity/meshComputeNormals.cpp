@@ -6,6 +6,9 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 
 // Each thread owns a slice of the vertices: it walks all triangles in order and adds the normals of those that touch its
 // vertices. Sums so come out in the order of the triangles, whatever the number of threads; only triangles across a seam
@@ -86,6 +89,7 @@ private:
 }  // namespace
 
 void meshComputeNormals(CompactMesh& mesh) {
+    assert(detail::hasTrianglesInRange(mesh));
     if (mesh.getNumVertices() <= 0)
         return;
     debugChannel().print("meshComputeNormals:  vertices %d  triangles %d\n", mesh.getNumVertices(),
@@ -103,6 +107,7 @@ void meshComputeNormals(CompactMesh& mesh) {
 }
 
 void meshComputeTriangleNormals(CompactMesh& mesh) {
+    assert(detail::hasTrianglesInRange(mesh));
     if (mesh.getNumTriangles() <= 0)
         return;
     debugChannel().print("meshComputeTriangleNormals:  vertices %d  triangles %d\n",

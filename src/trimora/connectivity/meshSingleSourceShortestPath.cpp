@@ -2,7 +2,9 @@
 
 #include "trimora/connectivity/MeshAdjVertices.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -82,6 +84,7 @@ private:
 
 void meshSingleSourceShortestPath(CompactMesh const& mesh, MeshAdjVertices const& adjVertices,
                                   int source, Array<double>& distances, Array<int>& predecessors) {
+    assert(detail::isTableOf(adjVertices, mesh));
     int const numVertices = mesh.getNumVertices();
     distances.setSize(numVertices);
     distances.fill(unreached);

@@ -5,6 +5,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 
 namespace koGeom {
 
@@ -36,6 +39,7 @@ void meshTriBoundingBoxes(MeshVertex const* vertices, MeshTriangle const* triang
 
 void meshComputeNeighbourBBoxes(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                                 BoundingBox* boxes) {
+    assert(detail::isTableOf(adjTris, mesh));
     MeshVertex const* const vertices = mesh.getVertices();
     MeshTriangle const* const triangles = mesh.getTriangles();
     for (int v = 0, numVertices = mesh.getNumVertices(); v < numVertices; ++v) {

@@ -1,6 +1,9 @@
 #include "trimora/connectivity/sortAdjTris.h"
 
+#include "trimora/detail/callerContract.h"
+
 #include <algorithm>
+#include <cassert>
 #include <numeric>
 #include <utility>
 
@@ -122,6 +125,7 @@ void sortByLookup(int vertex, MeshTriangle const* triangles, ko::vector<int>& tr
 
 void sortAdjTris(int vertex, int numTris, int const* tris, MeshTriangle const* triangles,
                  ko::vector<int>& out) {
+    assert(detail::allHoldVertex(tris, numTris, triangles, vertex));
     ko::vector<int> sorted(tris, tris + std::max(numTris, 0));
     if (numTris <= maxSearched)
         sortBySearching(vertex, triangles, sorted);

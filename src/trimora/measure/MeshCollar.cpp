@@ -4,8 +4,10 @@
 #include "trimora/contract/ko/ImplBase.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshCurve.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/detail/CollarPath.h"
 
+#include <cassert>
 #include <cstdio>
 #include <iostream>
 
@@ -124,7 +126,9 @@ void MeshCollarImpl::samplesOfCurve(MeshCoord const* start, MeshCoord const* end
 
 MeshCollar::MeshCollar(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                        MeshBoundaries const& boundaries)
-    : impl_(new MeshCollarImpl(mesh, adjTris, boundaries)), ownsImpl_(true) {}
+    : impl_(new MeshCollarImpl(mesh, adjTris, boundaries)), ownsImpl_(true) {
+    assert(detail::countsMatch(adjTris, mesh) && detail::areBoundariesOf(boundaries, mesh));
+}
 
 MeshCollar::MeshCollar(MeshCollar const& other) : impl_(other.impl_), ownsImpl_(false) {}
 

@@ -20,11 +20,13 @@
 #include "trimora/contract/koLinear/matrices.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/detail/TriangleTree.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -296,6 +298,7 @@ MeshDeviation::MeshDeviation(CompactMesh const& reference, AffineMatrix const& r
                              koUtil::Progress* progress)
     : impl_(new MeshDeviationImpl(reference, referenceMatrix, octree, octreeTris)),
       ownsImpl_(true) {
+    assert(detail::countsMatch(octreeTris, octree));
     impl_->setProgress(progress);
 }
 

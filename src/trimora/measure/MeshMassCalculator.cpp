@@ -10,7 +10,9 @@
 #include "trimora/connectivity/meshBoundingBox.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <cmath>
 
 namespace koGeom {
@@ -86,6 +88,7 @@ MeshMassCalculator::~MeshMassCalculator() = default;
 template <class Visit>
 void MeshMassCalculator::forEachTriangle(Visit const& visit) const {
     for (ko::Reference<CompactMesh> const& mesh : meshes_) {
+        assert(!mesh || detail::hasTrianglesInRange(*mesh));
         int const numTriangles = mesh ? mesh->getNumTriangles() : 0;
         for (int t = 0; t < numTriangles; ++t)
             visit(mesh->getTriangles() + t, mesh->getVertices());

@@ -8,9 +8,11 @@
 #include "trimora/contract/ko/ImplBase.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/Octree.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/detail/OffsetShell.h"
 #include "trimora/topology/MeshModifyRep.h"
 
+#include <cassert>
 #include <memory>
 
 /// The handle and the road of a calculation: a copy of the mesh goes through the half-edge bridge as a whole, the shell is built
@@ -117,7 +119,10 @@ CompactMesh* withNormals(std::unique_ptr<CompactMesh> mesh) {
 MeshOffset::MeshOffset(CompactMesh const& mesh, Octree const& octree,
                        MeshBoundaries const& boundaries, MeshAdjTris const& adjTris,
                        double distance)
-    : impl_(new MeshOffsetImpl(mesh, octree, boundaries, adjTris, distance)), ownsImpl_(true) {}
+    : impl_(new MeshOffsetImpl(mesh, octree, boundaries, adjTris, distance)), ownsImpl_(true) {
+    assert(detail::countsMatch(octree, mesh) && detail::countsMatch(adjTris, mesh));
+    assert(detail::areBoundariesOf(boundaries, mesh));
+}
 
 MeshOffset::MeshOffset(MeshOffset const& other) : impl_(other.impl_), ownsImpl_(false) {}
 

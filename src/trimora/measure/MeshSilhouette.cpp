@@ -9,7 +9,9 @@
 #include "trimora/connectivity/getSharedEdgeAdjacentTriangle.h"
 #include "trimora/contract/ko/ImplBase.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <cstdint>
 #include <vector>
 
@@ -130,6 +132,7 @@ void MeshSilhouetteImpl::evaluate(Row const& view) {
 }
 
 void MeshSilhouetteImpl::compute(Row const& view) {
+    assert(adjTris == nullptr || detail::countsMatch(*adjTris, dual_.mesh()));
     points_.clear();
     if (dual_.rows().empty())
         return;
@@ -279,7 +282,9 @@ void MeshSilhouetteImpl::onMesh(Row const& view, std::deque<MeshCoord>& result) 
 }
 
 MeshSilhouette::MeshSilhouette(CompactMesh const& mesh, float tolerance)
-    : impl_(new MeshSilhouetteImpl(mesh, tolerance)), ownsImpl_(true) {}
+    : impl_(new MeshSilhouetteImpl(mesh, tolerance)), ownsImpl_(true) {
+    assert(detail::hasTrianglesInRange(mesh));
+}
 
 MeshSilhouette::MeshSilhouette(MeshSilhouette const& other)
     : impl_(other.impl_), ownsImpl_(false) {}

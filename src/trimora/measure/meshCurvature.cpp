@@ -12,8 +12,10 @@
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 #include <memory>
@@ -305,6 +307,7 @@ ko::vector<float> copyOf(float const* values, int numVertices) {
 void meshCurvature(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                    MeshAdjVertices const& adjVertices, AffineMatrixFlt const& matrix,
                    MeshCurvature kind, float* result) {
+    assert(detail::isTableOf(adjTris, mesh) && detail::isTableOf(adjVertices, mesh));
     int const numVertices = mesh.getNumVertices();
     int const numTriangles = mesh.getNumTriangles();
     debugChannel().print("meshCurvature:  vertices %d  triangles %d\n", numVertices, numTriangles);

@@ -1,7 +1,9 @@
 #include "trimora/measure/meshLongestEdge.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/detail/callerContract.h"
 
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 
@@ -32,10 +34,12 @@ double longestEdge(CompactMesh const& mesh, float const* coordinates) {
 }  // namespace
 
 double meshLongestEdge(CompactMesh const& mesh) {
+    assert(detail::hasTrianglesInRange(mesh));
     return longestEdge<3>(mesh, mesh.getVerticesRaw());
 }
 
 double meshLongestEdge2D(CompactMesh const& mesh, float const* uv) {
+    assert(detail::hasTrianglesInRange(mesh));
     return longestEdge<2>(mesh, uv);
 }
 

@@ -8,9 +8,11 @@
 #include "trimora/connectivity/MeshAdjVertices.h"
 #include "trimora/contract/koLinear/lines.h"
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/detail/SmoothingPass.h"
 #include "trimora/spatial/VisitStamps.h"
 
+#include <cassert>
 #include <cmath>
 
 namespace koGeom {
@@ -150,6 +152,7 @@ private:
 
 void meshSmoothBilateral(CompactMesh& mesh, MeshAdjVertices const& adjVertices, double sigma,
                          koUtil::Progress& progress) {
+    assert(detail::isTableOf(adjVertices, mesh));
     BilateralFilter filter(mesh, adjVertices, sigma);
     detail::smoothSelected(mesh, progress,
                            [&filter](int vertex) { return filter.newPlace(vertex); });

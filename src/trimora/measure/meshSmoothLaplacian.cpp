@@ -1,12 +1,16 @@
 #include "trimora/measure/meshSmoothLaplacian.h"
 
 #include "trimora/connectivity/MeshAdjVertices.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/detail/SmoothingPass.h"
+
+#include <cassert>
 
 namespace koGeom {
 
 void meshSmoothLaplacian(CompactMesh& mesh, MeshAdjVertices const& adjVertices,
                          koUtil::Progress& progress) {
+    assert(detail::isTableOf(adjVertices, mesh));
     MeshVertex const* const vertices = mesh.getVertices();
     detail::smoothSelected(mesh, progress, [&](int vertex) {
         VectorFlt sum;

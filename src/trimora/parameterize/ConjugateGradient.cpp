@@ -8,6 +8,7 @@
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/parameterize/detail/PackedRows.h"
 
+#include <cassert>
 #include <cmath>
 #include <utility>
 
@@ -90,6 +91,7 @@ void ConjugateGradient::initIncompleteCholeskyPreconditioner() {
 }
 
 void ConjugateGradient::initialize(NVector const& b, NVector const& x0) {
+    assert(b.size() == matrix_.size() && x0.size() == matrix_.size());
     b_ = b;
     xVector_ = x0;
     sizeVectors();
@@ -114,6 +116,7 @@ void ConjugateGradient::sizeVectors() {
 }
 
 ConjugateGradient::Status ConjugateGradient::iterate(double tolerance, double breakdownThreshold) {
+    assert(matrix_.size() == xVector_.size());
     ++iteration_;
     if (iteration_ > xVector_.size())
         return Status(CG_MAX_ITERATIONS);

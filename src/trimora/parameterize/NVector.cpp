@@ -1,6 +1,7 @@
 #include "trimora/parameterize/NVector.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <ostream>
 
@@ -9,6 +10,7 @@ namespace koGeom {
 NVector::NVector(int size) : values_(static_cast<std::size_t>(std::max(size, 0))) {}
 
 double NVector::dot(NVector const& other) const {
+    assert(other.size() >= size());
     double sum = 0.0;
     for (int i = size() - 1; i >= 0; --i)
         sum += (*this)[i] * other[i];
@@ -24,6 +26,7 @@ double NVector::infinityNorm() const {
 
 // Entries do not depend on each other, so that their order cannot be told; the compiler takes several at a time.
 void NVector::setToVectorPlusScalarTimesVector(NVector const& a, double s, NVector const& b) {
+    assert(a.size() >= size() && b.size() >= size());
     double* const out = data();
     double const* const added = a.data();
     double const* const scaled = b.data();

@@ -9,6 +9,7 @@
 #include "trimora/parameterize/detail/PackedRows.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <numeric>
 #include <utility>
@@ -192,6 +193,7 @@ DiagonalPreconditioner::DiagonalPreconditioner(SparseMatrix const& matrix)
 DiagonalPreconditioner::~DiagonalPreconditioner() = default;
 
 void DiagonalPreconditioner::applyInverse(NVector const& in, NVector& out) const {
+    assert(in.size() == inverseDiagonal_.size() && out.size() >= in.size());
     for (int i = 0; i < in.size(); ++i)
         out[i] = in[i] * inverseDiagonal_[i];
 }
@@ -211,6 +213,7 @@ IncompleteCholeskyPreconditioner::IncompleteCholeskyPreconditioner(SparseMatrix 
 IncompleteCholeskyPreconditioner::~IncompleteCholeskyPreconditioner() = default;
 
 void IncompleteCholeskyPreconditioner::applyInverse(NVector const& in, NVector& out) const {
+    assert(in.size() == static_cast<int>(pivots_.size()) && out.size() >= in.size());
     double* const x = out.data();
     std::size_t const size = order_.size();
     for (std::size_t k = 0; k < size; ++k) {

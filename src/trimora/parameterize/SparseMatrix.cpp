@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -48,6 +49,7 @@ int SparseMatrix::nnz() const {
 }
 
 void SparseMatrix::addToElement(int row, int column, double value) {
+    assert(isInside(row));  // a column is asked when a vector is read by it
     ++numChanges_;
     ko::vector<SparseElement>& elements = rows_[static_cast<std::size_t>(row)];
     for (auto element = elements.rbegin(); element != elements.rend(); ++element) {
@@ -93,6 +95,7 @@ void SparseMatrix::transpose(SparseMatrix& out) const {
 }
 
 void SparseMatrix::getUpperTriangular(SparseMatrix& out) const {
+    assert(out.size() == size_);
     ++out.numChanges_;
     for (int i = 0; i < size_; ++i) {
         std::size_t const length =
@@ -138,6 +141,7 @@ bool SparseMatrix::isPositiveDefinite() const {
 
 // A row of the factor holds its columns 0, 1, 2 ... in this order, so that an element's place in it is its column.
 bool SparseMatrix::choleskyFactorization(SparseMatrix& lower) const {
+    assert(&lower != this);
     lower.setToZero(size_);
     for (int i = 0; i < size_; ++i) {
         for (int j = i; j < size_; ++j) {
@@ -167,17 +171,20 @@ double SparseMatrix::rowTimesVector(int i, NVector const& x) const {
 }
 
 void SparseMatrix::getMatrixTimesVector(NVector const& x, NVector& y) const {
+    assert(x.size() == size_ && y.size() == size_ && &x != &y);
     for (int i = 0; i < size_; ++i)
         y[i] = rowTimesVector(i, x);
 }
 
 void SparseMatrix::getVectorMinusMatrixTimesVector(NVector const& b, NVector const& x,
                                                    NVector& r) const {
+    assert(b.size() == size_ && x.size() == size_ && r.size() == size_ && &x != &r);
     for (int i = 0; i < size_; ++i)
         r[i] = b[i] - rowTimesVector(i, x);
 }
 
 double SparseMatrix::vectorDotMatrixTimesVector(NVector const& u, NVector const& v) const {
+    assert(u.size() == size_ && v.size() == size_);
     double sum = 0.0;
     for (int i = 0; i < size_; ++i)
         sum += rowTimesVector(i, v) * u[i];

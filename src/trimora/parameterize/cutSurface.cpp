@@ -10,11 +10,13 @@
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshModification.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/parameterize/detail/GroupsByVertex.h"
 #include "trimora/parameterize/detail/VertexSplits.h"
 #include "trimora/parameterize/detail/sortFanInto.h"
 
 #include <algorithm>
+#include <cassert>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -260,6 +262,7 @@ void cutSurface::extractVertices(ko::list<itineraryItem>& edges, ko::set<int>& v
 }
 
 void cutSurface::sortFanTriangles(int vertex, int count, int* fan, MeshTriangle* triangles) {
+    assert(detail::allHoldVertex(fan, count, triangles, vertex));
     // Of closed fans, and of open ones that begin with their first triangle, the way up is all.
     int end = 0;
     for (bool goesOn = true; goesOn && end + 1 < count;) {
@@ -288,6 +291,7 @@ void cutSurface::sortFanTriangles(int vertex, int count, int* fan, MeshTriangle*
 
 void cutSurface::getFirstCCEdge(MeshTriangle* triangles, int vertex, int* fan, int position,
                                 int count, itineraryItem& edge) {
+    assert(detail::isInRange(position, count));
     Wedge const wedge = wedgeAt(vertex, triangles[fan[position]]);
     int const previous = fan[position > 0 ? position - 1 : count - 1];
     edge.start = vertex;
@@ -296,6 +300,7 @@ void cutSurface::getFirstCCEdge(MeshTriangle* triangles, int vertex, int* fan, i
 
 void cutSurface::pushNeighbor(int side, int neighbour, int triangle, int* vertices, bool* visited,
                               int* neighbours, ko::list<itineraryItem>& queue) {
+    assert(detail::isInRange(side, 3));
     neighbours[side] = neighbour;
     if (!visited[neighbour])
         queue.push_back(makeItem(neighbour, triangle, vertices[side], vertices[(side + 1) % 3]));
@@ -304,6 +309,7 @@ void cutSurface::pushNeighbor(int side, int neighbour, int triangle, int* vertic
 void cutSurface::checkNeighborhood(int triangle, MeshAdjTris const& adjacency,
                                    MeshTriangle* triangles, bool* const visited,
                                    ko::list<itineraryItem>& queue, ko::list<itineraryItem>& cut) {
+    assert(detail::isInRange(triangle, adjacency.getData().items.size() / 3));
     int* const corners = triangles[triangle].vertices;
     int neighbours[3] = {-1, -1, -1};
     auto const note = [&](int side, int neighbour) {
@@ -335,6 +341,7 @@ void cutSurface::checkNeighborhood(int triangle, MeshAdjTris const& adjacency,
 
 void cutSurface::findUnresolvedBoundary(ko::list<itineraryItem>& cut, MeshTriangle* triangles,
                                         int triangleCount, MeshAdjTris& adjacency) {
+    assert(adjacency.getData().items.size() == std::int64_t{3} * triangleCount);
     if (triangleCount <= 0 || adjacency.getData().getNumSets() == 0)
         return;
     auto const visited = std::make_unique<bool[]>(static_cast<std::size_t>(triangleCount));
@@ -422,6 +429,7 @@ void cutSurface::processCut(ko::list<itineraryItem>& edges, MeshTriangle* triang
 }
 
 void cutSurface::makeDisk(CompactMesh& mesh) {
+    assert(detail::hasTrianglesInRange(mesh));
     if (mesh.getNumTriangles() == 0)
         return;
     MeshTriangle* const triangles = mesh.getTriangles();

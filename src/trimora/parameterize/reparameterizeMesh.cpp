@@ -10,11 +10,13 @@
 #include "trimora/contract/koGeom/MeshModification.h"
 #include "trimora/contract/koGeom/Remap.h"
 #include "trimora/contract/koUtil/Progress.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/parameterize/cutSurface.h"
 #include "trimora/parameterize/detail/reparameterizeMeshImpl.h"
 #include "trimora/planar/triangulatePolygon.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 namespace koGeom {
@@ -79,7 +81,9 @@ UnitSquareFit fitUnitSquare(ko::vector<Point2> const& uvs) {
 
 }  // namespace
 
-reparameterizeMesh::reparameterizeMesh(CompactMesh& mesh) : impl_(std::make_unique<Impl>(mesh)) {}
+reparameterizeMesh::reparameterizeMesh(CompactMesh& mesh) : impl_(std::make_unique<Impl>(mesh)) {
+    assert(detail::hasTrianglesInRange(mesh));
+}
 
 reparameterizeMesh::~reparameterizeMesh() = default;
 

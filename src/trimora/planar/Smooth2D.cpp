@@ -1,6 +1,7 @@
 #include "trimora/planar/Smooth2D.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <utility>
 
@@ -48,6 +49,7 @@ void SmoothPoints::add(Point2Flt const& p) {
 }
 
 Point2Flt SmoothPoints::next() {
+    assert(hasNext());
     auto const i = static_cast<std::size_t>(cursor_++);
     return Point2Flt(xs_[i], ys_[i]);
 }

@@ -3,8 +3,10 @@
 #include "trimora/contract/ko/containers.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/Remap.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 
 namespace koGeom {
@@ -16,6 +18,7 @@ bool needsTriangles(CompactMesh const& mesh) {
 }
 
 int numFanTriangles(CompactMesh const& mesh) {
+    assert(detail::hasSoundRuns(mesh.polys, mesh.getNumVertices()));
     int count = 0;
     for (int const length : mesh.polys.lengths)
         count += std::max(length - 2, 0);

@@ -7,6 +7,7 @@
 #include "trimora/planar/detail/segmentOverlap.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 /// A search in three levels: two segments (segmentOverlap.cpp); a segment of the first polyline against all of the
@@ -186,6 +187,9 @@ void snapToEnds(Range1d& range, Polyline const& polyline, double endTolerance) {
 bool overlap(Polyline const& a, Polyline const& b, PolylineBBoxCache& cacheOfB, double tolerance,
              double endTolerance, bool sameDirectionOnly, Range1d& rangeA, Range1d& rangeB,
              double& area, double& maxDistance, double& length, bool& reversed) {
+    assert(cacheOfB.polyline == nullptr || cacheOfB.polyline == &b);
+    assert(cacheOfB.boxes.empty() ||
+           cacheOfB.boxes.size() + 1 == static_cast<std::size_t>(b.getNumVertices()));
     if (!a.getBoundingBox().intersects(b.getBoundingBox(), tolerance))
         return false;
 

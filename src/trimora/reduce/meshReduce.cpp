@@ -2,8 +2,11 @@
 
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/reduce/detail/MeshReduceFraction.h"
 #include "trimora/reduce/detail/MeshReduceTolerance.h"
+
+#include <cassert>
 
 // The entry points. MeshReduceBase drives the passes, the classes MeshReduceFraction and MeshReduceTolerance say what may go
 // and when there is enough, VertexRemoval takes a single vertex out of a half-edge mesh, vertexFlatness ranks.
@@ -22,6 +25,7 @@ void appendRemovedPoints(detail::MeshReduceBase const& reducer, ko::vector<Point
 
 void meshReduceToFraction(CompactMesh& mesh, double fraction, koUtil::Progress& progress,
                           ko::vector<Point>& removedPoints, MeshReduceReport& report) {
+    assert(detail::hasTrianglesInRange(mesh));
     detail::MeshReduceFraction reducer(mesh, fraction);
     reducer.reduce(progress);
     appendRemovedPoints(reducer, removedPoints);
@@ -36,6 +40,7 @@ void meshReduceToFraction(CompactMesh& mesh, double fraction, koUtil::Progress& 
 
 double meshReduceWithTolerance(CompactMesh& mesh, double tolerance, koUtil::Progress& progress,
                                ko::vector<Point>& removedPoints, MeshReduceReport& report) {
+    assert(detail::hasTrianglesInRange(mesh));
     koOS::StopWatch watch;
     watch.start();
     detail::MeshReduceTolerance reducer(mesh, tolerance);

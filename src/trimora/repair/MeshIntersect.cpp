@@ -22,12 +22,14 @@
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/repair/detail/TrianglePlane.h"
 #include "trimora/repair/detail/VoxelHubs.h"
 #include "trimora/spatial/VisitStamps.h"
 #include "trimora/spatial/octreeIterators.h"
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 namespace koGeom {
@@ -322,6 +324,7 @@ class MeshIntersectImpl : public ko::ImplBase {
 public:
     MeshIntersectImpl(CompactMesh const& mesh, Octree const& octree, OctreeTris const& tris)
         : mesh_(mesh), octree_(octree), tris_(tris), triBoxes_(at(mesh.getNumTriangles())) {
+        assert(detail::countsMatch(octree, mesh) && detail::isTableOf(tris, octree, mesh));
         meshTriBoundingBoxes(mesh.getVertices(), mesh.getTriangles(), mesh.getNumTriangles(),
                              triBoxes_.data());
     }
@@ -381,6 +384,8 @@ void MeshIntersect::intersect(CompactMesh const& other, Octree const& otherOctre
                               OctreeTris const& otherTris, AffineMatrix const& matrix,
                               koUtil::Progress& progress, std::deque<MeshIntersectPair>& result,
                               std::deque<MeshIntersectPair>& otherResult) {
+    assert(detail::countsMatch(otherOctree, other));
+    assert(detail::isTableOf(otherTris, otherOctree, other));
     BoundingBox rootBox = impl_->octree().getRoot().box;
     rootBox.transform(matrix);
     if (!rootBox.intersects(otherOctree.getRoot().box)) {

@@ -7,8 +7,10 @@
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshModification.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/repair/detail/edgeTriangles.h"
 
+#include <cassert>
 #include <utility>
 #include <vector>
 
@@ -55,6 +57,7 @@ private:
 }  // namespace
 
 MeshOrient::MeshOrient(CompactMesh& mesh, MeshAdjTris const& adj) : mesh_(mesh), adj_(adj) {
+    assert(detail::isTableOf(adj, mesh));
     compute();
 }
 

@@ -14,6 +14,8 @@
 #include "trimora/repair/meshFindAnglesLessThan.h"
 #include "trimora/repair/meshMakeManifold.h"
 
+#include <cassert>
+
 namespace koGeom {
 
 namespace {
@@ -44,6 +46,7 @@ void MeshRepair::checkSelfIntersection(bool enable) {
 }
 
 void MeshRepair::setCharacteristics(ko::Reference<MeshCharacteristics> characteristics) {
+    assert(characteristics);
     characteristics_ = characteristics;
 }
 

@@ -12,8 +12,10 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/DebugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 namespace koGeom {
@@ -110,9 +112,12 @@ void MeshDuplicateTrisResult::getBadTriangles(CompactMesh const& mesh, ko::vecto
     if (!*this)
         return;
     BitVector bad(mesh.getNumTriangles());
-    for (ko::vector<int> const* list : {&duplicates, &topoDegenerate, &geomDegenerate})
+    for (ko::vector<int> const* list : {&duplicates, &topoDegenerate, &geomDegenerate}) {
+        assert(
+            detail::areAllInRange(list->data(), static_cast<std::int64_t>(list->size()), bad.size));
         for (int const triangle : *list)
             bad.setBit(triangle);
+    }
     out.reserve(static_cast<std::size_t>(bad.count));
     for (int t = 0; t < bad.size; ++t)
         if (bad.isBitSet(t))
@@ -120,6 +125,7 @@ void MeshDuplicateTrisResult::getBadTriangles(CompactMesh const& mesh, ko::vecto
 }
 
 bool meshDuplicateTris(CompactMesh const& mesh, MeshDuplicateTrisResult& result) {
+    assert(detail::hasTrianglesInRange(mesh));
     koOS::StopWatch watch;
     watch.start();
 
@@ -139,6 +145,7 @@ bool meshDuplicateTris(CompactMesh const& mesh, MeshDuplicateTrisResult& result)
 
 void meshRemoveDuplicateTris(CompactMesh& mesh, MeshAdjTris const& adj,
                              MeshDuplicateTrisResult const& result) {
+    assert(detail::isTableOf(adj, mesh));
     if (!result)
         return;
 

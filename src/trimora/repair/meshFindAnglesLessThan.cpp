@@ -13,9 +13,11 @@
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/repair/detail/edgeTriangles.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -107,6 +109,7 @@ bool hasRim(MeshTriangle const& triangle, int centre, int vertex) {
 
 void MeshDihedralAnglesResult::getAdjacentTriangles(CompactMesh const& mesh, MeshAdjTris const& adj,
                                                     ko::vector<int>& out) const {
+    assert(detail::isTableOf(adj, mesh));
     BitVector adjacent(mesh.getNumTriangles());
     for (auto const& [a, b] : edges)
         forEachTriangleOnEdge(adj, mesh.getTriangles(), a, b, [&](int triangle) {
@@ -122,6 +125,7 @@ void MeshDihedralAnglesResult::getAdjacentTriangles(CompactMesh const& mesh, Mes
 
 void meshFindAnglesLessThan(CompactMesh const& mesh, MeshAdjTris const& adj, double angleDegrees,
                             MeshDihedralAnglesResult& result) {
+    assert(detail::isTableOf(adj, mesh));
     koOS::StopWatch watch;
     watch.start();
     result.edges.clear();
@@ -131,6 +135,7 @@ void meshFindAnglesLessThan(CompactMesh const& mesh, MeshAdjTris const& adj, dou
 }
 
 double meshMaxDihedralAngle(CompactMesh const& mesh, MeshAdjTris const& adj) {
+    assert(detail::isTableOf(adj, mesh));
     MeshTriangle const* const triangles = mesh.getTriangles();
     float const* const vertices = mesh.getVerticesRaw();
     int const numTriangles = mesh.getNumTriangles();

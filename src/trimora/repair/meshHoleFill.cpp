@@ -6,10 +6,12 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koString/CString.h"
 #include "trimora/contract/koUtil/Progress.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/planar/triangulatePolygon.h"
 #include "trimora/repair/detail/HolePatch.h"
 #include "trimora/topology/MeshModifyRep.h"
 
+#include <cassert>
 #include <cstdint>
 
 /// The driver. All holes are filled in one half-edge mesh of their surroundings, which goes back into the arrays at the end;
@@ -126,6 +128,8 @@ bool HoleFiller::fill(int hole, koUtil::Progress& holeProgress) {
 int meshHoleFill(CompactMesh& mesh, MeshAdjTris const& adjTris, MeshAdjVertices const& adjVertices,
                  MeshBoundaries const& boundaries, ko::list<int> const& holes, HoleQuality quality,
                  koUtil::Progress& progress) {
+    assert(detail::isTableOf(adjTris, mesh) && detail::isTableOf(adjVertices, mesh));
+    assert(detail::areBoundariesOf(boundaries, mesh));
     Surroundings const surroundings(mesh, adjTris, boundaries, holes);
     MeshModifyRep rep(mesh, surroundings.triangles, surroundings.vertices, adjTris);
     HoleRegion region(mesh, adjVertices, rep, rep.extract());

@@ -7,10 +7,12 @@
 #include "trimora/assembly/MeshSelect.h"
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshModification.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/repair/detail/VertexStar.h"
 #include "trimora/repair/detail/edgeTriangles.h"
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 namespace koGeom {
@@ -120,6 +122,7 @@ void splitBadVertices(CompactMesh& mesh, MeshAdjTris const& adj, BitVector const
 }  // namespace
 
 void meshMakeManifold(CompactMesh& mesh, MeshAdjTris const& adj, MeshManifoldResult const& result) {
+    assert(detail::isTableOf(adj, mesh) && result.size == mesh.getNumVertices());
     if (!result.badEdgeAdj.empty())
         deleteSurplusTriangles(mesh, adj, result.badEdgeAdj);
     else if (result.count > 0)

@@ -8,9 +8,11 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/DebugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/repair/detail/VertexStar.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace koGeom {
 
@@ -24,6 +26,7 @@ void sortUnique(ko::vector<std::pair<int, int>>& edges) {
 }  // namespace
 
 void meshManifold(CompactMesh const& mesh, MeshAdjTris const& adj, MeshManifoldResult& result) {
+    assert(detail::isTableOf(adj, mesh));
     int const numVertices = mesh.getNumVertices();
     koOS::StopWatch watch;
     watch.start();

@@ -9,8 +9,10 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/DebugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 #include <vector>
 
@@ -168,6 +170,7 @@ void meshReverseWinding(CompactMesh& mesh, bool flipVertexNormals) {
 }
 
 void meshReverseWinding(CompactMesh& mesh, MeshAdjTris const& adj, int triangle) {
+    assert(detail::isTableOf(adj, mesh) && detail::isInRange(triangle, mesh.getNumTriangles()));
     BitVector& selected = mesh.getSelectedTriangles();
     selected.resize(mesh.getNumTriangles());
     selected.setBit(triangle);
@@ -177,6 +180,7 @@ void meshReverseWinding(CompactMesh& mesh, MeshAdjTris const& adj, int triangle)
 }
 
 void meshReverseSelectedWinding(CompactMesh& mesh) {
+    assert(detail::hasTrianglesInRange(mesh));
     BitVector const& selected = mesh.getSelectedTriangles();
     debugChannel().print("meshReverseSelectedWinding: %d triangles\n", selected.size);
     koOS::StopWatch watch;

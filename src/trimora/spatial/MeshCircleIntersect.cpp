@@ -7,9 +7,11 @@
 #include "trimora/contract/koGeom/Octree.h"
 #include "trimora/contract/koGeom/OctreeTables.h"
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/spatial/VisitStamps.h"
 #include "trimora/spatial/octreeIterators.h"
 
+#include <cassert>
 #include <cmath>
 #include <numbers>
 
@@ -96,7 +98,9 @@ void IntersectImpl::tryTriangle(int triangle, Plane const& circle, double radius
 
 MeshCircleIntersect::MeshCircleIntersect(CompactMesh const& mesh, Octree const& octree,
                                          OctreeTris const& octreeTris, double tolerance)
-    : impl_(new IntersectImpl(mesh, octree, octreeTris, tolerance)), ownsImpl_(true) {}
+    : impl_(new IntersectImpl(mesh, octree, octreeTris, tolerance)), ownsImpl_(true) {
+    assert(detail::isTableOf(octreeTris, octree, mesh));
+}
 
 MeshCircleIntersect::MeshCircleIntersect(MeshCircleIntersect const& other)
     : impl_(other.impl_), ownsImpl_(false) {}

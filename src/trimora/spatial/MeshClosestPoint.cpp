@@ -16,6 +16,7 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/OctreeClosestIt.h"
 #include "trimora/spatial/VisitStamps.h"
@@ -24,6 +25,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -248,7 +250,9 @@ MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree
       octree_(octree),
       octreeTris_(octreeTris),
       context_(new ClosestPointContext(mesh, octree, octreeTris)),
-      ownsContext_(true) {}
+      ownsContext_(true) {
+    assert(detail::isTableOf(octreeTris, octree, mesh));
+}
 
 MeshClosestPoint::MeshClosestPoint(MeshClosestPoint const& other)
     : mesh_(other.mesh_),
@@ -280,6 +284,7 @@ double MeshClosestPoint::compute(Point const& p, MeshCoord* result) {
 }
 
 MeshCoord meshTriClosestPt(float const* vertices, int const* triangles, int tri, Point const& p) {
+    assert(tri >= 0);
     MeshCoord coord;
     coord.project(tri, vertices, triangles, p);
     return coord;
@@ -381,6 +386,7 @@ private:
 double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
                         Point const& p, double longestEdge, double maxDist2,
                         BoundingBox const* vertexBoxes, MeshCoord* result) {
+    assert(detail::countsMatch(octree, mesh) && detail::countsMatch(adjTris, mesh));
     VertexSearch search(mesh, adjTris, p, longestEdge, maxDist2, vertexBoxes, result);
     search.walk(octree);
     return std::sqrt(search.best2());
@@ -393,6 +399,7 @@ double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTr
 }
 
 double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, Point const& p) {
+    assert(detail::countsMatch(octree, mesh));
     koOS::StopWatch watch;
     watch.start();
     MeshVertex const* const vertices = mesh.getVertices();

@@ -16,11 +16,13 @@
 #include "trimora/contract/koGeom/OctreeTables.h"
 #include "trimora/contract/koLinear/lines.h"
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/MeshClosestPoint.h"
 #include "trimora/spatial/computeOctreeTris.h"
 #include "trimora/spatial/octreeIterators.h"
 
+#include <cassert>
 #include <limits>
 #include <vector>
 
@@ -99,6 +101,7 @@ MeshClosestPtOnLineImpl::MeshClosestPtOnLineImpl(CompactMesh const& mesh,
                                                  MeshAdjTris const& adjTris,
                                                  MeshSequence const& path)
     : mesh_(mesh), adjTris_(adjTris), pathEdges_(3 * mesh.getNumTriangles()) {
+    assert(detail::isTableOf(adjTris, mesh) && detail::hasSoundRuns(path, mesh.getNumVertices()));
     BitVector onPath(mesh.getNumVertices());
     for (int i = 0; i < path.points.size(); ++i)
         onPath.setBit(path.points[i]);

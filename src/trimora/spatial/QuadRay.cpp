@@ -3,6 +3,7 @@
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/spatial/OctreeStackWalk.h"
 
+#include <cassert>
 #include <cstddef>
 #include <emmintrin.h>
 
@@ -64,6 +65,7 @@ QuadRay::QuadRay(PointFlt const& origin, VectorFlt const& d0, VectorFlt const& d
       findNearestHit_(findNearestHit) {}
 
 float QuadRay::triIntersectionRayParam(int lane) const {
+    assert(lane >= 0 && lane < 4);
     alignas(16) float params[4];
     _mm_store_ps(params, rayParam_);
     return params[lane & 3];

@@ -1,5 +1,8 @@
 #include "trimora/spatial/QuadRayTracer.h"
 
+#include "trimora/detail/callerContract.h"
+
+#include <cassert>
 #include <cstddef>
 
 namespace koGeom {
@@ -59,7 +62,9 @@ QuadRayTracer::QuadRayTracer(Octree const& octree, OctreeTris const& octreeTris,
       visited_(mesh != nullptr ? mesh->getNumTriangles() : 0),
       octreeTris_(&octreeTris),
       vertices_(mesh != nullptr ? mesh->getVertices() : nullptr),
-      triangles_(mesh != nullptr ? mesh->getTriangles() : nullptr) {}
+      triangles_(mesh != nullptr ? mesh->getTriangles() : nullptr) {
+    assert(mesh == nullptr || detail::isTableOf(octreeTris, octree, *mesh));
+}
 
 QuadRayTracer::~QuadRayTracer() = default;
 

@@ -9,12 +9,14 @@
 
 #include "trimora/connectivity/finiteBounds.h"
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/measure/meshLongestEdge.h"
 #include "trimora/spatial/detail/OctreeRayFilter.h"
 #include "trimora/spatial/detail/TriangleRayFilter.h"
 #include "trimora/spatial/detail/rayTriangle.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 
@@ -134,6 +136,7 @@ RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, Compact
       triangles_(mesh != nullptr ? mesh->getTrianglesRaw() : nullptr),
       largest_(std::numeric_limits<double>::infinity()),
       nearestDist_(static_cast<double>(largestFloat)) {
+    assert(mesh == nullptr || detail::isTableOf(octreeTris, octree, *mesh));
     BoundingBox const box = octree.getRoot().box;
     if (mesh != nullptr && holds(box, finiteBounds(*mesh)))
         largest_ = largestCoordinate(box);

@@ -6,8 +6,11 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/spatial/detail/BoxTriangleTest.h"
 #include "trimora/spatial/detail/VoxelPartition.h"
+
+#include <cassert>
 
 // A triangle strictly inside the voxel of the one before it is settled by one box test; the others
 // walk the tree by their boxes and are tested exactly against each voxel that they meet.
@@ -47,6 +50,7 @@ using TriPartitionAlg = detail::VoxelPartition<Triangles>;
 }  // namespace
 
 void computeOctreeTris(CompactMesh const& mesh, Octree const& octree, OctreeTris& result) {
+    assert(detail::hasTrianglesInRange(mesh));
     koOS::StopWatch watch;
     watch.start();
     if (octree.numVoxels < 1)

@@ -5,8 +5,11 @@
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/spatial/detail/VoxelPartition.h"
 #include "trimora/spatial/intersects.h"
+
+#include <cassert>
 
 // As computeOctreeTris, with the box and the exact test of a segment.
 
@@ -44,6 +47,7 @@ using LinePartitionAlg = detail::VoxelPartition<Lines>;
 }  // namespace
 
 void meshOctreeLines(CompactMesh const& mesh, Octree const& octree, OctreeLines& result) {
+    assert(detail::hasLinesInRange(mesh));
     koOS::StopWatch watch;
     watch.start();
     if (octree.numVoxels < 1)

@@ -10,8 +10,11 @@
 #include "trimora/contract/koGeom/Octree.h"
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/spatial/intersectRayTriangle.h"
 #include "trimora/spatial/octreeIterators.h"
+
+#include <cassert>
 
 namespace koGeom {
 
@@ -80,6 +83,7 @@ int FrustumPick::tryVertex(int vertex, PointFlt& hit) {
 }  // namespace
 
 bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray, PointFlt& hit) {
+    assert(detail::isInRange(tri, mesh.getNumTriangles()));
     float const* const vertices = mesh.getVerticesRaw();
     int const* const corners = mesh.getTrianglesRaw() + 3 * static_cast<std::ptrdiff_t>(tri);
     PointFlt const origin(ray.origin);
@@ -106,6 +110,7 @@ bool meshRayTriIntersect(CompactMesh const& mesh, int tri, Line const& ray, Poin
 
 bool meshRayIntersect(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
                       Frustum const& frustum, PointFlt& hit, int* tri) {
+    assert(detail::countsMatch(octree, mesh) && detail::countsMatch(adjTris, mesh));
     koOS::StopWatch watch;
     watch.start();
     FrustumPick pick(mesh, octree, adjTris, frustum);

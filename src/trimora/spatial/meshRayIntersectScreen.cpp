@@ -6,10 +6,12 @@
 #include "trimora/contract/koLinear/tolerances.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/spatial/detail/fourPoints.h"
 #include "trimora/spatial/detail/rayTriangle.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -219,6 +221,12 @@ MeshCoord pickRaw(Vertices const& vertices, int const* triangles, int numTriangl
     return pickOf(iterator, Screen(vertices, m, rectangle), ray).coord;
 }
 
+/// Lengths may be wrong, the points not.
+[[maybe_unused]] bool namesVertices(MeshSequenceShort const& strips, int numVertices) {
+    return std::all_of(strips.points.begin(), strips.points.end(),
+                       [=](int point) { return point < numVertices; });
+}
+
 /// Strips as an iterator walks them, all of them with triangles; a copy only where they are not so already.
 class WalkableStrips {
 public:
@@ -264,6 +272,7 @@ private:
 MeshCoord meshRayIntersectScreen(float const* vertices, int numVertices, int const* triangles,
                                  int numTriangles, ProjMatrixFlt const& m, int x, int y, int size,
                                  Line const& ray) {
+    assert(numVertices < 1 || detail::haveAllIndicesIn(triangles, numTriangles, numVertices));
     return pickRaw({vertices, numVertices, 3}, triangles, numTriangles, m,
                    Rectangle::around(x, y, size), ray);
 }
@@ -287,6 +296,7 @@ MeshCoord meshRayIntersectScreen(CompactMesh const& mesh, ProjMatrixFlt const& m
 MeshCoord meshRayIntersectScreen(float const* vertices, int numVertices, int stride,
                                  MeshSequenceShort const& strips, ProjMatrixFlt const& m, int x,
                                  int y, int size, Line const& ray, double& distance) {
+    assert(numVertices < 1 || namesVertices(strips, numVertices));
     WalkableStrips const walkable(strips);
     Screen const screen({vertices, numVertices, stride}, m, Rectangle::around(x, y, size));
     Pick const pick = pickOf(ShortTriStripIterator(walkable.get()), screen, ray);
@@ -300,6 +310,7 @@ void meshRayIntersectScreen(float const* vertices, int numVertices, int stride,
                             ko::vector<double>& distances, ko::vector<MeshCoord>& coords) {
     ko::vector<PickRay> const tracedRays(rays.begin(), rays.end());
     ko::vector<Pick> picks(rays.size());
+    assert(numVertices < 1 || namesVertices(strips, numVertices));
     WalkableStrips const walkable(strips);
     Screen const screen({vertices, numVertices, stride}, m, {xMin, xMax, yMin, yMax});
     if (!screen.isEmpty) {

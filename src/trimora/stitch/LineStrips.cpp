@@ -1,14 +1,20 @@
 #include "trimora/stitch/detail/LineStrips.h"
 
+#include "trimora/contract/koGeom/BitVector.h"
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
+#include "trimora/stitch/detail/WeldGrid.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 // The way along strips is summed up in one walk. The nearest points are looked for by slices of the vertices, each into a list of its
-// own; the lists follow each other in the order of the vertices, so that nothing depends on the number of threads.
+// own; the lists follow each other in the order of the vertices, so that nothing depends on the number of threads. Vertices in one place
+// share what the first of them finds: where many copies of a strip lie on one another, each point is near all of them, and as many
+// searches as there are copies would each go through all of them.
 
 namespace koGeom::MeshLineTopology {
 
@@ -16,6 +22,8 @@ namespace {
 
 // Below this many vertices a run costs more than it saves.
 constexpr int fewestPooled = 10000;
+// Places that are looked up at a time.
+constexpr int placesAtATime = 1024;
 
 }  // namespace
 
@@ -46,13 +54,17 @@ void LineStrips::NeighbourSearch::find(int vertex, ko::vector<Neighbour>& found)
     std::size_t const first = found.size();
     MeshLine const* const lines = strips_.mesh_.getLines();
     met_.nextQuery();
-    finder_.find(vertex, [&](int line) {
+    auto const visit = [&](int line) {
         int const strip = strips_.stripOf_[at(lines[line][0])];
         if (strip < 0)
             return;
         consider(vertex, lines[line][0], strip, found);
         consider(vertex, lines[line][1], strip, found);
-    });
+    };
+    if (strips_.sharesPlaces_)
+        finder_.findAt(vertex, visit);
+    else
+        finder_.find(vertex, visit);
     std::sort(found.begin() + static_cast<std::ptrdiff_t>(first), found.end(),
               [](Neighbour const& a, Neighbour const& b) { return a.strip < b.strip; });
 }
@@ -137,10 +149,12 @@ void LineStrips::measure(Octree const& octree, OctreeLines const& octreeLines, d
 
     int const numVertices = mesh_.getNumVertices();
     neighbours_.clear();
+    asker_.assign(static_cast<std::size_t>(numVertices), 0);
     firstNeighbour_.assign(static_cast<std::size_t>(numVertices) + 1, 0);
     if (!(distance > 0.0))
         return;
-    BitVector const asking = lineEndsOnStrips();
+    BitVector asking = lineEndsOnStrips();
+    sharePlaces(asking);
     NeighboursAlg alg(*this, octree, octreeLines, distance, asking);
     (numVertices < fewestPooled ? koUtil::ThreadPool::getSingleThreadedPool()
                                 : koUtil::ThreadPool::get())
@@ -181,8 +195,57 @@ BitVector LineStrips::lineEndsOnStrips() const {
     return ends;
 }
 
+/// Whether both ends of each line lie on one strip: then lines that end in a vertex tell of its own strip alone.
+bool LineStrips::areLinesOfStrips() const {
+    MeshLine const* const lines = mesh_.getLines();
+    return std::all_of(lines, lines + mesh_.getNumLines(), [this](MeshLine const& line) {
+        return stripOf_[static_cast<std::size_t>(line[0])] ==
+               stripOf_[static_cast<std::size_t>(line[1])];
+    });
+}
+
+/// Leaves the first of those in one place to ask for all of them.
+void LineStrips::sharePlaces(BitVector& asking) {
+    int const numVertices = mesh_.getNumVertices();
+    asker_.resize(static_cast<std::size_t>(numVertices));
+    std::iota(asker_.begin(), asker_.end(), 0);
+    sharesPlaces_ = areLinesOfStrips();
+    if (!sharesPlaces_)
+        return;
+
+    detail::WeldGrid places(0.0f);
+    ko::vector<int> firstAt;  // by place
+    ko::vector<int> asked;
+    ko::vector<PointFlt> points;
+    ko::vector<int> numbers(placesAtATime);
+    auto const lookUp = [&] {
+        places.weld(points.data(), static_cast<int>(points.size()), numbers.data());
+        firstAt.resize(static_cast<std::size_t>(places.count()), -1);
+        for (std::size_t i = 0; i < asked.size(); ++i) {
+            int& first = firstAt[static_cast<std::size_t>(numbers[i])];
+            first = first < 0 ? asked[i] : first;
+            asker_[static_cast<std::size_t>(asked[i])] = first;
+            if (first != asked[i])
+                asking.clearBit(asked[i]);
+        }
+        asked.clear();
+        points.clear();
+    };
+    for (int v = 0; v < numVertices; ++v) {
+        PointFlt const p = vertices_[v].asPointFlt();
+        if (asking.isBitSet(v) == 0 || !std::isfinite(p.x + p.y + p.z))
+            continue;
+        asked.push_back(v);
+        points.push_back(p);
+        if (static_cast<int>(asked.size()) == placesAtATime)
+            lookUp();
+    }
+    lookUp();
+}
+
 LineStrips::Neighbours LineStrips::neighbours(int strip, int position) const {
-    auto const at = static_cast<std::size_t>(vertex(strip, position));
+    auto const at =
+        static_cast<std::size_t>(asker_[static_cast<std::size_t>(vertex(strip, position))]);
     return {neighbours_.data() + firstNeighbour_[at], neighbours_.data() + firstNeighbour_[at + 1]};
 }
 

@@ -87,8 +87,8 @@ void TopologyImpl::makeVertices(double distance) {
 
 /// Whether what the twins are near to touches, or nearly, between a stretch and the next.
 bool TopologyImpl::meetsNext(ProximityRegion const& region, double distance) const {
-    Range before = region.twin->ranges.front().secondHalf();
-    Range const behind = region.next->twin->ranges.front().firstHalf();
+    Range before = region.twin->range.secondHalf();
+    Range const behind = region.next->twin->range.firstHalf();
     if (strips_.following(region.boundary, before.end) == behind.start || before.intersect(behind))
         return true;
     Range const gap(before.end + 1, behind.start - 1, before.ringSize);

@@ -31,6 +31,35 @@ void sortUnique(ko::vector<int>& numbers) {
     numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
 }
 
+/// The regions of each strip, as they were made: by the strip beside them. A strip may have thousands, of which a few lie beside
+/// any one.
+class RegionsBeside {
+public:
+    explicit RegionsBeside(ko::vector<ko::list<ProximityRegion>>& regions)
+        : ofStrip_(regions.size()) {
+        for (std::size_t strip = 0; strip < regions.size(); ++strip)
+            for (ProximityRegion& region : regions[strip])
+                ofStrip_[strip].push_back(&region);
+    }
+
+    /// The first that has none yet and that the region and it are beside each other.
+    ProximityRegion* findTwin(ProximityRegion const& region) const {
+        ko::vector<ProximityRegion*> const& all =
+            ofStrip_[static_cast<std::size_t>(region.otherBoundary)];
+        auto other = std::lower_bound(
+            all.begin(), all.end(), region.boundary,
+            [](ProximityRegion const* each, int strip) { return each->otherBoundary < strip; });
+        for (; other != all.end() && (*other)->otherBoundary == region.boundary; ++other)
+            if (!(*other)->paired && (*other)->domain.isFull() == region.domain.isFull() &&
+                region.domain.contains((*other)->range) && (*other)->domain.contains(region.range))
+                return *other;
+        return nullptr;
+    }
+
+private:
+    ko::vector<ko::vector<ProximityRegion*>> ofStrip_;
+};
+
 }  // namespace
 
 /// The stretches of a strip, by the strip beside it and by start.
@@ -75,21 +104,24 @@ void TopologyImpl::appendRegions(int strip, Near const* first, Near const* last)
         region.otherBoundary = otherStrip;
         region.domain = domains[i];
         sortUnique(partners[i]);
-        region.ranges = runsOf(partners[i], strips_.size(otherStrip));
-        if (region.ranges.size() > 1)
-            fillGaps(region, partners[i]);
+        ko::vector<CircularRange> ranges = runsOf(partners[i], strips_.size(otherStrip));
+        if (ranges.size() > 1)
+            fillGaps(region, ranges, partners[i]);
+        if (ranges.size() > 1)
+            continue;  // what lies beside several stretches has no twin
+        region.range = ranges.front();
         regions_[static_cast<std::size_t>(strip)].push_back(std::move(region));
     }
 }
 
 /// Joins the ranges where all between them is near the domain, though nothing of the domain has it
 /// for its nearest.
-void TopologyImpl::fillGaps(ProximityRegion& region, ko::vector<int>& partners) const {
+void TopologyImpl::fillGaps(ProximityRegion const& region, ko::vector<Range>& ranges,
+                            ko::vector<int>& partners) const {
     int const ringSize = strips_.size(region.otherBoundary);
-    std::size_t const numRanges = region.ranges.size();
+    std::size_t const numRanges = ranges.size();
     for (std::size_t i = 0; i < numRanges; ++i) {
-        CircularRange const gap(region.ranges[i].end + 1,
-                                region.ranges[(i + 1) % numRanges].start - 1, ringSize);
+        CircularRange const gap(ranges[i].end + 1, ranges[(i + 1) % numRanges].start - 1, ringSize);
         if (!isFilled(region, gap))
             continue;
         int position = gap.start;
@@ -99,7 +131,7 @@ void TopologyImpl::fillGaps(ProximityRegion& region, ko::vector<int>& partners) 
         }
     }
     sortUnique(partners);
-    region.ranges = runsOf(partners, ringSize);
+    ranges = runsOf(partners, ringSize);
 }
 
 bool TopologyImpl::isFilled(ProximityRegion const& region, CircularRange const& gap) const {
@@ -116,10 +148,11 @@ bool TopologyImpl::isFilled(ProximityRegion const& region, CircularRange const& 
 
 /// Finds the twins; what stays alone goes.
 void TopologyImpl::pairRegions() {
-    forEachRegion([this](ProximityRegion& region) {
+    RegionsBeside const beside(regions_);
+    forEachRegion([this, &beside](ProximityRegion& region) {
         if (region.paired)
             return;
-        ProximityRegion* const twin = findTwin(region);
+        ProximityRegion* const twin = beside.findTwin(region);
         if (twin == nullptr)
             return;
         region.twin = twin;
@@ -131,23 +164,11 @@ void TopologyImpl::pairRegions() {
     sweep();
 }
 
-ProximityRegion* TopologyImpl::findTwin(ProximityRegion const& region) {
-    if (region.ranges.size() > 1)
-        return nullptr;
-    for (ProximityRegion& other : regions_[static_cast<std::size_t>(region.otherBoundary)])
-        if (other.otherBoundary == region.boundary && !other.paired && other.ranges.size() == 1 &&
-            other.domain.isFull() == region.domain.isFull() &&
-            region.domain.contains(other.ranges.front()) &&
-            other.domain.contains(region.ranges.front()))
-            return &other;
-    return nullptr;
-}
-
 /// By a vote of the steps that the other strip takes beside the region.
 bool TopologyImpl::runSameWay(ProximityRegion const& region) const {
     int const strip = region.boundary;
     int const otherStrip = region.otherBoundary;
-    CircularRange const& range = region.ranges.front();
+    CircularRange const& range = region.range;
     int votes = 0;
     for (int i = range.start; i != range.end; i = strips_.following(otherStrip, i)) {
         LineStrips::Neighbour const* const back = strips_.nearest(otherStrip, i, strip);

@@ -62,7 +62,7 @@ void TopologyImpl::removeOverlapping(double distance) {
         ko::vector<Range>& left = freeRanges[static_cast<std::size_t>(region->boundary)];
         int numLeft = 0;
         for (Range range : left)
-            if (range.intersect(region->twin->ranges.front()))
+            if (range.intersect(region->twin->range))
                 numLeft += range.size();
         // The length of as many points at the start of the strip stands for theirs.
         Range const asMany(0, numLeft - 1, strips_.size(region->boundary));

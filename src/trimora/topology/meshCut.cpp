@@ -2,6 +2,7 @@
 
 #include "trimora/contract/koGeom/debugChannel.h"
 #include "trimora/contract/koOS/StopWatch.h"
+#include "trimora/detail/callerContract.h"
 #include "trimora/topology/MeshCurveTopology.h"
 #include "trimora/topology/MeshModifyRep.h"
 #include "trimora/topology/detail/ConditionMesh.h"
@@ -9,6 +10,7 @@
 #include "trimora/topology/detail/edgesAround.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 /// Cutting along curves: the curves are checked, points on edges become vertices, faces are split along the curves, the
@@ -181,6 +183,7 @@ CompactMeshCutResult CompactMeshCut::cut(std::deque<std::deque<MeshCoord>> const
 
 CompactMeshCutResult meshCut(CompactMesh& mesh, MeshAdjTris const& adj,
                              std::deque<std::deque<MeshCoord>> const& curves, double tolerance) {
+    assert(detail::countsMatch(adj, mesh));
     return detail::CompactMeshCut(mesh, adj, tolerance).cut(curves);
 }
 

@@ -1,6 +1,7 @@
 #include "trimora/contract/koGeom/MeshAttributes.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 #include <new>
 
@@ -40,6 +41,7 @@ void MeshAttributes::setAllocator(ko::Reference<ArrayAllocator> const& allocator
 }
 
 void MeshAttributes::getRange(int component, float& lower, float& upper) const {
+    assert(component >= 0 && component < dimension);
     if (ranges_.empty()) {
         float const largest = std::numeric_limits<float>::max();
         ranges_.assign(static_cast<std::size_t>(dimension), Range{largest, -largest});

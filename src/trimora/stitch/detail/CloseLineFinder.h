@@ -55,6 +55,16 @@ public:
     /// voxel and ascending within a voxel.
     template <class Visit>
     void find(int vertex, Visit const& visit) {
+        findAt(vertex, [this, vertex, &visit](int line) {
+            auto const [a, b] = lines_[line].vertices;
+            if (a != vertex && b != vertex)
+                visit(line);
+        });
+    }
+
+    /// The same with the lines that end in the vertex: found alike by all vertices in its place.
+    template <class Visit>
+    void findAt(int vertex, Visit const& visit) {
         BoundingBox const box(&vertices_[vertex].x, distance_);
         CloseTest const test(pointOf(vertex), box, distance2_);
         met_.nextQuery();
@@ -65,8 +75,7 @@ public:
             for (int i = 0; i < numLines; ++i) {
                 int const line = voxelLines[i];
                 auto const [a, b] = lines_[line].vertices;
-                if (met_.meet(line) && a != vertex && b != vertex &&
-                    test.isClose(pointOf(a), pointOf(b)))
+                if (met_.meet(line) && test.isClose(pointOf(a), pointOf(b)))
                     visit(line);
             }
         }

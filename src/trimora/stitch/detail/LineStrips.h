@@ -41,9 +41,9 @@ public:
         return vertices_[vertex(strip, position)].asPoint();
     }
 
-    /// One for each strip that is near the point, its own included, by number of the strip.
+    /// One for each strip that is near the point, by number of the strip. Of its own strip it may be any point.
     Neighbours neighbours(int strip, int position) const;
-    /// Of one strip; null when it is not near.
+    /// Of one other strip; null when it is not near.
     Neighbour const* nearest(int strip, int position, int otherStrip) const;
 
     /// From the first to the last point of the range along the strip; the way round for the whole.
@@ -59,6 +59,8 @@ private:
     void locate();
     void measureWays();
     BitVector lineEndsOnStrips() const;
+    bool areLinesOfStrips() const;
+    void sharePlaces(BitVector& asking);
 
     CompactMesh const& mesh_;
     MeshVertex const* vertices_ = nullptr;
@@ -67,8 +69,10 @@ private:
     ko::vector<int> stripOf_;     ///< by vertex, -1 on none
     ko::vector<int> positionOf_;  ///< by vertex, on that strip
     ko::vector<double> ways_;     ///< by strip: from its first point to each, and all round
+    ko::vector<int> asker_;       ///< by vertex: who asks for it, the first of those in one place
+    bool sharesPlaces_ = false;
     ko::vector<Neighbour> neighbours_;
-    ko::vector<std::size_t> firstNeighbour_;  ///< by vertex, and one more
+    ko::vector<std::size_t> firstNeighbour_;  ///< by asking vertex, and one more
 };
 
 }  // namespace koGeom::MeshLineTopology

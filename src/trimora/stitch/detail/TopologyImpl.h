@@ -11,10 +11,10 @@ namespace koGeom::MeshLineTopology {
 struct ProximityRegion {
     int boundary = -1;
     int otherBoundary = -1;
-    koUtil::CircularRange domain;              ///< on `boundary`
-    ko::vector<koUtil::CircularRange> ranges;  ///< on `otherBoundary`: what the domain is near to
-    bool circular = false;                     ///< a whole strip paired with a whole strip
-    bool measured = false;                     ///< `quality` and `length` are known
+    koUtil::CircularRange domain;  ///< on `boundary`
+    koUtil::CircularRange range;   ///< on `otherBoundary`: what the domain is near to
+    bool circular = false;         ///< a whole strip paired with a whole strip
+    bool measured = false;         ///< `quality` and `length` are known
     double quality = 0.0;
     double length = 0.0;              ///< of the domain
     ProximityRegion* next = nullptr;  ///< round the strip
@@ -61,10 +61,10 @@ private:
     // MeshLineTopology_regions.cpp
     void findRegions(int strip);
     void appendRegions(int strip, Near const* first, Near const* last);
-    void fillGaps(ProximityRegion& region, ko::vector<int>& partners) const;
+    void fillGaps(ProximityRegion const& region, ko::vector<Range>& ranges,
+                  ko::vector<int>& partners) const;
     bool isFilled(ProximityRegion const& region, Range const& gap) const;
     void pairRegions();
-    ProximityRegion* findTwin(ProximityRegion const& region);
     bool runSameWay(ProximityRegion const& region) const;
 
     // MeshLineTopology_select.cpp
