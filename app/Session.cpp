@@ -24,7 +24,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto watchInterval = std::chrono::milliseconds(50);
-constexpr auto grace = std::chrono::seconds(2);  // for a cancelled phase to reach its next poll
+constexpr auto grace =
+    std::chrono::milliseconds(500);  // for a cancelled phase to reach its next poll
 
 constexpr char eraseLine[] = "\r\033[K";
 constexpr char cancelledWords[] = "cancelled; nothing was written";
@@ -153,7 +154,7 @@ void Session::beginPhase(char const* caption, bool pollsProgress) {
 }
 
 void Session::throwIfCancelled() const {
-    if (timedOut_ || isOverdue())  // the watcher may not have come round since
+    if (hasTimedOut())  // the watcher may not have come round since
         throw Failure{Cancelled, timedOutWords};
     if (progress_.cancelled())
         throw Failure{Cancelled, cancelledWords};
@@ -163,9 +164,12 @@ void Session::requireMemory(double bytes, std::string const& file, std::string c
     if (bytes > maxBytes_)
         throw Failure{Refused,
                       file + ": " + (what.empty() ? "" : what + " ") + "needs about " +
-                          bytesInWords(bytes) + " of memory and the limit is " +
-                          bytesInWords(maxBytes_) + "; raise it with --max-memory",
-                      file};
+                          trimora::bytesInWords(bytes) + " of memory and the limit is " +
+                          trimora::bytesInWords(maxBytes_) + "; raise it with --max-memory",
+                      file,
+                      {},
+                      {},
+                      Failure::Cause::Memory};
 }
 
 void Session::tell(std::string const& text) {
@@ -217,7 +221,7 @@ void Session::endIfOverdue() {
         timedOut_ = numInterrupts == 0;
         progress_.cancel();
     }
-    if (pollsProgress_ && Clock::now() - cancelledAt_ < grace)
+    if (endsByItself_ || (pollsProgress_ && Clock::now() - cancelledAt_ < grace))
         return;
     // An output in its place means that only the report is missing: the run may finish. A second Ctrl-C ends it.
     if (!trimora::discardPendingOutputs())
@@ -257,16 +261,6 @@ void Session::drawBar() {
     std::fputs(text.c_str(), stderr);
     std::fflush(stderr);
     isBarDrawn = true;
-}
-
-std::string bytesInWords(double bytes) {
-    char const* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
-    int unit = 0;
-    for (; bytes >= 1024.0 && unit < 4; ++unit)
-        bytes /= 1024.0;
-    char text[32];
-    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
-    return text;
 }
 
 }  // namespace app

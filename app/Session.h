@@ -35,6 +35,10 @@ struct Failure {
     std::optional<std::array<double, 3>> problemPoint = {};
     /// An object to put there in its place, where a command has more to tell than that.
     std::string json = {};
+
+    /// What the code does not tell, for those who judge by it.
+    enum class Cause { OfCode, Memory, Unexpected };
+    Cause cause = Cause::OfCode;
 };
 
 /// Of an allocation that failed; said of the command as a whole, or of a stage of a pipe.
@@ -71,8 +75,14 @@ public:
     /// the process at once with code 6.
     void beginPhase(char const* caption, bool pollsProgress);
 
+    /// From now on a cancel is left to the run, however long that takes: it has work of others to end. A second Ctrl-C ends the
+    /// process all the same.
+    void endsByItself() { endsByItself_ = true; }
+
     /// Throws Failure with code 6 once the run was cancelled or its time was up; call between phases.
     void throwIfCancelled() const;
+
+    bool hasTimedOut() const { return timedOut_ || isOverdue(); }
 
     /// What was taken off the coordinates of the first mesh of the run; the others get the same, and what is written has it again. 0
     /// before there is one.
@@ -111,6 +121,7 @@ private:
     std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point cancelledAt_;
     std::atomic<bool> pollsProgress_ = false;
+    std::atomic<bool> endsByItself_ = false;
     std::atomic<bool> finished_ = false;
     std::atomic<bool> timedOut_ = false;
     std::atomic<double> fraction_ = 0.0;
@@ -123,8 +134,5 @@ private:
     std::string caption_;  // the library's own, within the phase; often empty
     std::thread watcher_;  // last: it reads all the others
 };
-
-/// Bytes in words, "1.5 GiB".
-std::string bytesInWords(double bytes);
 
 }  // namespace app

@@ -38,14 +38,20 @@ void requireExtension(std::string const& extension) {
         throw Failure{UsageError, "--extension: " + outcome.message};
 }
 
-void tellSummary(Session& session, BatchRun const& run, std::string const& resultsPath) {
-    session.finish();
+void requireOwnFiles(TaskPipe const& pipe) {
+    for (std::string const& path : pipe.files())
+        if (path == "-")
+            throw Failure{UsageError, "--task: '-' is standard input, which not every file of a "
+                                      "batch can have; name a file in its place"};
+}
+
+void tellSummary(Session& session, BatchRun& run, std::string const& resultsPath) {
     if (session.options().json) {
         Json summary = run.summary().toJson();
-        summary["results"] = resultsPath;
-        printOut(textOf({{"summary", summary}}));
-    } else {
-        printReport(session, run.summary().text() + "  results in " + resultsPath + "\n");
+        summary["results"] = textOfPath(resultsPath);
+        run.print(textOf({{"summary", summary}}));
+    } else if (!session.options().quiet) {
+        run.print(run.summary().text() + "  results in " + resultsPath + "\n");
     }
 }
 
@@ -53,27 +59,28 @@ ExitCode batch(Session& session, BatchArguments const& arguments) {
     // Names that no file of the task will have: only the options are looked at.
     TaskPipe const pipe(arguments.task, ".trimora-batch.obj", ".trimora-batch.obj");
     pipe.requireSound(session);
+    requireOwnFiles(pipe);
     requireExtension(arguments.extension);
     Shard shard;
     parseShard(arguments.shard, shard);
     session.beginPhase("reading the list", false);
-    BatchPlan plan = planBatch(arguments.list, arguments.options.folder, arguments.extension);
+    BatchPlan const plan = planBatch(arguments.list, arguments.options.folder, arguments.extension);
+    InputGuard const guard(plan, pipe.files());
+    guard.requireApart(plan, arguments.options.folder);
     if (plan.numDuplicates > 0 && !session.options().quiet)
         session.tell("trimora: warning: " + arguments.list + ": " +
                      trimora::countInWords(plan.numDuplicates, "line names", "lines name") +
                      " a file that was named before\n");
-    std::vector<BatchFile> files;
-    std::copy_if(plan.files.begin(), plan.files.end(), std::back_inserter(files),
+    BatchWork work = {pipe.text(), pipe.files(), {}};
+    std::copy_if(plan.files.begin(), plan.files.end(), std::back_inserter(work.files),
                  [&shard](BatchFile const& file) { return shard.holds(file); });
     std::string const resultsPath =
         (fs::path(arguments.options.folder) / resultsNameOf(shard)).string();
-    BatchRun run(session, arguments.options, pipe.text(), std::move(files));
+    BatchRun run(session, arguments.options, guard, std::move(work));
     run.begin(resultsPath);
-    if (arguments.options.isDryRun) {
-        run.listWork();
-        return Done;
-    }
     run.work();
+    if (arguments.options.isDryRun)
+        return Done;
     tellSummary(session, run, resultsPath);
     return run.summary().code();
 }

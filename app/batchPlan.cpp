@@ -8,16 +8,15 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <map>
 #include <set>
+#include <string_view>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 #include <xxhash.h>
 
 namespace app {
@@ -43,10 +42,38 @@ trimora::MeshFormat const* formatOf(std::string const& extension) {
     return nullptr;
 }
 
-std::vector<std::string> linesOf(std::istream& stream, std::string const& name) {
-    std::string text(std::istreambuf_iterator<char>(stream), {});
+/// Whether the bytes are a mesh: a list begins with a path, so one whose first line is there is a list all the same.
+bool isMesh(std::string_view text, std::uint64_t size, std::string const& name) {
+    std::string_view const head = text.substr(0, trimora::recognitionBytes);
+    auto const formats = trimora::meshFormats();
+    bool const isRecognised =
+        std::any_of(formats.begin(), formats.end(), [&](trimora::MeshFormat const& format) {
+            return format.recognises != nullptr && format.recognises(head, size);
+        });
+    if (head.empty() || (!isRecognised && formatOf(extensionOf(name)) == nullptr))
+        return false;
+    std::string_view first = head.substr(0, head.find('\n'));
+    if (!first.empty() && first.back() == '\r')
+        first.remove_suffix(1);
+    std::error_code ignored;
+    return first.empty() || !fs::exists(fs::path(first), ignored);
+}
+
+std::string textOfList(std::istream& stream, std::uint64_t size, std::string const& name) {
+    std::string text(trimora::recognitionBytes, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    if (isMesh(text, std::max<std::uint64_t>(size, text.size()), name))
+        throw Failure{UsageError, name + ": is a mesh, not a list; name a file with one path a "
+                                         "line, or 'trimora run' for one mesh"};
+    if (stream)
+        text.append(std::istreambuf_iterator<char>(stream), {});
     if (stream.bad())
         throw Failure{CannotRead, name + ": cannot be read", name};
+    return text;
+}
+
+std::vector<std::string> linesOfList(std::string text) {
     constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
     if (text.rfind(byteOrderMark, 0) == 0)
         text.erase(0, sizeof byteOrderMark - 1);
@@ -97,16 +124,22 @@ std::vector<std::string> filesBelow(std::string const& top, std::string const& f
 std::vector<std::string> inputsOf(std::string const& list, std::string const& folder) {
     std::error_code ignored;
     if (list == "-")
-        return linesOf(std::cin, "standard input");
-    if (fs::is_directory(list, ignored))
+        return linesOfList(textOfList(std::cin, 0, "standard input"));
+    if (fs::is_directory(list, ignored)) {
+        if (isBelow(list, folder))
+            throw Failure{UsageError, "--out " + folder + ": holds the inputs of " + list +
+                                          " as well, so that outputs would be taken for inputs; "
+                                          "choose a folder beside or below it"};
         return filesBelow(list, folder);
+    }
     std::ifstream stream(list, std::ios::binary);
     if (!stream)
         throw Failure{CannotRead,
                       list + ": cannot be opened: " + std::generic_category().message(errno) +
                           "; name a file with one path a line, a folder, or -",
                       list};
-    return linesOf(stream, list);
+    std::uintmax_t const size = fs::file_size(list, ignored);
+    return linesOfList(textOfList(stream, ignored ? 0 : size, list));
 }
 
 /// The way to an output below the folder, its extension still that of the input. `top` is the folder that was named in place of
@@ -166,59 +199,101 @@ void nameOutputs(BatchPlan& plan, std::string const& list, std::string const& ex
     }
 }
 
-void requireApart(BatchPlan const& plan, std::string const& folder) {
-    std::error_code ignored;
-    std::set<std::string> inputs;
-    for (BatchFile const& file : plan.files)
-        inputs.insert(fs::weakly_canonical(file.input, ignored).string());
-    fs::path const top = fs::weakly_canonical(folder, ignored);
-    for (BatchFile const& file : plan.files)
-        if (inputs.count((top / file.output).lexically_normal().string()) > 0)
-            throw Failure{UsageError, "--out " + folder + ": the output " + file.output +
-                                          " would replace an input; choose another folder"};
-}
-
-std::string reasonOf(int code) {
-    return std::generic_category().message(code) + "; check the path and its permissions";
-}
-
-/// Hashes to the end of the file; false where it cannot be read.
-bool hashContents(int descriptor, std::string& digits) {
-    XXH3_state_t* const state = XXH3_createState();
-    XXH3_128bits_reset(state);
-    std::vector<char> block(std::size_t(1) << 20);
-    ssize_t got = 0;
-    do {
-        got = ::read(descriptor, block.data(), block.size());
-        if (got > 0)
-            XXH3_128bits_update(state, block.data(), static_cast<std::size_t>(got));
-    } while (got > 0 || (got < 0 && errno == EINTR));
-    XXH128_canonical_t bytes;
-    XXH128_canonicalFromHash(&bytes, XXH3_128bits_digest(state));
-    XXH3_freeState(state);
-    for (unsigned char const byte : bytes.digest) {
-        char hex[3];
-        std::snprintf(hex, sizeof hex, "%02x", byte);
-        digits += hex;
-    }
-    return got == 0;
+/// The same for all ways to write the path of a file; links to it are files of their own.
+std::string keyOfInput(std::string const& input) {
+    std::error_code error;
+    fs::path const path = fs::absolute(input, error);
+    fs::path const folder = fs::weakly_canonical(path.parent_path(), error);
+    return (error ? path : folder / path.filename()).lexically_normal().string();
 }
 
 }  // namespace
 
 BatchPlan planBatch(std::string const& list, std::string const& folder,
                     std::string const& extension) {
+    if (list.empty())
+        throw Failure{UsageError, "LIST has no name; name a file with one path a line, a folder, "
+                                  "or -"};
+    if (folder.empty())
+        throw Failure{UsageError, "--out takes a folder, not an empty name"};
     BatchPlan plan;
     std::set<std::string> seen;
     for (std::string& input : inputsOf(list, folder)) {
-        if (!seen.insert(fs::path(input).lexically_normal().string()).second)
+        if (!seen.insert(keyOfInput(input)).second)
             ++plan.numDuplicates;
         else
             plan.files.push_back({input.front() == '-' ? "./" + input : input, {}});
     }
     nameOutputs(plan, list, extension);
-    requireApart(plan, folder);
     return plan;
+}
+
+InputGuard::InputGuard(BatchPlan const& plan, std::vector<std::string> const& taskFiles) {
+    auto const add = [this](std::string const& path) {
+        Entry entry;
+        if (findEntry(path, entry))
+            entries_.emplace(entry, path);
+        FileNumber number;
+        if (findOnlyName(path, number))
+            numbers_.emplace(number, path);
+    };
+    for (BatchFile const& file : plan.files)
+        add(file.input);
+    std::for_each(taskFiles.begin(), taskFiles.end(), add);
+}
+
+/// False where there is no such folder, and so nothing in it.
+bool InputGuard::findEntry(std::string const& path, Entry& entry) {
+    std::error_code error;
+    fs::path const whole = fs::absolute(path, error);
+    fs::path const place = fs::weakly_canonical(whole, error);
+    struct stat status {};
+    if (error || ::stat(place.parent_path().c_str(), &status) != 0)
+        return false;
+    entry = {status.st_dev, status.st_ino, place.filename().string()};
+    return true;
+}
+
+/// False for what is not there, and for files with several names: writing replaces one of these, and not the file.
+bool InputGuard::findOnlyName(std::string const& path, FileNumber& number) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1)
+        return false;
+    number = {status.st_dev, status.st_ino};
+    return true;
+}
+
+std::string InputGuard::inputAt(std::string const& path) const {
+    Entry entry;
+    if (findEntry(path, entry))
+        if (auto const found = entries_.find(entry); found != entries_.end())
+            return found->second;
+    FileNumber number;
+    if (findOnlyName(path, number))
+        if (auto const found = numbers_.find(number); found != numbers_.end()) {
+            FileNumber current;  // numbers are given again to new files
+            if (findOnlyName(found->second, current) && current == number)
+                return found->second;
+        }
+    return {};
+}
+
+void InputGuard::requireApart(BatchPlan const& plan, std::string const& folder) const {
+    std::map<Entry, std::string> outputs;
+    for (BatchFile const& file : plan.files) {
+        std::string const path = (fs::path(folder) / file.output).string();
+        if (std::string const input = inputAt(path); !input.empty())
+            throw Failure{UsageError, "--out " + folder + ": the output " + file.output +
+                                          " would replace the input " + input +
+                                          "; choose another folder"};
+        Entry entry;
+        if (!findEntry(path, entry))
+            continue;
+        if (auto const [other, isNew] = outputs.emplace(entry, file.output); !isNew)
+            throw Failure{UsageError, "--out " + folder + ": by links there the outputs " +
+                                          other->second + " and " + file.output +
+                                          " are one file; choose another folder"};
+    }
 }
 
 bool Shard::holds(BatchFile const& file) const {
@@ -235,26 +310,6 @@ bool parseShard(std::string const& text, Shard& shard) {
         return false;
     shard = {static_cast<std::size_t>(*number), static_cast<std::size_t>(*count)};
     return true;
-}
-
-std::string hashOfFile(std::string const& path, std::string& fault) {
-    if (path.find('\0') != std::string::npos) {
-        fault = "the path holds a byte 0; write one path a line";
-        return {};
-    }
-    // A pipe would be waited for; it is opened without, and refused.
-    int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    struct stat status {};
-    std::string digits;
-    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
-        fault = path + ": cannot be opened: " + reasonOf(errno);
-    else if (!S_ISREG(status.st_mode))
-        fault = path + ": is no plain file";
-    else if (!hashContents(descriptor, digits))
-        fault = path + ": cannot be read: " + reasonOf(errno);
-    if (descriptor >= 0)
-        ::close(descriptor);
-    return fault.empty() ? digits : std::string();
 }
 
 }  // namespace app

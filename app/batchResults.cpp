@@ -1,12 +1,15 @@
 #include "batchResults.h"
 
 #include "Session.h"
+#include "toolkit/meshCounts.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 #include <sys/file.h>
 #include <system_error>
 #include <unistd.h>
@@ -28,10 +31,33 @@ Value valueOf(Json const& line, char const* key) {
     return isOfKind ? found->get<Value>() : Value();
 }
 
-/// Text as it comes back from the file: bytes that are no UTF-8 do not.
-std::string asStored(std::string const& text) {
-    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace))
-        .get<std::string>();
+std::map<std::string, std::string> textsOf(Json const& line, char const* key) {
+    std::map<std::string, std::string> texts;
+    auto const found = line.find(key);
+    if (found != line.end() && found->is_object())
+        for (auto const& [name, value] : found->items())
+            texts[name] = value.is_string() ? value.get<std::string>() : std::string();
+    return texts;
+}
+
+/// Bytes of the character of UTF-8 at the begin of the text; 0 where there is none.
+std::size_t lengthOfCharacter(std::string_view text) {
+    auto const byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    unsigned const first = byte(0);
+    std::size_t const length = first < 0x80                     ? 1
+                               : first >= 0xc2 && first <= 0xdf ? 2
+                               : first >= 0xe0 && first <= 0xef ? 3
+                               : first >= 0xf0 && first <= 0xf4 ? 4
+                                                                : 0;
+    if (length < 2 || length > text.size())
+        return length > text.size() ? 0 : length;
+    // No longer form of what has a shorter one, no half of a pair, none beyond the last.
+    unsigned const low = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
+    unsigned const high = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
+    bool isWhole = byte(1) >= low && byte(1) <= high;
+    for (std::size_t i = 2; i < length; ++i)
+        isWhole = isWhole && (byte(i) & 0xc0) == 0x80;
+    return isWhole ? length : 0;
 }
 
 Failure unwritable(std::string const& path, int code) {
@@ -69,12 +95,34 @@ std::string textOf(Json const& line) {
     return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+std::string textOfPath(std::string const& path) {
+    constexpr std::string_view replacement = "\xEF\xBF\xBD";
+    std::string text;
+    for (std::string_view rest = path; !rest.empty();) {
+        std::size_t const length = lengthOfCharacter(rest);
+        bool const isPlain = length > 0 && rest.substr(0, length) != replacement;
+        if (isPlain) {
+            text += rest.substr(0, length);
+        } else {
+            char digits[3];
+            std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(rest[0]));
+            text.append(replacement) += digits;
+        }
+        rest.remove_prefix(isPlain ? length : 1);
+    }
+    return text;
+}
+
 BatchRecord recordOf(Json const& line) {
     BatchRecord record;
     record.input = valueOf<std::string>(line, "input");
     record.output = valueOf<std::string>(line, "output");
+    record.outputHash = valueOf<std::string>(line, "outputHash");
+    record.outputSize =
+        static_cast<std::uint64_t>(std::max(0.0, valueOf<double>(line, "outputSize")));
     record.hash = valueOf<std::string>(line, "hash");
     record.task = valueOf<std::string>(line, "task");
+    record.taskFiles = textsOf(line, "taskFiles");
     record.version = valueOf<std::string>(line, "version");
     record.dropNonfinite = valueOf<bool>(line, "dropNonfinite");
     record.status = valueOf<std::string>(line, "status");
@@ -140,35 +188,46 @@ void BatchResults::append(Json const& line) {
             throw unwritable(path_, errno);
         begin += put > 0 ? static_cast<std::size_t>(put) : 0;
     }
+    isSynced_ = false;
+}
+
+void BatchResults::sync() {
+    if (isSynced_)
+        return;
+    isSynced_ = true;
+    bool const isKept = fdatasync(descriptor_) == 0 || errno == EINVAL;  // a device keeps nothing
+    if (!isKept)
+        throw unwritable(path_, errno);
 }
 
 BatchRecord const* BatchResults::find(BatchRecord const& wanted) const {
-    auto const indices = ofInput_.find(asStored(wanted.input));
+    auto const indices = ofInput_.find(textOfPath(wanted.input));
     if (indices == ofInput_.end() || wanted.hash.empty())
         return nullptr;
-    std::string const task = asStored(wanted.task);
-    std::string const output = asStored(wanted.output);
-    std::error_code ignored;
-    bool const isThere = fs::exists(fs::path(folder_) / wanted.output, ignored);
-    auto const answers = [&](std::size_t i) {
+    std::string const task = textOfPath(wanted.task);
+    std::string const output = textOfPath(wanted.output);
+    auto const isOfSame = [&](std::size_t i) {
         BatchRecord const& record = records_[i];
-        bool const isSame = record.hash == wanted.hash && record.task == task &&
-                            record.version == wanted.version &&
-                            record.dropNonfinite == wanted.dropNonfinite;
-        return isSame && record.isSettled() &&
-               (!record.hasOutput() ||
-                (record.output == output && lastOfOutput_.at(output) == i && isThere));
+        return record.isSettled() && record.hash == wanted.hash && record.task == task &&
+               record.taskFiles == wanted.taskFiles && record.version == wanted.version &&
+               record.dropNonfinite == wanted.dropNonfinite;
     };
-    auto const found = std::find_if(indices->second.rbegin(), indices->second.rend(), answers);
-    return found != indices->second.rend() ? &records_[*found] : nullptr;
+    auto const found = std::find_if(indices->second.rbegin(), indices->second.rend(), isOfSame);
+    if (found == indices->second.rend())
+        return nullptr;
+    BatchRecord const& record = records_[*found];
+    bool const isLast =
+        !record.hasOutput() || (record.output == output && lastOfOutput_.at(output) == *found);
+    return isLast ? &record : nullptr;
 }
 
-void BatchSummary::add(BatchRecord const& record, bool isEarlier) {
+void BatchSummary::add(BatchRecord const& record, bool isEarlier, bool isStale) {
     ++numFiles_;
     numEarlier_ += isEarlier;
     ++counts_[record.status];
     numDefects_ += record.hasOutput() && !record.isClean();
     numFailed_ += !record.hasOutput();
+    numStale_ += isStale;
     if (slowest_.input.empty() || record.seconds > slowest_.seconds)
         slowest_ = record;
     if (largest_.input.empty() || record.peakMemory > largest_.peakMemory)
@@ -180,7 +239,10 @@ ExitCode BatchSummary::code() const {
 }
 
 Json BatchSummary::toJson() const {
-    Json json = {{"files", numFiles_}, {"earlier", numEarlier_}, {"counts", Json::object()}};
+    Json json = {{"files", numFiles_},
+                 {"earlier", numEarlier_},
+                 {"stale", numStale_},
+                 {"counts", Json::object()}};
     for (auto const& [status, count] : counts_)
         json["counts"][status] = count;
     bool const any = numFiles_ > 0;
@@ -201,9 +263,13 @@ std::string BatchSummary::text() const {
     text += numEarlier_ > 0 ? "; " + std::to_string(numEarlier_) + " of them earlier\n" : "\n";
     if (numFiles_ == 0)
         return text;
+    if (numStale_ > 0)
+        text += "  " + trimora::countInWords(numStale_, "output") +
+                " of earlier runs in the place of what failed now; \"staleOutput\" names " +
+                (numStale_ == 1 ? "it\n" : "them\n");
     return text + "  slowest: " + secondsInWords(slowest_.seconds) + ", " + nameInWords(slowest_) +
-           "  largest memory: " + bytesInWords(static_cast<double>(largest_.peakMemory)) + ", " +
-           nameInWords(largest_);
+           "  largest memory: " + trimora::bytesInWords(static_cast<double>(largest_.peakMemory)) +
+           ", " + nameInWords(largest_);
 }
 
 }  // namespace app

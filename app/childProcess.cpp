@@ -131,9 +131,9 @@ double ChildProcess::seconds() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
-void ChildProcess::wait(std::vector<ChildProcess*> const& children,
+void ChildProcess::wait(std::vector<ChildProcess*> const& children, int descriptor,
                         std::chrono::milliseconds most) {
-    std::vector<pollfd> waited;
+    std::vector<pollfd> waited = {{descriptor, POLLIN, 0}};
     bool isEnding = false;  // said all it has to say, but is still there
     for (ChildProcess const* const child : children) {
         for (Stream const* const stream : {&child->output_, &child->errors_})

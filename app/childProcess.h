@@ -34,8 +34,9 @@ public:
     pid_t id() const { return process_; }
     double seconds() const;
 
-    /// Waits until one of the children has something to say or has ended, at most so long.
-    static void wait(std::vector<ChildProcess*> const& children, std::chrono::milliseconds most);
+    /// Waits until one of the children has something to say or has ended, or the descriptor can be read; at most so long.
+    static void wait(std::vector<ChildProcess*> const& children, int descriptor,
+                     std::chrono::milliseconds most);
 
     /// Takes what the child has written meanwhile, and looks whether it has ended.
     bool hasEnded();

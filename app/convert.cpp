@@ -13,6 +13,8 @@ namespace {
 using trimora::countInWords;
 using Encoding = trimora::WriteOptions::Encoding;
 
+constexpr double cornerListBytesPerTriangle = 250.0;  // which corner became which vertex, as JSON
+
 struct ConvertArguments {
     std::string input;
     std::string output;
@@ -31,28 +33,22 @@ struct ConvertArguments {
     }
 };
 
-/// Of the format's own faults: what the mesh has, or its file had, and the output will not.
+/// What the mesh has, or its file had, and the output will not.
 std::vector<std::string> lostIn(trimora::MeshFormat const& format, LoadedMesh const& loaded,
                                 trimora::WriteOptions const& options) {
     trimora::ReadReport const& report = loaded.report;
     std::vector<std::string> lost = trimora::contentLostIn(format, loaded.mesh, options);
-    auto const tell = [&lost](char const* what, trimora::ReadReport::Attribute const& attribute) {
-        if (attribute.lines > 0 && !attribute.kept)
-            lost.emplace_back(std::string(what) + " that differ by face");
-    };
-    tell("texture coordinates", report.textureCoordinates);
-    tell("normals", report.normals);
     if (report.polygons > 0 && (format.holds & trimora::HoldsPolygons) == 0)
         lost.push_back(countInWords(report.polygons, "polygon") + ", cut into triangles");
-    for (std::string const& property : report.ignoredProperties)
-        lost.push_back(property);
+    std::vector<std::string> const left = leftInFile(report);
+    lost.insert(lost.end(), left.begin(), left.end());
     return lost;
 }
 
 std::string lostText(std::vector<std::string> const& lost) {
     std::string text;
     for (std::string const& what : lost)
-        text += (text.empty() ? "" : ", ") + onOneLine(what);
+        text += (text.empty() ? "" : "; ") + onOneLine(what);
     return text.empty() ? text : "  lost: " + text + "\n";
 }
 
@@ -63,7 +59,14 @@ ExitCode convert(Session& session, ConvertArguments const& arguments) {
     trimora::ReadOptions reading;
     reading.format = arguments.formatIn;
     reading.weld = arguments.weld;
-    loadMesh(session, arguments.input, infoBytesPerTriangle, loaded, reading);
+    bool const tellsCorners = arguments.weld && session.options().json;
+    loadMesh(session, arguments.input,
+             infoBytesPerTriangle + (tellsCorners ? cornerListBytesPerTriangle : 0.0), loaded,
+             reading);
+    if (arguments.weld && loaded.report.weldedVertex.empty() && !session.options().quiet)
+        session.tell("trimora: note: --weld changes nothing here: triangles of " +
+                     loaded.report.format +
+                     " files share vertices; `trimora weld` merges those in one place\n");
     int const numTriangles = loaded.mesh.getNumTriangles();
 
     trimora::WriteOptions writing;
@@ -91,11 +94,25 @@ ExitCode convert(Session& session, ConvertArguments const& arguments) {
     return Done;
 }
 
+std::string faultOfFormat(std::string const& name) {
+    trimora::FileOutcome outcome;
+    if (!name.empty() && trimora::findMeshFormat({}, name, outcome) != nullptr)
+        return {};
+    std::string names;
+    for (trimora::MeshFormat const& format : trimora::meshFormats())
+        names += (names.empty() ? "" : ", ") + std::string(format.name);
+    return "no format is named '" + name + "'; the formats are: " + names;
+}
+
 void addOptions(CLI::App& command, ConvertArguments& arguments) {
-    command.add_option("--format-in", arguments.formatIn,
-                       "format of the input, whatever its content and its name say");
-    command.add_option("--format-out", arguments.formatOut,
-                       "format of the output, whatever its name says");
+    command
+        .add_option("--format-in", arguments.formatIn,
+                    "format of the input, whatever its content and its name say")
+        ->check(faultOfFormat);
+    command
+        .add_option("--format-out", arguments.formatOut,
+                    "format of the output, whatever its name says")
+        ->check(faultOfFormat);
     CLI::Option* const text =
         command.add_flag("--text", arguments.text, "write the format's text form");
     CLI::Option* const binary = command.add_flag(

@@ -25,6 +25,8 @@ using koGeom::CompactMesh;
 using trimora::countInWords;
 using trimora::SurfaceCurves;
 
+constexpr double leastAreaChange = 1e-3;  // of the area: less comes of slivers alone
+
 struct CutArguments {
     std::string input;
     std::string output;
@@ -196,6 +198,13 @@ std::vector<std::string> warningsOf(CutResult const& result) {
                            percentOf(moved, *result.measured) +
                            ") beside the cut, where slivers were taken away; subdivide a coarse "
                            "mesh first to keep its shape");
+    double const areaChange = std::abs(result.outcome.areaAfter - result.outcome.areaBefore);
+    if (result.outcome.closedFolds > 0 && areaChange > leastAreaChange * result.outcome.areaBefore)
+        warnings.push_back(
+            "the area changed from " + numberInWords(result.outcome.areaBefore) + " to " +
+            numberInWords(result.outcome.areaAfter) +
+            ", since triangles lay back to back beside the cut; 'trimora repair --angle 3' takes "
+            "such triangles away first");
     if (result.outcome.addedNullTriangles > 0)
         warnings.push_back(countInWords(result.outcome.addedNullTriangles, "triangle") +
                            " without area came up beside the cut, where there were some before; "
@@ -225,6 +234,7 @@ Json cutJson(CutArguments const& arguments, CutResult const& result,
             {"areaBefore", result.outcome.areaBefore},
             {"areaAfter", result.outcome.areaAfter},
             {"removedVertices", result.outcome.removedVertices},
+            {"closedFolds", result.outcome.closedFolds},
             {"measured", result.measured ? toJson(*result.measured) : Json(nullptr)},
             {"seconds", result.seconds},
             {"droppedVertexSets", result.outcome.dropped},

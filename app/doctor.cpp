@@ -6,10 +6,12 @@
 #include "pictures.h"
 #include "reports.h"
 #include "toolkit/diagnosisPage.h"
+#include "toolkit/diagnosisPaint.h"
 #include "toolkit/meshDiagnosis.h"
 #include "toolkit/pendingOutput.h"
 #include "toolkit/writeText.h"
 
+#include <limits>
 #include <map>
 
 namespace app {
@@ -46,9 +48,12 @@ std::string quoted(std::string const& word) {
     return text + "'";
 }
 
+/// With the file's name, so that it can be copied; what came from standard input has none.
 std::string withInput(std::string remedy, std::string const& input) {
     std::size_t const place = remedy.find(" IN");
-    return place == std::string::npos ? remedy : remedy.replace(place, 3, " " + quoted(input));
+    if (place == std::string::npos || input == "-")
+        return remedy;
+    return remedy.replace(place, 3, " " + quoted(input[0] == '-' ? "./" + input : input));
 }
 
 /// Lines of words, each indented.
@@ -68,8 +73,20 @@ std::string wrapped(std::string const& text, std::string const& indent) {
     return line.empty() ? lines : lines + indent + line + "\n";
 }
 
-std::string positionOf(std::array<double, 3> const& p) {
-    return trimora::positionInWords(koLinear::Point(p[0], p[1], p[2]));
+/// As in the file.
+std::array<double, 3> inFile(std::array<double, 3> p, Diagnosis const& diagnosis) {
+    for (std::size_t k = 0; k < 3; ++k)
+        p[k] += diagnosis.shift[k];
+    return p;
+}
+
+std::string positionOf(std::array<double, 3> const& p, Diagnosis const& diagnosis) {
+    std::array<double, 3> const q = inFile(p, diagnosis);
+    if (q == p)
+        return trimora::positionInWords(koLinear::Point(p[0], p[1], p[2]));
+    char text[96];  // the digits that a mesh cannot hold
+    std::snprintf(text, sizeof text, "%.12g %.12g %.12g", q[0], q[1], q[2]);
+    return text;
 }
 
 template <class Number>
@@ -98,9 +115,9 @@ std::string elementsInWords(FindingPlace const& place) {
     return listed(place.triangles, "triangle", "triangles");
 }
 
-std::string placeLine(FindingPlace const& place) {
+std::string placeLine(FindingPlace const& place, Diagnosis const& diagnosis) {
     std::string const elements = elementsInWords(place);
-    std::string line = "    at " + positionOf(place.centre);
+    std::string line = "    at " + positionOf(place.centre, diagnosis);
     if (!elements.empty())
         line += ": " + elements;
     if (!place.note.empty())
@@ -108,12 +125,13 @@ std::string placeLine(FindingPlace const& place) {
     return line + "\n";
 }
 
-std::string findingText(Finding const& finding, std::string const& input) {
+std::string findingText(Finding const& finding, std::string const& input,
+                        Diagnosis const& diagnosis) {
     constexpr std::size_t mostLines = 3;
     std::string text = "\n" + std::string(trimora::nameOfSeverity(finding.severity)) + ": " +
-                       finding.title + "\n" + wrapped(finding.meaning, "    ");
+                       onOneLine(finding.title) + "\n" + wrapped(finding.meaning, "    ");
     for (std::size_t i = 0; i < std::min(mostLines, finding.places.size()); ++i)
-        text += placeLine(finding.places[i]);
+        text += placeLine(finding.places[i], diagnosis);
     if (std::int64_t const rest = finding.count - std::int64_t(mostLines);
         rest > 0 && finding.places.size() > mostLines)
         text += "    and at " + trimora::countInWords(rest, "more place") + "; --json tells " +
@@ -153,8 +171,10 @@ std::string summaryLine(std::string const& path, Diagnosis const& diagnosis) {
 
 std::string diagnosisText(std::string const& path, Diagnosis const& diagnosis) {
     std::string text = summaryLine(path, diagnosis);
+    if (!diagnosis.findings.empty())
+        text += "  triangles and vertices are numbered from 0, in the order of the file\n";
     for (Finding const& finding : diagnosis.findings)
-        text += findingText(finding, path);
+        text += findingText(finding, path, diagnosis);
     return text;
 }
 
@@ -183,29 +203,30 @@ std::string comparisonText(Diagnosis const& before, DoctorArguments const& argum
     return text;
 }
 
-Json placeJson(FindingPlace const& place) {
+Json placeJson(FindingPlace const& place, Diagnosis const& diagnosis) {
     return {{"triangles", place.triangles},
             {"vertices", place.vertices},
             {"edges", place.edges},
-            {"centre", place.centre},
-            {"lowest", place.lowest},
-            {"highest", place.highest},
+            {"centre", inFile(place.centre, diagnosis)},
+            {"lowest", inFile(place.lowest, diagnosis)},
+            {"highest", inFile(place.highest, diagnosis)},
             {"measure", place.measure ? Json(*place.measure) : Json(nullptr)},
             {"note", place.note}};
 }
 
-Json findingJson(Finding const& finding) {
+Json findingJson(Finding const& finding, Diagnosis const& diagnosis) {
     Json json = {{"kind", finding.kind},
                  {"severity", trimora::nameOfSeverity(finding.severity)},
                  {"title", finding.title},
                  {"meaning", finding.meaning},
                  {"remedy", finding.remedy.empty() ? Json(nullptr) : Json(finding.remedy)},
+                 {"sure", finding.isSure},
                  {"advice", finding.advice.empty() ? Json(nullptr) : Json(finding.advice)},
                  {"count", finding.count},
                  {"unit", finding.unit},
                  {"places", Json::array()}};
     for (FindingPlace const& place : finding.places)
-        json["places"].push_back(placeJson(place));
+        json["places"].push_back(placeJson(place, diagnosis));
     return json;
 }
 
@@ -219,11 +240,14 @@ Json diagnosisJson(std::string const& path, Diagnosis const& diagnosis,
                  {"boundaries", diagnosis.boundaries},
                  {"area", diagnosis.area},
                  {"volume", diagnosis.volume ? Json(*diagnosis.volume) : Json(nullptr)},
-                 {"box", {{"lowest", diagnosis.lowest}, {"highest", diagnosis.highest}}},
+                 {"box",
+                  {{"lowest", inFile(diagnosis.lowest, diagnosis)},
+                   {"highest", inFile(diagnosis.highest, diagnosis)}}},
+                 {"numbering", 0},
                  {"findings", Json::array()},
                  {"read", toJson(report)}};
     for (Finding const& finding : diagnosis.findings)
-        json["findings"].push_back(findingJson(finding));
+        json["findings"].push_back(findingJson(finding, diagnosis));
     return json;
 }
 
@@ -242,15 +266,24 @@ void examine(Session& session, std::string const& path, trimora::DiagnosisOption
     session.throwIfCancelled();
 }
 
-void drawDefects(Session& session, DoctorArguments const& arguments, Patient const& patient) {
-    trimora::CheckOptions options;
-    options.foldAngle = arguments.angle;
-    options.testIntersections = !arguments.noIntersections;
-    DefectView view;
-    viewDefects(session, patient.loaded.mesh, options, true, view);
-    storePicture(
-        session, arguments.picture,
-        drawPicture(session, arguments.input, {{&view.mesh, &view.paint, {}}}, findingsLook()));
+void drawFindings(Session& session, DoctorArguments const& arguments, Patient const& patient) {
+    trimora::PaintedDiagnosis const painted =
+        trimora::paintDiagnosis(patient.loaded.mesh, patient.diagnosis);
+    storePicture(session, arguments.picture,
+                 drawPicture(session, arguments.input, {{&painted.mesh, &painted.paint, {}}},
+                             findingsLook()));
+}
+
+/// A picture shows all of what was found; this is what the other forms show.
+void shorten(Diagnosis& diagnosis, std::size_t mostPlaces, std::size_t mostElements) {
+    for (Finding& finding : diagnosis.findings) {
+        finding.places.resize(std::min(finding.places.size(), mostPlaces));
+        for (FindingPlace& place : finding.places) {
+            place.triangles.resize(std::min(place.triangles.size(), mostElements));
+            place.vertices.resize(std::min(place.vertices.size(), mostElements));
+            place.edges.resize(std::min(place.edges.size(), mostElements));
+        }
+    }
 }
 
 void storePage(Session& session, DoctorArguments const& arguments, Patient const& patient,
@@ -294,12 +327,17 @@ ExitCode doctor(Session& session, DoctorArguments const& arguments) {
     if (!arguments.needles.empty())
         options.needleRatio = *parseFraction(arguments.needles);
     Patient patient;
-    examine(session, arguments.input, options, patient);
+    trimora::DiagnosisOptions all = options;
+    if (!arguments.picture.empty())
+        all.mostPlaces = all.mostElements = std::numeric_limits<std::size_t>::max();
+    examine(session, arguments.input, all, patient);
     std::optional<Patient> repaired;
     if (!arguments.repaired.empty())
         examine(session, arguments.repaired, options, repaired.emplace());
-    if (!arguments.picture.empty())
-        drawDefects(session, arguments, patient);
+    if (!arguments.picture.empty()) {
+        drawFindings(session, arguments, patient);
+        shorten(patient.diagnosis, options.mostPlaces, options.mostElements);
+    }
     if (!arguments.page.empty())
         storePage(session, arguments, patient, repaired ? &*repaired : nullptr);
     session.finish();

@@ -115,7 +115,11 @@ void throwIfFailed(trimora::FileOutcome const& outcome, std::string const& path)
     bool const isLimit = outcome.failure == trimora::FileOutcome::Failure::Limit;
     if (!outcome)
         throw Failure{isLimit ? Refused : CannotRead,
-                      outcome.message + (isLimit ? " (--max-memory)" : ""), path};
+                      outcome.message + (isLimit ? " (--max-memory)" : ""),
+                      path,
+                      {},
+                      {},
+                      isLimit ? Failure::Cause::Memory : Failure::Cause::OfCode};
 }
 
 koGeom::BitVector selectedTriangles(Session const& session, std::string const& selection,

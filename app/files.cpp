@@ -8,6 +8,7 @@
 #include "toolkit/writeMesh.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -36,6 +37,11 @@ ExitCode codeOf(FileOutcome::Failure failure) {
     return CannotRead;
 }
 
+Failure::Cause causeOf(FileOutcome const& outcome) {
+    return outcome.failure == FileOutcome::Failure::Limit ? Failure::Cause::Memory
+                                                          : Failure::Cause::OfCode;
+}
+
 // The toolkit names its own limit; here it has an option.
 std::string messageOf(FileOutcome const& outcome) {
     bool const isLimit = outcome.failure == FileOutcome::Failure::Limit;
@@ -48,27 +54,45 @@ void refuseFolder(std::string const& path, ExitCode code) {
         throw Failure{code, path + ": is a folder; name a mesh file in it"};
 }
 
+/// What a reader says of a mesh that most work on it should know: each as a line, without the file's name.
+std::vector<std::string> warningsOf(trimora::ReadReport const& report, bool dropsNonfinite) {
+    using trimora::countInWords;
+    std::vector<std::string> warnings;
+    if (!report.cutShort.empty())
+        warnings.push_back("is cut short: it holds " + onOneLine(report.cutShortInWords()) +
+                           "; copy it again or write it anew");
+    if (report.incompleteVertices > 0)
+        warnings.push_back(
+            countInWords(report.incompleteVertices, "vertex lacks", "vertices lack") +
+            " a coordinate, which is 0 here, or has one that is no number");
+    if (report.nonfiniteVertices > 0 && !dropsNonfinite)
+        warnings.push_back(countInWords(report.nonfiniteVertices, "vertex is", "vertices are") +
+                           " NaN or infinite; --drop-nonfinite leaves the faces there out");
+    if (report.dropped.total() > 0)
+        warnings.push_back(std::to_string(report.dropped.total()) + " of " +
+                           countInWords(report.faces, "face") + " could not be used");
+    if (warnings.empty() && report.numProblems > 0)
+        warnings.push_back(problemsInWords(report));
+    if (report.triangles == 0)
+        warnings.push_back("holds no triangles");
+    return warnings;
+}
+
 void warnOfReading(Session& session, LoadedMesh const& loaded) {
     trimora::ReadReport const& report = loaded.report;
     if (session.options().quiet)
         return;
-    std::string const start = "trimora: warning: " + loaded.path + ": ";
+    std::string const name = loaded.path == "-" ? "standard input" : loaded.path;
     for (std::string const& note : report.notes)
-        session.tell("trimora: note: " + loaded.path + ": " + onOneLine(note) + "\n");
+        session.tell("trimora: note: " + name + ": " + onOneLine(note) + "\n");
     if (report.isShifted() && !session.hasShift())
-        session.tell("trimora: note: " + loaded.path + ": lies so far from the origin that " +
+        session.tell("trimora: note: " + name + ": lies so far from the origin that " +
                      shiftInWords(report.shift) +
-                     " is taken off its coordinates here: places in reports and options are "
+                     " is taken off its coordinates here: places in reports, but for doctor's, and "
+                     "in options are "
                      "relative to that, and files are written with it\n");
-    if (report.nonfiniteVertices > 0 && !session.options().dropNonfinite)
-        session.tell(start +
-                     trimora::countInWords(report.nonfiniteVertices, "vertex is", "vertices are") +
-                     " NaN or infinite; --drop-nonfinite leaves the faces there out\n");
-    if (report.triangles == 0)
-        session.tell(start + "holds no triangles\n");
-    if (report.dropped.total() > 0)
-        session.tell(start + std::to_string(report.dropped.total()) + " of " +
-                     trimora::countInWords(report.faces, "face") + " could not be used\n");
+    for (std::string const& warning : warningsOf(report, session.options().dropNonfinite))
+        session.tell("trimora: warning: " + name + ": " + warning + "\n");
 }
 
 /// What a file of the format does not hold of the mesh, and how far it rounds.
@@ -112,7 +136,12 @@ void throwIfUnwritten(Session const& session, FileOutcome const& outcome, std::s
         return;  // a mesh that stands is no cancelled one, whatever came meanwhile
     session.throwIfCancelled();
     bool const unsupported = outcome.failure == FileOutcome::Failure::Unsupported;
-    throw Failure{unsupported ? CannotWrite : codeOf(outcome.failure), outcome.message, path};
+    throw Failure{unsupported ? CannotWrite : codeOf(outcome.failure),
+                  outcome.message,
+                  path,
+                  {},
+                  {},
+                  causeOf(outcome)};
 }
 
 }  // namespace
@@ -134,7 +163,7 @@ void loadMesh(Session& session, std::string const& path, double bytesPerTriangle
     FileOutcome const outcome = trimora::readMesh(path, loaded.mesh, loaded.report, options);
     session.throwIfCancelled();
     if (!outcome)
-        throw Failure{codeOf(outcome.failure), messageOf(outcome), path};
+        throw Failure{codeOf(outcome.failure), messageOf(outcome), path, {}, {}, causeOf(outcome)};
     warnOfReading(session, loaded);
     session.keepShift(loaded.report.shift);
     requireRoom(session, bytesPerTriangle, loaded);
@@ -185,13 +214,13 @@ void requireOutputFolder(std::string const& outputPath) {
 
 void requireLineOutput(std::string const& outputPath) {
     requireOutputFolder(outputPath);
-    constexpr char extension[] = ".obj";
-    constexpr std::size_t length = sizeof extension - 1;
-    bool const isObj = outputPath.size() > length &&
-                       outputPath.compare(outputPath.size() - length, length, extension) == 0;
-    if (outputPath != "-" && !isObj)
-        throw Failure{CannotWrite,
-                      outputPath + ": lines are written as OBJ; choose a name that ends in .obj"};
+    std::string extension = std::filesystem::path(outputPath).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (outputPath != "-" && extension != ".obj" && extension != ".ply")
+        throw Failure{CannotWrite, outputPath +
+                                       ": lines are written as OBJ or PLY; choose a name that ends "
+                                       "in .obj or .ply"};
 }
 
 void requireSeparateOutputs(Session const& session, std::string const& outputPath) {

@@ -8,7 +8,6 @@
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshGeneration.h"
 
-#include "trimora/connectivity/meshBoundingBox.h"
 #include "trimora/contract/koOS/StopWatch.h"
 
 #include <map>
@@ -195,7 +194,7 @@ std::string generateText(GenerateArguments const& arguments, Shape const& shape,
                          GenerateResult const& result) {
     double low[3];
     double high[3];
-    koGeom::meshBoundingBox(result.made.mesh, low, high);
+    trimora::boxOfVertices(result.made.mesh, low, high);
     return std::string(shape.name) + ": " +
            countInWords(std::int64_t(result.numVertices()), "vertex", "vertices") + ", " +
            facesInWords(result) + "; " + secondsInWords(result.seconds) + "\n  box from " +

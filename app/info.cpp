@@ -5,6 +5,8 @@
 #include "reports.h"
 #include "toolkit/meshCounts.h"
 
+#include <cmath>
+
 namespace app {
 
 namespace {
@@ -16,13 +18,35 @@ Json attributeNames(koGeom::CompactMesh const& mesh) {
     return names;
 }
 
+std::string placeInWords(Json const& place) {
+    return trimora::positionInWords({place[0], place[1], place[2]});
+}
+
+std::string boxInWords(Json const& box) {
+    if (box.is_null())
+        return "-";
+    double const diagonal = box["diagonal"].get<double>();
+    return "from " + placeInWords(box["minimum"]) + " to " + placeInWords(box["maximum"]) +
+           (std::isfinite(diagonal) ? ", diagonal " + numberInWords(diagonal) : std::string());
+}
+
 std::string infoTable(Json const& json) {
-    std::string text = json["file"].get<std::string>() + "\n";
-    for (auto const& [key, value] : json.items()) {
-        if (key != "file" && key != "read")
-            text += "  " + key + std::string(key.size() < 16 ? 16 - key.size() : 1, ' ') +
-                    value.dump() + "\n";
-    }
+    std::string text = onOneLine(json["file"].get<std::string>()) + "\n";
+    auto const row = [&text](std::string const& label, std::string const& value) {
+        text += "  " + label + std::string(16 - label.size(), ' ') + value + "\n";
+    };
+    row("vertices", json["vertices"].dump());
+    row("triangles", json["triangles"].dump());
+    double const area = json["area"].get<double>();
+    row("area", std::isfinite(area) ? numberInWords(area) : "-, some of it is NaN or infinite");
+    row("box", boxInWords(json["box"]));
+    std::string names;
+    for (Json const& name : json["attributes"])
+        names += (names.empty() ? "" : ", ") + onOneLine(name.get<std::string>());
+    row("attributes", names);
+    if (!json["bytes"].is_null())
+        row("file", trimora::bytesInWords(json["bytes"].get<double>()));
+    row("in memory", trimora::bytesInWords(json["memory"].get<double>()));
     return text;
 }
 
@@ -31,13 +55,15 @@ ExitCode info(Session& session, std::string const& input) {
     loadMesh(session, input, infoBytesPerTriangle, loaded);
     session.beginPhase("measuring", false);
     koGeom::CompactMesh const& mesh = loaded.mesh;
+    std::int64_t const bytes = loaded.report.bytes;  // 0: no file, but a stage of a pipe
     Json const json = {{"file", input},
                        {"vertices", mesh.getNumVertices()},
                        {"triangles", mesh.getNumTriangles()},
                        {"area", trimora::surfaceArea(mesh)},
                        {"box", boxJson(mesh)},
                        {"attributes", attributeNames(mesh)},
-                       {"bytes", mesh.getSizeInBytes()},
+                       {"bytes", bytes > 0 ? Json(bytes) : Json(nullptr)},
+                       {"memory", mesh.getSizeInBytes()},
                        {"read", toJson(loaded.report)}};
     session.throwIfCancelled();
     session.finish();

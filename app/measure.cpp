@@ -4,6 +4,8 @@
 #include "editing.h"
 #include "files.h"
 #include "reports.h"
+#include "toolkit/meshCounts.h"
+#include "toolkit/meshInvariants.h"
 #include "toolkit/meshMeasuring.h"
 
 #include "trimora/contract/koOS/StopWatch.h"
@@ -149,9 +151,21 @@ std::string measureText(MeasureArguments const& arguments, MeasureRun const& run
     return text;
 }
 
+/// Of a soup each triangle is a component, which takes more memory than a triangle does.
+void requireMemoryForComponents(Session const& session, MeasureArguments const& arguments,
+                                koGeom::CompactMesh const& mesh) {
+    if (trimora::faultOfMesh(mesh))
+        return;  // the work refuses it and says why
+    session.requireMemory(measureBytesPerTriangle * mesh.getNumTriangles() +
+                              measureBytesPerComponent * trimora::countMesh(mesh).components,
+                          arguments.input, "component by component");
+}
+
 ExitCode measure(Session& session, MeasureArguments const& arguments) {
     LoadedMesh loaded;
     loadMesh(session, arguments.input, measureBytesPerTriangle, loaded);
+    if (arguments.components)
+        requireMemoryForComponents(session, arguments, loaded.mesh);
     session.beginPhase("measuring", false);
     koOS::StopWatch watch;
     watch.start();

@@ -15,6 +15,7 @@ struct RepairArguments {
     bool noWeld = false;
     bool selfIntersections = false;
     std::optional<double> angle;
+    bool outward = false;
     bool dryRun = false;
     std::string picture;
 };
@@ -36,6 +37,7 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
     options.weld = !arguments.noWeld;
     options.selfIntersections = arguments.selfIntersections;
     options.foldAngle = arguments.angle;
+    options.outward = arguments.outward;
     trimora::RepairOutcome outcome = trimora::repairMesh(mesh, options, session.progress());
     session.throwIfCancelled();
     if (!outcome.refusal.empty())
@@ -154,6 +156,8 @@ void addRepair(CLI::App& app, Invocation& invocation) {
         ->add_option("--angle", arguments->angle,
                      "degrees; remove triangles on edges that open by less")
         ->check(faultOfAngle);
+    command->add_flag("--outward", arguments->outward,
+                      "in the end turn closed parts over that are inside out");
     command->add_flag("--dry-run", arguments->dryRun, "tell what would be done and write nothing");
     command->add_option("--picture", arguments->picture,
                         "PNG file: the mesh before and after, with its defects");

@@ -1,7 +1,6 @@
 #include "reports.h"
 
-#include "trimora/connectivity/meshBoundingBox.h"
-
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -50,17 +49,42 @@ std::string offenceLine(trimora::Offence const& offence) {
                   static_cast<double>(offence.position[2]));
 }
 
-/// Why texture coordinates and the like that a file has are not in the mesh; empty where they are, or there are none.
-std::string attributeLine(char const* what, trimora::ReadReport::Attribute const& attribute) {
-    if (attribute.kept || attribute.lines == 0)
-        return {};
-    std::string const why =
-        attribute.seams > 0
-            ? countInWords(attribute.seams, "vertex has", "vertices have") + " several"
-        : attribute.missing > 0
-            ? countInWords(attribute.missing, "vertex has", "vertices have") + " none"
-            : std::string("no face names them");
-    return std::string("  not kept: ") + what + ", since " + why + "\n";
+/// Why texture coordinates and the like that a file has are not in the mesh.
+std::string whyNotKept(trimora::ReadReport::Attribute const& attribute) {
+    return attribute.seams > 0
+               ? countInWords(attribute.seams, "vertex has", "vertices have") + " several"
+           : attribute.missing > 0
+               ? countInWords(attribute.missing, "vertex has", "vertices have") + " none"
+               : std::string("no face names them");
+}
+
+std::string problemLine(trimora::ReadReport::Problem const& problem) {
+    return format(problem.byte < 0 ? "line %lld: " : "byte %lld: ",
+                  static_cast<long long>(problem.byte < 0 ? problem.line : problem.byte)) +
+           onOneLine(problem.text);
+}
+
+Json cutShortJson(trimora::ReadReport const& report) {
+    Json list = Json::array();
+    for (trimora::ReadReport::CutShort const& kind : report.cutShort)
+        list.push_back({{"elements", kind.elements},
+                        {"whole", kind.whole},
+                        {"announced", kind.announced < 0 ? Json(nullptr) : Json(kind.announced)}});
+    return list;
+}
+
+int numWelded(trimora::ReadReport const& report) {
+    auto const last = std::max_element(report.weldedVertex.begin(), report.weldedVertex.end());
+    return last == report.weldedVertex.end() ? 0 : *last + 1;
+}
+
+/// Of corners that were welded; null where none were.
+Json weldJson(trimora::ReadReport const& report) {
+    if (report.weldedVertex.empty())
+        return nullptr;
+    return {{"corners", report.weldedVertex.size()},
+            {"vertices", numWelded(report)},
+            {"vertexOfCorner", report.weldedVertex}};
 }
 
 class CheckTable {
@@ -97,6 +121,7 @@ Json toJson(trimora::ReadReport const& report) {
                  {"name", report.name},
                  {"notes", report.notes},
                  {"shift", report.shift},
+                 {"bytes", report.bytes},
                  {"lines", report.lines},
                  {"vertices", report.vertices},
                  {"faces", report.faces},
@@ -108,8 +133,13 @@ Json toJson(trimora::ReadReport const& report) {
                    {"notANumber", report.dropped.notANumber},
                    {"outOfRange", report.dropped.outOfRange},
                    {"nonfinite", report.dropped.nonfinite}}},
+                 {"cutShort", cutShortJson(report)},
                  {"textureCoordinates", attributeJson(report.textureCoordinates)},
                  {"normals", attributeJson(report.normals)},
+                 {"colours", attributeJson(report.colours)},
+                 {"keptSets", report.keptSets},
+                 {"ignoredProperties", report.ignoredProperties},
+                 {"welded", weldJson(report)},
                  {"nonfiniteVertices", report.nonfiniteVertices},
                  {"incompleteVertices", report.incompleteVertices},
                  {"verticesWithMore", report.verticesWithMore},
@@ -190,7 +220,7 @@ Json boxJson(koGeom::CompactMesh const& mesh) {
         return nullptr;
     double low[3];
     double high[3];
-    koGeom::meshBoundingBox(mesh, low, high);
+    trimora::boxOfVertices(mesh, low, high);
     double const diagonal = std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
     return {{"minimum", low}, {"maximum", high}, {"diagonal", diagonal}};
 }
@@ -261,21 +291,61 @@ std::string readTable(trimora::ReadReport const& report) {
         "), " + countInWords(report.triangles, "triangle") + "\n";
     if (!report.name.empty())
         text += "  named " + onOneLine(report.name) + "\n";
-    text += attributeLine("texture coordinates", report.textureCoordinates) +
-            attributeLine("normals", report.normals) + attributeLine("colours", report.colours);
+    if (!report.cutShort.empty())
+        text += "  cut short: " + onOneLine(report.cutShortInWords()) + "\n";
+    if (!report.weldedVertex.empty())
+        text += "  welded: " +
+                countInWords(static_cast<std::int64_t>(report.weldedVertex.size()), "corner") +
+                " to " + countInWords(numWelded(report), "vertex", "vertices") + "\n";
     for (std::string const& name : report.keptSets)
         text += "  kept for each vertex: " + onOneLine(name) + "\n";
-    for (std::string const& name : report.ignoredProperties)
-        text += "  not kept: " + onOneLine(name) + "\n";
-    if (report.dropped.total() > 0)
-        text += "  " + countInWords(report.dropped.total(), "face") + " dropped\n";
+    for (std::string const& what : leftInFile(report))
+        text += "  not kept: " + onOneLine(what) + "\n";
+    auto const count = [&text](std::int64_t number, char const* singular, char const* plural) {
+        if (number > 0)
+            text += "  " + countInWords(number, singular, plural) + "\n";
+    };
+    count(report.incompleteVertices,
+          "vertex with a coordinate that is absent (0) or no number (NaN)",
+          "vertices with a coordinate that is absent (0) or no number (NaN)");
+    count(report.nonfiniteVertices, "vertex that is NaN or infinite",
+          "vertices that are NaN or infinite");
+    count(report.unknownLines, "line that means nothing in the format",
+          "lines that mean nothing in the format");
+    count(report.dropped.total(), "face dropped", "faces dropped");
     for (auto const& problem : report.problems)
-        text += format(problem.byte < 0 ? "  line %lld: " : "  byte %lld: ",
-                       static_cast<long long>(problem.byte < 0 ? problem.line : problem.byte)) +
-                onOneLine(problem.text) + "\n";
+        text += "  " + problemLine(problem) + "\n";
     if (report.numProblems > static_cast<std::int64_t>(report.problems.size()))
         text += format("  %lld problems in all\n", static_cast<long long>(report.numProblems));
     return text;
+}
+
+std::vector<std::string> leftInFile(trimora::ReadReport const& report) {
+    std::vector<std::string> left;
+    auto const tell = [&left](char const* what, trimora::ReadReport::Attribute const& attribute) {
+        if (attribute.lines > 0 && !attribute.kept)
+            left.push_back(std::string(what) + ", since " + whyNotKept(attribute));
+    };
+    tell("texture coordinates", report.textureCoordinates);
+    tell("normals", report.normals);
+    tell("colours", report.colours);
+    if (report.verticesWithMore > 0)
+        left.push_back("values behind the third, weights or colours, of " +
+                       countInWords(report.verticesWithMore, "vertex", "vertices"));
+    if (report.otherElements > 0)
+        left.push_back(countInWords(report.otherElements, "other element") +
+                       ": points, lines or the like");
+    left.insert(left.end(), report.ignoredProperties.begin(), report.ignoredProperties.end());
+    return left;
+}
+
+std::string problemsInWords(trimora::ReadReport const& report) {
+    if (report.problems.empty())
+        return {};
+    std::string const first = problemLine(report.problems.front());
+    return report.numProblems == 1 ? first
+                                   : countInWords(report.numProblems, "problem") +
+                                         ", the first at " + first + "; `trimora info` lists them";
 }
 
 std::string countsTable(trimora::MeshCounts const& before, trimora::MeshCounts const& after) {

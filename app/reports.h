@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -33,6 +34,10 @@ std::string toText(Json const& json);
 std::string checkTable(std::string const& path, trimora::CheckResult const& result);
 std::string repairTable(trimora::RepairOutcome const& outcome);
 std::string readTable(trimora::ReadReport const& report);
+/// What the file has and the mesh has not, as its format or the mesh has no place for it.
+std::vector<std::string> leftInFile(trimora::ReadReport const& report);
+/// The first problem, and how many there are; empty where there is none.
+std::string problemsInWords(trimora::ReadReport const& report);
 std::string countsTable(trimora::MeshCounts const& before, trimora::MeshCounts const& after);
 std::string deviationTable(trimora::MeshDistance const& deviation);
 std::string verifyTable(std::string const& path, trimora::VerifyOutcome const& outcome);

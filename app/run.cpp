@@ -5,8 +5,13 @@
 #include "files.h"
 #include "reports.h"
 #include "taskPipe.h"
+#include "toolkit/pendingOutput.h"
 
 #include "trimora/contract/koOS/StopWatch.h"
+
+#include <exception>
+#include <new>
+#include <unistd.h>
 
 namespace app {
 
@@ -16,6 +21,7 @@ struct RunArguments {
     std::string input;
     std::string output;
     std::string task;
+    std::string passingStem;  // of a run for a batch
 };
 
 std::string textOf(RunArguments const& arguments, TaskPipe const& pipe,
@@ -52,6 +58,79 @@ ExitCode run(Session& session, RunArguments const& arguments) {
     return pipe.codeOf(results);
 }
 
+/// One word on why a run failed, for the batch that started it.
+char const* reasonOf(Session const& session, Failure const& failure, std::string const& input) {
+    if (failure.cause != Failure::Cause::OfCode)
+        return failure.cause == Failure::Cause::Memory ? "memory" : "unexpected";
+    switch (failure.code) {
+    case UsageError:
+        return "usage";
+    case CannotRead:
+        return failure.file.empty() || failure.file == input ? "input" : "taskFile";
+    case CannotWrite:
+        return "output";
+    case Cancelled:
+        return session.hasTimedOut() ? "time" : "cancelled";
+    default:
+        return "refused";
+    }
+}
+
+Failure withReason(Session const& session, Failure failure, std::string const& input) {
+    Json object = Json::parse(failure.json, nullptr, false);
+    if (!object.is_object())
+        object = failure.code == Cancelled
+                     ? cancelJson(failure.message)
+                     : Json({{"file", failure.file.empty() ? Json(nullptr) : Json(failure.file)},
+                             {"refusal", failure.message}});
+    object["reason"] = reasonOf(session, failure, input);
+    failure.json = toText(object);
+    return failure;
+}
+
+std::terminate_handler formerTerminate = nullptr;
+
+/// An exception that nobody caught, on any thread: for want of memory it is no fault of the program.
+[[noreturn]] void terminateForBatch() {
+    try {
+        if (std::exception_ptr const current = std::current_exception())
+            std::rethrow_exception(current);
+    } catch (std::bad_alloc const&) {
+        trimora::discardPendingOutputs();
+        constexpr char object[] = "{\"reason\": \"memory\"}\n";
+        [[maybe_unused]] ssize_t const put = write(STDOUT_FILENO, object, sizeof object - 1);
+        _exit(Refused);
+    } catch (...) {
+    }
+    formerTerminate();
+    std::abort();
+}
+
+/// As the process of one file of a batch: its output outlasts a power cut and has, until it is whole, a name that the batch
+/// knows; and each failure tells why in a word.
+ExitCode runForBatch(Session& session, RunArguments const& arguments) {
+    trimora::usePassingStem(arguments.passingStem);
+    trimora::setOutputsOnDisk(true);
+    formerTerminate = std::set_terminate(terminateForBatch);
+    auto const failed = [&](Failure const& failure) {
+        return withReason(session, failure, arguments.input);
+    };
+    try {
+        return run(session, arguments);
+    } catch (Failure const& failure) {
+        throw failed(failure);
+    } catch (std::bad_alloc const&) {
+        throw failed({Refused, outOfMemoryWords, {}, {}, {}, Failure::Cause::Memory});
+    } catch (std::exception const& error) {
+        throw failed({Refused,
+                      std::string("unexpected failure: ") + error.what(),
+                      {},
+                      {},
+                      {},
+                      Failure::Cause::Unexpected});
+    }
+}
+
 }  // namespace
 
 void addRun(CLI::App& app, Invocation& invocation) {
@@ -65,6 +144,7 @@ void addRun(CLI::App& app, Invocation& invocation) {
                      "\"repair --self-intersections | fill --quality fair | reduce --tolerance "
                      "0.1%\"")
         ->required();
+    command->add_option("--for-batch", arguments->passingStem)->group("");  // in no help
     command->footer(
         "A task takes the commands that turn one mesh into another (repair, weld, fill, stitch, "
         "reduce, smooth, offset, cut,\nextrude, subdivide, flatten, strips, convert) and those "
@@ -72,7 +152,10 @@ void addRun(CLI::App& app, Invocation& invocation) {
         "shell. A stage that refuses ends the run, and nothing is written. Code 1: a stage left "
         "defects,\nor one that tells of the result found some.");
     command->callback([&invocation, arguments] {
-        invocation.work = [arguments](Session& session) { return run(session, *arguments); };
+        invocation.work = [arguments](Session& session) {
+            return arguments->passingStem.empty() ? run(session, *arguments)
+                                                  : runForBatch(session, *arguments);
+        };
     });
 }
 

@@ -122,7 +122,8 @@ void addSilhouette(CLI::App& app, Invocation& invocation) {
                                             "the outline of a mesh from a point or a direction");
     auto const arguments = std::make_shared<SilhouetteArguments>();
     command->add_option("IN", arguments->input, "mesh file, or - for standard input")->required();
-    command->add_option("OUT", arguments->output, "OBJ file of lines, or - for standard output")
+    command
+        ->add_option("OUT", arguments->output, "OBJ or PLY file of lines, or - for standard output")
         ->required();
     command->add_option("--eye", arguments->eye, "x,y,z: where the viewer is")->check(faultOfPlace);
     command

@@ -57,6 +57,14 @@ constexpr ForeignOption foreignOptions[] = {
     {"--weld", "is about reading files; a stage 'weld' does it"},
     {"--keep-partial", "keeps what is done by itself; a pipe writes all or nothing"}};
 
+/// Options that name a further file to read, and the word that names none.
+struct FileOption {
+    char const* name;
+    char const* notAFile;
+};
+
+constexpr FileOption fileOptions[] = {{"--selection", "all"}, {"--curve", ""}};
+
 [[noreturn]] void refuseTask(std::string const& what) {
     throw Failure{UsageError, "--task: " + what + "; 'trimora run --help' explains tasks"};
 }
@@ -82,7 +90,7 @@ public:
 
 private:
     void addToWord(char c) {
-        isInWord_ = true;
+        isInWord_ = isInWord_ || c != '\\';
         if (c == '\'')
             addQuoted();
         else if (c == '"')
@@ -115,8 +123,10 @@ private:
     }
     void addEscaped() {
         char const c = take("with a backslash");
-        if (c != '\n')  // else a line goes on
-            word_ += c;
+        if (c == '\n')
+            return;  // the line goes on, and begins no word
+        word_ += c;
+        isInWord_ = true;
     }
     void endWord() {
         if (isInWord_)
@@ -178,6 +188,18 @@ void refuseForeignOptions(CLI::App& command, TaskStage const& stage) {
     }
 }
 
+std::vector<std::string> filesNamedIn(CLI::App& command) {
+    std::vector<std::string> files;
+    for (FileOption const& file : fileOptions) {
+        CLI::Option const* const option = command.get_option_no_throw(file.name);
+        if (option != nullptr)
+            for (std::string const& path : option->results())
+                if (path != file.notAFile)
+                    files.push_back(path);
+    }
+    return files;
+}
+
 Failure namingStage(Failure failure, TaskStage const& stage) {
     std::string const start = failure.file.empty() ? std::string() : failure.file + ": ";
     std::size_t const place = failure.message.rfind(start, 0) == 0 ? start.size() : 0;
@@ -192,9 +214,15 @@ ExitCode doWork(Session& session, TaskStage const& stage) {
     } catch (Failure const& failure) {
         throw namingStage(failure, stage);
     } catch (std::bad_alloc const&) {
-        throw namingStage({Refused, outOfMemoryWords}, stage);
+        throw namingStage({Refused, outOfMemoryWords, {}, {}, {}, Failure::Cause::Memory}, stage);
     } catch (std::exception const& error) {
-        throw namingStage({Refused, std::string("unexpected failure: ") + error.what()}, stage);
+        throw namingStage({Refused,
+                           std::string("unexpected failure: ") + error.what(),
+                           {},
+                           {},
+                           {},
+                           Failure::Cause::Unexpected},
+                          stage);
     }
 }
 
@@ -236,6 +264,8 @@ void TaskPipe::parseStage(TaskStage& stage) {
     try {
         parseWords(app, std::move(words));
         refuseForeignOptions(*app.get_subcommands().front(), stage);
+        for (std::string& path : filesNamedIn(*app.get_subcommands().front()))
+            files_.push_back(std::move(path));
     } catch (CLI::ParseError const&) {  // help, or the version
         throw Failure{UsageError, stage.name() + ": a stage shows no help; see 'trimora " +
                                       stage.command() + " --help'"};

@@ -41,6 +41,8 @@ public:
     /// The task with single blanks and only the quotes it needs: equal for tasks that differ in nothing else.
     std::string const& text() const { return text_; }
     std::vector<TaskStage> const& stages() const { return stages_; }
+    /// The files that stages read beside their mesh (a selection, a curve), as the options have them; '-' is standard input.
+    std::vector<std::string> const& files() const { return files_; }
     /// The options of a stage, as in text().
     static std::string optionsInWords(TaskStage const& stage);
 
@@ -67,6 +69,7 @@ private:
     std::string input_;
     std::string output_;
     std::string text_;
+    std::vector<std::string> files_;
     std::vector<TaskStage> stages_;
 };
 

@@ -1,6 +1,7 @@
 #include "toolkit/detail/CheckedEdit.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 namespace trimora {
@@ -118,6 +119,8 @@ SurfaceFault CheckedEdit::conclude(Expectation expected) {
     MeshModification notice = noticeOf(mesh_, work_, recorder_.notices());
     mesh_.swap(work_);
     mesh_.modified(notice);
+    assert(after.isSameAs(stateOf(mesh_, InvariantDepth::Arrays)) &&
+           "sending the notice may drop nothing that the edit made");
     return {};
 }
 

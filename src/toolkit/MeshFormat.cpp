@@ -7,6 +7,7 @@
 #include "toolkit/detail/offFormat.h"
 #include "toolkit/detail/plyFormat.h"
 #include "toolkit/detail/stlFormat.h"
+#include "toolkit/meshCounts.h"
 #include "toolkit/writeMesh.h"
 
 #include <algorithm>
@@ -28,21 +29,24 @@ constexpr std::array<std::string_view, 1> plyExtensions = {"ply"};
 constexpr std::array<std::string_view, 1> glbExtensions = {"glb"};
 constexpr std::array<std::string_view, 1> gltfExtensions = {"gltf"};
 
-constexpr unsigned gltfHolds =
-    HoldsTextureCoordinates | HoldsNormals | HoldsColours | HoldsShift;  // as a translation
+constexpr unsigned gltfHolds = HoldsTextureCoordinates | HoldsNormals | HoldsColours |
+                               HoldsLooseVertices | HoldsShift;  // as a translation
 
 // The default one first. Where contents could be mistaken, the order here decides.
 std::array const formats = {
     MeshFormat{"obj", objExtensions, &recognisesObj, &readObj, &writeObj,
-               HoldsTextureCoordinates | HoldsNormals | HoldsPolygons | HoldsShift, TextForm},
-    MeshFormat{"stl", stlExtensions, &recognisesStl, &readStl, &writeStl, 0,
+               HoldsTextureCoordinates | HoldsNormals | HoldsPolygons | HoldsLooseVertices |
+                   HoldsNonfinite | HoldsShift,
+               TextForm},
+    MeshFormat{"stl", stlExtensions, &recognisesStl, &readStl, &writeStl, HoldsNonfinite,
                TextForm | LittleEndianForm},
     MeshFormat{"off", offExtensions, &recognisesOff, &readOff, &writeOff,
-               HoldsTextureCoordinates | HoldsNormals | HoldsColours | HoldsPolygons | HoldsShift,
+               HoldsTextureCoordinates | HoldsNormals | HoldsColours | HoldsPolygons |
+                   HoldsLooseVertices | HoldsNonfinite | HoldsShift,
                TextForm},
     MeshFormat{"ply", plyExtensions, &recognisesPly, &readPly, &writePly,
                HoldsTextureCoordinates | HoldsNormals | HoldsColours | HoldsScalars |
-                   HoldsPolygons | HoldsShift,
+                   HoldsPolygons | HoldsLooseVertices | HoldsNonfinite | HoldsShift,
                TextForm | LittleEndianForm | BigEndianForm},
     MeshFormat{"glb", glbExtensions, &recognisesGlb, readsGltf() ? &readGltf : nullptr, &writeGlb,
                gltfHolds, LittleEndianForm},
@@ -120,6 +124,20 @@ MeshFormat const* formatOfContent(InputFile const& file, MeshFormat const* ofExt
     return found == formats.end() ? nullptr : found;
 }
 
+/// Vertices that no triangle and no polygon has.
+std::int64_t numLooseVertices(CompactMesh const& mesh) {
+    auto const numVertices = static_cast<std::size_t>(mesh.getNumVertices());
+    std::vector<char> isUsed(numVertices, 0);
+    auto const mark = [&](int const* corner, std::ptrdiff_t count) {
+        for (int const* const end = corner + count; corner != end; ++corner)
+            if (static_cast<std::size_t>(*corner) < numVertices)
+                isUsed[static_cast<std::size_t>(*corner)] = 1;
+    };
+    mark(mesh.getTrianglesRaw(), 3 * static_cast<std::ptrdiff_t>(mesh.getNumTriangles()));
+    mark(mesh.polys.points.data(), mesh.polys.getNumPoints());
+    return std::count(isUsed.begin(), isUsed.end(), 0);
+}
+
 }  // namespace
 
 std::span<MeshFormat const> meshFormats() {
@@ -192,6 +210,14 @@ std::vector<std::string> contentLostIn(MeshFormat const& format, CompactMesh con
             tell(options.vertexSets && set.isStoreable(), HoldsScalars, set.getName().asChar());
     }
     tell(mesh.getNumTriangles() == 0 && mesh.getNumPolys() > 0, HoldsPolygons, "polygons");
+    if ((format.holds & HoldsNonfinite) == 0)
+        tell(numNonfiniteVertices(mesh) > 0, HoldsNonfinite,
+             "coordinates that are NaN or infinite, 0 there");
+    if ((format.holds & HoldsLooseVertices) == 0) {
+        std::int64_t const numLoose = numLooseVertices(mesh);
+        tell(numLoose > 0, HoldsLooseVertices,
+             (countInWords(numLoose, "vertex", "vertices") + " of no triangle").c_str());
+    }
     return lost;
 }
 

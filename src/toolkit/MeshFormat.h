@@ -24,9 +24,11 @@ struct WriteOptions;
 enum MeshContent : unsigned {
     HoldsTextureCoordinates = 1,
     HoldsNormals = 2,
-    HoldsColours = 4,    ///< one a vertex
-    HoldsScalars = 8,    ///< named vertex sets of any dimension
-    HoldsPolygons = 16,  ///< faces of more than three corners
+    HoldsColours = 4,         ///< one a vertex
+    HoldsScalars = 8,         ///< named vertex sets of any dimension
+    HoldsPolygons = 16,       ///< faces of more than three corners
+    HoldsLooseVertices = 64,  ///< vertices of no face
+    HoldsNonfinite = 128,     ///< coordinates that are NaN or infinite
     HoldsShift = 32  ///< coordinates beyond a float's digits in every form; text forms always do
 };
 
@@ -76,7 +78,7 @@ MeshFormat const* recogniseMeshFormat(InputFile const& file, std::string_view pa
                                       FileOutcome& outcome);
 
 /// The names of the vertex sets, and other words, for what of the mesh a file of the format will not hold, "texture
-/// coordinates" say; computed normals are no loss, nor is what the options leave out.
+/// coordinates" or "3 vertices of no triangle" say; computed normals are no loss, nor is what the options leave out.
 TRIMORA_API std::vector<std::string> contentLostIn(MeshFormat const& format,
                                                    koGeom::CompactMesh const& mesh,
                                                    WriteOptions const& options);

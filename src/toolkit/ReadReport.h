@@ -1,5 +1,7 @@
 #pragma once
 
+#include "trimora/export.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -35,12 +37,20 @@ struct ReadReport {
         std::int64_t badIndex = 0;  ///< corners that name one which the file does not list
     };
 
+    /// Elements of one kind that a file should hold and does not, since it ends before.
+    struct CutShort {
+        std::string elements;         ///< "triangles", say; in the words of the format
+        std::int64_t whole = 0;       ///< of them in the file
+        std::int64_t announced = -1;  ///< by its head; -1: the file ends within the next one
+    };
+
     static constexpr std::size_t maxProblems = 20;
 
     std::string format;  ///< name of the format, say "obj"
     std::string
         variant;  ///< of it: "text", "little endian", "big endian"; empty where there is but one
-    std::string name;  ///< that the file gives its solid or its mesh
+    std::string name;        ///< that the file gives its solid or its mesh
+    std::int64_t bytes = 0;  ///< of the file; 0 where there is none
     std::int64_t lines = 0;
     std::int64_t vertices = 0;
     std::int64_t faces = 0;      ///< faces in the file, dropped ones included
@@ -54,6 +64,10 @@ struct ReadReport {
     std::vector<std::string> ignoredProperties;  ///< of the file, that have no place in the mesh
 
     std::vector<std::string> notes;  ///< on the file as a whole, a line for a person each
+
+    std::vector<CutShort> cutShort;  ///< in the order of the file; empty where nothing is missing
+    /// "1983 of 3968 triangles", or "12 of more than 12 facets"; a comma between several.
+    TRIMORA_API std::string cutShortInWords() const;
 
     /// What was taken off every coordinate, since a float holds too few digits of such numbers; whole numbers, 0 where the
     /// mesh stands as the file has it. WriteOptions::shift puts it back.

@@ -1,5 +1,8 @@
 // Points along all open edges go into a tree, about as far apart as edges are long. The middle of an edge then asks for points
 // near it, and measures the distance to their edges.
+//
+// Whole loops are asked by their shape, however long their edges are: from nearly all of a loop the surface goes away from the
+// other loop, and beyond that one it goes on. Some edges of each loop are looked at; most loops fail at the first ones.
 
 #include "toolkit/detail/borderStretches.h"
 
@@ -23,6 +26,13 @@ constexpr double nearShare = 0.15;  // of the shorter edge
 constexpr double leastCosine = 0.9;
 constexpr double mostSamples = 256.0;  // of an edge
 
+// Of loops that face each other:
+constexpr double reach =
+    0.02;  // of the loop's length; the gap of two halves of a ball may be a sixteenth of it
+constexpr double facingShare = 0.9;      // of a loop
+constexpr double leastContinuing = 0.5;  // cosine between the surfaces on both sides
+constexpr std::size_t mostAsked = 200;   // edges of a loop
+
 std::size_t at(int i) {
     return static_cast<std::size_t>(i);
 }
@@ -34,15 +44,34 @@ struct OpenEdge {
     Point start;
     Vector along;
     double length;
+    Vector inward;  // along the triangle, of length 1
 
     Point middle() const { return start + 0.5 * along; }
 };
 
-double distanceTo(OpenEdge const& edge, Point const& p) {
+Point nearestOn(OpenEdge const& edge, Point const& p) {
     double const t =
         std::clamp(dot(p - edge.start, edge.along) / (edge.length * edge.length), 0.0, 1.0);
-    return distance(p, edge.start + t * edge.along);
+    return edge.start + t * edge.along;
 }
+
+double distanceTo(OpenEdge const& edge, Point const& p) {
+    return distance(p, nearestOn(edge, p));
+}
+
+/// The surface goes away from the other edge, and on beyond it.
+bool doFace(OpenEdge const& edge, OpenEdge const& other, Point const& p, Point const& nearest) {
+    Vector const across = nearest - p;
+    return dot(edge.inward, other.inward) <= -leastContinuing &&
+           dot(edge.inward, across) <= leastContinuing * across.length() &&
+           dot(other.inward, across) >= -leastContinuing * across.length();
+}
+
+/// The loop that most of another one faces, and how far away it is.
+struct Facing {
+    int loop = -1;
+    double gap = 0.0;
+};
 
 class StretchSearch {
 public:
@@ -56,9 +85,14 @@ public:
 private:
     void takeEdges();
     void takeSamples();
+    void searchAround(Point const& p, double radius);
     std::optional<double> gapOf(OpenEdge const& edge);
+    void measureFacingLoops(std::vector<std::vector<double>>& gaps);
+    Facing facingOf(std::size_t begin, std::size_t end, double length);
+    Facing nearestFacing(OpenEdge const& edge, double radius);
     bool areNeighbours(int triangle, int other) const;
     int triangleOn(int from, int to) const;
+    Vector inwardFrom(int from, int to, int triangle) const;
     void joinGaps(int loop, std::vector<double> const& gaps);
 
     CompactMesh const& mesh_;
@@ -85,6 +119,7 @@ std::vector<BorderStretch> StretchSearch::run() {
     for (OpenEdge const& edge : edges_)
         if (auto const gap = gapOf(edge))
             gaps[at(edge.loop)][at(edge.place)] = *gap;
+    measureFacingLoops(gaps);
     for (std::size_t i = 0; i < loops_.size(); ++i)
         joinGaps(static_cast<int>(i), gaps[i]);
     return std::move(stretches_);
@@ -100,6 +135,18 @@ int StretchSearch::triangleOn(int from, int to) const {
     return -1;
 }
 
+/// 0 where the triangle has no height.
+Vector StretchSearch::inwardFrom(int from, int to, int triangle) const {
+    Point const start = mesh_.getVertices()[from].asPoint();
+    Vector const along = mesh_.getVertices()[to].asPoint() - start;
+    MeshTriangle const& c = mesh_.getTriangles()[triangle];
+    int const third = c[0] != from && c[0] != to ? c[0] : c[1] != from && c[1] != to ? c[1] : c[2];
+    Vector const up = mesh_.getVertices()[third].asPoint() - start;
+    Vector const height = up - dot(up, along) / dot(along, along) * along;
+    double const length = height.length();
+    return length > 0.0 ? (1.0 / length) * height : Vector();
+}
+
 void StretchSearch::takeEdges() {
     for (std::size_t i = 0; i < loops_.size(); ++i)
         for (std::size_t k = 0; k < loops_[i].size(); ++k) {
@@ -109,10 +156,11 @@ void StretchSearch::takeEdges() {
             Vector const along = mesh_.getVertices()[to].asPoint() - start;
             double const length = along.length();
             int const triangle = triangleOn(from, to);
+            Vector const inward = triangle >= 0 ? inwardFrom(from, to, triangle) : Vector();
             if (isOut_[i][k] == 0 && triangle >= 0 && length > 0.0 && std::isfinite(length) &&
                 std::isfinite(start.x + start.y + start.z))
-                edges_.push_back(
-                    {static_cast<int>(i), static_cast<int>(k), triangle, start, along, length});
+                edges_.push_back({static_cast<int>(i), static_cast<int>(k), triangle, start, along,
+                                  length, inward});
         }
 }
 
@@ -144,16 +192,21 @@ bool StretchSearch::areNeighbours(int triangle, int other) const {
                        [&b](int v) { return v == b[0] || v == b[1] || v == b[2]; });
 }
 
-/// The distance to the nearest edge beside this one.
-std::optional<double> StretchSearch::gapOf(OpenEdge const& edge) {
-    Point const p = edge.middle();
-    auto const radius = static_cast<float>(nearShare * edge.length + 0.5 * spacing_);
+/// Finds the samples that may be on edges so near.
+void StretchSearch::searchAround(Point const& p, double radius) {
+    auto const half = static_cast<float>(radius + 0.5 * spacing_);
     float const x = static_cast<float>(p.x);
     float const y = static_cast<float>(p.y);
     float const z = static_cast<float>(p.z);
-    float const box[6] = {x - radius, y - radius, z - radius, x + radius, y + radius, z + radius};
+    float const box[6] = {x - half, y - half, z - half, x + half, y + half, z + half};
     found_.clear();
     tree_.searchAll(samples_.data(), box, found_);
+}
+
+/// The distance to the nearest edge beside this one.
+std::optional<double> StretchSearch::gapOf(OpenEdge const& edge) {
+    Point const p = edge.middle();
+    searchAround(p, nearShare * edge.length);
     std::optional<double> best;
     int last = -1;
     for (int const sample : found_) {
@@ -170,6 +223,64 @@ std::optional<double> StretchSearch::gapOf(OpenEdge const& edge) {
             best = gap;
     }
     return best;
+}
+
+/// The nearest edge of another loop, as far as it faces this one.
+Facing StretchSearch::nearestFacing(OpenEdge const& edge, double radius) {
+    Point const p = edge.middle();
+    searchAround(p, radius);
+    Facing best{-1, radius};
+    int last = -1;
+    for (int const sample : found_) {
+        int const number = edgeOf_[at(sample)];
+        OpenEdge const& other = edges_[at(number)];
+        if (number == last || other.loop == edge.loop)
+            continue;
+        last = number;
+        Point const nearest = nearestOn(other, p);
+        double const gap = distance(p, nearest);
+        if (gap <= best.gap && doFace(edge, other, p, nearest))
+            best = {other.loop, gap};
+    }
+    return best;
+}
+
+/// Of the edges of one loop, [begin, end).
+Facing StretchSearch::facingOf(std::size_t begin, std::size_t end, double length) {
+    std::size_t const stride = (end - begin - 1) / mostAsked + 1;
+    std::size_t const count = (end - begin - 1) / stride + 1;
+    auto const mayFail = static_cast<std::size_t>((1.0 - facingShare) * static_cast<double>(count));
+    std::size_t numFailed = 0;
+    Facing facing;
+    for (std::size_t i = begin; i < end; i += stride) {
+        Facing const here = nearestFacing(edges_[i], reach * length);
+        bool const isSame = here.loop >= 0 && (facing.loop < 0 || here.loop == facing.loop);
+        if (isSame)
+            facing = {here.loop, std::max(facing.gap, here.gap)};
+        else if (++numFailed > mayFail)
+            return {};
+    }
+    return facing;
+}
+
+/// Gives every edge of loops that face each other a gap.
+void StretchSearch::measureFacingLoops(std::vector<std::vector<double>>& gaps) {
+    std::vector<Facing> facing(loops_.size());
+    for (std::size_t begin = 0, end = 0; begin < edges_.size(); begin = end) {
+        double length = 0.0;
+        for (; end < edges_.size() && edges_[end].loop == edges_[begin].loop; ++end)
+            length += edges_[end].length;
+        auto const loop = at(edges_[begin].loop);
+        if (end - begin == loops_[loop].size())  // no edge of it is out
+            facing[loop] = facingOf(begin, end, length);
+    }
+    for (std::size_t i = 0; i < loops_.size(); ++i) {
+        int const other = facing[i].loop;
+        if (other < 0 || facing[at(other)].loop != static_cast<int>(i))
+            continue;
+        for (double& gap : gaps[i])
+            gap = gap < 0.0 ? facing[i].gap : gap;
+    }
 }
 
 void StretchSearch::joinGaps(int loop, std::vector<double> const& gaps) {

@@ -5,6 +5,7 @@
 
 #include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCheck.h"
+#include "toolkit/partsOutward.h"
 
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/contract/koOS/StopWatch.h"
@@ -127,6 +128,15 @@ bool hasOpenSeams(CompactMesh const& mesh, bool isWelded) {
     return numCoincidentVertices(welded) > 0;
 }
 
+void turnOutward(CompactMesh& mesh, koUtil::Progress& progress, RepairOutcome& outcome) {
+    OutwardOutcome const turned = turnPartsOutward(mesh, progress);
+    outcome.cancelled = turned.cancelled;
+    outcome.fullyRepaired = outcome.fullyRepaired && !turned.cancelled;
+    if (turned.trianglesTurned > 0)
+        outcome.steps.push_back(
+            {"turn parts outward", 0, turned.trianglesTurned, 0, 0, turned.seconds});
+}
+
 RepairOutcome repair(CompactMesh& mesh, RepairOptions const& options, koUtil::Progress& progress) {
     if (options.foldAngle && !(*options.foldAngle >= 0.0 && *options.foldAngle <= 180.0)) {
         RepairOutcome refused;
@@ -145,7 +155,10 @@ RepairOutcome repair(CompactMesh& mesh, RepairOptions const& options, koUtil::Pr
                   "leave out --no-weld or --self-intersections";
         return refused;
     }
-    return StepwiseRepair(mesh, options, progress).run();
+    RepairOutcome outcome = StepwiseRepair(mesh, options, progress).run();
+    if (options.outward && !outcome.cancelled)
+        turnOutward(mesh, progress, outcome);
+    return outcome;
 }
 
 /// Material goes, vertices are parted.

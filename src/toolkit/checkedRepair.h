@@ -15,6 +15,8 @@ struct RepairOptions {
     bool weld = true;                 ///< merge vertices at exactly equal positions first
     bool selfIntersections = false;   ///< remove triangles that cut one another
     std::optional<double> foldAngle;  ///< degrees; remove triangles on edges that open by less
+    bool outward =
+        false;  ///< in the end, turn closed parts over that are inside out, see turnPartsOutward
 };
 
 /// One single fix and what it changed.

@@ -175,8 +175,11 @@ CollarOutcome sampleCollar(CompactMesh const& mesh, MeshHole const& hole,
     CollarOutcome outcome;
     if (isRefused(outcome, mesh))
         return outcome;
-    outcome.refusal =
-        options.samples < 0 ? "the number of samples is below 0" : faultOfHoles(mesh, {hole}, {0});
+    if (options.samples < 0 || options.samples > maxCollarSamples)
+        outcome.refusal =
+            "the number of samples is below 0, or above " + std::to_string(maxCollarSamples);
+    else
+        outcome.refusal = faultOfHoles(mesh, {hole}, {0});
     if (!outcome.refusal.empty())
         return outcome;
     if (!hole.fault.empty()) {

@@ -12,8 +12,11 @@
 
 namespace trimora {
 
+inline constexpr int maxCollarSamples = 10'000'000;  ///< some 6 GB of them
+
 struct CollarOptions {
-    int samples = 0;  ///< at equal steps, at least 1; 0: as many as the border has vertices
+    int samples =
+        0;  ///< at equal steps, 1 to maxCollarSamples; 0: as many as the border has vertices
     bool curvature = false;
 };
 

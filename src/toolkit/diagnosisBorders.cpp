@@ -1,11 +1,16 @@
-// Borders: holes, outer borders, and cracks. A loop of which every edge is told as an unwelded seam is not told again.
+// Borders: holes, outer borders, cracks and T-junctions. A loop of which every edge is told as an unwelded seam is not told again.
+//
+// Loops lead along triangles. At surplus triangles, and where a patch has one side only, they follow edges that are not open; the
+// open ones among these are put together once more without regard to their direction, and what comes to no loop is no border.
 
 #include "toolkit/detail/borderStretches.h"
 #include "toolkit/detail/diagnosis.h"
+#include "toolkit/detail/edgeLoops.h"
+#include "toolkit/detail/patchEstimate.h"
+#include "toolkit/detail/tJunctions.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshHoles.h"
 #include "toolkit/meshStitching.h"
-#include "toolkit/meshTidying.h"
 
 #include <cmath>
 #include <numeric>
@@ -18,11 +23,12 @@ namespace {
 using koGeom::CompactMesh;
 using Severity = Finding::Severity;
 
-// Sewing is tried up to so many triangles: it takes seconds.
-constexpr int mostToTry = 100000;
 constexpr double margin = 1.25;    // a distance to sew by has to be more than the gap
 constexpr double edgeShare = 0.1;  // of an edge, where there is next to no gap
 constexpr double farther = 8.0;    // distances beyond sew something else
+constexpr double outerShare =
+    0.25;  // of the area round a border, which a patch over an outer one has
+constexpr double slitWidth = 1e-3;  // of a border's mean edge: nearer vertices lie on it
 
 std::size_t at(int i) {
     return static_cast<std::size_t>(i);
@@ -36,19 +42,24 @@ public:
 
 private:
     CompactMesh turned() const;
-    int numOpenChains() const;
-    void markOut();
-    /// At surplus triangles a walk may turn back at once, or follow edges that are none of a border.
-    bool isBorder(std::size_t hole) const {
-        return loops_[hole].size() > 2 &&
-               std::count(isOut_[hole].begin(), isOut_[hole].end(), 0) > 0;
+    void findLoops();
+    bool isOpen(VertexPair const& edge) const {
+        return std::binary_search(edges_.open.begin(), edges_.open.end(), edge);
     }
+    std::vector<double> patchAreas() const;
+    MeshHole holeOf(std::vector<int> const& loop) const;
+    void markOut();
+    bool isBorder(std::size_t hole) const {
+        return std::count(isOut_[hole].begin(), isOut_[hole].end(), 0) > 0;
+    }
+    void takeTJunctions();
+    void sortLoops();
     void tellHoles();
     void tellOuter();
     void tellCracks();
-    std::vector<MeshHole> holesAsRead() const;
-    bool canFill() const;
-    std::string stitchCommand(double least) const;
+    void tellTJunctions();
+    void tellAlongCrowded();
+    std::vector<double> stitchDistances(double least) const;
     FindingPlace placeOf(MeshHole const& hole) const;
     FindingPlace placeOf(BorderStretch const& stretch) const;
 
@@ -56,35 +67,39 @@ private:
     DiagnosisEdges const& edges_;
     std::vector<MeshHole> holes_;
     std::vector<std::vector<int>> loops_;
-    std::vector<std::vector<char>>
-        isOut_;  // the edge that leaves each vertex is a seam, or not open
+    std::vector<std::vector<char>> isOut_;  // the edge that leaves each vertex is a seam, or told
+    bool hasLooseEdges_ = false;            // open ones that lead to no loop
+    std::vector<TJunction> tJunctions_;
     std::vector<BorderStretch> cracks_;
     std::vector<int> inner_;  // holes to be told
     std::vector<int> outer_;
 };
 
 void BorderDiagnosis::find() {
-    holes_ = findHoles(turned());
-    for (MeshHole const& hole : holes_)
-        loops_.push_back(hole.vertices);
+    findLoops();
     markOut();
+    for (std::size_t i = 0; i < holes_.size(); ++i)
+        run_.result.boundaries += isBorder(i) ? 1 : 0;
+    takeTJunctions();
     cracks_ = findBorderStretches(run_.of.surface, *run_.of.adjTris, loops_, isOut_);
-    std::vector<std::size_t> cracked(holes_.size(), 0);
-    for (BorderStretch const& crack : cracks_)
-        cracked[at(crack.loop)] += crack.vertices.size() - 1;
-    for (std::size_t i = 0; i < holes_.size(); ++i) {
-        if (!isBorder(i))
-            continue;
-        ++run_.result.boundaries;
-        if (cracked[i] < loops_[i].size())
-            (holes_[i].looksOuter ? outer_ : inner_).push_back(static_cast<int>(i));
-    }
-    // The borders of what has one side only are cut into pieces above.
-    if (!edges_.oneSided.empty())
-        run_.result.boundaries = numOpenChains();
+    sortLoops();
     tellCracks();
+    tellTJunctions();
     tellHoles();
     tellOuter();
+    tellAlongCrowded();
+}
+
+/// A loop that is a crack for the most part is no hole as well.
+void BorderDiagnosis::sortLoops() {
+    std::vector<double> cracked(holes_.size(), 0.0);
+    for (BorderStretch const& crack : cracks_)
+        cracked[at(crack.loop)] += crack.length;
+    for (std::size_t i = 0; i < holes_.size(); ++i) {
+        bool const isCrack = 2.0 * cracked[i] > holes_[i].perimeter;
+        if (isBorder(i) && !isCrack)
+            (holes_[i].looksOuter ? outer_ : inner_).push_back(static_cast<int>(i));
+    }
 }
 
 /// The surface with its neighbours wound alike: a border leads along triangles, and would end where they change over.
@@ -96,38 +111,90 @@ CompactMesh BorderDiagnosis::turned() const {
     return mesh;
 }
 
-/// Groups of open edges that hang together by vertices: the borders, but that those which touch are one.
-int BorderDiagnosis::numOpenChains() const {
-    std::vector<int> parents(at(run_.of.surface.getNumVertices()));
-    std::iota(parents.begin(), parents.end(), 0);
-    auto const rootOf = [&parents](int v) {
-        while (parents[at(v)] != v)
-            v = parents[at(v)] = parents[at(parents[at(v)])];
-        return v;
-    };
-    std::vector<int> ends;
-    for (VertexPair const& edge : edges_.open) {
-        if (!run_.of.isSoup && run_.of.isSeam(edge.first, edge.second))
-            continue;
-        VertexPair const roots(std::minmax(rootOf(edge.first), rootOf(edge.second)));
-        parents[at(roots.second)] = roots.first;
-        ends.push_back(edge.first);
+void BorderDiagnosis::findLoops() {
+    std::vector<VertexPair> loose;
+    for (MeshHole& hole : findHoles(turned())) {
+        std::vector<VertexPair> open;
+        for (std::size_t i = 0; i < hole.vertices.size(); ++i) {
+            VertexPair const edge(
+                std::minmax(hole.vertices[i], hole.vertices[(i + 1) % hole.vertices.size()]));
+            if (isOpen(edge))
+                open.push_back(edge);
+        }
+        if (open.size() > 2 && open.size() == hole.vertices.size())
+            holes_.push_back(std::move(hole));
+        else
+            loose.insert(loose.end(), open.begin(), open.end());
     }
-    for (int& v : ends)
-        v = rootOf(v);
-    std::sort(ends.begin(), ends.end());
-    return static_cast<int>(std::unique(ends.begin(), ends.end()) - ends.begin());
+    std::sort(loose.begin(), loose.end());
+    loose.erase(std::unique(loose.begin(), loose.end()), loose.end());
+    std::size_t numJoined = 0;
+    std::vector<double> const areas = loose.empty() ? std::vector<double>() : patchAreas();
+    for (std::vector<int> const& loop : joinEdgesToLoops(loose)) {
+        int const triangle = trianglesOnEdge(run_.of, loop[0], loop[1]).front();
+        MeshHole& hole = holes_.emplace_back(holeOf(loop));
+        hole.looksOuter = hole.patchArea > outerShare * areas[at(edges_.patchOf[at(triangle)])];
+        numJoined += loop.size();
+    }
+    hasLooseEdges_ = numJoined < loose.size();
+    for (MeshHole const& hole : holes_)
+        loops_.push_back(hole.vertices);
+}
+
+/// By the number of the patch.
+std::vector<double> BorderDiagnosis::patchAreas() const {
+    std::vector<double> areas(edges_.patchOf.size(), 0.0);
+    for (int t = 0; t < run_.of.surface.getNumTriangles(); ++t)
+        if (run_.of.isFinite(t))
+            areas[at(edges_.patchOf[at(t)])] += 0.5 * run_.of.areaVector(t).length();
+    return areas;
+}
+
+/// All but whether it looks like an outer border.
+MeshHole BorderDiagnosis::holeOf(std::vector<int> const& loop) const {
+    MeshHole hole;
+    hole.vertices = loop;
+    hole.low.fill(HUGE_VAL);
+    hole.high.fill(-HUGE_VAL);
+    std::vector<koLinear::Point> points;
+    for (std::size_t i = 0; i < loop.size(); ++i) {
+        koLinear::Point const p = run_.of.position(loop[i]);
+        points.push_back(p);
+        hole.perimeter += distance(p, run_.of.position(loop[(i + 1) % loop.size()]));
+        double const xyz[] = {p.x, p.y, p.z};
+        for (std::size_t k = 0; k < 3; ++k) {
+            hole.low[k] = std::min(hole.low[k], xyz[k]);
+            hole.high[k] = std::max(hole.high[k], xyz[k]);
+        }
+    }
+    double const meanEdge = hole.perimeter / static_cast<double>(loop.size());
+    hole.patchArea = estimatePatch(points, std::vector<double>(loop.size(), meanEdge)).area;
+    hole.hasArea = hole.patchArea > slitWidth * meanEdge * hole.perimeter;
+    hole.fault = "edges of many triangles are beside it, or the surface has one side only";
+    return hole;
 }
 
 void BorderDiagnosis::markOut() {
     for (std::vector<int> const& loop : loops_) {
         std::vector<char>& marks = isOut_.emplace_back();
-        for (std::size_t i = 0; i < loop.size(); ++i) {
-            VertexPair const edge(std::minmax(loop[i], loop[(i + 1) % loop.size()]));
-            bool const isOpen = std::binary_search(edges_.open.begin(), edges_.open.end(), edge);
-            bool const isSeam = !run_.of.isSoup && run_.of.isSeam(edge.first, edge.second);
-            marks.push_back(!isOpen || isSeam ? 1 : 0);
-        }
+        for (std::size_t i = 0; i < loop.size(); ++i)
+            marks.push_back(!run_.of.isSoup &&
+                            run_.of.isSeam(loop[i], loop[(i + 1) % loop.size()]));
+    }
+}
+
+/// Borders without area are slits. Those on which a vertex lies on an edge are told by their T-junctions alone.
+void BorderDiagnosis::takeTJunctions() {
+    for (std::size_t i = 0; i < holes_.size(); ++i) {
+        MeshHole const& hole = holes_[i];
+        if (hole.hasArea || !isBorder(i) || !std::isfinite(hole.perimeter))
+            continue;
+        double const tolerance = slitWidth * hole.perimeter / hole.numEdges();
+        std::vector<TJunction> const found =
+            findTJunctions(run_.of.surface, hole.vertices, tolerance);
+        tJunctions_.insert(tJunctions_.end(), found.begin(), found.end());
+        if (!found.empty())
+            isOut_[i].assign(isOut_[i].size(), 1);
     }
 }
 
@@ -161,23 +228,6 @@ FindingPlace BorderDiagnosis::placeOf(BorderStretch const& stretch) const {
     return place;
 }
 
-/// What the editing commands will meet: they do not take out of the way what this diagnosis does.
-std::vector<MeshHole> BorderDiagnosis::holesAsRead() const {
-    bool const isAnyTurned =
-        std::any_of(edges_.isTurned.begin(), edges_.isTurned.end(), [](char t) { return t != 0; });
-    if (run_.of.isWhole() && !isAnyTurned)
-        return holes_;
-    return run_.of.isSoup || !run_.of.outOfRange.empty() ? std::vector<MeshHole>()
-                                                         : findHoles(run_.of.inRange);
-}
-
-bool BorderDiagnosis::canFill() const {
-    std::vector<MeshHole> const holes = holesAsRead();
-    return std::any_of(holes.begin(), holes.end(), [](MeshHole const& hole) {
-        return !hole.looksOuter && hole.fault.empty() && !hole.isSeam;
-    });
-}
-
 void BorderDiagnosis::tellHoles() {
     if (inner_.empty())
         return;
@@ -189,15 +239,9 @@ void BorderDiagnosis::tellHoles() {
         "holes", Severity::Moderate, count, countInWords(count, "hole"),
         "Borders round openings that are small beside their part of the surface. With them "
         "there is no volume and no inside; prints and simulations need a closed surface.");
-    if (canFill())
-        finding.remedy = "trimora fill IN OUT";
-    if (run_.of.isSoup)
-        finding.advice = "Weld first, then fill.";
-    else if (numFaulty > 0)
+    if (numFaulty > 0)
         finding.advice = countInWords(numFaulty, "hole lies", "holes lie") +
-                         " beside other faults: repair these first, then fill what is left.";
-    else if (finding.remedy.empty())
-        finding.advice = "Mend what is told above first, then look again.";
+                         " beside other faults, which have to be mended first.";
     finding.unit = "length";
     run_.addPlaces(
         finding, inner_,
@@ -228,43 +272,15 @@ void BorderDiagnosis::tellOuter() {
 }
 
 /// Distances that may sew what the least one should: those that the borders suggest, too.
-std::vector<double> distancesFor(double least, CompactMesh const& mesh,
-                                 std::vector<MeshHole> const& holes, std::vector<int> const& all) {
+std::vector<double> BorderDiagnosis::stitchDistances(double least) const {
     std::vector<double> distances = {least};
-    if (auto const suggestion = suggestStitchDistance(mesh, holes, all))
+    std::vector<int> all(holes_.size());
+    std::iota(all.begin(), all.end(), 0);
+    if (auto const suggestion = suggestStitchDistance(run_.of.surface, holes_, all))
         for (double const distance : suggestion->distances)
-            if (distance > distances.front() && distance < farther * distances.front())
+            if (distance > least && distance < farther * least)
                 distances.push_back(distance);
     return distances;
-}
-
-/// The command that sews the cracks, once a copy was sewn so. None is tried where graver faults stand in the way, or on meshes so
-/// large that a try takes long.
-std::string BorderDiagnosis::stitchCommand(double least) const {
-    for (char const* const kind : {"nonfiniteTriangles", "crowdedEdges", "opposedNeighbours",
-                                   "moebiusStrips", "duplicateTriangles", "degenerateTriangles"})
-        if (run_.has(kind))
-            return {};
-    std::vector<MeshHole> const holes = holesAsRead();
-    if (holes.empty() || run_.of.inRange.getNumTriangles() > mostToTry)
-        return {};
-    std::vector<int> all(holes.size());
-    for (std::size_t i = 0; i < all.size(); ++i)
-        all[i] = static_cast<int>(i);
-    for (double const distance : distancesFor(least, run_.of.inRange, holes, all)) {
-        std::string const words = lengthInWords(distance);
-        StitchOptions options;
-        options.distance = std::stod(words);  // what will be typed
-        options.testIntersections = run_.options.testIntersections;
-        CompactMesh copy = bareCopy(run_.of.inRange);
-        koUtil::Progress unwatched;
-        StitchOutcome const outcome = stitchMesh(copy, holes, all, options, unwatched);
-        if (outcome.refusal.empty() && outcome.sewnLength() > 0.0)
-            return "trimora stitch IN OUT --distance " + words;
-        if (run_.progress.cancelled())
-            break;
-    }
-    return {};
 }
 
 void BorderDiagnosis::tellCracks() {
@@ -289,13 +305,8 @@ void BorderDiagnosis::tellCracks() {
         numEdges += crack.vertices.size() - 1;
     double const least =
         std::max(margin * widest, edgeShare * length / static_cast<double>(numEdges));
-    finding.remedy = stitchCommand(least);
-    if (finding.remedy.empty())
-        finding.advice =
-            run_.of.isSoup ? std::string("Weld first; then this can be sewn.")
-                           : "'trimora stitch IN OUT --distance " + lengthInWords(least) +
-                                 "' may sew them once what is graver is mended; it refuses to make "
-                                 "the surface worse.";
+    if (run_.options.tryRemedies)
+        run_.stitchDistances = stitchDistances(least);
     finding.unit = "length";
     run_.addPlaces(
         finding, cracks_,
@@ -303,6 +314,41 @@ void BorderDiagnosis::tellCracks() {
             return a.length != b.length ? a.length > b.length : a.vertices < b.vertices;
         },
         [this](BorderStretch const& crack) { return placeOf(crack); });
+}
+
+void BorderDiagnosis::tellTJunctions() {
+    if (tJunctions_.empty())
+        return;
+    auto const count = std::int64_t(tJunctions_.size());
+    Finding& finding = run_.add(
+        "tJunctions", Severity::Moderate, count,
+        countInWords(count, "vertex lies", "vertices lie") +
+            " on an edge that runs past instead of ending there",
+        "A T-junction: the surface looks closed and is open, since the triangle beyond the edge "
+        "does not have the vertex. Light leaks through, and edits tear it open.");
+    finding.advice =
+        "The triangle beyond the edge is to be split at the vertex. 'trimora fill' closes "
+        "the surface as well, with triangles that are next to nothing.";
+    run_.addPlaces(
+        finding, tJunctions_,
+        [](TJunction const& a, TJunction const& b) { return a.vertex < b.vertex; },
+        [this](TJunction const& junction) {
+            FindingPlace place = run_.placeOfVertex(junction.vertex);
+            for (int const t : trianglesOnEdge(run_.of, junction.edge[0], junction.edge[1]))
+                place.triangles.push_back(run_.of.triangleOf[at(t)]);
+            place.edges.push_back(run_.edgeAsRead(junction.edge[0], junction.edge[1]));
+            return place;
+        });
+}
+
+/// Open edges that lead from surplus triangles to surplus triangles go round fins, and round holes that cannot be told yet.
+void BorderDiagnosis::tellAlongCrowded() {
+    if (!hasLooseEdges_)
+        return;
+    for (Finding& finding : run_.result.findings)
+        if (finding.kind == "crowdedEdges")
+            finding.advice += std::string(finding.advice.empty() ? "" : " ") +
+                              "Borders that run along these edges are told once they are mended.";
 }
 
 }  // namespace

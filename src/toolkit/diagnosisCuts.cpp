@@ -1,4 +1,4 @@
-// Self-intersections, on the surface exactly welded: triangles that share an edge by position but not by vertex number would
+// Self-intersections and overlaps, on the surface exactly welded: triangles that share an edge by position but not by vertex number would
 // count as cutting otherwise.
 
 #include "toolkit/detail/diagnosis.h"
@@ -39,24 +39,25 @@ std::int64_t numTrianglesIn(std::vector<SelfCut> const& cuts) {
     return std::unique(triangles.begin(), triangles.end()) - triangles.begin();
 }
 
-FindingPlace placeOf(DiagnosisRun const& run, SelfCut const& cut) {
-    int const a = run.of.triangleOf[at(cut.triangle)];
-    int const b = run.of.triangleOf[at(cut.other)];
+FindingPlace placeOfPair(DiagnosisRun const& run, int triangle, int other,
+                         koLinear::Point const& middle) {
+    int const a = run.of.triangleOf[at(triangle)];
+    int const b = run.of.triangleOf[at(other)];
     FindingPlace place = run.place({{std::min(a, b), std::max(a, b)}, {}, {}});
-    koLinear::Point const middle = combine(0.5, cut.start, 0.5, cut.end);
     place.centre = {middle.x, middle.y, middle.z};
+    return place;
+}
+
+FindingPlace placeOf(DiagnosisRun const& run, SelfCut const& cut) {
+    FindingPlace place =
+        placeOfPair(run, cut.triangle, cut.other, combine(0.5, cut.start, 0.5, cut.end));
     place.measure = distance(cut.start, cut.end);
     place.note = "cut " + lengthInWords(*place.measure) + " long";
     return place;
 }
 
-}  // namespace
-
-void diagnoseCuts(DiagnosisRun& run) {
-    if (!run.options.testIntersections)
-        return;
-    std::vector<SelfCut> cuts = findSelfCuts(weldedSurface(run.of), run.progress);
-    if (cuts.empty() || run.progress.cancelled())
+void tellCuts(DiagnosisRun& run, std::vector<SelfCut>& cuts) {
+    if (cuts.empty())
         return;
     auto const count = std::int64_t(cuts.size());
     Finding& finding =
@@ -66,16 +67,12 @@ void diagnoseCuts(DiagnosisRun& run) {
                 "The surface passes through itself: inside and outside are muddled there, and "
                 "solids made of "
                 "it are not what they seem.");
-    bool const isAnyPlain =
+    run.hasPlainCuts =
         std::any_of(cuts.begin(), cuts.end(), [](SelfCut const& cut) { return cut.isPlain; });
-    if (isAnyPlain)
-        finding.remedy = "trimora repair IN OUT --self-intersections";
-    finding.advice =
-        isAnyPlain
-            ? "The repair removes these triangles; 'trimora fill' closes what is left open. Parts "
-              "that are meant to overlap are better joined where they were made."
-            : "Corners lie exactly on the other triangles here, or are shared with them: move one "
-              "of them a little, or take the triangles out.";
+    if (!run.hasPlainCuts)
+        finding.advice =
+            "Corners lie exactly on the other triangles here, or are shared with them: move one "
+            "of them a little, or take the triangles out.";
     finding.unit = "length";
     run.addPlaces(
         finding, cuts,
@@ -87,6 +84,50 @@ void diagnoseCuts(DiagnosisRun& run) {
                                         : a.triangle < b.triangle;
         },
         [&run](SelfCut const& cut) { return placeOf(run, cut); });
+}
+
+FindingPlace placeOf(DiagnosisRun const& run, CoplanarOverlap const& overlap) {
+    FindingPlace place = placeOfPair(run, overlap.triangle, overlap.other, overlap.centre);
+    place.measure = overlap.area;
+    place.note = "share an area of " + lengthInWords(overlap.area);
+    return place;
+}
+
+void tellOverlaps(DiagnosisRun& run, std::vector<CoplanarOverlap>& overlaps) {
+    if (overlaps.empty())
+        return;
+    auto const count = std::int64_t(overlaps.size());
+    Finding& finding = run.add(
+        "overlaps", Finding::Severity::Moderate, count,
+        countInWords(count, "pair of triangles overlaps", "pairs of triangles overlap") +
+            " in one plane",
+        "They lie on each other without having the same corners: a sheet that is there twice, or "
+        "walls in which two solids touch. They flicker when they are drawn, and inside and outside "
+        "are not told apart there.");
+    finding.advice = "Take out what is there twice; solids that touch are better joined in the "
+                     "program that they came from.";
+    finding.unit = "area";
+    run.addPlaces(
+        finding, overlaps,
+        [](CoplanarOverlap const& a, CoplanarOverlap const& b) {
+            return a.area != b.area     ? a.area > b.area
+                   : a.other != b.other ? a.other < b.other
+                                        : a.triangle < b.triangle;
+        },
+        [&run](CoplanarOverlap const& overlap) { return placeOf(run, overlap); });
+}
+
+}  // namespace
+
+void diagnoseCuts(DiagnosisRun& run) {
+    if (!run.options.testIntersections)
+        return;
+    std::vector<CoplanarOverlap> overlaps;
+    std::vector<SelfCut> cuts = findSelfCuts(weldedSurface(run.of), run.progress, &overlaps);
+    if (run.progress.cancelled())
+        return;
+    tellCuts(run, cuts);
+    tellOverlaps(run, overlaps);
 }
 
 }  // namespace trimora

@@ -3,10 +3,8 @@
 // Triangles that share an edge of two are joined into patches, each with a mark whether it is turned against the first one
 // of its patch. A patch that closes on itself with the wrong mark has one side only.
 
-#include "toolkit/checkedRepair.h"
 #include "toolkit/detail/diagnosis.h"
 #include "toolkit/meshCounts.h"
-#include "toolkit/meshTidying.h"
 
 #include <numeric>
 
@@ -153,8 +151,6 @@ void diagnoseCrowdedEdges(DiagnosisRun& run, DiagnosisEdges const& edges) {
         countInWords(count, "edge has", "edges have") + " more than two triangles",
         "A surface has one triangle on either side of an edge. Where there are more, inside and "
         "outside are not told apart, and most algorithms refuse the mesh or go astray.");
-    finding.remedy = "trimora repair IN OUT";
-    finding.advice = "The repair removes surplus triangles, and keeps the older ones.";
     finding.unit = "triangles";
     std::vector<DiagnosisEdges::Crowded> items = edges.crowded;
     using Crowded = DiagnosisEdges::Crowded;
@@ -197,18 +193,9 @@ void diagnoseWinding(DiagnosisRun& run, DiagnosisEdges const& edges) {
         "One side of the surface is its outside and the other one its inside, and here they "
         "change over: shading, volume and offsets come out wrong. " +
             countInWords(toTurn, "triangle has", "triangles have") + " to be turned.");
-    finding.remedy = "trimora repair IN OUT";
     run.addPlaces(finding, wrong, std::less<>(), [&run](VertexPair const& edge) {
         return run.placeOfEdge(edge.first, edge.second);
     });
-}
-
-/// Whether the repair gets rid of them: a strip that is the whole mesh stays.
-bool areRemovable(DiagnosisRun const& run) {
-    koGeom::CompactMesh copy = bareCopy(run.of.inRange);
-    koUtil::Progress unwatched;
-    RepairOutcome const outcome = repairMesh(copy, {}, unwatched);
-    return outcome.fullyRepaired && copy.getNumTriangles() > 0;
 }
 
 void diagnoseOneSided(DiagnosisRun& run, DiagnosisEdges const& edges) {
@@ -220,13 +207,6 @@ void diagnoseOneSided(DiagnosisRun& run, DiagnosisEdges const& edges) {
         countInWords(count, "part has", "parts have") + " one side only",
         "A Moebius strip: however its triangles are turned, somewhere neighbours are wound against "
         "each other. It has no inside and no outside.");
-    if (areRemovable(run))
-        finding.remedy = "trimora repair IN OUT";
-    finding.advice =
-        finding.remedy.empty()
-            ? "Cut it across where it is meant to end."
-            : "The repair removes the strip, or a band of it; 'trimora fill' closes what "
-              "is left open.";
     std::vector<PlaceElements> elements(edges.oneSided.size());
     auto const indexOf = [&edges](int triangle) {
         return static_cast<std::size_t>(std::lower_bound(edges.oneSided.begin(),
@@ -316,8 +296,6 @@ void diagnoseFans(DiagnosisRun& run) {
             countInWords(count, "vertex", "vertices"),
         "Such a vertex, a bow-tie, belongs to several fans of triangles: walking round it ends "
         "half-way, and many edits refuse the mesh.");
-    finding.remedy = "trimora repair IN OUT";
-    finding.advice = "The repair gives each fan a vertex of its own, in the same place.";
     finding.unit = "fans";
     run.addPlaces(
         finding, bowTies,

@@ -6,7 +6,9 @@
 
 #include "trimora/assembly/meshCompact.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace trimora {
 
@@ -51,6 +53,24 @@ std::string firstProblems(ReadReport const& report) {
     return text.empty() ? text : text + ".";
 }
 
+void diagnoseEnd(DiagnosisRun& run) {
+    ReadReport const& report = run.report;
+    if (report.cutShort.empty())
+        return;
+    std::int64_t missing = 0;
+    for (ReadReport::CutShort const& kind : report.cutShort) {
+        std::int64_t const room = std::numeric_limits<std::int64_t>::max() - missing;
+        missing += std::min(room, std::max<std::int64_t>(kind.announced - kind.whole, 1));
+    }
+    Finding& finding = run.add(
+        "cutShort", Severity::Fatal, missing, "The file was cut short: " + report.cutShortInWords(),
+        "The rest of the surface is missing, and what follows tells of the beginning "
+        "alone." +
+            firstProblems(report));
+    finding.advice = "Copy or download the file again, or write it again with the program that it "
+                     "came from.";
+}
+
 void diagnoseFaces(DiagnosisRun& run) {
     ReadReport::DroppedFaces const& dropped = run.report.dropped;
     std::int64_t const lost = dropped.total() - dropped.nonfinite;
@@ -64,8 +84,8 @@ void diagnoseFaces(DiagnosisRun& run) {
                     countInWords(lost, "face") + " of the file could not be read",
                     "They are not in the surface, which has holes there: " + joined(reasons) + "." +
                         firstProblems(run.report));
-        finding.advice = "The file was cut short or badly written: write it again with the program "
-                         "that it came from.";
+        finding.advice = "The file was badly written: write it again with the program that it came "
+                         "from.";
     }
     if (dropped.nonfinite > 0)
         run.add("leftOutFaces", Severity::Note, dropped.nonfinite,
@@ -87,12 +107,15 @@ void diagnoseUnread(DiagnosisRun& run) {
     }
     std::vector<std::string> ignored;
     addCount(ignored, report.unknownLines, "lines of no known kind");
-    addCount(ignored, report.otherElements, "points, lines or curves");
-    addCount(ignored, report.verticesWithMore, "vertices with more than three coordinates");
+    addCount(ignored, report.otherElements, "points, lines or other elements");
+    addCount(ignored, report.verticesWithMore,
+             "vertices with values behind the third, weights or colours");
     addCount(ignored, report.textureCoordinates.kept ? 0 : report.textureCoordinates.lines,
              "texture coordinates that are not one a vertex");
     addCount(ignored, report.normals.kept ? 0 : report.normals.lines,
              "normals that are not one a vertex");
+    addCount(ignored, report.colours.kept ? 0 : report.colours.lines,
+             "colours that are not one a vertex");
     addCount(ignored, std::int64_t(report.ignoredProperties.size()),
              "properties (" + joined(report.ignoredProperties) + ")");
     if (!ignored.empty())
@@ -103,7 +126,7 @@ void diagnoseUnread(DiagnosisRun& run) {
         run.add("shifted", Severity::Note, 1, "The mesh was moved to the origin for reading",
                 "Its coordinates have more digits than a mesh can hold; " +
                     positionInWords(Point(report.shift[0], report.shift[1], report.shift[2])) +
-                    " was taken off and is put back on writing. Places are told without it.");
+                    " was taken off and is put back on writing. Places are told as in the file.");
 }
 
 void diagnoseIndices(DiagnosisRun& run) {
@@ -203,7 +226,8 @@ std::vector<Coincidence> coincidences(DiagnosisSurface const& of) {
         isAtSeam[at(from)] = isAtSeam[at(to)] = 1;
     std::vector<std::pair<int, int>> places;  // after the weld, and the vertex
     for (int v = 0; v < of.inRange.getNumVertices(); ++v)
-        places.emplace_back(of.weld(v), v);
+        if (of.isCoincidenceTold[at(v)] == 0)
+            places.emplace_back(of.weld(v), v);
     std::sort(places.begin(), places.end());
     std::vector<Coincidence> groups;
     for (std::size_t i = 0; i < places.size();) {
@@ -253,6 +277,8 @@ void diagnoseCoincident(DiagnosisRun& run) {
         addSoup(run, numWeld);
         return;
     }
+    if (of.coincidentApart == 0)
+        return;
     std::vector<Coincidence> groups = coincidences(of);
     bool const isOpen = !of.seams.empty();
     std::string meaning =
@@ -260,19 +286,18 @@ void diagnoseCoincident(DiagnosisRun& run) {
             ? "The surface is open along " + countInWords(std::int64_t(of.seams.size()), "edge") +
                   " where its two sides lie on each other: it looks closed and is not."
             : "No border would be closed by welding them: surfaces touch there, and are apart.";
-    if (numWeld < of.coincidentVertices)
+    int const numDiffering = std::min(of.coincidentVertices - numWeld, of.coincidentApart);
+    if (numDiffering > 0)
         meaning +=
-            " Of them " + std::to_string(of.coincidentVertices - numWeld) +
+            " Of them " + std::to_string(numDiffering) +
             " differ in their normals or texture coordinates, as is usual where a texture has "
             "its seam.";
     bool const isMeant = !isOpen || numWeld == 0;
     Finding& finding = run.add("coincidentVertices", isMeant ? Severity::Note : Severity::Moderate,
-                               of.coincidentVertices,
-                               countInWords(of.coincidentVertices, "vertex lies", "vertices lie") +
+                               of.coincidentApart,
+                               countInWords(of.coincidentApart, "vertex lies", "vertices lie") +
                                    " exactly where another one is",
                                meaning);
-    if (!isMeant)
-        finding.remedy = "trimora weld IN OUT";
     run.addPlaces(
         finding, groups,
         [](Coincidence const& a, Coincidence const& b) {
@@ -286,6 +311,7 @@ void diagnoseCoincident(DiagnosisRun& run) {
 }  // namespace
 
 void diagnoseFile(DiagnosisRun& run) {
+    diagnoseEnd(run);
     diagnoseFaces(run);
     diagnoseUnread(run);
     diagnoseIndices(run);

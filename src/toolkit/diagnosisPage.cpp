@@ -73,6 +73,7 @@ void writeFinding(ScriptJson& json, Finding const& finding) {
     json.name("title").text(finding.title);
     json.name("meaning").text(finding.meaning);
     json.name("remedy").text(finding.remedy);
+    json.name("isSure").truth(finding.isSure);
     json.name("advice").text(finding.advice);
     json.name("count").whole(finding.count);
     json.name("unit").text(finding.unit);
@@ -95,6 +96,7 @@ void writePanel(ScriptJson& json, Panel const& panel) {
     writeOptional(json, "volume", diagnosis.volume);
     writePoint(json, "lowest", diagnosis.lowest);
     writePoint(json, "highest", diagnosis.highest);
+    writePoint(json, "shift", diagnosis.shift);
     json.name("isThinned").truth(panel.mesh.isThinned);
     json.name("leftOut").whole(panel.mesh.leftOut);
     json.name("findings").open('[');

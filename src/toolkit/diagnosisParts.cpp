@@ -34,11 +34,20 @@ struct Part {
     bool isClosed = true;  // each edge has two triangles, wound alike
     Point low = Point(HUGE_VAL, HUGE_VAL, HUGE_VAL);
     Point high = Point(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
-    int depth = 0;  // closed parts round it
+    std::vector<Part const*> around;  // closed parts that it lies in
 
     bool hasVolume() const {
         constexpr double pi = 3.141592653589793;
         return isClosed && std::fabs(volume) > leastVolume * area * std::sqrt(area / pi) / 6.0;
+    }
+    bool isInHollow() const { return around.size() % 2 == 0; }  // or outside of all
+    bool isInsideOut() const { return hasVolume() && volume < 0.0 && isInHollow(); }
+    /// Whether it bounds a cavity once the part right round it is turned.
+    bool isTurnedAlong() const {
+        return hasVolume() && volume > 0.0 && !isInHollow() &&
+               (*std::max_element(around.begin(), around.end(), [](Part const* a, Part const* b) {
+                   return a->around.size() < b->around.size();
+               }))->isInsideOut();
     }
     bool liesIn(Part const& outer) const {
         return outer.low.x < low.x && outer.low.y < low.y && outer.low.z < low.z &&
@@ -51,6 +60,7 @@ public:
     PartDiagnosis(DiagnosisRun& run, DiagnosisEdges const& edges) : run_(run), edges_(edges) {}
 
     void find();
+    std::vector<std::vector<int>> trianglesToTurn();
 
 private:
     void gather();
@@ -58,7 +68,7 @@ private:
     void markOpen(VertexPair const& edge) { parts_[at(componentOf_[edge.first])].isClosed = false; }
     void tellTotals() const;
     void nest();
-    void countInside(Part const& outer, std::vector<Part*> const& inner) const;
+    void nestIn(Part const& outer, std::vector<Part*> const& inner) const;
     void tellParts();
     void tellDust();
     void tellNested();
@@ -79,6 +89,20 @@ void PartDiagnosis::find() {
     tellNested();
     tellDust();
     tellParts();
+}
+
+std::vector<std::vector<int>> PartDiagnosis::trianglesToTurn() {
+    gather();
+    nest();
+    std::vector<std::vector<int>> all;
+    for (Part const& part : parts_) {
+        if (!part.isInsideOut() && !part.isTurnedAlong())
+            continue;
+        std::vector<int>& triangles = all.emplace_back();
+        for (int const t : part.triangles)
+            triangles.push_back(run_.of.triangleOf[at(t)]);
+    }
+    return all;
 }
 
 void PartDiagnosis::gather() {
@@ -138,7 +162,7 @@ void PartDiagnosis::tellTotals() const {
     result.volume = volume;
 }
 
-/// Counts for each closed part the closed ones round it. Boxes sort nearly all pairs out.
+/// Finds for each closed part the closed ones round it. Boxes sort nearly all pairs out.
 void PartDiagnosis::nest() {
     std::vector<Part*> solids;
     for (Part& part : parts_)
@@ -153,11 +177,11 @@ void PartDiagnosis::nest() {
             if (solids[k]->liesIn(*solids[i]))
                 inner.push_back(solids[k]);
         if (!inner.empty())
-            countInside(*solids[i], inner);
+            nestIn(*solids[i], inner);
     }
 }
 
-void PartDiagnosis::countInside(Part const& outer, std::vector<Part*> const& inner) const {
+void PartDiagnosis::nestIn(Part const& outer, std::vector<Part*> const& inner) const {
     CompactMesh mesh;
     std::vector<int> numberOf(at(run_.of.surface.getNumVertices()), -1);
     std::vector<koGeom::MeshVertex> vertices;
@@ -184,7 +208,8 @@ void PartDiagnosis::countInside(Part const& outer, std::vector<Part*> const& inn
                                              : koGeom::MeshPtInside::Result::Outside;
     for (Part* const part : inner) {
         Point const p = run_.of.position(run_.of.corners(part->triangles.front())[0]);
-        part->depth += test.evaluate(p) == expected ? 1 : 0;
+        if (test.evaluate(p) == expected)
+            part->around.push_back(&outer);
     }
 }
 
@@ -221,11 +246,9 @@ void PartDiagnosis::tellNested() {
     for (Part const& part : parts_) {
         if (!part.hasVolume())
             continue;
-        bool const isNegative = part.volume < 0.0;
-        bool const isInHollow = part.depth % 2 == 0;  // or outside
-        if (isNegative)
-            (isInHollow ? insideOut : cavities).push_back(&part);
-        else if (!isInHollow)
+        if (part.volume < 0.0)
+            (part.isInHollow() ? insideOut : cavities).push_back(&part);
+        else if (!part.isInHollow())
             nested.push_back(&part);
     }
     if (auto const count = std::int64_t(insideOut.size()); count > 0) {
@@ -235,7 +258,6 @@ void PartDiagnosis::tellNested() {
                      "All triangles face inward and the volume is negative: it is drawn dark or "
                      "not at all, and "
                      "taken for a hole in the material.");
-        finding.advice = "Turn its triangles over: exchange two corners of each.";
         tell(finding, insideOut, false);
     }
     if (auto const count = std::int64_t(cavities.size()); count > 0)
@@ -248,7 +270,11 @@ void PartDiagnosis::tellNested() {
         Finding& finding = run_.add(
             "nestedParts", Severity::Note, count,
             countInWords(count, "closed part lies", "closed parts lie") + " inside another one",
-            "Both face outward, so that the inner one is material within material.");
+            insideOut.empty()
+                ? "It faces outward where the wall of a hollow faces inward: material within "
+                  "material."
+                : "It faces outward. Once the parts round it do so, too, it is material within "
+                  "material where the wall of a hollow faces inward.");
         finding.advice =
             "If it is to be a hollow, its triangles have to be turned over; if it is not "
             "needed, 'trimora split IN OUT --components' parts it from the others.";
@@ -296,6 +322,10 @@ void PartDiagnosis::tellParts() {
 }
 
 }  // namespace
+
+std::vector<std::vector<int>> findPartsInsideOut(DiagnosisRun& run, DiagnosisEdges const& edges) {
+    return PartDiagnosis(run, edges).trianglesToTurn();
+}
 
 void diagnoseParts(DiagnosisRun& run, DiagnosisEdges const& edges) {
     PartDiagnosis(run, edges).find();

@@ -1,7 +1,8 @@
 // The states of a mesh that a diagnosis looks at. What one test has told is taken out of the way of the next: triangles
-// with bad indices, duplicates and triangles that name a vertex twice would each count as bad edges, too.
+// with bad indices, duplicates and triangles without three corners in three places would each count as bad edges, too.
 
 #include "toolkit/detail/diagnosis.h"
+#include "toolkit/detail/surfaceCopies.h"
 #include "toolkit/detail/vertexEdges.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
@@ -11,6 +12,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 
 namespace trimora {
 
@@ -47,11 +49,26 @@ bool namesTwice(MeshTriangle const& c) {
     return c[0] == c[1] || c[1] == c[2] || c[2] == c[0];
 }
 
-std::vector<int> numbersOf(std::vector<int> const& numbers, ko::vector<int> const& triangles) {
-    std::vector<int> list;
-    for (int const t : triangles)
-        list.push_back(numbers[at(t)]);
-    return list;
+struct Seams {
+    std::size_t numOpen;  // edges before
+    std::vector<VertexPair> edges;
+};
+
+/// Open edges that a weld would close.
+Seams seamsOf(CompactMesh const& mesh, koGeom::Remap const& weld) {
+    CompactMesh welded = bareCopy(mesh);
+    for (int t = 0; t < welded.getNumTriangles(); ++t)
+        for (int k = 0; k < 3; ++k)
+            welded.getTriangles()[t][k] = weld(welded.getTriangles()[t][k]);
+    std::vector<VertexPair> const before = openEdges(mesh);
+    std::vector<VertexPair> const after = openEdges(welded);
+    Seams seams{before.size(), {}};
+    for (VertexPair const& edge : before) {
+        VertexPair const image(std::minmax(weld(edge.first), weld(edge.second)));
+        if (image.first != image.second && !std::binary_search(after.begin(), after.end(), image))
+            seams.edges.push_back(edge);
+    }
+    return seams;
 }
 
 }  // namespace
@@ -62,19 +79,111 @@ DiagnosisSurface::DiagnosisSurface(CompactMesh const& mesh) : asRead(mesh) {
     koUtil::Progress unwatched;
     koGeom::meshCompact(welded, unwatched, weld);
     coincidentVertices = inRange.getNumVertices() - welded.getNumVertices();
-    if (coincidentVertices > 0)
-        weldVertices();
-    if (isSoup) {
-        vertexOf.assign(at(welded.getNumVertices()), -1);
-        for (int v = inRange.getNumVertices() - 1; v >= 0; --v)
-            vertexOf[at(weld(v))] = v;
-        takeSurface(welded);
-    } else {
-        for (int v = 0; v < inRange.getNumVertices(); ++v)
-            vertexOf.push_back(v);
-        takeSurface(inRange);
+    if (coincidentVertices > 0) {
+        Seams const found = seamsOf(inRange, weld);
+        bool const isOpen = 2 * found.numOpen > 3 * at(inRange.getNumTriangles());
+        bool const isCrowd =
+            soupShare * std::int64_t(coincidentVertices) >= std::int64_t(inRange.getNumVertices());
+        seams = found.edges;
+        isSoup = isOpen && isCrowd && !seams.empty();
     }
+    if (isSoup)
+        takeSoup(welded);
+    else
+        takeAsRead();
+}
+
+void DiagnosisSurface::takeSoup(CompactMesh const& welded) {
+    vertexOf.assign(at(welded.getNumVertices()), -1);
+    for (int v = inRange.getNumVertices() - 1; v >= 0; --v)
+        vertexOf[at(weld(v))] = v;
+    takeSurface(welded);
     adjTris = cache_.getAdjTris(surface);
+}
+
+void DiagnosisSurface::takeAsRead() {
+    vertexOf.resize(at(inRange.getNumVertices()));
+    std::iota(vertexOf.begin(), vertexOf.end(), 0);
+    if (coincidentVertices == 0) {
+        takeSurface(inRange);
+        adjTris = cache_.getAdjTris(surface);
+        return;
+    }
+    CompactMesh const joined = joinedAtDegenerate();
+    takeSurface(joined);
+    takeCopies();
+    adjTris = cache_.getAdjTris(surface);
+    if (surface.getNumTriangles() < inRange.getNumTriangles())
+        seams = seamsOf(surface, weld).edges;
+    tellCoincidences(joined);
+}
+
+/// `inRange` with one vertex for those in one place that a triangle joins: what lies on its sides hangs together there.
+CompactMesh DiagnosisSurface::joinedAtDegenerate() const {
+    std::vector<int> parents = vertexOf;
+    auto const rootOf = [&parents](int v) {
+        while (parents[at(v)] != v)
+            v = parents[at(v)] = parents[at(parents[at(v)])];
+        return v;
+    };
+    CompactMesh mesh = bareCopy(inRange);
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        MeshTriangle const& c = mesh.getTriangles()[t];
+        for (int k = 0; k < 3; ++k) {
+            if (weld(c[k]) != weld(c[(k + 1) % 3]))
+                continue;
+            auto const [low, high] = std::minmax({rootOf(c[k]), rootOf(c[(k + 1) % 3])});
+            parents[at(high)] = low;
+        }
+    }
+    for (int t = 0; t < mesh.getNumTriangles(); ++t)
+        for (int k = 0; k < 3; ++k)
+            mesh.getTriangles()[t][k] = rootOf(mesh.getTriangles()[t][k]);
+    return mesh;
+}
+
+/// Takes out parts that lie on others; of what merely touches, nothing.
+void DiagnosisSurface::takeCopies() {
+    MeshAdjTris table;
+    koGeom::meshAdjTris(surface, table);
+    SurfaceCopies const found = findSurfaceCopies(surface, table, weld);
+    for (auto const* const list : {&found.ofParts, &found.touching})
+        for (int const t : *list)
+            copies.push_back(triangleOf[at(t)]);
+    std::sort(copies.begin(), copies.end());
+    duplicates.insert(duplicates.end(), copies.begin(), copies.end());
+    std::sort(duplicates.begin(), duplicates.end());
+    if (found.ofParts.empty())
+        return;
+    std::vector<char> isOut(at(surface.getNumTriangles()), 0);
+    for (int const t : found.ofParts)
+        isOut[at(t)] = 1;
+    CompactMesh const whole = bareCopy(surface);
+    std::vector<int> const numbers = std::move(triangleOf);
+    keep(whole, numbers, isOut);
+}
+
+void DiagnosisSurface::tellCoincidences(CompactMesh const& joined) {
+    std::vector<char> isUsed(at(surface.getNumVertices()), 0);
+    for (int t = 0; t < surface.getNumTriangles(); ++t)
+        for (int const v : corners(t).vertices)
+            isUsed[at(v)] = 1;
+    // A vertex that was joined to another one, or that only triangles use which are told already.
+    isCoincidenceTold.assign(isUsed.size(), 0);
+    for (int t = 0; t < joined.getNumTriangles(); ++t)
+        for (int k = 0; k < 3; ++k) {
+            int const v = inRange.getTriangles()[t][k];
+            int const joinedTo = joined.getTriangles()[t][k];
+            isCoincidenceTold[at(v)] = v != joinedTo || isUsed[at(v)] == 0;
+        }
+    std::vector<char> isMet(isUsed.size(), 0);  // by number after the weld
+    for (int v = 0; v < inRange.getNumVertices(); ++v) {
+        if (isCoincidenceTold[at(v)] != 0)
+            continue;
+        char& wasMet = isMet[at(weld(v))];
+        coincidentApart += wasMet;
+        wasMet = 1;
+    }
 }
 
 void DiagnosisSurface::takeInRange() {
@@ -93,24 +202,6 @@ void DiagnosisSurface::takeInRange() {
     inRange.copyTriangles(static_cast<int>(numberInRange.size()), corners.data());
 }
 
-void DiagnosisSurface::weldVertices() {
-    CompactMesh welded = bareCopy(inRange);
-    for (int t = 0; t < welded.getNumTriangles(); ++t)
-        for (int k = 0; k < 3; ++k)
-            welded.getTriangles()[t][k] = weld(welded.getTriangles()[t][k]);
-    std::vector<VertexPair> const before = openEdges(inRange);
-    std::vector<VertexPair> const after = openEdges(welded);
-    for (VertexPair const& edge : before) {
-        VertexPair const image(std::minmax(weld(edge.first), weld(edge.second)));
-        if (image.first != image.second && !std::binary_search(after.begin(), after.end(), image))
-            seams.push_back(edge);
-    }
-    bool const isOpen = 2 * before.size() > 3 * at(inRange.getNumTriangles());
-    bool const isCrowd =
-        soupShare * std::int64_t(coincidentVertices) >= std::int64_t(inRange.getNumVertices());
-    isSoup = isOpen && isCrowd && !seams.empty();
-}
-
 void DiagnosisSurface::takeSurface(CompactMesh const& base) {
     koGeom::MeshDuplicateTrisResult bad;
     koGeom::meshDuplicateTris(base, bad);
@@ -122,17 +213,22 @@ void DiagnosisSurface::takeSurface(CompactMesh const& base) {
             duplicates.push_back(numberInRange[at(t)]);
         isOut[at(t)] = 1;
     }
-    degenerate = numbersOf(numberInRange, bad.topoDegenerate);
-    for (int const t : numbersOf(numberInRange, bad.geomDegenerate))
-        degenerate.push_back(t);
+    for (int const t : bad.topoDegenerate)
+        degenerate.push_back(numberInRange[at(t)]);
     std::sort(duplicates.begin(), duplicates.end());
     std::sort(degenerate.begin(), degenerate.end());
+    keep(base, numberInRange, isOut);
+}
 
+/// The surface is what is not out.
+void DiagnosisSurface::keep(CompactMesh const& base, std::vector<int> const& numbers,
+                            std::vector<char> const& isOut) {
     std::vector<int> kept;
+    triangleOf.clear();
     for (int t = 0; t < base.getNumTriangles(); ++t) {
         if (isOut[at(t)] != 0)
             continue;
-        triangleOf.push_back(numberInRange[at(t)]);
+        triangleOf.push_back(numbers[at(t)]);
         kept.insert(kept.end(), base.getTriangles()[t].vertices,
                     base.getTriangles()[t].vertices + 3);
     }
@@ -216,9 +312,9 @@ private:
 };
 
 template <class Element>
-void cut(std::vector<Element>& elements) {
-    if (elements.size() > mostPlaceElements)
-        elements.resize(mostPlaceElements);
+void cut(std::vector<Element>& elements, std::size_t most) {
+    if (elements.size() > most)
+        elements.resize(most);
 }
 
 }  // namespace
@@ -243,9 +339,9 @@ FindingPlace DiagnosisRun::place(PlaceElements elements) const {
             points.addMidpoint(of.asRead.getTriangles()[t].vertices, 3);
     }
     points.giveTo(place);
-    cut(elements.triangles);
-    cut(elements.vertices);
-    cut(elements.edges);
+    cut(elements.triangles, options.mostElements);
+    cut(elements.vertices, options.mostElements);
+    cut(elements.edges, options.mostElements);
     place.triangles = std::move(elements.triangles);
     place.vertices = std::move(elements.vertices);
     place.edges = std::move(elements.edges);

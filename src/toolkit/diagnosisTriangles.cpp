@@ -38,36 +38,52 @@ void diagnoseDuplicates(DiagnosisRun& run) {
     auto const count = std::int64_t(run.of.duplicates.size());
     if (count == 0)
         return;
-    Finding& finding =
-        run.add("duplicateTriangles", Severity::Moderate, count,
-                countInWords(count, "triangle lies", "triangles lie") +
-                    " on another one with the same corners",
-                "Surface that is there twice flickers when it is drawn, and its edges "
-                "have too many triangles.");
-    finding.remedy = "trimora repair IN OUT";
+    auto const numCopies = std::int64_t(run.of.copies.size());
+    std::string meaning =
+        "Surface that is there twice flickers when it is drawn, counts twice, and its edges have "
+        "too many triangles";
+    if (numCopies == count)
+        meaning += " once the vertices, which are there twice as well, are welded.";
+    else if (numCopies > 0)
+        meaning += "; of " + std::to_string(numCopies) + " the vertices are there twice as well.";
+    else
+        meaning += ".";
+    Finding& finding = run.add("duplicateTriangles", Severity::Moderate, count,
+                               countInWords(count, "triangle lies", "triangles lie") +
+                                   " on another one with the same corners",
+                               meaning);
+    if (numCopies > 0)
+        finding.advice = "Solids that touch in a wall are better joined in "
+                         "the program that they came from.";
     std::vector<int> items = run.of.duplicates;
     run.addPlaces(finding, items, std::less<>(), [&run](int t) {
         return run.place({{t}, {}, {}});
     });
 }
 
-void diagnoseDegenerate(DiagnosisRun& run) {
-    auto const count = std::int64_t(run.of.degenerate.size());
+/// Those without three places, and those of which the places are on one line.
+void diagnoseDegenerate(DiagnosisRun& run, std::vector<int> const& collinear) {
+    std::vector<int> items = run.of.degenerate;
+    items.insert(items.end(), collinear.begin(), collinear.end());
+    auto const count = std::int64_t(items.size());
     if (count == 0)
         return;
     Finding& finding =
         run.add("degenerateTriangles", Severity::Moderate, count,
-                countInWords(count, "triangle is", "triangles are") + " no triangle",
-                "Two of the corners are one vertex, or lie in one place: there is no area and no "
-                "normal, and algorithms divide by both.");
-    finding.remedy = "trimora repair IN OUT";
-    std::vector<int> items = run.of.degenerate;
+                countInWords(count, "triangle has", "triangles have") + " no area",
+                "Two corners are one vertex or lie in one place, or all three lie on a line: there "
+                "is no area and no normal, and algorithms divide by both.");
+    if (!collinear.empty())
+        finding.advice =
+            countInWords(std::int64_t(collinear.size()), "triangle has", "triangles have") +
+            " three corners on one line, which the repair leaves: there the longest edge is to be "
+            "swapped for one from the middle corner to the triangle on its other side.";
     run.addPlaces(finding, items, std::less<>(), [&run](int t) {
         return run.place({{t}, {}, {}});
     });
 }
 
-/// Height by longest edge; 1 for what is no triangle, which another finding tells.
+/// Height by longest edge, 0 exactly where the corners are on one line; 1 for what is no triangle, which another finding tells.
 double heightRatio(DiagnosisSurface const& of, int triangle) {
     koGeom::MeshTriangle const& c = of.corners(triangle);
     Point const p[3] = {of.position(c[0]), of.position(c[1]), of.position(c[2])};
@@ -82,11 +98,7 @@ double heightRatio(DiagnosisSurface const& of, int triangle) {
     return shortest > 0.0 && std::isfinite(ratio) ? ratio : 1.0;
 }
 
-void diagnoseNeedles(DiagnosisRun& run) {
-    std::vector<Measured> needles;
-    for (int t = 0; t < run.of.surface.getNumTriangles(); ++t)
-        if (double const ratio = heightRatio(run.of, t); ratio < run.options.needleRatio)
-            needles.push_back({t, ratio});
+void diagnoseNeedles(DiagnosisRun& run, std::vector<Measured>& needles) {
     auto const count = std::int64_t(needles.size());
     if (count == 0)
         return;
@@ -95,15 +107,27 @@ void diagnoseNeedles(DiagnosisRun& run) {
         countInWords(count, "triangle is a needle", "triangles are needles"),
         "The height is less than " + lengthInWords(run.options.needleRatio) +
             " of the longest edge: normals are unsafe there, and simulations slow or wrong.");
-    finding.advice =
-        "Where the surface may change a little, 'trimora reduce IN OUT --collapse 95%' "
-        "takes short edges away first.";
     finding.unit = "height by longest edge";
     run.addPlaces(finding, needles, isLess, [&run](Measured const& needle) {
         FindingPlace place = run.placeOfTriangle(needle.element);
         place.measure = needle.measure;
         return place;
     });
+}
+
+/// Degenerate triangles and needles, which differ in whether there is any height.
+void diagnoseThin(DiagnosisRun& run) {
+    std::vector<Measured> needles;
+    std::vector<int> collinear;
+    for (int t = 0; t < run.of.surface.getNumTriangles(); ++t) {
+        double const ratio = heightRatio(run.of, t);
+        if (ratio == 0.0)
+            collinear.push_back(run.of.triangleOf[static_cast<std::size_t>(t)]);
+        else if (ratio < run.options.needleRatio)
+            needles.push_back({t, ratio});
+    }
+    diagnoseDegenerate(run, collinear);
+    diagnoseNeedles(run, needles);
 }
 
 void diagnoseValence(DiagnosisRun& run) {
@@ -123,6 +147,9 @@ void diagnoseValence(DiagnosisRun& run) {
             std::to_string(manyTriangles) + " triangles",
         "Such fans are long and thin triangles; smoothing and subdividing look bad there, and "
         "some work takes longer.");
+    finding.advice =
+        "Where it matters, put rings of vertices between the middle and the rim in the "
+        "program that the mesh came from.";
     finding.unit = "triangles";
     run.addPlaces(finding, crowded, isGreater, [&run](Measured const& item) {
         FindingPlace place = run.placeOfVertex(item.element);
@@ -154,8 +181,7 @@ std::optional<double> openingAt(DiagnosisSurface const& of, int from, int to) {
 
 void diagnoseTriangles(DiagnosisRun& run) {
     diagnoseDuplicates(run);
-    diagnoseDegenerate(run);
-    diagnoseNeedles(run);
+    diagnoseThin(run);
     diagnoseValence(run);
 }
 
@@ -175,10 +201,6 @@ void diagnoseFolds(DiagnosisRun& run) {
         "Two neighbours open by no more than " + angle +
             " degrees, so that they lie back to back: creases that are seen, and that offsets "
             "and simulations stumble over. A blade may be meant to be so sharp.");
-    finding.remedy = "trimora repair IN OUT --angle " + angle;
-    finding.advice =
-        "The repair removes the triangles at these edges; 'trimora fill' closes what is "
-        "left open.";
     finding.unit = "degrees";
     run.addPlaces(
         finding, folds,

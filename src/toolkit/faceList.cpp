@@ -3,6 +3,7 @@
 
 #include "toolkit/detail/FaceList.h"
 
+#include "toolkit/detail/readLimits.h"
 #include "toolkit/readMesh.h"
 
 #include "trimora/contract/koUtil/ThreadPool.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace trimora {
 
@@ -126,25 +128,13 @@ void appendLeft(ReadReport& report, ReadReport const& left) {
     report.dropped.notANumber += left.dropped.notANumber;
     report.dropped.outOfRange += left.dropped.outOfRange;
     report.dropped.nonfinite += left.dropped.nonfinite;
-    report.numProblems += left.numProblems;
+    mergeProblems(report, left);
 }
 
-/// Each list holds the first problems of its kind in order: so do both merged.
 void reportParts(std::vector<ListPart> const& parts, ReadReport& report) {
     for (ListPart const& part : parts) {
         appendLeft(report, part.faces->left);
         appendLeft(report, part.left);
-        std::vector<ReadReport::Problem> both;
-        std::merge(part.faces->left.problems.begin(), part.faces->left.problems.end(),
-                   part.left.problems.begin(), part.left.problems.end(), std::back_inserter(both),
-                   [](ReadReport::Problem const& a, ReadReport::Problem const& b) {
-                       return a.line != b.line ? a.line < b.line : a.byte < b.byte;
-                   });
-        for (ReadReport::Problem& problem : both) {
-            if (report.problems.size() == ReadReport::maxProblems)
-                break;
-            report.problems.push_back(std::move(problem));
-        }
     }
 }
 
@@ -162,12 +152,37 @@ void addProblem(ReadReport& report, FacePlaces places, std::int64_t place, std::
     report.problems.push_back({isLine ? place : 0, std::move(text), isLine ? -1 : place});
 }
 
+/// Each list holds the first problems of its kind in order: so do both merged. Lines are those of a head where the rest has bytes.
+void mergeProblems(ReadReport& report, ReadReport const& part) {
+    report.numProblems += part.numProblems;
+    if (part.problems.empty())
+        return;
+    std::vector<ReadReport::Problem> both;
+    std::merge(
+        report.problems.begin(), report.problems.end(), part.problems.begin(), part.problems.end(),
+        std::back_inserter(both), [](ReadReport::Problem const& a, ReadReport::Problem const& b) {
+            bool const isLine = a.byte < 0;
+            return isLine != (b.byte < 0) ? isLine : isLine ? a.line < b.line : a.byte < b.byte;
+        });
+    both.resize(std::min(both.size(), ReadReport::maxProblems));
+    report.problems = std::move(both);
+}
+
 void FaceList::endFace(std::int64_t place, std::size_t numCorners) {
     if (numCorners != 3 && sizes.empty())
         sizes.assign(places.size(), 3);
     if (numCorners != 3 || !sizes.empty())
         sizes.push_back(static_cast<std::uint32_t>(numCorners));
     places.push_back(place);
+}
+
+std::uint64_t FaceList::numBytes() const {
+    return bytesIn(corners) + bytesIn(sizes) + bytesIn(places) + bytesIn(textureCoordinates);
+}
+
+void FaceList::cutCorners(std::size_t numCorners) {
+    corners.resize(numCorners);
+    textureCoordinates.resize(std::min(textureCoordinates.size(), 2 * numCorners));
 }
 
 void FaceList::drop(FacePlaces kind, std::int64_t place, std::int64_t& count, char const* why) {
@@ -189,8 +204,12 @@ FileOutcome fillTriangles(std::vector<FaceList> const& lists, FacePlaces places,
         return limited(
             fileName, "more than 2^31 - 1 triangles, what 32-bit indices can name; split the file");
     std::uint64_t const triangleSize = sizeof(int) * (report.polygons > 0 ? 4 : 3);
-    if (options.maxMemory > 0 &&
-        static_cast<std::uint64_t>(report.triangles) * triangleSize > options.maxMemory)
+    std::uint64_t bytes =
+        static_cast<std::uint64_t>(report.triangles) * triangleSize +
+        sizeof(koGeom::MeshVertex) * static_cast<std::uint64_t>(mesh.getNumVertices());
+    for (FaceList const& list : lists)
+        bytes += 2 * list.numBytes();  // an array may have room for as much again
+    if (options.maxMemory > 0 && bytes > options.maxMemory)
         return limited(fileName,
                        "its triangles take more memory than the limit allows; raise the limit");
 

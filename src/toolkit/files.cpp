@@ -1,5 +1,6 @@
 #include "toolkit/detail/files.h"
 
+#include "toolkit/meshCounts.h"
 #include "toolkit/pendingOutput.h"
 
 #include <algorithm>
@@ -99,9 +100,9 @@ FileOutcome InputFile::openText(std::string_view text, std::string const& name,
 FileOutcome InputFile::checkSize(std::uint64_t maxBytes) const {
     if (maxBytes == 0 || size_ <= maxBytes)
         return FileOutcome::done();
-    return FileOutcome::failed(Failure::Limit,
-                               name_ + ": more than " + std::to_string(maxBytes) +
-                                   " bytes, what the memory limit allows to read; raise the limit");
+    return FileOutcome::failed(
+        Failure::Limit, name_ + ": more than " + bytesInWords(static_cast<double>(maxBytes)) +
+                            ", what the memory limit allows to read; raise the limit");
 }
 
 FileOutcome InputFile::readToEnd(std::uint64_t maxBytes) {
@@ -194,7 +195,7 @@ FileOutcome OutputFile::open(std::string const& path) {
 
 FileOutcome OutputFile::openBeside(bool replaces, unsigned mode) {
     static std::atomic<unsigned> counter{0};
-    std::string const stem = folderOf(target_) + ".trimora-" + std::to_string(::getpid()) + "-";
+    std::string const stem = folderOf(target_) + passingStem();
     constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts && descriptor_ < 0; ++attempt) {
         temporary_ = stem + std::to_string(counter++) + ".tmp";
@@ -204,6 +205,8 @@ FileOutcome OutputFile::openBeside(bool replaces, unsigned mode) {
         descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
         if (descriptor_ < 0 && errno != EEXIST)
             break;
+        if (descriptor_ < 0)
+            takeBackPendingOutput();
     }
     if (descriptor_ < 0) {
         int const code = errno;
@@ -233,6 +236,8 @@ FileOutcome OutputFile::write(std::string_view bytes) {
 FileOutcome OutputFile::close() {
     if (!ownsDescriptor_)
         return FileOutcome::done();
+    if (!temporary_.empty() && areOutputsOnDisk() && ::fsync(descriptor_) != 0)
+        return failed("cannot be brought to the disk", errno);
     ownsDescriptor_ = false;  // whatever close says, the descriptor is gone
     return ::close(descriptor_) == 0 ? FileOutcome::done() : failed("cannot be closed", errno);
 }

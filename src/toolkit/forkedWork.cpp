@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
+#include <new>
 #include <poll.h>
+#include <stdexcept>
 #include <string_view>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -18,6 +20,7 @@ namespace trimora {
 
 namespace {
 
+constexpr int outOfMemoryCode = 2;  // what the copy exits with
 constexpr char wholeMark = '\x06';  // the last byte of a result that is complete
 
 /// Bytes of data that this process has; 0 when the system does not tell.
@@ -67,9 +70,19 @@ bool writeAll(int descriptor, std::string_view bytes) {
         std::string result = work();
         result += wholeMark;
         ::_exit(writeAll(descriptor, result) ? 0 : 1);
+    } catch (std::bad_alloc const&) {
+        ::_exit(outOfMemoryCode);
+    } catch (std::length_error const&) {
+        ::_exit(outOfMemoryCode);
     } catch (...) {
         ::_exit(1);
     }
+}
+
+/// Whether a limit is what ended the copy: one of its own, or that of the system, which kills what takes too much.
+bool isPastLimit(int status) {
+    return WIFSIGNALED(status) ? WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL
+                               : WEXITSTATUS(status) == outOfMemoryCode;
 }
 
 /// False when the progress was cancelled before the other end was closed.
@@ -97,19 +110,25 @@ class ChildGuard {
 public:
     explicit ChildGuard(pid_t child) : child_(child) {}
     ~ChildGuard() {
-        if (ends_)
-            ::kill(child_, SIGKILL);
-        while (::waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
-        }
+        if (child_ < 0)
+            return;
+        ::kill(child_, SIGKILL);
+        wait();
     }
     ChildGuard(ChildGuard const&) = delete;
     ChildGuard& operator=(ChildGuard const&) = delete;
 
-    void leave() { ends_ = false; }  // it ends by itself
+    /// Until it ends by itself; its status.
+    int wait() {
+        int status = 0;
+        while (::waitpid(child_, &status, 0) < 0 && errno == EINTR) {
+        }
+        child_ = -1;
+        return status;
+    }
 
 private:
-    pid_t const child_;
-    bool ends_ = true;
+    pid_t child_;
 };
 
 class Descriptor {
@@ -143,9 +162,9 @@ ChildEnd runInChild(std::function<std::string()> const& work, ChildLimits const&
     ChildGuard guard(child);
     if (!readAll(ends[0], progress, result))
         return ChildEnd::Cancelled;
-    guard.leave();
+    int const status = guard.wait();
     if (result.empty() || result.back() != wholeMark)
-        return ChildEnd::Broke;
+        return isPastLimit(status) ? ChildEnd::PastLimit : ChildEnd::Broke;
     result.pop_back();
     return ChildEnd::Done;
 }

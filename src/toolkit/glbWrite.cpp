@@ -7,6 +7,7 @@
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/gltfFormat.h"
 #include "toolkit/detail/recentring.h"
+#include "toolkit/page/pageText.h"
 #include "toolkit/writeMesh.h"
 
 #include <algorithm>
@@ -54,15 +55,8 @@ std::string numberText(Number number) {
     return {digits, std::to_chars(digits, digits + sizeof digits, number).ptr};
 }
 
-/// Quoted; what is neither ASCII nor printable becomes '_', so that the text is JSON whatever it was.
-std::string quoted(std::string const& text) {
-    std::string result = "\"";
-    for (char const c : text) {
-        if (c == '"' || c == '\\')
-            result += '\\';
-        result += c >= ' ' && c < 127 ? c : '_';
-    }
-    return result + "\"";
+std::string quoted(std::string_view text) {
+    return ScriptJson().text(text).str();
 }
 
 float finiteOr(float value, float otherwise) {
@@ -104,7 +98,7 @@ public:
     FileOutcome run();
 
 private:
-    bool arePositionsFinite() const;
+    bool areCornersFinite();
     void addVertexViews();
     void addColours();
     void addIndices();
@@ -116,6 +110,16 @@ private:
     std::string primitiveJson() const;
     std::string viewsJson() const;
 
+    // The triangles, or the fans of polygons.
+    int const* corners() const { return fans_.empty() ? mesh_.getTrianglesRaw() : fans_.data(); }
+    std::size_t numTriangles() const {
+        return fans_.empty() ? static_cast<std::size_t>(mesh_.getNumTriangles()) : fans_.size() / 3;
+    }
+    std::array<float, 3> positionOf(int vertex) const {
+        float const* const p = mesh_.getVerticesRaw() + 3 * static_cast<std::ptrdiff_t>(vertex);
+        return {finiteOr(p[0], 0.0f), finiteOr(p[1], 0.0f), finiteOr(p[2], 0.0f)};
+    }
+
     template <class Print>
     OutputSection floats(std::size_t perVertex, Print print) const {
         return itemSection(mesh_.getNumVertices(), perVertex * sizeof(float), print);
@@ -125,17 +129,19 @@ private:
     CompactMesh const& mesh_;
     WriteOptions const& options_;
     std::vector<int> fans_;
+    bool hasNonfinite_ = false;
     std::vector<View> views_;
     std::uint64_t binarySize_ = 0;
 };
 
 FileOutcome GlbWriter::run() {
-    if (!arePositionsFinite())
+    fans_ = cornersOf(mesh_);
+    if (!areCornersFinite())
         return FileOutcome::failed(
             Failure::Unsupported,
             file_.name() +
-                ": GLB files hold no vertices that are NaN or infinite; leave them out, or "
-                "write PLY or OBJ");
+                ": GLB files hold no triangles at vertices that are NaN or infinite; leave them "
+                "out (--drop-nonfinite), or write PLY or OBJ");
     if (mesh_.getNumVertices() > 0) {
         addVertexViews();
         addIndices();
@@ -178,11 +184,17 @@ FileOutcome GlbWriter::run() {
     return writeSections(file_, sections, options_.progress);
 }
 
-bool GlbWriter::arePositionsFinite() const {
+/// Vertices that no triangle has may be anything: they are written as 0.
+bool GlbWriter::areCornersFinite() {
     float const* const positions = mesh_.getVerticesRaw();
-    return std::all_of(positions,
-                       positions + 3 * static_cast<std::ptrdiff_t>(mesh_.getNumVertices()),
-                       [](float value) { return std::isfinite(value); });
+    auto const isFinite = [positions](int vertex) {
+        float const* const p = positions + 3 * static_cast<std::ptrdiff_t>(vertex);
+        return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
+    };
+    for (int v = 0; v < mesh_.getNumVertices() && !hasNonfinite_; ++v)
+        hasNonfinite_ = !isFinite(v);
+    std::size_t const numCorners = 3 * numTriangles();
+    return !hasNonfinite_ || std::all_of(corners(), corners() + numCorners, isFinite);
 }
 
 void GlbWriter::addView(std::string_view attribute, ComponentType componentType,
@@ -203,9 +215,7 @@ void GlbWriter::addVertexViews() {
         return p;
     };
     addView("POSITION", Float, "VEC3", numVertices, 12,
-            floats(3, [=, positions = mesh_.getVerticesRaw()](int v, char* p) {
-                return copy(p, at(positions, v, 3), 3);
-            }));
+            floats(3, [this, copy](int v, char* p) { return copy(p, positionOf(v).data(), 3); }));
     views_.back().bounds = bounds();
     if (options_.normals && !mesh_.getNormalsComputed() && mesh_.getNormalsRaw() != nullptr)
         addView("NORMAL", Float, "VEC3", numVertices, 12,
@@ -247,34 +257,32 @@ void GlbWriter::addColours() {
 }
 
 void GlbWriter::addIndices() {
-    fans_ = cornersOf(mesh_);
-    int const* const corners = fans_.empty() ? mesh_.getTrianglesRaw() : fans_.data();
-    std::size_t const numTriangles =
-        fans_.empty() ? static_cast<std::size_t>(mesh_.getNumTriangles()) : fans_.size() / 3;
-    if (numTriangles == 0)
+    if (numTriangles() == 0)
         return;
     constexpr int firstForbidden = 65535;  // of the short indices the last one has another meaning
     bool const isShort = mesh_.getNumVertices() <= firstForbidden;
-    auto const print = [corners, isShort](int t, char* p) {
+    auto const print = [corners = corners(), isShort](int t, char* p) {
         for (std::ptrdiff_t i = 3 * std::ptrdiff_t(t); i < 3 * std::ptrdiff_t(t) + 3; ++i)
             p = isShort ? storeNumber(p, static_cast<std::uint16_t>(corners[i]), swaps)
                         : storeNumber(p, static_cast<std::uint32_t>(corners[i]), swaps);
         return p;
     };
-    addView({}, isShort ? UShort : UInt, "SCALAR", static_cast<int>(numTriangles), isShort ? 6 : 12,
-            itemSection(static_cast<int>(numTriangles), 12, print));
+    auto const count = static_cast<int>(numTriangles());
+    addView({}, isShort ? UShort : UInt, "SCALAR", count, isShort ? 6 : 12,
+            itemSection(count, 12, print));
 }
 
 std::string GlbWriter::bounds() const {
     std::array<float, 3> low, high;
     low.fill(std::numeric_limits<float>::max());
     high.fill(std::numeric_limits<float>::lowest());
-    float const* value = mesh_.getVerticesRaw();
-    for (int v = 0; v < mesh_.getNumVertices(); ++v)
-        for (std::size_t axis = 0; axis < 3; ++axis, ++value) {
-            low[axis] = std::min(low[axis], *value);
-            high[axis] = std::max(high[axis], *value);
+    for (int v = 0; v < mesh_.getNumVertices(); ++v) {
+        std::array<float, 3> const position = positionOf(v);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], position[axis]);
+            high[axis] = std::max(high[axis], position[axis]);
         }
+    }
     auto const list = [](std::array<float, 3> const& p) {
         return "[" + numberText(p[0]) + "," + numberText(p[1]) + "," + numberText(p[2]) + "]";
     };

@@ -9,7 +9,7 @@ bool readsGltf() {
     return false;
 }
 
-GltfScene importGltf(InputFile const& /*file*/, bool /*isBinary*/) {
+GltfScene importGltf(InputFile const& /*file*/, bool /*isBinary*/, std::uint64_t /*maxMemory*/) {
     return {};
 }
 

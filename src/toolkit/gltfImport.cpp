@@ -2,8 +2,11 @@
 // from the file itself and from plain files in its folder, nowhere else.
 
 #include "toolkit/detail/GltfScene.h"
+#include "toolkit/detail/binaryNumbers.h"
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/gltfFormat.h"
+#include "toolkit/detail/gltfOutline.h"
+#include "toolkit/meshCounts.h"
 
 #include <algorithm>
 #include <array>
@@ -13,11 +16,14 @@
 #include <assimp/Importer.hpp>
 #include <assimp/importerdesc.h>
 #include <assimp/scene.h>
+#include <charconv>
 #include <cmath>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace trimora {
@@ -57,6 +63,21 @@ private:
     std::size_t position_ = 0;
 };
 
+/// Names of files stand as parts of addresses, where %20 is a blank.
+std::string withoutPercents(std::string_view name) {
+    std::string result;
+    while (!name.empty()) {
+        unsigned code = 0;
+        std::string_view const digits = name[0] == '%' ? name.substr(1, 2) : std::string_view();
+        bool const isCode =
+            digits.size() == 2 &&
+            std::from_chars(digits.data(), digits.data() + 2, code, 16).ptr == digits.data() + 2;
+        result += isCode ? static_cast<char>(code) : name[0];
+        name.remove_prefix(isCode ? 3 : 1);
+    }
+    return result;
+}
+
 /// The file under a name of our own, and what lies in its folder.
 class GltfFiles : public Assimp::IOSystem {
 public:
@@ -64,9 +85,7 @@ public:
         : file_(file), mainName_(std::move(mainName)) {}
 
     bool Exists(char const* name) const override {
-        std::error_code ignored;
-        return name == mainName_ ||
-               (isBeside(name) && std::filesystem::is_regular_file(pathOf(name), ignored));
+        return name == mainName_ || !pathOf(name).empty();
     }
     char getOsSeparator() const override { return '/'; }
     Assimp::IOStream* Open(char const* name, char const* mode) override {
@@ -84,11 +103,18 @@ public:
     void Close(Assimp::IOStream* stream) override { delete stream; }
 
 private:
-    static bool isBeside(std::string_view name) {
-        return !name.empty() && name.find('/') == std::string_view::npos;
-    }
+    /// Where the file of that name lies, as it is written or as a part of an address; empty where none does.
     std::string pathOf(std::string const& name) const {
-        return (std::filesystem::path(file_.name()).parent_path() / name).string();
+        for (std::string const& tried : {name, withoutPercents(name)}) {
+            bool const isBeside =
+                !tried.empty() && tried.find_first_of(std::string_view("/\0", 2)) == tried.npos;
+            std::filesystem::path const path =
+                std::filesystem::path(file_.name()).parent_path() / tried;
+            std::error_code ignored;
+            if (isBeside && std::filesystem::is_regular_file(path, ignored))
+                return path.string();
+        }
+        return {};
     }
 
     InputFile const& file_;
@@ -183,7 +209,8 @@ private:
 
 class SceneJoiner {
 public:
-    explicit SceneJoiner(aiScene const& source) : source_(source) {}
+    SceneJoiner(aiScene const& source, bool takesTextureCoordinates)
+        : source_(source), takesTextureCoordinates_(takesTextureCoordinates) {}
     GltfScene run();
 
 private:
@@ -195,6 +222,7 @@ private:
     void addFaces(aiMesh const& mesh, std::int32_t base, bool isMirrored);
 
     aiScene const& source_;
+    bool const takesTextureCoordinates_;
     GltfScene scene_;
 };
 
@@ -202,10 +230,10 @@ GltfScene SceneJoiner::run() {
     std::vector<Place> places;
     if (source_.mRootNode != nullptr)
         places.push_back({source_.mRootNode, Placement(source_.mRootNode->mTransformation)});
-    while (!places.empty() && scene_.error.empty()) {
+    while (!places.empty() && scene_.tooLarge.empty()) {
         Place const place = places.back();
         places.pop_back();
-        for (unsigned i = 0; i < place.node->mNumMeshes && scene_.error.empty(); ++i)
+        for (unsigned i = 0; i < place.node->mNumMeshes && scene_.tooLarge.empty(); ++i)
             if (place.node->mMeshes[i] < source_.mNumMeshes)
                 add(*source_.mMeshes[place.node->mMeshes[i]], place.placement);
         for (unsigned i = place.node->mNumChildren; i-- > 0;) {
@@ -227,7 +255,8 @@ void SceneJoiner::add(aiMesh const& mesh, Placement placement) {
     placement.settle();
     std::size_t const base = scene_.positions.size() / 3;
     if (base + mesh.mNumVertices >= std::numeric_limits<std::int32_t>::max()) {
-        scene_.error = "more than 2^31 - 2 vertices";
+        scene_.tooLarge =
+            "more than 2^31 - 2 vertices, what 32-bit indices can name; split the file";
         return;
     }
     if (scene_.name.empty())
@@ -246,7 +275,7 @@ void SceneJoiner::add(aiMesh const& mesh, Placement placement) {
         }
     else
         scene_.withoutNormals += mesh.mNumVertices;
-    if (mesh.HasTextureCoords(0))
+    if (mesh.HasTextureCoords(0) && takesTextureCoordinates_)
         for (unsigned v = 0; v < mesh.mNumVertices; ++v)
             scene_.textureCoordinates.insert(
                 scene_.textureCoordinates.end(),
@@ -281,26 +310,64 @@ void SceneJoiner::addFaces(aiMesh const& mesh, std::int32_t base, bool isMirrore
     }
 }
 
+/// All of a text file, or the first chunk of a binary one, whose frame was tested before.
+std::string jsonOf(InputFile const& file, bool isBinary) {
+    constexpr std::uint64_t sizeAt = 12, chunkAt = 20;
+    std::uint64_t size = file.size();
+    if (isBinary) {
+        std::array<char, 4> told{};
+        file.fetch(sizeAt, told.size(), told.data());
+        size = loadNumber<std::uint32_t, swapsBytes(false)>(told.data());
+    }
+    std::string json(static_cast<std::size_t>(size), ' ');
+    file.fetch(isBinary ? chunkAt : 0, json.size(), json.data());
+    return json;
+}
+
+/// The importer makes a message of every exception; that of memory is to stay one.
+void throwIfOutOfMemory(std::exception_ptr const& exception) {
+    if (!exception)
+        return;
+    try {
+        std::rethrow_exception(exception);
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (...) {
+    }
+}
+
 }  // namespace
 
 bool readsGltf() {
     return true;
 }
 
-GltfScene importGltf(InputFile const& file, bool isBinary) {
+GltfScene importGltf(InputFile const& file, bool isBinary, std::uint64_t maxMemory) {
+    GltfScene result;
+    GltfOutline const outline = outlineOfGltf(jsonOf(file, isBinary));
+    result.refusal = outline.refusal;
+    if (maxMemory > 0 && outline.bytes() > static_cast<double>(maxMemory))
+        result.tooLarge = "takes about " + bytesInWords(outline.bytes()) +
+                          " to read, with all that its nodes repeat, more than the memory limit "
+                          "allows; raise the limit";
+    if (!result.refusal.empty() || !result.tooLarge.empty())
+        return result;
+
     std::string const name = isBinary ? "mesh.glb" : "mesh.gltf";
     Assimp::Importer importer;
     keepGltfImporters(importer);
     importer.SetIOHandler(new GltfFiles(file, name));
     aiScene const* const scene = importer.ReadFile(name, 0);
-    GltfScene result;
     if (scene == nullptr) {
+        throwIfOutOfMemory(importer.GetException());
         result.error = importer.GetErrorString();
         if (result.error.empty())
             result.error = "it is no glTF that can be read";
         return result;
     }
-    return SceneJoiner(*scene).run();
+    result = SceneJoiner(*scene, !outline.hasWholeTextureCoordinates).run();
+    result.hasWholeTextureCoordinates = outline.hasWholeTextureCoordinates;
+    return result;
 }
 
 }  // namespace trimora

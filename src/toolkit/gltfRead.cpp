@@ -8,6 +8,7 @@
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/forkedWork.h"
 #include "toolkit/detail/gltfFormat.h"
+#include "toolkit/detail/meshNames.h"
 #include "toolkit/detail/readLimits.h"
 #include "toolkit/detail/recentring.h"
 
@@ -16,6 +17,7 @@
 #include <cmath>
 #include <cstring>
 #include <type_traits>
+#include <unistd.h>
 
 namespace trimora {
 
@@ -93,6 +95,8 @@ bool takeArray(std::string_view& bytes, Array& array) {
 std::string bytesOf(GltfScene const& scene) {
     std::string bytes;
     appendArray(bytes, scene.error);
+    appendArray(bytes, scene.refusal);
+    appendArray(bytes, scene.tooLarge);
     appendArray(bytes, scene.name);
     appendArray(bytes, scene.positions);
     appendArray(bytes, scene.normals);
@@ -102,18 +106,22 @@ std::string bytesOf(GltfScene const& scene) {
     for (std::int64_t const count : {scene.withoutNormals, scene.withoutTextureCoordinates,
                                      scene.withoutColours, scene.otherElements})
         append(bytes, count);
+    append(bytes, static_cast<char>(scene.hasWholeTextureCoordinates));
     return bytes;
 }
 
 /// False when they are no scene: the process that made them is not to be trusted.
 bool sceneOf(std::string_view bytes, GltfScene& scene) {
+    char hasWhole = 0;
     bool const isWhole =
-        takeArray(bytes, scene.error) && takeArray(bytes, scene.name) &&
+        takeArray(bytes, scene.error) && takeArray(bytes, scene.refusal) &&
+        takeArray(bytes, scene.tooLarge) && takeArray(bytes, scene.name) &&
         takeArray(bytes, scene.positions) && takeArray(bytes, scene.normals) &&
         takeArray(bytes, scene.textureCoordinates) && takeArray(bytes, scene.colours) &&
         takeArray(bytes, scene.triangles) && take(bytes, scene.withoutNormals) &&
         take(bytes, scene.withoutTextureCoordinates) && take(bytes, scene.withoutColours) &&
-        take(bytes, scene.otherElements) && bytes.empty();
+        take(bytes, scene.otherElements) && take(bytes, hasWhole) && bytes.empty();
+    scene.hasWholeTextureCoordinates = hasWhole != 0;
     std::size_t const numVertices = scene.positions.size() / 3;
     auto const fits = [numVertices](std::vector<float> const& values, std::size_t dimension) {
         return values.empty() || values.size() == numVertices * dimension;
@@ -123,28 +131,48 @@ bool sceneOf(std::string_view bytes, GltfScene& scene) {
            fits(scene.textureCoordinates, 2) && fits(scene.colours, 4);
 }
 
+/// Bytes that this machine has: where the caller sets no limit, what a file of a kilobyte asks for is not to end other programs.
+std::uint64_t machineMemory() {
+    return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
+           static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
 FileOutcome importApart(InputFile const& file, bool isBinary, ReadOptions const& options,
                         GltfScene& scene) {
     ChildLimits limits;
     constexpr std::uint64_t bytesPerSecond = 1u << 20;
     limits.seconds += static_cast<int>(std::min<std::uint64_t>(file.size() / bytesPerSecond, 3600));
-    limits.maxMemory = options.maxMemory;
+    limits.maxMemory = options.maxMemory > 0 ? options.maxMemory : machineMemory();
     std::string bytes;
-    ChildEnd const end = runInChild([&] { return bytesOf(importGltf(file, isBinary)); }, limits,
-                                    options.progress, bytes);
+    auto const import = [&] { return bytesOf(importGltf(file, isBinary, limits.maxMemory)); };
+    ChildEnd const end = runInChild(import, limits, options.progress, bytes);
     if (end == ChildEnd::Cancelled)
         return FileOutcome::failed(Failure::Cancelled, "reading was cancelled");
     if (end == ChildEnd::NotStarted)
         return failed(file, Failure::Limit,
                       "the system has no room for the process that reads it; free some");
+    if (end == ChildEnd::PastLimit)
+        return failed(file, Failure::Limit,
+                      "Assimp takes more memory or time for it than the limits allow; raise the "
+                      "limit, or split the file");
     if (end == ChildEnd::Broke || !sceneOf(bytes, scene))
         return failed(file, Failure::Unsupported,
-                      "Assimp broke on it, or took more memory or time than the limits allow; the "
-                      "file is damaged, or too large");
+                      "Assimp broke on it; the file is damaged, or nested too deep");
+    if (!scene.refusal.empty())
+        return failed(file, Failure::Unsupported, scene.refusal);
+    if (!scene.tooLarge.empty())
+        return failed(file, Failure::Limit, scene.tooLarge);
     if (!scene.error.empty())
         return failed(file, Failure::Unsupported,
                       "Assimp cannot read it: " + scene.error.substr(0, 200));
     return FileOutcome::done();
+}
+
+/// What Assimp calls a mesh without a name, meshes[0] or meshes[0]-1.
+bool isOwnId(std::string_view name) {
+    constexpr std::string_view start = "meshes[";
+    return name.starts_with(start) &&
+           name.find_first_not_of("0123456789-]", start.size()) == std::string_view::npos;
 }
 
 void fillAttribute(std::vector<float> const& values, std::int64_t without, std::int64_t numVertices,
@@ -192,7 +220,10 @@ FileOutcome fillMesh(InputFile const& file, GltfScene const& scene, Shift const&
                      CompactMesh& mesh, ReadReport& report, ReadOptions const& options,
                      bool& exceedsFloat) {
     fillVertices(scene, shift, mesh, report, exceedsFloat);
-    report.name = scene.name;
+    report.name = isOwnId(scene.name) ? std::string() : meshNameOf(scene.name);
+    if (scene.hasWholeTextureCoordinates)
+        report.notes.push_back("has texture coordinates as whole numbers, which are not read; "
+                               "write it again without quantisation to keep them");
     report.otherElements = scene.otherElements;
     std::vector<FaceList> faces(1);
     faces[0].corners.assign(scene.triangles.begin(), scene.triangles.end());

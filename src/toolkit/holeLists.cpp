@@ -7,15 +7,20 @@ namespace trimora {
 
 std::string faultOfHoles(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                          std::vector<int> const& chosen) {
+    std::vector<std::size_t> lastHole(static_cast<std::size_t>(mesh.getNumVertices()),
+                                      holes.size());
     for (std::size_t i = 0; i < holes.size(); ++i) {
+        std::string const hole = "hole " + std::to_string(i + 1) + " of the list ";
         if (holes[i].vertices.empty())
-            return "hole " + std::to_string(i + 1) + " of the list has no vertices";
-        for (int const v : holes[i].vertices)
+            return hole + "has no vertices";
+        for (int const v : holes[i].vertices) {
             if (v < 0 || v >= mesh.getNumVertices())
-                return "hole " + std::to_string(i + 1) + " of the list names vertex " +
-                       std::to_string(v) + ", and there are " +
+                return hole + "names vertex " + std::to_string(v) + ", and there are " +
                        std::to_string(mesh.getNumVertices()) +
                        "; find the holes of the mesh as it stands";
+            if (std::exchange(lastHole[static_cast<std::size_t>(v)], i) == i)
+                return hole + "names vertex " + std::to_string(v) + " twice, which no border does";
+        }
     }
     std::vector<char> isChosen(holes.size(), 0);
     for (int const hole : chosen) {

@@ -113,6 +113,10 @@ void requireMap(CompactMesh const& mesh, CornerUVs const& corners, std::vector<i
 }  // namespace
 
 TriangleMap mapOfTriangle(CompactMesh const& mesh, CornerUVs const& corners, int triangle) {
+    if (triangle < 0 || triangle >= mesh.getNumTriangles())
+        throw std::invalid_argument("there is no triangle of this number");
+    if (corners.size() != 3 * static_cast<std::size_t>(mesh.getNumTriangles()))
+        throw std::invalid_argument("texture coordinates of another number of corners");
     koGeom::MeshTriangle const& vertices = mesh.getTriangles()[triangle];
     Point const p = mesh.getVertices()[vertices[0]].asPoint();
     Vector const a = mesh.getVertices()[vertices[1]].asPoint() - p;

@@ -5,6 +5,7 @@
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/connectivity/meshArea.h"
+#include "trimora/connectivity/meshBoundingBox.h"
 #include "trimora/connectivity/meshComponents.h"
 
 #include <algorithm>
@@ -52,6 +53,11 @@ double diagonalOf(CompactMesh const& mesh) {
     return low.x <= high.x ? distance(low, high) : 0.0;
 }
 
+void boxOfVertices(CompactMesh const& mesh, double low[3], double high[3]) {
+    requireSoundMesh(mesh);
+    koGeom::meshBoundingBox(mesh, low, high);
+}
+
 double surfaceArea(CompactMesh const& mesh) {
     requireSoundMesh(mesh);
     return koGeom::meshArea(mesh, koGeom::MeshChannelVertices);
@@ -77,6 +83,16 @@ std::string countInWords(std::int64_t count, std::string const& singular,
            (isOne            ? singular
             : plural.empty() ? singular + "s"
                              : plural);
+}
+
+std::string bytesInWords(double bytes) {
+    char const* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+    int unit = 0;
+    for (; bytes >= 1024.0 && unit < 4; ++unit)
+        bytes /= 1024.0;
+    char text[32];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+    return text;
 }
 
 }  // namespace trimora

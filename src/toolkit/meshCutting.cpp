@@ -12,10 +12,12 @@
 #include "trimora/connectivity/MeshAdjTris.h"
 #include "trimora/contract/koGeom/MeshSubset.h"
 #include "trimora/contract/koLinear/tolerances.h"
+#include "trimora/repair/meshFindAnglesLessThan.h"
 #include "trimora/topology/meshCut.h"
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -35,6 +37,8 @@ constexpr int numRings = 5;
 // In tolerances. A border changes its length by less than this when points come to lie on it, and a curve that opens
 // anything opens more.
 constexpr double leastOpened = 10.0;
+// Degrees: creases that differ by less are one to the swaps beside the new border.
+constexpr double closedAngle = 2.5;
 
 Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
@@ -297,7 +301,8 @@ CompactMesh extracted(CompactMesh const& mesh, std::vector<int> const& triangles
     return part;
 }
 
-/// Vertices of the first mesh where the second one has none. What stays is not moved.
+/// Vertices of the first mesh that the second one has no longer. What stays is not moved; each place counts as often as it has
+/// vertices, since parts that hang on by a place alone have a vertex of their own there.
 int numGone(CompactMesh const& before, CompactMesh const& after) {
     auto const places = [](CompactMesh const& mesh) {
         std::vector<std::array<float, 3>> list;
@@ -310,9 +315,19 @@ int numGone(CompactMesh const& before, CompactMesh const& after) {
     };
     std::vector<std::array<float, 3>> const there = places(after);
     std::vector<std::array<float, 3>> const all = places(before);
-    return static_cast<int>(std::count_if(all.begin(), all.end(), [&there](auto const& place) {
-        return !std::binary_search(there.begin(), there.end(), place);
-    }));
+    std::vector<std::array<float, 3>> gone;
+    std::set_difference(all.begin(), all.end(), there.begin(), there.end(),
+                        std::back_inserter(gone));
+    return static_cast<int>(gone.size());
+}
+
+/// Edges whose two triangles lie back to back. Swaps that keep every crease as it is keep such a one too, and cover another area.
+int numClosedFolds(CompactMesh const& mesh) {
+    MeshAdjTris adjTris;
+    koGeom::meshAdjTris(mesh, adjTris);
+    koGeom::MeshDihedralAnglesResult folds;
+    koGeom::meshFindAnglesLessThan(mesh, adjTris, closedAngle, folds);
+    return static_cast<int>(folds.edges.size());
 }
 
 /// Compares what the cut left with the region that was there, and puts it in place where it opened something.
@@ -342,6 +357,7 @@ CutOutcome concluded(CompactMesh& mesh, CompactMesh& edited, std::vector<int> co
     outcome.regionBefore = extracted(mesh, region);
     outcome.regionAfter = extracted(edited, newRegion);
     outcome.removedVertices = numGone(outcome.regionBefore, outcome.regionAfter);
+    outcome.closedFolds = numClosedFolds(outcome.regionBefore);
     outcome.dropped = replaceMesh(mesh, edited);
     return outcome;
 }

@@ -26,8 +26,12 @@ struct CutOutcome {
     double curveLength = 0.0;  ///< of all curves
     double openedLength =
         0.0;  ///< of the new border, its two sides counted once; 0: the mesh was left as it was
-    /// Vertices of the mesh that went with slivers beside the new border: the surface can have moved there.
+    /// Vertices of the mesh that went with slivers beside the new border: the surface can have moved there, and a corner that
+    /// went takes area with it. Of several vertices in one place each counts.
     int removedVertices = 0;
+    /// Edges of the part that was replaced whose two triangles lay back to back, as in a flat closed part: beside the new border
+    /// one such fold may have become another, which covers another area.
+    int closedFolds = 0;
     /// Triangles without area beside the new border, beyond those that were there: pieces of those, as a rule.
     int addedNullTriangles = 0;
     /// What the cut replaced and by what, for measuring how far the surface moved; empty when nothing was opened.

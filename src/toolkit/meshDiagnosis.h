@@ -45,7 +45,10 @@ struct Finding {
     std::string meaning;  ///< a sentence or two: what it is, and what comes of it
     std::string
         remedy;  ///< the command that mends it, with IN and OUT for the files; empty where there is none
-    std::string advice;  ///< where no command mends it, or before one does: what to do
+    /// The remedy was tried on a copy of the mesh, or cannot fail: it ends without complaint, there is less of this finding then,
+    /// no more of anything graver, and fewer findings in the worst severity that changes. Else it is a guess.
+    bool isSure = false;
+    std::string advice;  ///< where no command mends it, or besides: what to do
     std::int64_t count = 0;
     std::string unit;                  ///< of the places' measures: "length", "degrees", "" ...
     std::vector<FindingPlace> places;  ///< the worst or first, DiagnosisOptions::mostPlaces at most
@@ -56,8 +59,14 @@ struct DiagnosisOptions {
     double needleRatio = 0.001;   ///< height by longest edge below which a triangle is a needle
     double dustShare = 0.0001;    ///< of the area, below which a part is dust
     std::size_t mostPlaces = 50;  ///< of each finding
+    std::size_t mostElements = 10000;  ///< of each kind in one place
     bool testIntersections = true;
+    /// Remedies are tried on copies, on meshes of up to mostTrianglesToMend triangles. Else none is told but those that cannot fail.
+    bool tryRemedies = true;
 };
+
+/// Remedies of larger meshes are not tried; and of smaller ones until what was tried has this many triangles times 3.
+inline constexpr int mostTrianglesToMend = 100'000;
 
 struct Diagnosis {
     int vertices = 0;
@@ -68,6 +77,8 @@ struct Diagnosis {
     std::optional<double> volume;                    ///< of a closed, oriented surface
     std::array<double, 3> lowest = {0.0, 0.0, 0.0};  ///< of the box of the finite vertices
     std::array<double, 3> highest = {0.0, 0.0, 0.0};
+    /// What the reader took off the coordinates of the file, which are larger by it than all that is told here.
+    std::array<double, 3> shift = {0.0, 0.0, 0.0};
     std::vector<Finding> findings;  ///< worst first; in one severity in the order of the tests
     bool cancelled = false;         ///< the other fields mean nothing then
 
@@ -80,7 +91,7 @@ struct Diagnosis {
 /// mesh        stays as it is
 /// report      of the reader, for what did not get into the mesh; a default one for meshes that were not read
 /// progress    polled between the tests and inside the long ones
-/// cost        O(n log n) plus the intersection test
+/// cost        O(n log n) plus the intersection test; twice to some ten times that on a faulty mesh whose remedies are tried
 /// threads     runs on the shared pool; call from one thread; the outcome does not depend on its size
 TRIMORA_API Diagnosis diagnoseMesh(koGeom::CompactMesh const& mesh, ReadReport const& report,
                                    DiagnosisOptions const& options, koUtil::Progress& progress);

@@ -4,6 +4,7 @@
 #include "toolkit/surfaceFault.h"
 
 #include <algorithm>
+#include <bit>
 #include <bitset>
 #include <cmath>
 #include <cstdint>
@@ -109,7 +110,16 @@ SurfaceFault faultOfSets(CompactMesh const& mesh) {
     return {};
 }
 
-SurfaceFault faultOfSelection(char const* what, BitVector const& selection) {
+/// The largest element that is selected; -1: none is.
+std::int64_t lastSelected(BitVector const& selection) {
+    int word = selection.numWords() - 1;
+    while (word >= 0 && selection.words[word] == 0)
+        --word;
+    return word < 0 ? -1 : 32 * std::int64_t{word} + std::bit_width(selection.words[word]) - 1;
+}
+
+/// Of `numElements`. A selection of no elements may have any size: those that a core operation leaves have the size of before.
+SurfaceFault faultOfSelection(char const* what, BitVector const& selection, int numElements) {
     std::int64_t count = 0;
     for (int i = 0; i < selection.numWords(); ++i)
         count += static_cast<std::int64_t>(std::bitset<32>(selection.words[i]).count());
@@ -119,6 +129,11 @@ SurfaceFault faultOfSelection(char const* what, BitVector const& selection) {
         return {std::string("the selection of ") + what + " says that it has " +
                     std::to_string(selection.count) + ", and " + std::to_string(count) +
                     " bits are set",
+                {}};
+    if (lastSelected(selection) >= numElements)
+        return {std::string("the selection of ") + what + " has number " +
+                    std::to_string(lastSelected(selection)) + ", and there are " +
+                    std::to_string(numElements) + " " + what,
                 {}};
     return {};
 }
@@ -146,9 +161,10 @@ SurfaceFault faultOfMesh(CompactMesh const& mesh) {
                                                         {"triangle fan", mesh.triFans}})
         if (SurfaceFault fault = faultOfRuns(mesh, each.what, each.runs))
             return fault;
-    if (SurfaceFault fault = faultOfSelection("vertices", mesh.getSelectedVertices()))
+    if (SurfaceFault fault =
+            faultOfSelection("vertices", mesh.getSelectedVertices(), mesh.getNumVertices()))
         return fault;
-    return faultOfSelection("triangles", mesh.getSelectedTriangles());
+    return faultOfSelection("triangles", mesh.getSelectedTriangles(), mesh.getNumTriangles());
 }
 
 void requireSoundMesh(CompactMesh const& mesh) {

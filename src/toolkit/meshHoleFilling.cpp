@@ -485,7 +485,10 @@ FillOutcome fill(CompactMesh& mesh, std::vector<MeshHole> const& holes,
                  std::vector<int> const& chosen, FillOptions const& options,
                  koUtil::Progress& progress) {
     FillOutcome outcome;
-    outcome.refusal = faultOfHoles(mesh, holes, chosen);
+    bool const isQuality =
+        options.quality >= koGeom::HoleQualityFlat && options.quality <= koGeom::HoleQualityFair;
+    outcome.refusal =
+        isQuality ? faultOfHoles(mesh, holes, chosen) : "there is no hole quality of this number";
     if (!outcome.refusal.empty())
         return outcome;
     koOS::StopWatch watch;

@@ -74,9 +74,12 @@ std::uint64_t digestOfFaces(CompactMesh const& mesh) {
     return digest.value();
 }
 
+/// Without trailing words of clear bits: a selection of no elements is none, whatever size it was left with.
 void addSelection(Digest& digest, BitVector const& selection) {
-    digest.add(static_cast<std::uint64_t>(selection.size));
-    digest.addArray(selection.words, selection.numWords());
+    int numWords = selection.numWords();
+    while (numWords > 0 && selection.words[numWords - 1] == 0)
+        --numWords;
+    digest.addArray(selection.words, numWords);
 }
 
 std::uint64_t digestOfRest(CompactMesh const& mesh) {

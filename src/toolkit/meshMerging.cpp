@@ -99,8 +99,8 @@ double diagonalOf(ko::list<MeshPlacement> const& meshes) {
 MergeOutcome mergeMeshes(ko::list<MeshPlacement> const& meshes, double tolerance,
                          CompactMesh& result, koUtil::Progress& progress) {
     MergeOutcome outcome = faultOf(meshes);
-    if (std::isnan(tolerance))
-        outcome.refusal = "the tolerance is no number";
+    if (!std::isfinite(tolerance) || tolerance < 0.0)
+        outcome.refusal = "the tolerance is below 0, or no finite number";
     if (!outcome.refusal.empty())
         return outcome;
     koOS::StopWatch watch;

@@ -143,7 +143,9 @@ bool Offsetting::isFitDistance() {
     double const distance = std::abs(options_.distance);
     if (!(diagonal_ > 0.0))
         return refuse("has no size");
-    if (!(distance > 0.0))
+    if (std::isnan(distance))
+        return refuse("the distance is no number");
+    if (distance == 0.0)
         return refuse("the distance is 0");
     return distance <= mostDiagonals * diagonal_ ||
            refuse("the distance is more than a thousand diagonals of the mesh; take less");

@@ -74,6 +74,33 @@ std::int64_t countSamples(CompactMesh const& mesh, std::vector<int> const& loop,
     return static_cast<std::int64_t>(count);
 }
 
+/// Pairs of loops, each counted from both sides, with a vertex each within the distance of one another: as many as a grid tells,
+/// hence no more than there are.
+std::int64_t countNearPairs(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
+                            std::vector<int> const& loops, double distance) {
+    using Cell = std::array<double, 3>;
+    double const side = 0.5 * distance;  // what lies in one cell is nearer than the distance
+    std::vector<std::pair<Cell, int>> members;
+    for (int const loop : loops) {
+        for (int const vertex : holes[at(loop)].vertices) {
+            Point const p = pointOf(mesh, vertex);
+            members.push_back(
+                {{std::floor(p.x / side), std::floor(p.y / side), std::floor(p.z / side)}, loop});
+        }
+    }
+    std::sort(members.begin(), members.end());
+    members.erase(std::unique(members.begin(), members.end()), members.end());
+    std::vector<std::int64_t> numOthers(holes.size(), 0);  // by loop, in the fullest of its cells
+    for (auto first = members.begin(); first != members.end();) {
+        auto const last = std::find_if(
+            first, members.end(), [first](auto const& each) { return each.first != first->first; });
+        std::int64_t const others = last - first - 1;
+        for (; first != last; ++first)
+            numOthers[at(first->second)] = std::max(numOthers[at(first->second)], others);
+    }
+    return std::accumulate(numOthers.begin(), numOthers.end(), std::int64_t{0});
+}
+
 double openLengthOf(std::vector<MeshHole> const& holes) {
     return std::accumulate(holes.begin(), holes.end(), 0.0,
                            [](double sum, MeshHole const& hole) { return sum + hole.perimeter; });
@@ -177,6 +204,7 @@ private:
     void noteTurned(std::vector<int> const& vertices);
     void refuse(std::string const& text) { outcome_.refusal = text; }
     void refuseSamples(double count);
+    void refuseCrowd();
     void refuseUnaligned();
     void refuseUnsewn();
     void judge(double share);
@@ -231,6 +259,8 @@ bool Stitching::plan(std::vector<int> const& chosen) {
     }
     if (numSamples > static_cast<double>(mostStitchSamples))
         refuseSamples(numSamples);
+    else
+        refuseCrowd();
     if (taking_.size() > 1)
         return outcome_.refusal.empty();
     if (holes_.size() == 1) {
@@ -257,6 +287,20 @@ void Stitching::refuseSamples(double count) {
                   count, static_cast<double>(mostStitchSamples),
                   options_.distance * count / static_cast<double>(mostStitchSamples));
     refuse(text);
+}
+
+void Stitching::refuseCrowd() {
+    auto const numLoops = static_cast<std::int64_t>(taking_.size());
+    if (numLoops * (numLoops - 1) <= mostNearBoundaries)
+        return;
+    std::int64_t const numNear = countNearPairs(mesh_, holes_, taking_, options_.distance);
+    if (numNear > mostNearBoundaries)
+        refuse("the boundaries crowd: each of " + countInWords(numLoops, "boundary", "boundaries") +
+               " has " + std::to_string(numNear / numLoops) +
+               " others or more within the distance, and no more than " +
+               std::to_string(mostNearBoundaries) +
+               " such pairs are looked at; run 'trimora repair' first, which welds and takes "
+               "copies away, lessen the distance, or name the boundaries");
 }
 
 CheckResult Stitching::check(CompactMesh const& mesh, double share) {

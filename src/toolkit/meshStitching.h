@@ -19,6 +19,11 @@ inline constexpr int fewestStitchSamples = 10;
 /// More than this many in all are refused: a distance that asks for them is a slip, and they take gigabytes.
 inline constexpr std::int64_t mostStitchSamples = 20'000'000;
 
+/// Where boundaries have more others than this within the distance, summed over all boundaries, they are refused: copies of a
+/// surface that lie in one place have. Each takes a few hundred bytes and some microseconds for every attempt, and as a third copy
+/// contradicts the first two, nothing comes of it.
+inline constexpr std::int64_t mostNearBoundaries = 1'000'000;
+
 struct StitchOptions {
     double distance = 0.0;          ///< in mesh units, above 0: how near is alongside
     double tolerance = 0.01;        ///< see koGeom::meshStitch
@@ -159,7 +164,8 @@ struct StitchOutcome {
 /// holes      see findHoles, of the mesh as it stands
 /// chosen     see chooseHoles
 /// refuses    when fewer than two boundaries can take part, nothing runs alongside, no seam can be sewn, the sides cannot be
-///            made to run against each other, more than mostStitchSamples samples, and when the result would be worse
+///            made to run against each other, more than mostStitchSamples samples, more than mostNearBoundaries, and when the
+///            result would be worse
 /// progress   polled between the steps
 /// sends      one Topology modification if anything was stitched
 /// cost       koGeom::meshStitch on a copy for each of the attempts, at most 5, and two checks, one more for each further attempt

@@ -5,6 +5,8 @@
 
 #include "toolkit/detail/ObjPiece.h"
 #include "toolkit/detail/files.h"
+#include "toolkit/detail/readLimits.h"
+#include "toolkit/readMesh.h"
 
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
@@ -82,11 +84,11 @@ bool Window::beginsLine(std::uint64_t position) const {
 class PiecesAlg : public koUtil::ThreadedChunkAlg {
 public:
     PiecesAlg(InputFile const& file, std::size_t pieceSize, Shift const& shift,
-              std::vector<ObjPiece>& pieces)
-        : file_(file), pieceSize_(pieceSize), shift_(shift), pieces_(pieces) {}
+              GrowthLimit const& limit, std::vector<ObjPiece>& pieces)
+        : file_(file), pieceSize_(pieceSize), shift_(shift), limit_(limit), pieces_(pieces) {}
 
     void executeChunk(int chunkIndex, int threadIndex) override;
-    bool isReadable() const { return readable_; }
+    ObjPiecesEnd end() const { return end_; }
 
 private:
     bool parse(Window& window, std::uint64_t index);
@@ -94,8 +96,10 @@ private:
     InputFile const& file_;
     std::uint64_t const pieceSize_;
     Shift const shift_;
+    GrowthLimit const limit_;
     std::vector<ObjPiece>& pieces_;  // each written by one thread
-    std::atomic<bool> readable_{true};
+    std::atomic<std::uint64_t> numBytes_{0};
+    std::atomic<ObjPiecesEnd> end_{ObjPiecesEnd::Done};
 };
 
 void PiecesAlg::executeChunk(int chunkIndex, int threadIndex) {
@@ -103,10 +107,13 @@ void PiecesAlg::executeChunk(int chunkIndex, int threadIndex) {
     int const end = getBeginIndex(chunkIndex + 1, numChunks, numPieces);
     Window window(file_);
     for (int i = getBeginIndex(chunkIndex, numChunks, numPieces); i < end; ++i) {
-        if (!readable_ || cancelled(threadIndex))
+        if (end_ != ObjPiecesEnd::Done || cancelled(threadIndex))
             return;
         if (!parse(window, static_cast<std::uint64_t>(i)))
-            readable_ = false;
+            end_ = ObjPiecesEnd::Unreadable;
+        std::uint64_t const bytes = pieces_[static_cast<std::size_t>(i)].numBytes();
+        if (!limit_.allows(numBytes_.fetch_add(bytes) + bytes))
+            end_ = ObjPiecesEnd::PastLimit;
     }
     updateProgress(threadIndex, static_cast<double>(chunkIndex + 1) / numChunks);
 }
@@ -143,20 +150,29 @@ bool PiecesAlg::parse(Window& window, std::uint64_t index) {
 
 }  // namespace
 
-bool parseObjPieces(InputFile const& file, std::size_t pieceSize, Shift const& shift,
-                    koUtil::Progress* progress, std::vector<ObjPiece>& pieces) {
+std::uint64_t ObjPiece::numBytes() const {
+    std::uint64_t bytes = bytesIn(positions) + bytesIn(textureCoordinates) + bytesIn(normals) +
+                          bytesIn(faceLines) + bytesIn(faceSizes);
+    for (ObjCorners const* const corners : {&vertexOf, &textureOf, &normalOf})
+        bytes += bytesIn(corners->indices) + bytesIn(corners->relative);
+    return bytes;
+}
+
+ObjPiecesEnd parseObjPieces(InputFile const& file, std::size_t pieceSize, Shift const& shift,
+                            ReadOptions const& options, std::vector<ObjPiece>& pieces) {
     std::uint64_t const size = file.size();
     // Pieces are numbered by an int; only a file beyond two million gigabytes needs larger ones.
     std::uint64_t const least = size / std::numeric_limits<int>::max() + 1;
     std::uint64_t const stride = std::max<std::uint64_t>(pieceSize, least);
     pieces.resize(static_cast<std::size_t>((size + stride - 1) / stride));
 
-    PiecesAlg alg(file, static_cast<std::size_t>(stride), shift, pieces);
-    alg.setProgress(progress);
+    // The text is read through a window: it takes no memory.
+    PiecesAlg alg(file, static_cast<std::size_t>(stride), shift, GrowthLimit(options, 0), pieces);
+    alg.setProgress(options.progress);
     koUtil::ThreadPool& pool =
         pieces.size() > 1 ? koUtil::ThreadPool::get() : koUtil::ThreadPool::getSingleThreadedPool();
     pool.run(alg);
-    return alg.isReadable();
+    return alg.end();
 }
 
 }  // namespace trimora

@@ -128,8 +128,9 @@ FileOutcome ObjJoiner::checkText() const {
 
 FileOutcome ObjJoiner::parse(std::size_t pieceSize) {
     std::vector<ObjPiece> parsed;
-    if (!parseObjPieces(file_, pieceSize, report_.shift, options_.progress, parsed))
-        return cannotBeRead(file_);
+    ObjPiecesEnd const end = parseObjPieces(file_, pieceSize, report_.shift, options_, parsed);
+    if (end != ObjPiecesEnd::Done)
+        return end == ObjPiecesEnd::Unreadable ? cannotBeRead(file_) : takesTooMuch(file_.name());
     if (options_.progress != nullptr && options_.progress->cancelled())
         return failed(Failure::Cancelled, "reading was cancelled");
     pieces_.reserve(parsed.size());
@@ -238,7 +239,13 @@ FileOutcome ObjJoiner::countFaces() {
     if (report_.triangles > std::numeric_limits<int>::max())
         return failed(Failure::Limit,
                       "more than 2^31 - 1 triangles, what 32-bit indices can name; split the file");
-    return FileOutcome::done();
+    std::uint64_t bytes =
+        sizeof(koGeom::MeshVertex) * static_cast<std::uint64_t>(report_.vertices) +
+        sizeof(int) * (report_.polygons > 0 ? 4 : 3) *
+            static_cast<std::uint64_t>(report_.triangles);
+    for (JoinedPiece const& piece : pieces_)
+        bytes += 2 * piece.records.numBytes();  // an array may have room for as much again
+    return requireMemoryFor(file_, static_cast<double>(bytes), options_);
 }
 
 void ObjJoiner::fillTriangles() {

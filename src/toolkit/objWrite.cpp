@@ -135,7 +135,10 @@ char* ObjLines::printCorner(char* p, int vertex) const {
 }  // namespace
 
 FileOutcome writeObj(OutputFile& file, CompactMesh const& mesh, WriteOptions const& options) {
-    FileOutcome const outcome = file.write(commentLines(options.comment));
+    std::string head = commentLines(options.comment);
+    if (head.empty() && mesh.getNumVertices() == 0)
+        head = commentLines("no vertices");  // a file of 0 bytes would be taken for a failed copy
+    FileOutcome const outcome = file.write(head);
     ObjLines const lines(mesh, options);
     return outcome ? writeSections(file, lines.sections(), options.progress) : outcome;
 }

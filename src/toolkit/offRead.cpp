@@ -7,6 +7,7 @@
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/offFormat.h"
 #include "toolkit/detail/recentring.h"
+#include "toolkit/meshCounts.h"
 #include "toolkit/readMesh.h"
 
 #include <algorithm>
@@ -32,12 +33,17 @@ struct OffHead {
     bool hasDimension = false;           // n: told behind it
 };
 
-/// [ST][C][N][4][n]OFF; nothing where the word is another.
-std::optional<OffHead> parseHead(std::string_view word) {
+/// [ST][C][N][4][n]OFF, or the same in lower case; nothing where the word is another.
+std::optional<OffHead> parseHead(std::string_view told) {
     OffHead head;
+    std::string word(told.substr(0, 16));  // longer ones are others
+    if (word.ends_with("off"))
+        std::transform(word.begin(), word.end(), word.begin(), [](char c) {
+            return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+        });
     auto const takes = [&word](std::string_view part) {
         bool const is = word.starts_with(part);
-        word.remove_prefix(is ? part.size() : 0);
+        word.erase(0, is ? part.size() : 0);
         return is;
     };
     head.hasTextureCoordinates = takes("ST");
@@ -69,6 +75,7 @@ public:
     OffReader(LoadedText const& text, Shift const& shift, ReadReport& report,
               ReadOptions const& options, std::string const& fileName)
         : cursor_(text, '#'),
+          limit_(options, text.size()),
           shift_(shift),
           report_(report),
           options_(options),
@@ -90,11 +97,8 @@ private:
     void fillMesh(CompactMesh& mesh);
     void scaleColours();
 
-    bool isCancelled(std::int64_t number) const {
-        constexpr std::int64_t linesPerQuestion = 1 << 14;
-        return number % linesPerQuestion == 0 && options_.progress != nullptr &&
-               options_.progress->cancelled();
-    }
+    /// Whether to go on; asked before each line, and answered anew now and then.
+    FileOutcome goOn(std::int64_t number) const;
     void problem(std::int64_t line, std::string text) {
         addProblem(report_, FacePlaces::Lines, line, std::move(text));
     }
@@ -103,6 +107,7 @@ private:
     }
 
     TextCursor cursor_;
+    GrowthLimit const limit_;
     Shift const shift_;
     ReadReport& report_;
     ReadOptions const& options_;
@@ -115,7 +120,8 @@ private:
     VertexValues normals_{3, false, {}};
     VertexValues colours_{4, false, {}};
     VertexValues textureCoordinates_{2, false, {}};
-    bool areColoursWhole_ = true;  // told as whole numbers
+    bool areColoursWhole_ = true;   // told as whole numbers
+    std::vector<bool> lacksAlpha_;  // one a vertex
     std::int64_t numColouredFaces_ = 0;
     FaceList faces_;
     bool exceedsFloat_ = false;
@@ -170,21 +176,41 @@ FileOutcome OffReader::readCounts() {
         return failed(Failure::Unsupported,
                       "its counts of vertices and faces cannot be read; they stand behind the "
                       "word OFF");
-    cursor_.nextLine();  // the count of edges says nothing
+    if (!cursor_.isLineAtEnd())
+        cursor_.word();  // the count of edges says nothing
+    if (!cursor_.isLineAtEnd())
+        problem(cursor_.line(),
+                "numbers behind the counts, not read: a vertex takes a line of its own");
+    cursor_.nextLine();
     return FileOutcome::done();
+}
+
+FileOutcome OffReader::goOn(std::int64_t number) const {
+    constexpr std::int64_t linesPerQuestion = 1 << 14;
+    if (number % linesPerQuestion != 0)
+        return FileOutcome::done();
+    if (options_.progress != nullptr && options_.progress->cancelled())
+        return FileOutcome::failed(Failure::Cancelled, "reading was cancelled");
+    bool const isAllowed =
+        limit_.allows(bytesIn(positions_) + bytesIn(normals_.values) + bytesIn(colours_.values) +
+                      bytesIn(textureCoordinates_.values) + faces_.numBytes());
+    return isAllowed ? FileOutcome::done() : takesTooMuch(fileName_);
 }
 
 FileOutcome OffReader::readVertices() {
     for (std::int64_t v = 0; v < numVertices_; ++v) {
-        if (isCancelled(v))
-            return FileOutcome::failed(Failure::Cancelled, "reading was cancelled");
+        if (FileOutcome const outcome = goOn(v); !outcome)
+            return outcome;
         if (v == std::numeric_limits<int>::max() - 1)
             return failed(
                 Failure::Limit,
                 "more than 2^31 - 2 vertices, what 32-bit indices can name; split the file");
         if (!cursor_.toWord()) {
-            problem(cursor_.numLines(), "the file ends after " + std::to_string(v) + " of " +
-                                            std::to_string(numVertices_) + " vertices");
+            problem(cursor_.numLines(),
+                    "the file ends after " + std::to_string(v) + " of " +
+                        std::to_string(numVertices_) + " vertices" +
+                        (report_.verticesWithMore > 0 ? "; each takes a line of its own" : ""));
+            report_.cutShort.push_back({"vertices", v, numVertices_});
             break;
         }
         vertex();
@@ -239,8 +265,7 @@ void OffReader::values(float const* more, std::size_t count, unsigned whole) {
         unsigned const colourBits = (1u << numColours) - 1;
         areColoursWhole_ = areColoursWhole_ && (!isColour || (whole & colourBits) == colourBits);
         take(colours_, report_.colours, isColour ? numColours : 0);
-        if (numColours == 3)
-            colours_.values.back() = -1.0f;  // opaque, see scaleColours
+        lacksAlpha_.push_back(numColours == 3);
     }
     if (textureCoordinates_.isExpected)
         take(textureCoordinates_, report_.textureCoordinates, 2);
@@ -249,13 +274,16 @@ void OffReader::values(float const* more, std::size_t count, unsigned whole) {
 
 FileOutcome OffReader::readFaces() {
     bool const isWhole = report_.vertices == numVertices_;
+    if (!isWhole && numFaces_ > 0)
+        report_.cutShort.push_back({"faces", 0, numFaces_});
     for (std::int64_t f = 0; f < numFaces_ && isWhole; ++f) {
-        if (isCancelled(f))
-            return FileOutcome::failed(Failure::Cancelled, "reading was cancelled");
+        if (FileOutcome const outcome = goOn(f); !outcome)
+            return outcome;
         if (!cursor_.toWord()) {
             addProblem(faces_.left, FacePlaces::Lines, cursor_.numLines(),
                        "the file ends after " + std::to_string(f) + " of " +
                            std::to_string(numFaces_) + " faces");
+            report_.cutShort.push_back({"faces", f, numFaces_});
             break;
         }
         face();
@@ -294,13 +322,13 @@ void OffReader::faceFault(std::size_t firstCorner, std::int64_t& count, char con
 
 void OffReader::readRest() {
     if (cursor_.toWord())
-        addProblem(faces_.left, FacePlaces::Lines, cursor_.line(),
-                   "text behind the last face; not read");
+        report_.notes.push_back("goes on behind the last of its faces, from line " +
+                                std::to_string(cursor_.line()) + " on; that was not read");
     while (cursor_.nextLine()) {
     }
     if (numColouredFaces_ > 0)
-        report_.ignoredProperties.push_back("colours of " + std::to_string(numColouredFaces_) +
-                                            " faces");
+        report_.ignoredProperties.push_back("colours of " +
+                                            countInWords(numColouredFaces_, "face"));
 }
 
 /// Whole numbers are parts of 255, unless none is above 1: so do programs write full colours as floats. No alpha is opaque.
@@ -310,7 +338,7 @@ void OffReader::scaleColours() {
         std::any_of(parts.begin(), parts.end(), [](float part) { return part > 1.0f; });
     float const scale = areColoursWhole_ && isAboveOne ? 255.0f : 1.0f;
     for (std::size_t i = 0; i < parts.size(); ++i)
-        parts[i] = i % 4 == 3 && parts[i] == -1.0f ? 1.0f : parts[i] / scale;
+        parts[i] = i % 4 == 3 && lacksAlpha_[i / 4] ? 1.0f : parts[i] / scale;
 }
 
 void OffReader::fillMesh(CompactMesh& mesh) {

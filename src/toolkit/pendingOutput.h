@@ -13,6 +13,9 @@ namespace trimora {
 /// Announces a file that is going to be filled, beside those announced since the last claim.
 TRIMORA_API void addPendingOutput(std::string const& path);
 
+/// Takes back the last announcement: the file is another's.
+TRIMORA_API void takeBackPendingOutput();
+
 /// Forgets all files, and that any was claimed.
 TRIMORA_API void forgetPendingOutputs();
 
@@ -25,5 +28,20 @@ TRIMORA_API bool claimPendingOutputs();
 ///
 /// returns     false when outputs were claimed since the last announcement: they stand, or are about to
 TRIMORA_API bool discardPendingOutputs();
+
+/// What the passing names of this process begin with; no other process has it, on whatever machine: ".trimora-", the
+/// machine, the process and a random part.
+TRIMORA_API std::string passingStem();
+
+/// Says so for a process that is about to be started; it takes it by usePassingStem.
+TRIMORA_API std::string newPassingStem();
+
+/// Call before the first output is opened.
+TRIMORA_API void usePassingStem(std::string const& stem);
+
+/// Whether outputs are on the disk before they get their names, so that none is lost or torn when the machine goes down: for
+/// runs whose record of what is done outlasts them. Off unless set; a write then waits for the disk.
+TRIMORA_API void setOutputsOnDisk(bool isWanted);
+TRIMORA_API bool areOutputsOnDisk();
 
 }  // namespace trimora

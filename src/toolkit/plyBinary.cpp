@@ -122,6 +122,13 @@ std::int64_t loadInteger(PlyType type, char const* bytes, bool swaps) {
     });
 }
 
+float loadFloat(PlyType type, char const* bytes, bool swaps) {
+    return withType(type, [&](auto zero) {
+        using T = decltype(zero);
+        return static_cast<float>(swaps ? loadNumber<T, true>(bytes) : loadNumber<T, false>(bytes));
+    });
+}
+
 /// Triangles one after the other, in records with whatever is in them besides.
 struct TriangleRecords {
     char const* source;
@@ -266,6 +273,7 @@ private:
     bool readTriangles(PlyElement const& element);
     FileOutcome walkFaces(PlyElement const& element, std::uint64_t begin);
     bool takeCorners(ByteWalk& walk, PlyProperty const& list, std::vector<int>& corners) const;
+    bool takeFloats(ByteWalk& walk, PlyProperty const& list, std::vector<float>& values) const;
     bool skipProperty(ByteWalk& walk, PlyProperty const& property) const;
     FileOutcome skipElement(PlyElement const& element);
     void reportNonfinite();
@@ -513,7 +521,8 @@ bool BinaryBody::readTriangles(PlyElement const& element) {
 FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin) {
     bool const isStrip = roleOf(element) == PlyRole::Strips;
     std::size_t const list = findIndexList(element);
-    constexpr double bytesPerIndex = 2.0 * sizeof(int);  // while their array grows
+    // While their arrays grow: an index and a third of a face's place, or in strips a whole triangle.
+    double const bytesPerIndex = 2.0 * (isStrip ? 20.0 : sizeof(int) + 8.0 / 3.0);
     double const indexSize = static_cast<double>(sizeOf(element.properties[list].type));
     FileOutcome const fits = requireMemoryFor(reading_.file,
                                               bytesPerIndex / indexSize *
@@ -522,8 +531,10 @@ FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin
     if (!fits)
         return fits;
 
+    std::size_t const textureList = findTextureList(reading_, element);
     FaceList& faces = reading_.faces.emplace_back();
     ByteWalk walk(reading_.file, begin);
+    std::vector<float> textures;
     std::int64_t whole = 0;
     for (bool isWhole = true; whole < element.count && isWhole; whole += isWhole) {
         if (whole % 4096 == 0 && isCancelled())
@@ -532,17 +543,22 @@ FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin
         auto const place = static_cast<std::int64_t>(walk.recordBegin());
         std::size_t const firstCorner = faces.corners.size();
         std::vector<int> strip;
-        for (std::size_t i = 0; i < element.properties.size() && isWhole; ++i)
-            isWhole = i == list ? takeCorners(walk, element.properties[i],
-                                              isStrip ? strip : faces.corners)
-                                : skipProperty(walk, element.properties[i]);
+        textures.clear();
+        for (std::size_t i = 0; i < element.properties.size() && isWhole; ++i) {
+            PlyProperty const& property = element.properties[i];
+            isWhole = i == list ? takeCorners(walk, property, isStrip ? strip : faces.corners)
+                      : i == textureList ? takeFloats(walk, property, textures)
+                                         : skipProperty(walk, property);
+        }
         std::size_t const count = faces.corners.size() - firstCorner;
         if (isStrip) {
             addStrip(strip, place, faces);
         } else if (isWhole && count >= 3) {
             faces.endFace(place, count);
+            if (textureList != PlyElement::none)
+                addTextures(faces, firstCorner, true, textures);
         } else {
-            faces.corners.resize(firstCorner);
+            faces.cutCorners(firstCorner);
             if (isWhole)
                 faces.drop(FacePlaces::Bytes, place, faces.left.dropped.tooFewCorners,
                            "face with fewer than three corners; dropped");
@@ -569,6 +585,23 @@ bool BinaryBody::takeCorners(ByteWalk& walk, PlyProperty const& list,
         corners.push_back(index < 0 ? -1 : asCorner(index));
     }
     return count >= 0 && whole == static_cast<std::uint64_t>(count);
+}
+
+bool BinaryBody::takeFloats(ByteWalk& walk, PlyProperty const& list,
+                            std::vector<float>& values) const {
+    char const* const countBytes = walk.take(sizeOf(list.countType));
+    std::int64_t const count =
+        countBytes == nullptr ? -1 : loadInteger(list.countType, countBytes, swaps_);
+    std::size_t const size = sizeOf(list.type);
+    if (count < 0 || static_cast<std::uint64_t>(count) > walk.left() / size)
+        return false;
+    for (std::int64_t i = 0; i < count; ++i) {
+        char const* const bytes = walk.take(size);
+        if (bytes == nullptr)
+            return false;
+        values.push_back(loadFloat(list.type, bytes, swaps_));
+    }
+    return true;
 }
 
 bool BinaryBody::skipProperty(ByteWalk& walk, PlyProperty const& property) const {

@@ -84,6 +84,10 @@ private:
 FileOutcome HeaderReader::run() {
     if (FileOutcome const fetched = fetch(); !fetched)
         return fetched;
+    if (text_.starts_with("PLY"))  // then all of it is in capitals
+        std::transform(text_.begin(), text_.end(), text_.begin(), [](char c) {
+            return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        });
     std::string_view const text = text_;
     std::size_t const firstEnd = text.find_first_of("\r\n");
     std::vector<std::string_view> const first = wordsOf(text.substr(0, firstEnd));
@@ -156,6 +160,12 @@ std::string HeaderReader::readFormat(std::vector<std::string_view> const& words)
         header_.encoding = Encoding::BigEndian;
     else
         return "the format is none of ascii, binary_little_endian and binary_big_endian";
+    if (words.size() < 3 || words[2] != "1.0")
+        report_.notes.push_back((words.size() < 3
+                                     ? "its header tells no version of the format"
+                                     : "is of version " + std::string(words[2].substr(0, 20)) +
+                                           " of the format, which is not known") +
+                                std::string("; it was read as version 1.0"));
     hasFormat_ = true;
     return {};
 }
@@ -187,8 +197,6 @@ std::string HeaderReader::readProperty(std::vector<std::string_view> const& word
         return "'" + std::string(words[2].substr(0, 20)) + "' is no type";
     if (!findType(words[nameAt - 1], property.type))
         return "'" + std::string(words[nameAt - 1].substr(0, 20)) + "' is no type";
-    if (property.isList && isFloating(property.countType))
-        return "the count of a list is to be a whole number";
     property.name = words[nameAt];
     property.isRepeated = element.find(property.name) != PlyElement::none;
     if (property.isRepeated)

@@ -4,14 +4,17 @@
 #include "toolkit/detail/PlyReading.h"
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/readLimits.h"
+#include "toolkit/detail/textLines.h"
 
 #include "trimora/contract/koUtil/ThreadPool.h"
 #include "trimora/contract/koUtil/ThreadedAlg.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 namespace trimora {
 
@@ -58,6 +61,7 @@ struct ElementRange {
     PlyElement const* element = nullptr;
     PlyRole role = PlyRole::Other;
     std::size_t indexList = PlyElement::none;
+    std::size_t textureList = PlyElement::none;
     std::int64_t begin = 0;
     std::int64_t end = 0;
 };
@@ -102,6 +106,10 @@ private:
     bool parseCell(Piece& piece, char const*& p, std::size_t columnIndex, std::int64_t item) const;
     char const* parseFace(Piece& piece, char const* p, ElementRange const& range,
                           std::int64_t line) const;
+    void endFace(Piece& piece, std::int64_t line, std::size_t firstCorner, bool isGood) const;
+    void endStrip(Piece& piece, std::int64_t line, std::vector<int> const& strip,
+                  bool isGood) const;
+    bool requireRoom(std::uint64_t bytes) const;
     void report();
 
     char const* nextLine(char const* p) const {
@@ -128,6 +136,9 @@ private:
     std::vector<int> columnOf_;  // of each property of the vertices; -1: none
     std::int64_t numItems_ = 0;
     std::int64_t numLines_ = 0;
+    std::optional<GrowthLimit> limit_;
+    mutable std::atomic<std::uint64_t> numBytes_{0};  // of faces, as all threads read them
+    mutable std::atomic<bool> exceedsLimit_{false};
 };
 
 FileOutcome TextBody::run() {
@@ -141,7 +152,13 @@ FileOutcome TextBody::run() {
     outcome = findRanges();
     if (!outcome)
         return outcome;
+    std::uint64_t const numVertices = static_cast<std::uint64_t>(reading_.mesh.getNumVertices());
+    limit_.emplace(reading_.options, reading_.file.size() + sizeof(float) *
+                                                                reading_.columns.floatsPerVertex() *
+                                                                numVertices);
     forPieces([this](Piece& piece) { parse(piece); }, reading_.options.progress);
+    if (exceedsLimit_)
+        return takesTooMuch(reading_.file.name());
     if (reading_.options.progress != nullptr && reading_.options.progress->cancelled())
         return FileOutcome::failed(Failure::Cancelled, "reading was cancelled");
     report();
@@ -202,7 +219,7 @@ FileOutcome TextBody::findRanges() {
         if (whole < element.count)
             reportCutOff(reading_, element, whole, numLines_);
         std::int64_t const end = element.properties.empty() ? next : next + whole;
-        ranges_.push_back({&element, role, list, next, end});
+        ranges_.push_back({&element, role, list, findTextureList(reading_, element), next, end});
         if (role == PlyRole::Other)
             addOtherElements(reading_, whole);
         if (role == PlyRole::Vertices) {
@@ -233,13 +250,22 @@ void TextBody::parse(Piece& piece) const {
             continue;
         while (range != ranges_.end() && item >= range->end)
             ++range;
-        if (range == ranges_.end())
-            return;
+        if (range == ranges_.end() || exceedsLimit_)
+            break;
         if (range->role == PlyRole::Faces && piece.faces->places.capacity() == 0)
             reserveFaces(piece, *range, item);
         p = parseItem(piece, p, *range, item - range->begin, line);
         ++item;
     }
+    numBytes_ += piece.faces->numBytes();
+    requireRoom(0);
+}
+
+/// Whether so many more bytes of faces are allowed; where not, the reading ends.
+bool TextBody::requireRoom(std::uint64_t bytes) const {
+    if (!limit_->allows(numBytes_ + bytes))
+        exceedsLimit_ = true;
+    return !exceedsLimit_;
 }
 
 /// Room for the faces that the rest of a piece may be, as triangles in the fewest bytes that programs write.
@@ -258,6 +284,21 @@ char const* TextBody::parseItem(Piece& piece, char const* p, ElementRange const&
     return range.role == PlyRole::Other ? p : parseFace(piece, p, range, line);
 }
 
+/// A token such as 1.0 or 1e3 as a whole number.
+bool parseWholeFloat(char const*& p, std::int64_t& value) {
+    char const* end = p;
+    while (!endsToken(end))
+        ++end;
+    double number = 0.0;
+    constexpr double far = 9e15;  // beyond it doubles are no longer all whole numbers
+    if (!parseWhole(std::string_view(p, static_cast<std::size_t>(end - p)), number) ||
+        !(std::abs(number) < far) || number != std::floor(number))
+        return false;
+    value = static_cast<std::int64_t>(number);
+    p = end;
+    return true;
+}
+
 /// A token as a whole number; false, and p where it was, when it is none.
 bool parseInteger(char const*& p, std::int64_t& value) {
     p = skipBlanks(p);
@@ -269,7 +310,9 @@ bool parseInteger(char const*& p, std::int64_t& value) {
     char const* const first = q;
     for (; koString::isDigit(*q); ++q)
         magnitude = magnitude < far ? magnitude * 10 + (*q - '0') : far;
-    if (q == first || !endsToken(q))
+    if (!endsToken(q))
+        return parseWholeFloat(p, value);
+    if (q == first)
         return false;
     value = negative ? -magnitude : magnitude;
     p = q;
@@ -289,6 +332,34 @@ bool skipProperty(char const*& p, PlyProperty const& property) {
             ++p;
     }
     return true;
+}
+
+/// A list of vertices; false where it is not whole. In strips an index below 0 stays -1.
+bool parseCorners(char const*& p, bool isStrip, std::vector<int>& corners) {
+    std::int64_t count = 0;
+    bool isGood = parseInteger(p, count) && count >= 0;
+    for (; isGood && count > 0; --count) {
+        std::int64_t index = 0;
+        isGood = parseInteger(p, index);
+        if (isGood)
+            corners.push_back(isStrip && index < 0 ? -1 : asCorner(index));
+    }
+    return isGood;
+}
+
+/// A list of numbers; false where it is not whole.
+bool parseFloats(char const*& p, std::vector<float>& values) {
+    std::int64_t count = 0;
+    bool isGood = parseInteger(p, count) && count >= 0;
+    for (; isGood && count > 0; --count) {
+        p = skipBlanks(p);
+        float value = 0.0f;
+        bool exceedsFloat = false;
+        isGood = !isLineEnd(*p) &&
+                 readCoordinate(p, endsToken, 0.0, value, exceedsFloat) == NumberToken::Good;
+        values.push_back(value);
+    }
+    return isGood;
 }
 
 char const* TextBody::parseVertex(Piece& piece, char const* p, ElementRange const& range,
@@ -348,41 +419,57 @@ bool TextBody::parseCell(Piece& piece, char const*& p, std::size_t columnIndex,
 char const* TextBody::parseFace(Piece& piece, char const* p, ElementRange const& range,
                                 std::int64_t line) const {
     FaceList& faces = *piece.faces;
-    auto const drop = [&](std::int64_t& reason, char const* why) {
-        faces.drop(FacePlaces::Lines, line, reason, why);
-    };
-    std::int64_t count = 0;
-    bool isGood = true;
-    for (std::size_t i = 0; isGood && i < range.indexList; ++i)
-        isGood = skipProperty(p, range.element->properties[i]);
+    std::vector<PlyProperty> const& properties = range.element->properties;
+    bool const isStrip = range.role == PlyRole::Strips;
+    bool const hasTextures = range.textureList != PlyElement::none;
     std::size_t const firstCorner = faces.corners.size();
     std::vector<int> strip;
-    std::vector<int>& corners = range.role == PlyRole::Strips ? strip : faces.corners;
-    isGood = isGood && parseInteger(p, count) && count >= 0;
-    for (std::int64_t i = 0; isGood && i < count; ++i) {
-        std::int64_t index = 0;
-        isGood = parseInteger(p, index);
-        if (isGood)
-            corners.push_back(range.role == PlyRole::Strips && index < 0 ? -1 : asCorner(index));
-    }
-    if (range.role == PlyRole::Strips) {
-        addStrip(strip, line, faces);
-        if (!isGood)
-            drop(faces.left.dropped.notANumber,
-                 "strip that is shorter than it says, or with a corner that is no index; cut off");
+    std::vector<float> textures;
+    std::size_t i = 0;
+    bool isGood = true;
+    for (; isGood && i < range.indexList; ++i)
+        isGood = i == range.textureList ? parseFloats(p, textures) : skipProperty(p, properties[i]);
+    isGood = isGood && parseCorners(p, isStrip, isStrip ? strip : faces.corners);
+    // What comes behind the corners does not spoil them.
+    bool isThere = isGood && hasTextures;
+    for (++i; isThere && i <= range.textureList; ++i)
+        isThere =
+            i == range.textureList ? parseFloats(p, textures) : skipProperty(p, properties[i]);
+    if (isStrip) {
+        endStrip(piece, line, strip, isGood);
         return p;
     }
-    if (isGood && count >= 3) {
-        faces.endFace(line, static_cast<std::size_t>(count));
-        return p;
-    }
-    faces.corners.resize(firstCorner);
-    if (isGood)
-        drop(faces.left.dropped.tooFewCorners, "face with fewer than three corners; dropped");
-    else
-        drop(faces.left.dropped.notANumber,
-             "face with a corner that is absent or no index; dropped");
+    endFace(piece, line, firstCorner, isGood);
+    if (hasTextures)
+        addTextures(faces, firstCorner, isThere, textures);
     return p;
+}
+
+void TextBody::endFace(Piece& piece, std::int64_t line, std::size_t firstCorner,
+                       bool isGood) const {
+    FaceList& faces = *piece.faces;
+    std::size_t const count = faces.corners.size() - firstCorner;
+    if (isGood && count >= 3)
+        return faces.endFace(line, count);
+    faces.cutCorners(firstCorner);
+    if (isGood)
+        faces.drop(FacePlaces::Lines, line, faces.left.dropped.tooFewCorners,
+                   "face with fewer than three corners; dropped");
+    else
+        faces.drop(FacePlaces::Lines, line, faces.left.dropped.notANumber,
+                   "face with a corner that is absent or no index; dropped");
+}
+
+void TextBody::endStrip(Piece& piece, std::int64_t line, std::vector<int> const& strip,
+                        bool isGood) const {
+    constexpr std::uint64_t bytesPerTriangle = 3 * sizeof(int) + sizeof(std::int64_t);
+    FaceList& faces = *piece.faces;
+    if (requireRoom(faces.numBytes() + bytesPerTriangle * strip.size()))
+        addStrip(strip, line, faces);
+    if (!isGood)
+        faces.drop(FacePlaces::Lines, line, faces.left.dropped.notANumber,
+                   "strip that is shorter than it says, or with a corner that is no index; cut "
+                   "off");
 }
 
 void TextBody::report() {

@@ -127,14 +127,21 @@ bool isClosed(Polyline const& polyline) {
     return polyline.size() > 2 && polyline.front() == polyline.back();
 }
 
-void appendVertices(Polyline const& polyline, Shift const& shift, std::string& text) {
+/// Points without the one that a closed polyline ends with.
+std::size_t numOwnPoints(Polyline const& polyline) {
+    return polyline.size() - (isClosed(polyline) ? 1 : 0);
+}
+
+/// A line for each point, with `word` before it.
+void appendVertices(Polyline const& polyline, char const* word, Shift const& shift,
+                    std::string& text) {
     char digits[maxCoordinateSize];
-    for (std::size_t i = 0; i + (isClosed(polyline) ? 1 : 0) < polyline.size(); ++i) {
-        text += 'v';
+    for (std::size_t i = 0; i < numOwnPoints(polyline); ++i) {
+        text += word;
         Point const& p = polyline[i];
         std::size_t axis = 0;
         for (double const coordinate : {p.x, p.y, p.z}) {
-            text += ' ';
+            text += axis == 0 && *word == '\0' ? "" : " ";
             text.append(digits,
                         printCoordinate(digits, static_cast<float>(coordinate), shift[axis++]));
         }
@@ -144,12 +151,53 @@ void appendVertices(Polyline const& polyline, Shift const& shift, std::string& t
 
 /// `first` is the number of its first vertex in the file, and becomes that of the next polyline's.
 void appendLine(Polyline const& polyline, std::size_t& first, std::string& text) {
-    std::size_t const numOwn = polyline.size() - (isClosed(polyline) ? 1 : 0);
     text += 'l';
     for (std::size_t i = 0; i < polyline.size(); ++i)
-        text += ' ' + std::to_string(first + i % numOwn);
+        text += ' ' + std::to_string(first + i % numOwnPoints(polyline));
     text += '\n';
-    first += numOwn;
+    first += numOwnPoints(polyline);
+}
+
+std::string objText(std::vector<Polyline> const& polylines, Shift const& shift) {
+    std::string text;
+    for (Polyline const& polyline : polylines)
+        appendVertices(polyline, "v", shift, text);
+    std::size_t first = 1;
+    for (Polyline const& polyline : polylines)
+        if (!polyline.empty())
+            appendLine(polyline, first, text);
+    return text;
+}
+
+std::string plyText(std::vector<Polyline> const& polylines, Shift const& shift) {
+    std::string vertices;
+    std::string edges;
+    std::size_t numVertices = 0;
+    std::size_t numEdges = 0;
+    for (Polyline const& polyline : polylines) {
+        appendVertices(polyline, "", shift, vertices);
+        std::size_t const numOwn = numOwnPoints(polyline);
+        for (std::size_t i = 1; i < polyline.size(); ++i, ++numEdges)
+            edges += std::to_string(numVertices + i - 1) + ' ' +
+                     std::to_string(numVertices + i % numOwn) + '\n';
+        numVertices += numOwn;
+    }
+    std::string const type = isShift(shift) ? "double" : "float";
+    std::string text =
+        "ply\nformat ascii 1.0\nelement vertex " + std::to_string(numVertices) + '\n';
+    for (char const* const axis : {"x", "y", "z"})
+        text += "property " + type + ' ' + axis + '\n';
+    text += "element edge " + std::to_string(numEdges) +
+            "\nproperty int vertex1\nproperty int vertex2\nend_header\n";
+    return text + vertices + edges;
+}
+
+bool isPly(std::string_view path) {
+    constexpr std::string_view extension = ".ply";
+    return path.size() > extension.size() &&
+           std::equal(
+               extension.begin(), extension.end(), path.end() - extension.size(),
+               [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); });
 }
 
 }  // namespace
@@ -169,14 +217,7 @@ FileOutcome readPolylines(std::string const& path, std::vector<Polyline>& polyli
 
 FileOutcome writePolylines(std::string const& path, std::vector<Polyline> const& polylines,
                            std::array<double, 3> const& shift) {
-    std::string text;
-    for (Polyline const& polyline : polylines)
-        appendVertices(polyline, shift, text);
-    std::size_t first = 1;
-    for (Polyline const& polyline : polylines)
-        if (!polyline.empty())
-            appendLine(polyline, first, text);
-    return writeText(path, text);
+    return writeText(path, isPly(path) ? plyText(polylines, shift) : objText(polylines, shift));
 }
 
 }  // namespace trimora

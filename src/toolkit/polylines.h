@@ -35,10 +35,12 @@ TRIMORA_API FileOutcome readPolylines(std::string const& path, std::vector<Polyl
 TRIMORA_API FileOutcome readPolylinesText(std::string_view text, std::string const& name,
                                           std::vector<Polyline>& polylines);
 
-/// Writes polylines as OBJ lines: the vertices, then `l a b c ...` for each. A closed one names its first vertex again at its end.
-/// Coordinates are narrowed to floats and written with the fewest digits that read back to the same ones.
+/// Writes polylines as text. Coordinates are narrowed to floats and written with the fewest digits that read back to the same ones.
 ///
-/// path      see writeText
+/// OBJ       the vertices, then `l a b c ...` for each polyline; a closed one names its first vertex again at its end
+/// PLY       elements `vertex` and `edge`, one edge for each pair of neighbours; readPolylines does not read it
+///
+/// path      see writeText; PLY where it ends in .ply in any case, else OBJ
 /// shift     added to every coordinate in double precision after that, see ReadReport::shift
 /// returns   done, or what went wrong; then an existing file is untouched
 TRIMORA_API FileOutcome writePolylines(std::string const& path,

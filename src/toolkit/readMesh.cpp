@@ -49,8 +49,13 @@ FileOutcome readFrom(std::string const& name, Open open, CompactMesh& mesh, Read
     try {
         InputFile file;
         FileOutcome outcome = open(file);
+        if (outcome && file.size() == 0)
+            outcome = FileOutcome::failed(
+                FileOutcome::Failure::Unsupported,
+                file.name() + ": is empty; check whether it was written and copied whole");
         if (!outcome)
             return outcome;
+        report.bytes = static_cast<std::int64_t>(file.size());
         MeshFormat const* const format =
             recogniseMeshFormat(file, name, options.format, report, outcome);
         if (format == nullptr)
@@ -66,6 +71,16 @@ FileOutcome readFrom(std::string const& name, Open open, CompactMesh& mesh, Read
 }
 
 }  // namespace
+
+std::string ReadReport::cutShortInWords() const {
+    std::string text;
+    for (CutShort const& kind : cutShort)
+        text += (text.empty() ? "" : ", ") + std::to_string(kind.whole) + " of " +
+                (kind.announced < 0 ? "more than " + std::to_string(kind.whole)
+                                    : std::to_string(kind.announced)) +
+                " " + kind.elements;
+    return text;
+}
 
 FileOutcome readMesh(std::string const& path, CompactMesh& mesh, ReadReport& report,
                      ReadOptions const& options) {

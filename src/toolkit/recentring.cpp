@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace trimora {
 
@@ -18,6 +19,17 @@ double floatSpacing(double value) {
     auto const magnitude = static_cast<float>(std::abs(value));
     float const next = std::nextafter(magnitude, std::numeric_limits<float>::infinity());
     return static_cast<double>(next) - static_cast<double>(magnitude);
+}
+
+/// The box of the finite coordinates, with a shift put back.
+std::pair<Shift, Shift> boundsOf(koGeom::CompactMesh const& mesh, Shift const& shift) {
+    koGeom::BoundingBox const box = koGeom::finiteBounds(mesh);
+    std::pair<Shift, Shift> bounds;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        bounds.first[axis] = static_cast<double>(box.min(static_cast<int>(axis))) + shift[axis];
+        bounds.second[axis] = static_cast<double>(box.max(static_cast<int>(axis))) + shift[axis];
+    }
+    return bounds;
 }
 
 }  // namespace
@@ -40,13 +52,14 @@ Shift chooseShift(Shift const& low, Shift const& high) {
 }
 
 Shift chooseShift(koGeom::CompactMesh const& mesh) {
-    koGeom::BoundingBox const box = koGeom::finiteBounds(mesh);
-    Shift low;
-    Shift high;
-    for (int axis = 0; axis < 3; ++axis) {
-        low[static_cast<std::size_t>(axis)] = static_cast<double>(box.min(axis));
-        high[static_cast<std::size_t>(axis)] = static_cast<double>(box.max(axis));
-    }
+    auto const [low, high] = boundsOf(mesh, Shift{});
+    return chooseShift(low, high);
+}
+
+Shift correctedShift(koGeom::CompactMesh const& mesh, Shift const& shift) {
+    if (!isShift(chooseShift(mesh)))
+        return shift;
+    auto const [low, high] = boundsOf(mesh, shift);
     return chooseShift(low, high);
 }
 

@@ -6,7 +6,7 @@
 //
 // Triangles with a common vertex s are never tested there. They cut each other where the edge of one that is opposite to s passes
 // through the other; the cut then runs from s to that point. Seen from s the triangles are arcs, and only arcs whose
-// boxes of directions meet are looked at.
+// boxes of directions meet are looked at. The same pairs are asked whether they overlap in one plane.
 
 #include "toolkit/detail/selfCuts.h"
 
@@ -24,6 +24,7 @@
 #include <cmath>
 #include <deque>
 #include <limits>
+#include <optional>
 
 namespace trimora {
 
@@ -37,6 +38,7 @@ using koLinear::Vector;
 
 constexpr double shareOfTables = 0.2;
 constexpr double shareOfFans = 0.1;
+constexpr double shareOfOverlaps = 0.05;
 constexpr double flatness = 1e-12;  // height by longest edge below which a triangle has no area
 constexpr double rounding = 8.0 * std::numeric_limits<double>::epsilon();
 constexpr double slack = 1e-9;  // of unit directions
@@ -76,19 +78,26 @@ struct Arc {
     float high[3];
 };
 
-/// Cuts between triangles of one fan.
+struct SelfContacts {
+    std::vector<SelfCut> cuts;
+    std::vector<CoplanarOverlap> overlaps;
+};
+
+/// Cuts and overlaps between triangles of one fan.
 class FanCuts {
 public:
-    FanCuts(CompactMesh const& mesh, MeshAdjTris const& adjTris, std::vector<char> const& isFlat)
-        : mesh_(mesh), adjTris_(adjTris), isFlat_(isFlat) {}
+    /// overlapTest   null where overlaps are not asked for
+    FanCuts(CompactMesh const& mesh, MeshAdjTris const& adjTris, std::vector<char> const& isFlat,
+            OverlapTest const* overlapTest)
+        : mesh_(mesh), adjTris_(adjTris), isFlat_(isFlat), overlapTest_(overlapTest) {}
 
-    void find(int vertex, std::vector<SelfCut>& cuts) {
+    void find(int vertex, SelfContacts& contacts) {
         gatherArcs(vertex);
         for (std::size_t i = 0; i < arcs_.size(); ++i)
             for (std::size_t j = i + 1; j < arcs_.size() && arcs_[j].low[0] <= arcs_[i].high[0];
                  ++j)
                 if (doMeet(arcs_[i], arcs_[j]) && !haveCommonEnd(arcs_[i], arcs_[j]))
-                    test(vertex, arcs_[i], arcs_[j], cuts);
+                    test(vertex, arcs_[i], arcs_[j], contacts);
     }
 
 private:
@@ -101,12 +110,13 @@ private:
     static bool haveCommonEnd(Arc const& a, Arc const& b) {
         return a.from == b.from || a.from == b.to || a.to == b.from || a.to == b.to;
     }
-    void test(int vertex, Arc const& a, Arc const& b, std::vector<SelfCut>& cuts) const;
+    void test(int vertex, Arc const& a, Arc const& b, SelfContacts& contacts) const;
     bool passes(Arc const& edge, int vertex, Arc const& through, Point& hit) const;
 
     CompactMesh const& mesh_;
     MeshAdjTris const& adjTris_;
     std::vector<char> const& isFlat_;
+    OverlapTest const* overlapTest_;
     std::vector<Arc> arcs_;
 };
 
@@ -141,7 +151,7 @@ void FanCuts::gatherArcs(int vertex) {
 }
 
 /// Whether the edge opposite to the vertex passes through the other triangle: inside the angle at the vertex, its far edge
-/// included. An edge that lies in the plane does not.
+/// included, and the sides of the angle where the edge has an end on each side of the plane. An edge that lies in the plane does not.
 bool FanCuts::passes(Arc const& edge, int vertex, Arc const& through, Point& hit) const {
     Point const a = pointOf(edge.from);
     Point const b = pointOf(edge.to);
@@ -155,7 +165,9 @@ bool FanCuts::passes(Arc const& edge, int vertex, Arc const& through, Point& hit
     int const onFirst = sideOf(a, b, s, c);
     int const onFar = sideOf(a, b, c, d);
     int const onLast = sideOf(a, b, d, s);
-    if (onFirst == 0 || onFirst != onLast || onFar == -onFirst)
+    int const side = onFirst != 0 ? onFirst : onLast;
+    bool const isBetween = onFirst == onLast || (sideA * sideB < 0 && onFirst * onLast == 0);
+    if (side == 0 || !isBetween || onFar == -side)
         return false;
     Vector const normal = cross(c - s, d - s);
     double const heightA = dot(normal, a - s);
@@ -165,23 +177,27 @@ bool FanCuts::passes(Arc const& edge, int vertex, Arc const& through, Point& hit
     return true;
 }
 
-void FanCuts::test(int vertex, Arc const& a, Arc const& b, std::vector<SelfCut>& cuts) const {
+void FanCuts::test(int vertex, Arc const& a, Arc const& b, SelfContacts& contacts) const {
     Point hit;
     if (passes(a, vertex, b, hit) || passes(b, vertex, a, hit))
-        cuts.push_back({std::min(a.triangle, b.triangle), std::max(a.triangle, b.triangle),
-                        pointOf(vertex), hit, false});
+        contacts.cuts.push_back({std::min(a.triangle, b.triangle), std::max(a.triangle, b.triangle),
+                                 pointOf(vertex), hit, false});
+    else if (overlapTest_ != nullptr && overlapTest_->mayOverlap(a.triangle, b.triangle))
+        if (auto const overlap = overlapTest_->find(a.triangle, b.triangle))
+            contacts.overlaps.push_back(*overlap);
 }
 
 class FanCutAlg : public koUtil::ThreadedAlg {
 public:
-    FanCutAlg(CompactMesh const& mesh, MeshAdjTris const& adjTris, std::vector<char> const& isFlat)
-        : mesh_(mesh), adjTris_(adjTris), isFlat_(isFlat) {}
+    FanCutAlg(CompactMesh const& mesh, MeshAdjTris const& adjTris, std::vector<char> const& isFlat,
+              OverlapTest const* overlapTest)
+        : mesh_(mesh), adjTris_(adjTris), isFlat_(isFlat), overlapTest_(overlapTest) {}
 
     void initialize(int numThreads) override { slots_.resize(at(numThreads)); }
 
     void execute(int thread, int numThreads) override {
         constexpr int stride = 1024;
-        FanCuts fans(mesh_, adjTris_, isFlat_);
+        FanCuts fans(mesh_, adjTris_, isFlat_, overlapTest_);
         int const begin = getBeginIndex(thread, numThreads, mesh_.getNumVertices());
         int const end = getBeginIndex(thread + 1, numThreads, mesh_.getNumVertices());
         for (int v = begin; v < end; ++v) {
@@ -194,16 +210,20 @@ public:
         }
     }
 
-    void appendTo(std::vector<SelfCut>& cuts) const {
-        for (auto const& slot : slots_)
-            cuts.insert(cuts.end(), slot.begin(), slot.end());
+    void appendTo(SelfContacts& contacts) const {
+        for (SelfContacts const& slot : slots_) {
+            contacts.cuts.insert(contacts.cuts.end(), slot.cuts.begin(), slot.cuts.end());
+            contacts.overlaps.insert(contacts.overlaps.end(), slot.overlaps.begin(),
+                                     slot.overlaps.end());
+        }
     }
 
 private:
     CompactMesh const& mesh_;
     MeshAdjTris const& adjTris_;
     std::vector<char> const& isFlat_;
-    std::vector<std::vector<SelfCut>> slots_;  // one a thread
+    OverlapTest const* overlapTest_;
+    std::vector<SelfContacts> slots_;  // one a thread
 };
 
 bool isBefore(SelfCut const& a, SelfCut const& b) {
@@ -216,43 +236,82 @@ bool isSamePair(SelfCut const& a, SelfCut const& b) {
 
 class SelfCutSearch {
 public:
-    SelfCutSearch(CompactMesh const& mesh, koUtil::Progress& progress)
+    SelfCutSearch(CompactMesh const& mesh, bool areOverlapsAsked, koUtil::Progress& progress)
         : mesh_(bareCopy(mesh)), scale_(unitScale(diagonalOf(mesh))), progress_(progress) {
         scaleVertices(mesh_, scale_);
         isFlat_.resize(at(mesh_.getNumTriangles()));
         for (int t = 0; t < mesh_.getNumTriangles(); ++t)
             isFlat_[at(t)] = hasArea(mesh_, t) ? 0 : 1;
+        if (areOverlapsAsked)
+            overlapTest_.emplace(mesh_, isFlat_);
     }
 
-    std::vector<SelfCut> run();
+    SelfContacts run();
 
 private:
     void findBetweenFans();
     void addCuts(bool isPlain);
     void turnCorners();
+    void findOverlaps();
     void findInFans();
+    void sortCuts();
+    void leaveCutsOut();
+    void scaleBack();
 
     CompactMesh mesh_;
     double scale_;
     koUtil::Progress& progress_;
     koGeom::SimpleMeshCache cache_;
     std::vector<char> isFlat_;
+    std::optional<OverlapTest> overlapTest_;
     std::deque<koGeom::MeshIntersectPair> pairs_;
-    std::vector<SelfCut> cuts_;
+    SelfContacts found_;
 };
 
-std::vector<SelfCut> SelfCutSearch::run() {
+SelfContacts SelfCutSearch::run() {
     findBetweenFans();
+    if (overlapTest_ && !progress_.cancelled())
+        findOverlaps();
     if (!progress_.cancelled())
         findInFans();
-    std::stable_sort(cuts_.begin(), cuts_.end(),
-                     isBefore);  // of one pair the plain one stays first
-    cuts_.erase(std::unique(cuts_.begin(), cuts_.end(), isSamePair), cuts_.end());
-    for (SelfCut& cut : cuts_)
-        for (Point* const p : {&cut.start, &cut.end})
-            *p = Point(p->x / scale_, p->y / scale_, p->z / scale_);
+    sortCuts();
+    sortOverlaps(found_.overlaps);
+    leaveCutsOut();
+    scaleBack();
     progress_.set(1.0);
-    return std::move(cuts_);
+    return std::move(found_);
+}
+
+/// Of one pair the plain one stays first.
+void SelfCutSearch::sortCuts() {
+    std::vector<SelfCut>& cuts = found_.cuts;
+    std::stable_sort(cuts.begin(), cuts.end(), isBefore);
+    cuts.erase(std::unique(cuts.begin(), cuts.end(), isSamePair), cuts.end());
+}
+
+/// Near one plane rounding may make a pair cut.
+void SelfCutSearch::leaveCutsOut() {
+    std::vector<CoplanarOverlap>& overlaps = found_.overlaps;
+    overlaps.erase(
+        std::remove_if(overlaps.begin(), overlaps.end(),
+                       [this](CoplanarOverlap const& overlap) {
+                           SelfCut const pair{overlap.triangle, overlap.other, {}, {}, false};
+                           return std::binary_search(found_.cuts.begin(), found_.cuts.end(), pair,
+                                                     isBefore);
+                       }),
+        overlaps.end());
+}
+
+void SelfCutSearch::scaleBack() {
+    auto const toSize = [this](Point& p) { p = Point(p.x / scale_, p.y / scale_, p.z / scale_); };
+    for (SelfCut& cut : found_.cuts) {
+        toSize(cut.start);
+        toSize(cut.end);
+    }
+    for (CoplanarOverlap& overlap : found_.overlaps) {
+        toSize(overlap.centre);
+        overlap.area = overlap.area / scale_ / scale_;
+    }
 }
 
 void SelfCutSearch::findBetweenFans() {
@@ -264,7 +323,7 @@ void SelfCutSearch::findBetweenFans() {
     progress_.set(shareOfTables);
     for (int turn = 0; turn < numTurns && !progress_.cancelled(); ++turn) {
         koUtil::Progress child;
-        progress_.subPhase((1.0 - shareOfTables - shareOfFans) / numTurns, child);
+        progress_.subPhase((1.0 - shareOfTables - shareOfFans - shareOfOverlaps) / numTurns, child);
         koGeom::MeshIntersect(mesh_, *octree, *octreeTris).selfIntersect(child, pairs_);
         addCuts(turn == 0 && scale_ == 1.0);
         turnCorners();
@@ -279,10 +338,10 @@ void SelfCutSearch::addCuts(bool isPlain) {
         koGeom::MeshIntersectPair const& onOther = pairs_[i];
         koGeom::MeshIntersectPair const& onThis = pairs_[i + 1];
         if (isFound(onOther) && isFound(onThis))
-            cuts_.push_back({onThis.start.triangle, onOther.start.triangle,
-                             onThis.start.evaluate(mesh_.getVertices(), mesh_.getTriangles()),
-                             onThis.end.evaluate(mesh_.getVertices(), mesh_.getTriangles()),
-                             isPlain});
+            found_.cuts.push_back({onThis.start.triangle, onOther.start.triangle,
+                                   onThis.start.evaluate(mesh_.getVertices(), mesh_.getTriangles()),
+                                   onThis.end.evaluate(mesh_.getVertices(), mesh_.getTriangles()),
+                                   isPlain});
     }
     pairs_.clear();
 }
@@ -294,22 +353,35 @@ void SelfCutSearch::turnCorners() {
     }
 }
 
+void SelfCutSearch::findOverlaps() {
+    ko::Reference<koGeom::OctreeTris> const octreeTris = cache_.getOctreeTris(mesh_);
+    koUtil::Progress child;
+    progress_.subPhase(shareOfOverlaps, child);
+    found_.overlaps = findCoplanarOverlaps(mesh_, *octreeTris, *overlapTest_, child);
+}
+
 void SelfCutSearch::findInFans() {
     ko::Reference<MeshAdjTris> const adjTris = cache_.getAdjTris(mesh_);
     koUtil::Progress child;
     progress_.subPhase(shareOfFans, child);
-    FanCutAlg alg(mesh_, *adjTris, isFlat_);
+    FanCutAlg alg(mesh_, *adjTris, isFlat_, overlapTest_ ? &*overlapTest_ : nullptr);
     alg.setProgress(&child);
     koUtil::ThreadPool::get().run(alg);
-    alg.appendTo(cuts_);
+    alg.appendTo(found_);
 }
 
 }  // namespace
 
-std::vector<SelfCut> findSelfCuts(CompactMesh const& mesh, koUtil::Progress& progress) {
+std::vector<SelfCut> findSelfCuts(CompactMesh const& mesh, koUtil::Progress& progress,
+                                  std::vector<CoplanarOverlap>* overlaps) {
+    if (overlaps != nullptr)
+        overlaps->clear();
     if (mesh.getNumTriangles() == 0)
         return {};
-    return SelfCutSearch(mesh, progress).run();
+    SelfContacts found = SelfCutSearch(mesh, overlaps != nullptr, progress).run();
+    if (overlaps != nullptr)
+        *overlaps = std::move(found.overlaps);
+    return std::move(found.cuts);
 }
 
 }  // namespace trimora

@@ -9,8 +9,12 @@
 #include "trimora/contract/koGeom/KDTree.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <tuple>
+#include <unordered_map>
 
 namespace trimora {
 
@@ -51,109 +55,171 @@ double meanEdge(MeshHole const& hole) {
     return hole.perimeter / hole.numEdges();
 }
 
+/// Edges of loops that run from one and the same place to another, cut into as many pieces: copies of a surface in one place have
+/// them in common, and ask and are asked for once.
+struct BorderEdge {
+    Point start, end;
+    std::size_t firstSample;
+    int numSamples;
+    int loop;  // the first that has it
+    bool hasSeveralLoops;
+};
+
+/// By the bits of the coordinates and the number of pieces.
+using EdgeKey = std::array<std::uint32_t, 7>;
+
+struct EdgeKeyHash {
+    std::size_t operator()(EdgeKey const& key) const {
+        std::uint64_t hash = 0xcbf29ce484222325u;
+        for (std::uint32_t const word : key)
+            hash = ((hash ^ word) * 0x9e3779b97f4a7c15u) ^ (hash >> 29);
+        return static_cast<std::size_t>(hash);
+    }
+};
+
 class BorderDistances {
 public:
     BorderDistances(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                     std::vector<int> const& chosen);
 
     /// Nothing for a loop without a neighbour.
-    std::optional<double> gapOf(int loop) const;
+    std::optional<double> gapOf(int loop);
 
 private:
     struct Sample {
-        int loop;
-        int place;  // of the edge
+        int edge;
+        // What a loop of this perimeter was told, if every loop of this perimeter is told it.
+        double perimeter = -1.0;
+        std::optional<double> distance;
     };
 
-    void sampleLoop(int loop);
-    int vertexAt(int loop, int place) const {
-        std::vector<int> const& vertices = holes_[at(loop)].vertices;
-        return vertices[at(place) % vertices.size()];
-    }
-    std::optional<double> distanceToOthers(int sample) const;
-    std::optional<double> nearest(int sample, double radius) const;
+    void addLoop(int loop);
+    int addEdge(int loop, int start, int end);
+    std::optional<double> distanceToOthers(int loop, std::size_t sample);
+    std::optional<double> askForOthers(int loop, std::size_t sample, bool& isForAll) const;
+    std::optional<double> nearest(int loop, std::size_t sample, double radius,
+                                  bool& isForAll) const;
 
     CompactMesh const& mesh_;
     std::vector<MeshHole> const& holes_;
+    std::unordered_map<EdgeKey, int, EdgeKeyHash> edgeOf_;
+    std::vector<BorderEdge> edges_;
+    std::vector<std::vector<int>> edgesOfLoop_;
     std::vector<Sample> samples_;
     std::vector<float> places_;
-    std::vector<std::pair<int, int>> ranges_;  // of samples, by loop
     koGeom::KDTree tree_;
 };
 
 BorderDistances::BorderDistances(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                                  std::vector<int> const& chosen)
-    : mesh_(mesh), holes_(holes), ranges_(holes.size()), tree_(0) {
+    : mesh_(mesh), holes_(holes), edgesOfLoop_(holes.size()), tree_(0) {
     for (int const loop : chosen)
         if (std::isfinite(holes[at(loop)].perimeter))
-            sampleLoop(loop);
+            addLoop(loop);
     for (int i = 0; i < static_cast<int>(samples_.size()); ++i)
         tree_.insert(places_.data(), i);
 }
 
-void BorderDistances::sampleLoop(int loop) {
-    MeshHole const& hole = holes_[at(loop)];
-    ranges_[at(loop)].first = static_cast<int>(samples_.size());
-    for (int place = 0; place < hole.numEdges(); ++place) {
-        Point const start = pointOf(mesh_, vertexAt(loop, place));
-        Vector const along = pointOf(mesh_, vertexAt(loop, place + 1)) - start;
-        double const pieces =
-            hole.perimeter > 0.0
-                ? std::max(1.0, std::ceil(along.length() / hole.perimeter * samplesPerLoop))
-                : 1.0;
-        for (double i = 0.0; i < pieces; ++i) {
-            Point const p = start + i / pieces * along;
-            samples_.push_back({loop, place});
-            for (double const c : {p.x, p.y, p.z})
-                places_.push_back(static_cast<float>(c));
-        }
-    }
-    ranges_[at(loop)].second = static_cast<int>(samples_.size());
+void BorderDistances::addLoop(int loop) {
+    std::vector<int> const& vertices = holes_[at(loop)].vertices;
+    std::vector<int>& edges = edgesOfLoop_[at(loop)];
+    edges.clear();
+    for (std::size_t i = 0; i < vertices.size(); ++i)
+        edges.push_back(addEdge(loop, vertices[i], vertices[(i + 1) % vertices.size()]));
 }
 
-/// To the edges with samples in the box.
-std::optional<double> BorderDistances::nearest(int sample, double radius) const {
-    float const* const p = &places_[3 * at(sample)];
+int BorderDistances::addEdge(int loop, int start, int end) {
+    double const perimeter = holes_[at(loop)].perimeter;
+    Point const from = pointOf(mesh_, start);
+    Vector const along = pointOf(mesh_, end) - from;
+    int const pieces =
+        perimeter > 0.0 ? static_cast<int>(
+                              std::max(1.0, std::ceil(along.length() / perimeter * samplesPerLoop)))
+                        : 1;
+    EdgeKey key = {};
+    std::memcpy(key.data(), &mesh_.getVertices()[start], 3 * sizeof(float));
+    std::memcpy(key.data() + 3, &mesh_.getVertices()[end], 3 * sizeof(float));
+    key[6] = static_cast<std::uint32_t>(pieces);
+    auto const [known, isNew] = edgeOf_.emplace(key, static_cast<int>(edges_.size()));
+    if (!isNew) {
+        BorderEdge& edge = edges_[at(known->second)];
+        edge.hasSeveralLoops = edge.hasSeveralLoops || edge.loop != loop;
+        return known->second;
+    }
+    edges_.push_back({from, pointOf(mesh_, end), samples_.size(), pieces, loop, false});
+    for (int i = 0; i < pieces; ++i) {
+        Point const p = from + static_cast<double>(i) / pieces * along;
+        samples_.push_back({known->second, -1.0, {}});
+        for (double const c : {p.x, p.y, p.z})
+            places_.push_back(static_cast<float>(c));
+    }
+    return known->second;
+}
+
+/// To the edges of other loops with samples in the box.
+///
+/// isForAll   out: false when the answer may be another for a loop whose own edges are others
+std::optional<double> BorderDistances::nearest(int loop, std::size_t sample, double radius,
+                                               bool& isForAll) const {
+    float const* const p = &places_[3 * sample];
     auto const r = static_cast<float>(radius);
     float const box[6] = {p[0] - r, p[1] - r, p[2] - r, p[0] + r, p[1] + r, p[2] + r};
     std::vector<int> found;
     tree_.searchAll(places_.data(), box, found);
     std::optional<double> best;
     for (int const other : found) {
-        auto const& [loop, place] = samples_[at(other)];
-        if (loop == samples_[at(sample)].loop)
+        BorderEdge const& edge = edges_[at(samples_[at(other)].edge)];
+        isForAll = isForAll && edge.hasSeveralLoops;
+        if (!edge.hasSeveralLoops && edge.loop == loop)
             continue;
-        double const d =
-            distanceToEdge(Point(p[0], p[1], p[2]), pointOf(mesh_, vertexAt(loop, place)),
-                           pointOf(mesh_, vertexAt(loop, place + 1)));
-        if (d == 0.0)
-            return d;  // nothing is nearer: where many copies lie in one place the rest need not be looked at
+        double const d = distanceToEdge(Point(p[0], p[1], p[2]), edge.start, edge.end);
         best = best ? std::min(*best, d) : d;
     }
     return best;
 }
 
-std::optional<double> BorderDistances::distanceToOthers(int sample) const {
-    double const perimeter = holes_[at(samples_[at(sample)].loop)].perimeter;
+std::optional<double> BorderDistances::askForOthers(int loop, std::size_t sample,
+                                                    bool& isForAll) const {
+    double const perimeter = holes_[at(loop)].perimeter;
     for (double radius = perimeter / samplesPerLoop; radius <= reach * perimeter; radius *= 2.0) {
-        if (auto const found =
-                nearest(sample, radius))  // an edge may be near whose samples are not
-            return *found == 0.0 ? found : nearest(sample, 2.0 * radius);
+        if (auto const found = nearest(loop, sample, radius,
+                                       isForAll))  // an edge may be near whose samples are not
+            return *found == 0.0 ? found : nearest(loop, sample, 2.0 * radius, isForAll);
         if (!(radius > 0.0))
             break;
     }
     return std::nullopt;
 }
 
-std::optional<double> BorderDistances::gapOf(int loop) const {
-    auto const [begin, end] = ranges_[at(loop)];
-    auto const count = static_cast<std::size_t>(end - begin);
+std::optional<double> BorderDistances::distanceToOthers(int loop, std::size_t sample) {
+    double const perimeter = holes_[at(loop)].perimeter;
+    if (samples_[sample].perimeter == perimeter)
+        return samples_[sample].distance;
+    bool isForAll = true;
+    auto const distance = askForOthers(loop, sample, isForAll);
+    if (isForAll) {
+        samples_[sample].perimeter = perimeter;
+        samples_[sample].distance = distance;
+    }
+    return distance;
+}
+
+std::optional<double> BorderDistances::gapOf(int loop) {
+    std::size_t count = 0;
+    for (int const edge : edgesOfLoop_[at(loop)])
+        count += at(edges_[at(edge)].numSamples);
     std::size_t const stride = count / mostQueries + 1;
     std::vector<double> distances;
     std::size_t numQueries = 0;
-    for (std::size_t i = 0; i < count; i += stride, ++numQueries)
-        if (auto const d = distanceToOthers(begin + static_cast<int>(i)))
-            distances.push_back(*d);
+    std::size_t next = 0;  // along the loop: the sample to ask for
+    std::size_t passed = 0;
+    for (int const number : edgesOfLoop_[at(loop)]) {
+        BorderEdge const& edge = edges_[at(number)];
+        for (; next < passed + at(edge.numSamples); next += stride, ++numQueries)
+            if (auto const d = distanceToOthers(loop, edge.firstSample + (next - passed)))
+                distances.push_back(*d);
+        passed += at(edge.numSamples);
+    }
     std::sort(distances.begin(), distances.end());
     std::size_t const quarter = numQueries / nearShare;
     if (distances.empty() || distances.size() <= quarter)
@@ -210,7 +276,7 @@ std::optional<StitchSuggestion> suggestStitchDistance(CompactMesh const& mesh,
                                                       std::vector<int> const& chosen) {
     requireSoundMesh(mesh);
     requireHoles(mesh, holes, chosen);
-    BorderDistances const distances(mesh, holes, chosen);
+    BorderDistances distances(mesh, holes, chosen);
     StitchSuggestion suggestion;
     for (int const loop : chosen) {
         if (auto const gap = distances.gapOf(loop))

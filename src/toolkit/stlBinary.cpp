@@ -3,6 +3,7 @@
 #include "toolkit/ReadReport.h"
 #include "toolkit/detail/FaceList.h"
 #include "toolkit/detail/files.h"
+#include "toolkit/detail/meshNames.h"
 #include "toolkit/detail/readLimits.h"
 #include "toolkit/detail/recentring.h"
 #include "toolkit/detail/stlFormat.h"
@@ -34,7 +35,6 @@ constexpr std::size_t cornersSize = 36;
 
 // Bytes at the peak for each triangle: its corners and their indices; welding adds its tables, the remap and the copy.
 constexpr double bytesPerTriangle = 48.0;
-constexpr double weldBytesPerTriangle = 170.0;
 
 /// What a block holds besides its coordinates.
 struct BlockFindings {
@@ -133,7 +133,10 @@ inline void BlocksAlg::examine(int triangle, float const* corners, char const* a
 
 /// How many triangles to read. What the head says holds where the file has as many; one that was never filled in, as programs leave it
 /// that cannot go back in their output, is no word.
-std::uint64_t countTriangles(std::uint32_t declared, std::uint64_t size, ReadReport& report) {
+///
+/// ending    what is to be told of the place where the triangles end
+std::uint64_t countTriangles(std::uint32_t declared, std::uint64_t size, ReadReport& report,
+                             ReadReport& ending) {
     std::uint64_t const whole = (size - stlHeaderSize) / stlTriangleSize;
     std::uint64_t const left = (size - stlHeaderSize) % stlTriangleSize;
     std::string const told = std::to_string(declared);
@@ -148,13 +151,19 @@ std::uint64_t countTriangles(std::uint32_t declared, std::uint64_t size, ReadRep
                    "the head does not tell the count of triangles; all " + std::to_string(whole) +
                        " are read");
     else if (declared > whole)
-        addProblem(report, FacePlaces::Bytes, byte,
+        addProblem(ending, FacePlaces::Bytes, byte,
                    "the file ends after " + std::to_string(whole) + " of " + told + " triangles" +
                        (left > 0 ? " and within the next one" : ""));
     else
-        addProblem(report, FacePlaces::Bytes, byte,
-                   std::to_string(size - static_cast<std::uint64_t>(byte)) +
-                       " bytes behind the last of " + told + " triangles; not read");
+        report.notes.push_back(
+            "goes on for " + std::to_string(size - static_cast<std::uint64_t>(byte)) +
+            " bytes behind the last of its " + told + " triangles; they were not read");
+    if (!isUnfilled && declared > whole)
+        report.cutShort.push_back({"triangles", static_cast<std::int64_t>(whole), declared});
+    constexpr std::uint64_t farOff = 16;
+    if (!isUnfilled && declared / farOff > whole)
+        report.notes.push_back("has a head that tells of " + told +
+                               " triangles, far more than its size does: it may be no STL file");
     return count;
 }
 
@@ -166,13 +175,14 @@ std::string nameIn(std::string_view header) {
     bool const isText = std::all_of(name.begin(), name.end(), [](char c) {
         return static_cast<unsigned char>(c) >= ' ' && c != '\x7f';
     });
-    return isText ? std::string(name) : std::string();
+    return isText ? meshNameOf(name) : std::string();
 }
 
 void dropNonfinite(CompactMesh& mesh, ReadReport& report) {
     float const* const positions = mesh.getVerticesRaw();
     int* const triangles = mesh.getTrianglesRaw();
     int numKept = 0;
+    ReadReport left;
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
         float const* const corners = positions + 9 * static_cast<std::ptrdiff_t>(t);
         if (std::all_of(corners, corners + 9, [](float x) { return std::isfinite(x); })) {
@@ -181,13 +191,14 @@ void dropNonfinite(CompactMesh& mesh, ReadReport& report) {
             ++numKept;
         } else {
             ++report.dropped.nonfinite;
-            addProblem(report, FacePlaces::Bytes,
+            addProblem(left, FacePlaces::Bytes,
                        static_cast<std::int64_t>(stlHeaderSize) +
                            static_cast<std::int64_t>(stlTriangleSize) * t,
                        "face at a vertex that is NaN or infinite; dropped");
         }
     }
     mesh.resizeTriangleArray(numKept);
+    mergeProblems(report, left);
 }
 
 void reportFindings(std::vector<BlockFindings> const& findings, ReadReport& report) {
@@ -195,10 +206,7 @@ void reportFindings(std::vector<BlockFindings> const& findings, ReadReport& repo
     for (BlockFindings const& block : findings) {
         report.nonfiniteVertices += block.numNonfinite;
         numAttributes += block.numAttributes;
-        report.numProblems += block.problems.numProblems;
-        for (ReadReport::Problem const& problem : block.problems.problems)
-            if (report.problems.size() < ReadReport::maxProblems)
-                report.problems.push_back(problem);
+        mergeProblems(report, block.problems);
     }
     if (numAttributes > 0)
         report.ignoredProperties.push_back("attribute bytes of " + std::to_string(numAttributes) +
@@ -210,7 +218,7 @@ FileOutcome checkHeader(InputFile const& file, std::uint64_t count, ReadOptions 
         return FileOutcome::failed(Failure::Limit, file.name() +
                                                        ": more than 2^31 - 2 corners, what 32-bit "
                                                        "indices can name; split the file");
-    double const bytes = options.weld ? weldBytesPerTriangle : bytesPerTriangle;
+    double const bytes = options.weld ? stlWeldBytesPerTriangle : bytesPerTriangle;
     return requireMemoryFor(file, bytes * static_cast<double>(count), options);
 }
 
@@ -225,8 +233,9 @@ FileOutcome readBinaryStl(InputFile const& file, CompactMesh& mesh, ReadReport& 
                                                  "too short for a binary one");
     if (!file.fetch(0, header.size(), header.data()))
         return cannotBeRead(file);
+    ReadReport ending;
     std::uint64_t const count =
-        countTriangles(stlTriangleCount(header.data()), file.size(), report);
+        countTriangles(stlTriangleCount(header.data()), file.size(), report, ending);
     if (FileOutcome const fits = checkHeader(file, count, options); !fits)
         return fits;
 
@@ -249,6 +258,7 @@ FileOutcome readBinaryStl(InputFile const& file, CompactMesh& mesh, ReadReport& 
     reportFindings(alg.findings(), report);
     if (options.dropNonfinite && report.nonfiniteVertices > 0)
         dropNonfinite(mesh, report);
+    mergeProblems(report, ending);
     report.triangles = mesh.getNumTriangles();
     return FileOutcome::done();
 }

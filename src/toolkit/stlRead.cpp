@@ -8,6 +8,7 @@
 #include "toolkit/detail/FaceList.h"
 #include "toolkit/detail/TextCursor.h"
 #include "toolkit/detail/files.h"
+#include "toolkit/detail/meshNames.h"
 #include "toolkit/detail/readLimits.h"
 #include "toolkit/detail/recentring.h"
 #include "toolkit/detail/stlFormat.h"
@@ -71,11 +72,30 @@ Keyword keywordOf(std::string_view word) {
     return Keyword::None;
 }
 
+/// Where in the line behind solid the first facet begins, in files without line ends; else the line's size.
+std::size_t facetIn(std::string_view line) {
+    constexpr std::string_view blanks = " \t\v\f";
+    std::size_t before = line.size();  // the word facet, if it is the last one
+    for (std::size_t begin = line.find_first_not_of(blanks); begin < line.size();) {
+        std::size_t const end = std::min(line.find_first_of(blanks, begin), line.size());
+        Keyword const found = keywordOf(line.substr(begin, end - begin));
+        if (before < line.size() && (found == Keyword::Normal || found == Keyword::Outer))
+            return before;
+        before = found == Keyword::Facet ? begin : line.size();
+        begin = line.find_first_not_of(blanks, end);
+    }
+    return line.size();
+}
+
 class TextStlReader {
 public:
     TextStlReader(LoadedText const& text, Shift const& shift, ReadReport& report,
                   ReadOptions const& options)
-        : cursor_(text), shift_(shift), report_(report), options_(options) {}
+        : cursor_(text),
+          limit_(options, text.size()),
+          shift_(shift),
+          report_(report),
+          options_(options) {}
 
     FileOutcome run(std::string const& fileName, CompactMesh& mesh);
     bool exceedsFloat() const { return exceedsFloat_; }
@@ -87,14 +107,20 @@ private:
     void skipNormal();
     void vertex();
     void endFacet();
+    void skipLine() { cursor_.passOver(cursor_.peekLine().size()); }
     void problem(std::int64_t line, char const* text) {
         addProblem(faces_.left, FacePlaces::Lines, line, text);
     }
     bool isCancelled() const {
         return options_.progress != nullptr && options_.progress->cancelled();
     }
+    bool fits(std::uint64_t moreBytes) const {
+        return limit_.allows(bytesIn(positions_) + bytesIn(corners_) + faces_.numBytes() +
+                             moreBytes);
+    }
 
     TextCursor cursor_;
+    GrowthLimit const limit_;
     Shift const shift_;
     ReadReport& report_;
     ReadOptions const& options_;
@@ -105,11 +131,14 @@ private:
     int numSolids_ = 0;
     int numEnds_ = 0;
     bool exceedsFloat_ = false;
+    bool exceedsLimit_ = false;
 };
 
 FileOutcome TextStlReader::run(std::string const& fileName, CompactMesh& mesh) {
     if (!read())
         return FileOutcome::failed(Failure::Cancelled, "reading was cancelled");
+    if (exceedsLimit_)
+        return takesTooMuch(fileName);
     report_.variant = "text";
     report_.lines = cursor_.numLines();
     report_.vertices = static_cast<std::int64_t>(positions_.size() / 3);
@@ -134,22 +163,26 @@ FileOutcome TextStlReader::run(std::string const& fileName, CompactMesh& mesh) {
 
 bool TextStlReader::read() {
     constexpr int wordsPerQuestion = 1 << 14;
-    for (int numWords = 0; cursor_.toWord(); ++numWords) {
-        if (numWords % wordsPerQuestion == 0 && isCancelled())
-            return false;
+    for (int numWords = 0; cursor_.toWord() && !exceedsLimit_; ++numWords) {
+        if (numWords % wordsPerQuestion == 0) {
+            if (isCancelled())
+                return false;
+            exceedsLimit_ = !fits(0);
+        }
         std::int64_t const line = cursor_.line();
         std::string_view const word = cursor_.word();
         Keyword const found = keywordOf(word);
         if (found == Keyword::None) {
             ++report_.unknownLines;
             problem(line, "a word that means nothing in this format; line skipped");
-            cursor_.restOfLine();
+            skipLine();
         } else {
             keyword(found);
         }
     }
     if (facetLine_ != 0) {
         problem(cursor_.numLines(), "the file ends within a facet");
+        report_.cutShort.push_back({"facets", static_cast<std::int64_t>(faces_.numFaces())});
         endFacet();
     } else if (numEnds_ < numSolids_) {
         problem(cursor_.numLines(), "the file ends without endsolid");
@@ -174,7 +207,7 @@ void TextStlReader::keyword(Keyword keyword) {
     case Keyword::EndSolid:
         endFacet();
         ++numEnds_;
-        cursor_.restOfLine();
+        skipLine();
         return;
     default:
         return;
@@ -183,9 +216,11 @@ void TextStlReader::keyword(Keyword keyword) {
 
 void TextStlReader::solid() {
     endFacet();
-    std::string_view const name = cursor_.restOfLine();
+    std::string_view const line = cursor_.peekLine();
+    std::string_view const name = line.substr(0, facetIn(line));
+    cursor_.passOver(name.size());
     if (numSolids_++ == 0)
-        report_.name = name;
+        report_.name = meshNameOf(name.substr(0, name.find_last_not_of(" \t\v\f") + 1));
 }
 
 /// What a facet's normal says follows from its corners.
@@ -230,7 +265,9 @@ void TextStlReader::endFacet() {
     } else if (numCorners > 3) {
         problem(facetLine_, "facet with more than three corners; cut into triangles");
     }
-    for (std::size_t k = 2; k < numCorners; ++k) {
+    constexpr std::size_t bytesPerTriangle = 9 * sizeof(float) + 3 * sizeof(int) + 8;
+    exceedsLimit_ = exceedsLimit_ || (numCorners > 3 && !fits(numCorners * bytesPerTriangle));
+    for (std::size_t k = 2; k < numCorners && !exceedsLimit_; ++k) {
         for (std::size_t const corner : {std::size_t(0), k - 1, k}) {
             // Beyond what an int can name the count is refused in the end, whatever stands here.
             faces_.corners.push_back(static_cast<int>(positions_.size() / 3));
@@ -240,6 +277,43 @@ void TextStlReader::endFacet() {
     }
     corners_.clear();
     facetLine_ = 0;
+}
+
+/// What people name .stl that is none, by its first bytes.
+struct OtherContent {
+    std::string_view begin;
+    char const* what;
+};
+constexpr std::array<OtherContent, 9> otherContents = {
+    {{"\x1F\x8B", "is compressed (gzip); unpack it first"},
+     {"PK\x03\x04", "is an archive (ZIP); unpack it first"},
+     {"7z\xBC\xAF", "is an archive (7z); unpack it first"},
+     {"\xFD"
+      "7zXZ",
+      "is compressed (xz); unpack it first"},
+     {"\x28\xB5\x2F\xFD", "is compressed (Zstandard); unpack it first"},
+     {"BZh", "is compressed (bzip2); unpack it first"},
+     {"%PDF", "is a PDF document, no STL file"},
+     {"\xFF\xFE", "is text in UTF-16; save it as ASCII or UTF-8"},
+     {"\xFE\xFF", "is text in UTF-16; save it as ASCII or UTF-8"}}};
+
+/// Whether it has no character that no text has.
+bool isText(std::string_view head) {
+    return std::none_of(head.begin(), head.end(), [](char c) {
+        bool const isControl = static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+        return isControl && std::string_view(" \t\r\n\v\f").find(c) == std::string_view::npos;
+    });
+}
+
+/// Why content that has neither facets in text nor the size that its head tells can be no binary file either; null: it may be one.
+char const* whyNoStl(std::string_view head) {
+    auto const* const found =
+        std::find_if(otherContents.begin(), otherContents.end(),
+                     [head](OtherContent const& other) { return head.starts_with(other.begin); });
+    if (found != otherContents.end())
+        return found->what;
+    return !head.empty() && isText(head) ? "is text, but no STL: it has no facets; check what it is"
+                                         : nullptr;
 }
 
 bool isBinary(std::string_view head, std::uint64_t size) {
@@ -276,9 +350,15 @@ FileOutcome readStl(InputFile const& file, CompactMesh& mesh, ReadReport& report
         static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), recognitionBytes)), '\0');
     if (!file.fetch(0, head.size(), head.data()))
         return cannotBeRead(file);
-    FileOutcome const outcome = isBinary(head, file.size())
-                                    ? readBinaryStl(file, mesh, report, options)
-                                    : readTextStl(file, mesh, report, options);
+    bool const readsBinary = isBinary(head, file.size());
+    char const* const whyNot =
+        readsBinary && !hasBinarySize(head, file.size()) ? whyNoStl(head) : nullptr;
+    if (whyNot != nullptr)
+        return FileOutcome::failed(Failure::Unsupported, file.name() + ": " + whyNot);
+    FileOutcome outcome = readsBinary ? readBinaryStl(file, mesh, report, options)
+                                      : readTextStl(file, mesh, report, options);
+    if (outcome && options.weld)
+        outcome = requireMemoryFor(file, stlWeldBytesPerTriangle * mesh.getNumTriangles(), options);
     if (outcome && options.weld)
         weldCorners(mesh, report);
     return outcome;

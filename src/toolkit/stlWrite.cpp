@@ -3,6 +3,7 @@
 
 #include "toolkit/detail/blockOutput.h"
 #include "toolkit/detail/files.h"
+#include "toolkit/detail/meshNames.h"
 #include "toolkit/detail/recentring.h"
 #include "toolkit/detail/stlFormat.h"
 #include "toolkit/detail/textNumbers.h"
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace trimora {
@@ -28,6 +30,15 @@ std::string printable(std::string name) {
         name.begin(), name.end(),
         [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
     return name;
+}
+
+/// In any case, as readers take it.
+bool beginsWithSolid(std::string_view header) {
+    constexpr std::string_view word = "solid";
+    return header.size() >= word.size() &&
+           std::equal(word.begin(), word.end(), header.begin(), [](char a, char b) {
+               return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b);
+           });
 }
 
 /// Corners of polygons cut into fans, as reading does it.
@@ -137,8 +148,8 @@ FileOutcome writeText(OutputFile& file, StlFacets const& facets, WriteOptions co
 }
 
 FileOutcome writeBinary(OutputFile& file, StlFacets const& facets, WriteOptions const& options) {
-    std::string header = options.name.empty() ? "trimora" : printable(options.name);
-    if (header.starts_with("solid") || header.starts_with("SOLID"))
+    std::string header = options.name.empty() ? std::string(ownMark) : printable(options.name);
+    if (beginsWithSolid(header))
         header.insert(0, " ");  // programs that look no further take it for text
     header.resize(stlNameSize, '\0');
     auto const count = static_cast<std::uint32_t>(facets.count());
@@ -158,8 +169,9 @@ FileOutcome writeStl(OutputFile& file, CompactMesh const& mesh, WriteOptions con
     StlFacets const facets(mesh, options.shift);
     if (facets.count() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
         return FileOutcome::failed(FileOutcome::Failure::Limit,
-                                   "more than 2^31 - 1 triangles once its polygons are cut; split "
-                                   "the mesh");
+                                   file.name() +
+                                       ": more than 2^31 - 1 triangles once its polygons are cut; "
+                                       "split the mesh");
     return options.encoding == WriteOptions::Encoding::Text ? writeText(file, facets, options)
                                                             : writeBinary(file, facets, options);
 }

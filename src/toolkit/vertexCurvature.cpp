@@ -15,6 +15,10 @@ CurvatureOutcome measureCurvature(CompactMesh const& mesh, koGeom::MeshCurvature
     CurvatureOutcome outcome;
     if (isRefused(outcome, mesh) || mesh.getNumVertices() == 0)
         return outcome;
+    if (kind < koGeom::MeanCurvature || kind > koGeom::MaxCurvature) {
+        outcome.refusal = "there is no curvature of this number";
+        return outcome;
+    }
     CompactMesh copy;
     bool const hasNormals = mesh.getNormals() != nullptr;
     if (!hasNormals) {

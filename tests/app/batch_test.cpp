@@ -1,92 +1,19 @@
 // A task on many files: each ends as a line of the results, whatever it does to its process, and what is done stays done.
 
-#include "app/editRun.h"
-#include "app/runCommand.h"
-#include "support/builders.h"
-#include "toolkit/sampleMeshes.h"
+#include "app/batchFiles.h"
 
-#include <algorithm>
-#include <cctype>
 #include <doctest/doctest.h>
-#include <functional>
-#include <map>
 #include <set>
 
 using namespace commandTest;
-using Json = nlohmann::json;
 
 namespace {
-
-std::vector<Json> linesOf(std::string const& text) {
-    std::vector<Json> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(Json::parse(line));
-    return lines;
-}
-
-/// The last line of each input.
-std::map<std::string, Json> resultsIn(std::string const& path) {
-    std::map<std::string, Json> results;
-    for (Json const& line : linesOf(contentOf(path)))
-        results[line["input"]] = line;
-    return results;
-}
-
-std::size_t numLines(std::string const& path) {
-    std::string const text = contentOf(path);
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
-/// Meshes small, middle and large in a folder of their own, and the list of their paths.
-struct Files : TemporaryFolder {
-    explicit Files(std::vector<std::string> const& names) {
-        std::string list;
-        for (std::string const& name : names) {
-            fs::create_directories(fs::path(*this / name).parent_path());
-            store(*this / name, trimora::makeScan(2, 1));
-            list += name + "\n";
-        }
-        writeFile(*this / "list", list);
-    }
-    /// From within the folder, so that the paths of the list hold.
-    Run batch(std::string const& arguments) const {
-        return run("batch " + arguments, "cd " + path() + " &&");
-    }
-};
 
 /// A file on which many passes take far longer than the tests wait, so that its process is there to be found.
 void storeSlow(std::string const& path) {
     store(path, trimora::makeScan(7, 2));
 }
 constexpr char slowTask[] = " --task 'smooth --laplacian 20000'";
-
-/// The processes that a process has begun.
-std::vector<pid_t> childrenOf(pid_t parent) {
-    std::vector<pid_t> children;
-    for (fs::directory_entry const& entry : fs::directory_iterator("/proc")) {
-        std::string const name = entry.path().filename().string();
-        if (std::isdigit(static_cast<unsigned char>(name[0])) == 0)
-            continue;
-        std::string const status = contentOf(entry.path() / "stat");
-        std::istringstream rest(status.substr(std::min(status.size(), status.rfind(')') + 1)));
-        char state = 0;
-        pid_t itsParent = 0;
-        rest >> state >> itsParent;
-        if (itsParent == parent && state != 'Z')
-            children.push_back(std::stoi(name));
-    }
-    return children;
-}
-
-bool comesTrue(std::function<bool()> const& condition) {
-    for (int i = 0; i < 1200; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    }
-    return false;
-}
 
 bool isGone(pid_t process) {
     std::string const status = contentOf("/proc/" + std::to_string(process) + "/stat");
@@ -118,6 +45,10 @@ TEST_CASE("eachFileOfABatchHasALineAndAnOutput") {
         CHECK(line["seconds"] > 0.0);
         CHECK(line["peakMemory"] > 1000000);
         CHECK(line["run"]["stages"].size() == 2);
+        CHECK(line["staleOutput"].is_null());
+        CHECK(line["taskFiles"].empty());
+        CHECK(line["outputSize"] ==
+              fs::file_size(files / ("out/" + line["output"].get<std::string>())));
         // As the command by itself would have it.
         std::string const output = files / ("out/" + line["output"].get<std::string>());
         run("weld '" + files.path() + "/a.obj' " + (files / "expected.obj"));
@@ -130,12 +61,22 @@ TEST_CASE("eachFileOfABatchHasALineAndAnOutput") {
         CHECK(again.out.find("6 files: 6 done; 6 of them earlier") != std::string::npos);
         CHECK(numLines(files / "out/results.jsonl") == 6);
     }
-    SUBCASE("but what has changed, or is gone") {
+    SUBCASE("but what has changed, is damaged, or is gone") {
         store(files / "a.obj", trimora::makeScan(3, 7));
         fs::remove(files / "out/sub/a.obj");
+        std::string const damaged = files / "out/with space.obj";
+        writeFile(damaged, "foo");
+        std::string const flipped = files / "out/#hash.obj";
+        std::string text = contentOf(flipped);
+        text[text.size() / 2] ^= 1;
+        writeFile(flipped, text);
+        std::string const dry = files.batch("list --task 'weld | measure' --out out --dry-run").out;
+        CHECK(std::count(dry.begin(), dry.end(), '\n') == 4);
         CHECK(files.batch("list --task 'weld | measure' --out out").code == 0);
-        CHECK(numLines(files / "out/results.jsonl") == 8);
+        CHECK(numLines(files / "out/results.jsonl") == 10);
         CHECK(fs::exists(files / "out/sub/a.obj"));
+        CHECK((contentOf(damaged) == contentOf(files / "expected.obj")));
+        CHECK((contentOf(flipped) == contentOf(files / "expected.obj")));
         CHECK(resultsIn(files / "out/results.jsonl")["a.obj"]["hash"] !=
               results.at("a.obj")["hash"]);
     }
@@ -181,10 +122,12 @@ TEST_CASE("aFileThatGoesWrongIsALineInTheResults") {
     auto const statusOf = [&results](char const* name) { return results.at(name)["status"]; };
     CHECK(statusOf("text.obj") == "unreadable");
     CHECK(statusOf("missing.obj") == "unreadable");
+    CHECK(statusOf("empty.obj") == "unreadable");
     CHECK(statusOf("folder.obj") == "unreadable");
     CHECK(statusOf("pipe.obj") == "unreadable");
     CHECK(statusOf("one.obj") == "refused");
     CHECK(results.at("missing.obj")["hash"].is_null());
+    CHECK(results.at("text.obj")["run"]["reason"] == "input");
     CHECK(results.at("one.obj")["run"]["command"] == "stitch");
     CHECK(results.at("one.obj")["exitCode"] == 5);
     CHECK(results.at("one.obj")["stderr"].back().get<std::string>().find("stage 2 (stitch)") !=
@@ -249,13 +192,20 @@ TEST_CASE("aProcessThatIsKilledIsALineInTheResults") {
     writeFile(files / "list", "slow.obj\nsmall.obj\n");
     for (int const signal : {SIGSEGV, SIGKILL}) {
         fs::remove_all(files / "out");
+        fs::create_directory(files / "out");
         Running batch("batch " + (files / "list") + slowTask + " --jobs 1 --out " + (files / "out"),
                       "cd " + files.path() + " && ");
         std::vector<pid_t> children;
         REQUIRE(comesTrue([&] { return !(children = childrenOf(batch.id())).empty(); }));
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        // What another machine writes there has the number of this process, too, by chance.
+        std::string const foreign =
+            files / ("out/.trimora-" + std::to_string(children.front()) + "-0.tmp");
+        writeFile(foreign, "another's");
         kill(children.front(), signal);
         Run const result = batch.wait();
+        CHECK(contentOf(foreign) == "another's");
+        fs::remove(foreign);
         CHECK(result.code == 5);
         auto const results = resultsIn(files / "out/results.jsonl");
         CHECK(results.at("slow.obj")["status"] == "crashed");
@@ -388,7 +338,9 @@ TEST_CASE("hostileListsAreRead") {
     CHECK(inputsOf("a.obj\n./a.obj\nsub/../a.obj\na.obj\n") == Names{"a.obj"});
     CHECK(inputsOf(" a.obj\n-\n--json\n") == Names{" a.obj", "./-", "./--json"});
     CHECK(inputsOf(std::string(100000, 'x') + "\n").size() == 1);
-    CHECK(inputsOf("caf\xe9.obj\n").size() == 1);
+    CHECK(inputsOf((files / "a.obj") + "\na.obj\n") == Names{files / "a.obj"});
+    CHECK(inputsOf("caf\xe9.obj\n") == Names{"caf\xEF\xBF\xBD"
+                                             "e9.obj"});
 
     Run const repeated = files.batch("list --task weld --out out");
     CHECK(repeated.code == 5);
@@ -401,6 +353,17 @@ TEST_CASE("hostileListsAreRead") {
     writeFile(files / "list", "a.obj\n");
     CHECK(files.batch("list --task 'weld | frobnicate' --out out3").failedWith(2));
     CHECK(files.batch("list --task weld --out list").failedWith(4));
+    CHECK(files.batch("list --task weld --out ''").failedWith(2));
+    CHECK(files.batch("'' --task weld --out out3").failedWith(2));
+    // A mesh in place of a list.
+    fs::copy(files / "a.obj", files / "unnamed");
+    run("convert " + (files / "a.obj") + " " + (files / "a.stl"));
+    for (char const* const mesh : {"a.obj", "a.stl", "unnamed"})
+        CHECK(files.batch(mesh + std::string(" --task weld --out out3")).failedWith(2));
+    CHECK(run("batch - --task weld --out " + (files / "out3"), "cat " + (files / "a.stl") + " |")
+              .failedWith(2));
+    fs::copy(files / "list", files / "list.obj");
+    CHECK(files.batch("list.obj --task weld --out out --dry-run").code == 0);
     CHECK(files.batch("list --task weld --out out3 --extension xyz").failedWith(2));
     CHECK(!fs::exists(files / "out3"));
 }
@@ -422,7 +385,7 @@ TEST_CASE("outputsNeverMeetNorReplaceAnInput") {
     Files const files({"a/x.obj"});
     writeFile(files / "list",
               "a/x.obj\nb/x.obj\nx.obj\nx.off\nx.stl\n./y/../x.OBJ\nx.obj.obj\n../x.obj\n"
-              "up/x.obj\n../../x.obj\n/x.obj\n/tmp/../x.off\nx\nx.\n.obj\na\n");
+              "up/x.obj\n../../up.obj\n/x.obj\n/tmp/../x.off\nx\nx.\n.obj\na\n");
     Run const dry = files.batch("list --task weld --out out --dry-run --json --extension obj");
     REQUIRE(dry.code == 0);
     std::set<std::string> outputs;
@@ -442,5 +405,46 @@ TEST_CASE("outputsNeverMeetNorReplaceAnInput") {
     std::string const before = contentOf(files / "a/x.obj");
     CHECK(files.batch("list --task 'smooth --laplacian 1' --out .").failedWith(2));
     CHECK(files.batch("a --task 'smooth --laplacian 1' --out a/../a").failedWith(2));
+    CHECK(files.batch("a --task 'smooth --laplacian 1' --out .").failedWith(2));
+    CHECK(files.batch("a --task 'smooth --laplacian 1' --out a --extension ply").failedWith(2));
+    CHECK((contentOf(files / "a/x.obj") == before));
+
+    // Nor by links below the folder of outputs, made before or meanwhile.
+    fs::create_directories(files / "out/b");
+    fs::create_directory_symlink("../a", files / "out/a");
+    CHECK(files.batch("list --task 'smooth --laplacian 1' --out out").failedWith(2));
+    fs::remove(files / "out/a");
+    fs::create_directory(files / "out/a");
+    fs::create_symlink("../../a/x.obj", files / "out/a/x.obj");
+    CHECK(files.batch("list --task 'smooth --laplacian 1' --out out").failedWith(2));
+    fs::remove_all(files / "out/a");
+    fs::create_directory_symlink("b", files / "out/a");
+    fs::create_directory(files / "b");
+    fs::copy(files / "a/x.obj", files / "b/x.obj");
+    writeFile(files / "list", "a/x.obj\nb/x.obj\n");
+    Run const one = files.batch("list --task 'smooth --laplacian 1' --out out");
+    CHECK(one.failedWith(2));
+    CHECK(one.err.find("are one file") != std::string::npos);
+    CHECK((contentOf(files / "a/x.obj") == before));
+    // A second name of an input in that place is replaced, and the input is not.
+    fs::remove(files / "out/a");
+    fs::create_directory(files / "out/a");
+    fs::create_hard_link(files / "a/x.obj", files / "out/a/x.obj");
+    CHECK(files.batch("list --task 'smooth --laplacian 1' --out out").code == 0);
+    CHECK((contentOf(files / "a/x.obj") == before));
+    CHECK((contentOf(files / "out/a/x.obj") != before));
+}
+
+TEST_CASE("aLinkThatComesUpMeanwhileCostsNoInput") {
+    Files const files({"a/x.obj"});
+    storeSlow(files / "slow.obj");
+    writeFile(files / "list", "slow.obj\na/x.obj\n");
+    std::string const before = contentOf(files / "a/x.obj");
+    Running batch("batch list" + std::string(slowTask) + " --jobs 1 --timeout 2 --out out",
+                  "cd " + files.path() + " && ");
+    REQUIRE(comesTrue([&] { return !childrenOf(batch.id()).empty(); }));
+    fs::create_directory_symlink("../a", files / "out/a");
+    CHECK(batch.wait().code == 5);
+    CHECK(resultsIn(files / "out/results.jsonl").at("a/x.obj")["status"] == "unwritten");
     CHECK((contentOf(files / "a/x.obj") == before));
 }

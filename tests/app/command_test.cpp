@@ -269,7 +269,8 @@ TEST_CASE("theBarGivesWayToWhatIsTold") {
     command.finishInput();
     Run const ended = command.wait();
     CHECK(ended.code == 0);
-    CHECK(ended.err.find("\r\033[Ktrimora: warning: -: 1 of 2 faces could not be used\n") !=
+    CHECK(ended.err.find(
+              "\r\033[Ktrimora: warning: standard input: 1 of 2 faces could not be used\n") !=
           std::string::npos);
     std::size_t const message = ended.err.find("meshManifold:  vertices 3  triangles 1");
     REQUIRE(message != std::string::npos);
@@ -279,6 +280,7 @@ TEST_CASE("theBarGivesWayToWhatIsTold") {
 
     Running quiet("check --progress always --quiet -");
     std::this_thread::sleep_for(std::chrono::seconds(1));
+    quiet.write("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     quiet.finishInput();
     CHECK(quiet.wait().err.empty());
 }

@@ -52,7 +52,8 @@ TEST_CASE("convertWritesTheFormAndTheFormatThatIsAskedFor") {
     CHECK(contentOf(folder / "b.stl").size() == 134);
     CHECK(run("convert --text --binary " + files).failedWith(2));
     refuses("convert --big-endian " + files, 4, "stl files have no big-endian form");
-    refuses("convert --format-out docx " + files, 4, "no format is named 'docx'");
+    refuses("convert --format-out docx " + files, 2, "no format is named 'docx'");
+    refuses("convert --format-in nope " + files, 2, "the formats are: obj, stl");
     refuses("convert --format-in off " + files, 3, "no OFF file");
     CHECK(run("convert --format-out off " + files).code == 0);
     CHECK(contentOf(folder / "b.stl").substr(0, 4) == "OFF\n");
@@ -76,15 +77,180 @@ TEST_CASE("convertTellsWhatIsLost") {
     REQUIRE(toStl.code == 0);
     CHECK(toStl.json()["lost"] == nlohmann::json{"texture coordinates", "colours",
                                                  "1 polygon, cut into triangles",
-                                                 "colours of 1 faces"});
+                                                 "colours of 1 face"});
     CHECK(toStl.err.find("stl files do not hold: texture coordinates, colours") !=
           std::string::npos);
     Run const toObj = run("convert " + (folder / "a.off") + " " + (folder / "a.obj"));
-    CHECK(toObj.out.find("  lost: colours, colours of 1 faces\n") != std::string::npos);
+    CHECK(toObj.out.find("  lost: colours; colours of 1 face\n") != std::string::npos);
     CHECK(contentOf(folder / "a.obj").find("f 1/1 2/2 3/3 4/4\n") != std::string::npos);
     CHECK(run("convert --json " + (folder / "a.obj") + " " + (folder / "b.off")).json()["lost"] ==
           nlohmann::json::array());
     CHECK(contentOf(folder / "b.off").substr(0, 6) == "STOFF\n");
+}
+
+TEST_CASE("convertTellsWhatTheFileHadAndTheMeshHasNot") {
+    TemporaryFolder const folder;
+    std::string const square = "v 0 0 0\nv 1 0 0\nv 0 1 0\n";
+    struct Case {
+        char const* from;
+        std::string text;
+        char const* to;
+        std::vector<std::string> lost;
+    };
+    for (Case const& file : std::vector<Case>{
+             {"a.obj",
+              "v 0 0 0 1 2 3 4\nv 1 0 0 .5\nv 0 1 0\nf 1 2 3\nl 1 2\np 3\n",
+              "b.ply",
+              {"values behind the third, weights or colours, of 2 vertices",
+               "2 other elements: points, lines or the like"}},
+             {"a.off",
+              "OFF\n3 1 0\n0 0 0 255 0 0 255\n1 0 0\n0 1 0\n3 0 1 2\n",
+              "b.ply",
+              {"values behind the third, weights or colours, of 1 vertex"}},
+             {"a.off",
+              "COFF\n3 1 0\n0 0 0 255 0 0 255\n1 0 0\n0 1 0 9 9 9\n3 0 1 2\n",
+              "b.ply",
+              {"colours, since 1 vertex has none"}},
+             {"a.obj", square + "v 9 9 9\nf 1 2 3\n", "b.stl", {"1 vertex of no triangle"}},
+             {"a.obj", square + "v 9 9 9\nf 1 2 3\n", "b.off", {}},
+             {"a.obj", "v 1 2 3\n", "b.stl", {"1 vertex of no triangle"}},
+             {"a.obj",
+              square + "vt 0 0\nvt 1 0\nf 1/1 2/2 3\n",
+              "b.ply",
+              {"texture coordinates, since 1 vertex has none"}},
+             {"a.obj",
+              square + "vt 0 0\nvt 1 0\nf 1/1 2/2 3/1\nf 3/2 2/2 1/1\n",
+              "b.ply",
+              {"texture coordinates, since 1 vertex has several"}},
+             {"a.obj",
+              square + "vn 0 0 1\nf 1 2 3\n",
+              "b.ply",
+              {"normals, since 3 vertices have none"}}}) {
+        CAPTURE(file.text);
+        writeFile(folder / file.from, file.text);
+        std::string const files = (folder / file.from) + " " + (folder / file.to);
+        Run const told = run("convert --json " + files);
+        REQUIRE(told.code == 0);
+        CHECK(told.json()["lost"] == nlohmann::json(file.lost));
+        std::string const text = run("convert " + files).out;
+        for (std::string const& what : file.lost)
+            CHECK(text.find(what) != std::string::npos);
+    }
+}
+
+TEST_CASE("whatIsWrongWithAFileIsAWarningOfEveryCommand") {
+    TemporaryFolder const folder;
+    store(folder / "cube.stl", support::cube());
+    std::string const cube = contentOf(folder / "cube.stl");
+    std::string const facet = "facet\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendfacet\n";
+    struct Case {
+        char const* name;
+        std::string bytes;
+        char const* words;  // behind the name of the file
+    };
+    for (Case const& file : std::vector<Case>{
+             {"a.stl", cube, ""},
+             {"a.stl", cube.substr(0, 84 + 50 * 7 + 20),
+              "is cut short: it holds 7 of 12 triangles; copy it again or write it anew\n"},
+             {"a.stl", cube + "more",
+              "goes on for 4 bytes behind the last of its 12 triangles; they "
+              "were not read\n"},
+             {"a.off", "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n",
+              "is cut short: it holds 1 of 2 faces; copy it again or write it anew\n"},
+             {"a.off", "OFF\n3 1 0\n0 0\n1 0 x\n0 1 0\n3 0 1 2\n",
+              "2 vertices lack a coordinate, which is 0 here, or has one that is no number\n"},
+             {"a.stl", "solid\n" + facet, "line 6: the file ends without endsolid\n"},
+             {"a.stl", "solid\nx\n" + facet + "y\nendsolid\n",
+              "2 problems, the first at line 2: a word that means nothing in this format; line "
+              "skipped; `trimora info` lists them\n"},
+             {"a.ply",
+              "ply\nformat ascii 2.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+              "property float z\nend_header\n0 0 0\n",
+              "is of version 2.0 of the format, which is not known; it was read as version "
+              "1.0\n"}}) {
+        CAPTURE(file.bytes);
+        std::string const path = folder / file.name;
+        writeFile(path, file.bytes);
+        Run const told = run("info --json " + path);
+        CAPTURE(told.err);
+        REQUIRE(told.code == 0);
+        CHECK(told.err.empty() == (*file.words == '\0'));
+        if (!told.err.empty())
+            CHECK(told.err.find(path + ": " + file.words) != std::string::npos);
+        CHECK(run("info --quiet " + path).err.empty());
+
+        bool const isCut = told.err.find("cut short") != std::string::npos;
+        Run const converted = run("convert " + path + " " + (folder / "out.obj"));
+        CHECK(converted.code == 0);
+        CHECK((converted.err.find("cut short") != std::string::npos) == isCut);
+        auto const doctor = run("doctor --json " + path).json();
+        CHECK((doctor["findings"].at(0)["kind"] == "cutShort") == isCut);
+        CHECK(doctor["read"]["cutShort"].size() == (isCut ? 1 : 0));
+    }
+    writeFile(folder / "a.off", "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n");
+    CHECK(run("info - <" + (folder / "a.off")).err.find("warning: standard input: is cut short") !=
+          std::string::npos);
+    for (char const* name : {"empty.obj", "empty.stl", "empty.ply"}) {
+        writeFile(folder / name, "");
+        refuses("info " + (folder / name), 3, "is empty");
+    }
+    CHECK(run("info - </dev/null").failedWith(3));
+}
+
+TEST_CASE("infoTellsWhatBecameOfEverythingInTheFile") {
+    TemporaryFolder const folder;
+    writeFile(folder / "a.obj",
+              "v 0 0 0 1 1 1\nv nan 0 0\nv 1 0\nv 0 1 0\nf 1 3 4\nf 1 3 9\nl 1 2\n"
+              "what\n");
+    Run const text = run("info " + (folder / "a.obj"));
+    for (char const* const words :
+         {"  area            0.5\n", "  attributes      vertices\n", "  file            65 bytes\n",
+          "not kept: values behind the third, weights or colours, of 1 vertex",
+          "not kept: 1 other element: points, lines or the like",
+          "1 vertex with a coordinate that is absent (0) or no number (NaN)",
+          "1 vertex that is NaN or infinite", "1 line that means nothing in the format",
+          "1 face dropped", "line 6: face at a vertex"}) {
+        CAPTURE(text.out);
+        CAPTURE(words);
+        CHECK(text.out.find(words) != std::string::npos);
+    }
+    CHECK(text.out.find("null") == std::string::npos);
+
+    store(folder / "a.stl", support::cube());
+    std::string bytes = contentOf(folder / "a.stl");
+    bytes[84 + 48] = 1;
+    writeFile(folder / "a.stl", bytes);
+    auto const stl = run("info --json " + (folder / "a.stl")).json();
+    CHECK(stl["bytes"] == 84 + 12 * 50);
+    CHECK(stl["read"]["ignoredProperties"].size() == 1);
+    CHECK(stl["read"]["welded"].is_null());
+    writeFile(folder / "a.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"
+                                "property float y\nproperty float z\nproperty uchar red\n"
+                                "property uchar green\nproperty uchar blue\nproperty float heat\n"
+                                "end_header\n0 0 0 1 2 3 4\n");
+    auto const ply = run("info --json " + (folder / "a.ply")).json()["read"];
+    CHECK(ply["colours"]["kept"] == true);
+    CHECK(ply["keptSets"] == nlohmann::json{"heat"});
+}
+
+TEST_CASE("convertTellsWhichCornerBecameWhichVertex") {
+    TemporaryFolder const folder;
+    writeFile(folder / "a.stl",
+              "solid\nfacet\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendfacet\n"
+              "facet\nvertex 1 0 0\nvertex 1 1 0\nvertex 0 1 0\nendfacet\nendsolid\n");
+    std::string const files = (folder / "a.stl") + " " + (folder / "b.ply");
+    auto const welded = run("convert --json --weld " + files).json()["read"]["welded"];
+    CHECK(welded["corners"] == 6);
+    CHECK(welded["vertices"] == 4);
+    CHECK(welded["vertexOfCorner"] == nlohmann::json{0, 1, 2, 1, 3, 2});
+    Run const text = run("convert --weld " + files);
+    CHECK(text.out.find("  welded: 6 corners to 4 vertices\n") != std::string::npos);
+    CHECK(text.err.empty());
+    Run const shared = run("convert --weld " + (folder / "b.ply") + " " + (folder / "c.ply"));
+    CHECK(shared.code == 0);
+    CHECK(shared.err.find("--weld changes nothing here") != std::string::npos);
+    CHECK(
+        run("convert --weld --quiet " + (folder / "b.ply") + " " + (folder / "c.ply")).err.empty());
 }
 
 TEST_CASE("convertKeepsTheNameOfASolidAndWeldsOnRequest") {

@@ -100,7 +100,7 @@ TEST_CASE("generateRefusesInOneLine") {
     refuses("generate circle" + out + " --segments 700000000 --max-memory 1G", 5, "needs about");
     refuses("generate octahedron" + out + " --levels 13 --max-memory 8G", 5, "octahedron: needs");
     refuses("generate sphere --json -", 2, "standard output");
-    refuses("generate circle " + (folder / "out.ply"), 4, ".obj");
+    refuses("generate circle " + (folder / "out.stl"), 4, ".obj");
     refuses("generate sphere " + (folder / "out.xyz"), 4, "out.xyz");
     refuses("generate sphere " + (folder / "none/out.obj"), 4, "there is no folder");
     refuses("generate circle " + (folder / "none/out.obj"), 4, "there is no folder");

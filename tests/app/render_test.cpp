@@ -126,7 +126,7 @@ TEST_CASE("checkAndRepairDrawWhatTheyFound") {
     CHECK(run("check " + meshes.fin + " --picture " + (meshes / "out.gif")).failedWith(4));
 
     // no picture keeps the findings back
-    commandTest::writeFile(meshes / "empty.obj", "");
+    commandTest::writeFile(meshes / "empty.obj", "# nothing\n");
     CHECK(run("check --quiet " + (meshes / "empty.obj") + " --picture " + meshes.out).code == 0);
     CHECK(isPngOf(contentOf(meshes.out), 1280, 960));
     commandTest::writeFile(meshes / "point.obj", "v 1 2 3\nf 1 1 1\n");

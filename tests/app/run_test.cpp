@@ -239,7 +239,7 @@ TEST_CASE("aRefusalInAStageEndsThePipeAndNothingIsWritten") {
     CHECK(refused.err.find(": stage 3 (stitch): ") != std::string::npos);
     CHECK((contentOf(folder / "out.obj") == "before\n"));
 
-    refuses("run --max-memory 60K " + files + "'weld | check'", 5, "--max-memory");
+    refuses("run --max-memory 38K " + files + "'weld | check'", 5, "--max-memory");
     refuses("run --timeout 0.000001 " + files + "'weld | check'", 6, "timed out");
     CHECK((contentOf(folder / "out.obj") == "before\n"));
 }
@@ -261,4 +261,17 @@ TEST_CASE("oddMeshesGetThroughAPipeOrAreRefused") {
             CHECK(result.json().is_object());
         }
     }
+}
+
+TEST_CASE("aLineThatGoesOnBeginsNoWord") {
+    TemporaryFolder const folder;
+    store(folder / "in.obj", trimora::makeScan(2, 1));
+    std::string const files = (folder / "in.obj") + " " + (folder / "out.obj") + " --json --task ";
+    auto const taskOf = [&files](std::string const& task) {
+        Run const result = run("run " + files + "'" + task + "'");
+        return result.code <= 1 ? result.json()["task"].get<std::string>() : result.err;
+    };
+    CHECK(taskOf("repair \\\n| weld") == "repair | weld");
+    CHECK(taskOf("\\\nre\\\npair|\\\n weld \\\n") == "repair | weld");
+    CHECK(taskOf("weld \"\"").find("stage 1") != std::string::npos);  // an empty word is one
 }

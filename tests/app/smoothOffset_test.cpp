@@ -160,6 +160,11 @@ TEST_CASE("silhouetteWritesLinesThatCutCanRead") {
     CHECK(text.out.find("1 curve, 1 of them closed") != std::string::npos);
     Run const piped = run("silhouette --quiet " + ball + " - --direction 0,0,1");
     CHECK(piped.out.rfind("v ", 0) == 0);
+    REQUIRE(run("silhouette " + ball + " " + (folder / "lines.ply") + " --eye 5,2,1").code == 0);
+    auto const asPly = run("info --json " + (folder / "lines.ply")).json();
+    CHECK(asPly["vertices"] == json["points"].get<int>() - 1);
+    CHECK(asPly["read"]["otherElements"] ==
+          asPly["vertices"]);  // a closed chain has an edge a point
     store(folder / "sheet.obj", support::grid(2, 2));
     Run const none = run("silhouette " + (folder / "sheet.obj ") + out + " --direction 1,0,0");
     CHECK(none.code == 0);
@@ -180,7 +185,8 @@ TEST_CASE("silhouetteRefusesWhatItCannotUse") {
     }
     refuses(both + " --direction 0,0,0", 2, "not all 0");
     refuses(both + " --eye 1e300,0,0", 5, "million diagonals");
-    refuses("silhouette " + ball + " " + (folder / "out.ply") + " --eye 5,0,0", 4, ".obj");
+    for (char const* name : {"out.stl", "out", "out.obj2"})
+        refuses("silhouette " + ball + " " + (folder / name) + " --eye 5,0,0", 4, ".obj or .ply");
     refuses("silhouette --json " + ball + " - --eye 5,0,0", 2, "standard output");
     refuses("silhouette " + (folder / "none.obj ") + (folder / "out.obj") + " --eye 5,0,0", 3,
             "none.obj");

@@ -46,6 +46,7 @@ int main(int argc, char** argv) {
     Sample const sound = pageSamples::soundSphere();
     write(folder + "/compare.html", pageOf(damaged, "sphere.obj", &sound));
     write(folder + "/hostile.html", pageOf(damaged, pageSamples::hostileText));
+    write(folder + "/shifted.html", pageOf(pageSamples::shiftedGrid(), "shifted.obj"));
     write(folder + "/empty.html", pageOf({}, "empty.obj"));
     write(folder + "/large.html", pageOf(pageSamples::largeGrid(707), "large.obj"));
     write(folder + "/thinned.html", pageOf(pageSamples::largeGrid(1000), "thinned.obj"));

@@ -114,6 +114,7 @@ Finding makeFinding(char const* kind, Finding::Severity severity, char const* ti
     finding.meaning = std::string("What it is, and what comes of it. ") + hostileText;
     finding.advice = "What to look at before anything is changed.";
     finding.remedy = "trimora repair IN OUT --only \"<" + std::string(kind) + ">\"";
+    finding.isSure = severity != Finding::Severity::Slight;
     finding.count = static_cast<std::int64_t>(places.size());
     finding.places = std::move(places);
     return finding;
@@ -204,6 +205,14 @@ Sample soundSphere() {
     sample.diagnosis.findings = {makeFinding("valence", Finding::Severity::Note,
                                              "6 vertices have 4 edges",
                                              {builder.place({}, {0}, {})})};
+    return sample;
+}
+
+Sample shiftedGrid() {
+    Sample sample = largeGrid(2);
+    sample.diagnosis.shift = {4000000.125, 0.0, 0.0};
+    for (FindingPlace& place : sample.diagnosis.findings[0].places)
+        place.centre = {0.0, 0.5, 0.0};
     return sample;
 }
 

@@ -22,6 +22,9 @@ Sample soundSphere();
 /// A square of numX x numX x 2 triangles in z = 0 with one finding: its first triangle.
 Sample largeGrid(int numX);
 
+/// A small one, of a file with x from 4000000.125 on.
+Sample shiftedGrid();
+
 inline constexpr char const* hostileText =
     "</script><script>window.isBroken = true</script><img src=x onerror='isBroken=true'>&lt;\"' "
     "\xe2\x80\xa8 {{data}} \\u003c";

@@ -32,11 +32,25 @@ inline bool failsNow() {
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
-    return std::malloc(size > 0 ? size : 1);
+    return support::failsNow() ? nullptr : std::malloc(size > 0 ? size : 1);
+}
+[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
+    if (support::failsNow())
+        throw std::bad_alloc();
+    auto const step = static_cast<std::size_t>(alignment);
+    if (void* const memory = std::aligned_alloc(step, (size + step - 1) / step * step))
+        return memory;
+    throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
     std::free(memory);
 }

@@ -117,6 +117,54 @@ TEST_CASE("whatAFormatDoesNotHoldIsNamed") {
     WriteOptions options;
     options.colours = options.vertexSets = options.normals = options.textureCoordinates = false;
     CHECK(lostIn("stl", options) == Words{"polygons"});
+
+    CompactMesh const loose = support::meshOf({0, 0, 0, 1, 0, 0, 0, 1, 0, 5, 5, 5}, {0, 1, 2});
+    for (MeshFormat const& format : meshFormats())
+        CHECK(contentLostIn(format, loose, {}) ==
+              (format.name == "stl" ? Words{"1 vertex of no triangle"} : Words{}));
+}
+
+//   What is cut off is told by what a file announces, in the same form for all formats; of text STL by where it ends.
+TEST_CASE("filesThatAreCutShortSaySo") {
+    std::string const plyHead = "element vertex 3\nproperty float x\nproperty float y\n"
+                                "property float z\nelement face 2\n"
+                                "property list uchar int vertex_indices\nend_header\n";
+    std::string const stl = bytesOf(support::tetrahedron(), "a.stl");
+    std::string const ply = bytesOf(support::tetrahedron(), "a.ply");
+    std::string const off = "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n3 2 1 0\n";
+    std::string const facet = "facet\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n";
+    struct Case {
+        char const* name;
+        std::string bytes;
+        char const* words;
+    };
+    for (Case const& file : std::vector<Case>{
+             {"a.stl", stl, ""},
+             {"a.stl", stl + "more", ""},
+             {"a.stl", stl.substr(0, stl.size() - 1), "3 of 4 triangles"},
+             {"a.stl", stl.substr(0, 84 + 50), "1 of 4 triangles"},
+             {"a.stl", "solid\n" + facet + "endfacet\nendsolid\n", ""},
+             {"a.stl", "solid\n" + facet + "endfacet\n" + facet, "1 of more than 1 facets"},
+             {"a.off", off, ""},
+             {"a.off", off + "more\n", ""},
+             {"a.off", off.substr(0, off.size() - 8), "1 of 2 faces"},
+             {"a.off", "OFF\n3 2 0\n0 0 0\n1 0 0\n", "2 of 3 vertices, 0 of 2 faces"},
+             {"a.ply", ply, ""},
+             {"a.ply", ply + "more", ""},
+             {"a.ply", ply.substr(0, ply.size() - 1), "3 of 4 elements 'face'"},
+             {"a.ply", "ply\nformat ascii 1.0\n" + plyHead + "0 0 0\n1 0 0\n",
+              "2 of 3 elements 'vertex', 0 of 2 elements 'face'"},
+             {"a.obj", "v 0 0 0\n", ""}}) {
+        CAPTURE(file.bytes);
+        auto const read = readBytes(file.bytes, file.name);
+        REQUIRE(read.outcome);
+        CHECK(read.report.cutShortInWords() == file.words);
+        CHECK(read.report.cutShort.empty() == (*file.words == '\0'));
+        CHECK(read.report.bytes == static_cast<std::int64_t>(file.bytes.size()));
+        // What is there is read, what comes behind the end is a note, and what is missing a problem with its place.
+        CHECK((read.report.numProblems > 0) == (*file.words != '\0'));
+        CHECK((read.report.notes.size() == 1) == (file.bytes.find("more") != std::string::npos));
+    }
 }
 
 TEST_CASE("everyFormatKeepsTheSetsThatItSays") {
@@ -132,6 +180,49 @@ TEST_CASE("everyFormatKeepsTheSetsThatItSays") {
               holds(HoldsColours));
         CHECK((read.mesh.getAttributes("heat") != nullptr) == holds(HoldsScalars));
         CHECK((read.report.polygons == 1) == holds(HoldsPolygons));
+    }
+}
+
+TEST_CASE("textThatGrowsInMemoryIsRefusedAtTheLimit") {
+    auto const repeated = [](std::string const& head, std::string const& line, int count) {
+        std::string text = head;
+        for (int i = 0; i < count; ++i)
+            text += line;
+        return text;
+    };
+    constexpr int many = 200000;
+    std::string const plyHead = "ply\nformat ascii 1.0\nelement vertex 1\nproperty char x\n"
+                                "property char y\nproperty char z\nelement ";
+    std::string const plyList = "\nproperty list int int vertex_indices\nend_header\n0 0 0\n";
+    for (auto const& [name, text] : std::vector<std::pair<char const*, std::string>>{
+             {"a.obj", repeated("", "v\n", many)},
+             {"a.obj", repeated("v 0 0 0\nf", " 1", many)},
+             {"a.off", repeated("STCNOFF\n200000 0 0\n", "1\n", many)},
+             {"a.off", repeated("OFF\n1 1 0\n0 0 0\n200000", " 0", many)},
+             {"a.stl", repeated("solid\n", "vertex ", many)},
+             {"a.ply", repeated(plyHead + "tristrips 1" + plyList + "200000", " 0 1 2", many / 3)},
+             {"a.ply", repeated(plyHead + "face 1" + plyList + "200000", " 0", many)}}) {
+        CAPTURE(name);
+        CAPTURE(text.substr(0, 40));
+        ReadOptions options;
+        options.maxMemory = 5 * text.size();
+        CHECK(readBytes(text, name, options).outcome.failure == Failure::Limit);
+        options.maxMemory = 100 * text.size();
+        CHECK(readBytes(text, name, options).outcome);
+    }
+    // What programs write fits the documented measure.
+    CompactMesh const mesh = support::sphere(6);
+    for (MeshFormat const& format : bothWays()) {
+        CAPTURE(std::string(format.name));
+        WriteOptions writing;
+        writing.encoding = (format.forms & TextForm) != 0 ? WriteOptions::Encoding::Text
+                                                          : WriteOptions::Encoding::Usual;
+        std::string const text = bytesOf(mesh, nameFor(format), writing);
+        ReadOptions options;
+        options.maxMemory = (format.name == "glb" ? 40 : 5) * text.size();
+        FileOutcome const outcome = readBytes(text, nameFor(format), options).outcome;
+        CAPTURE(outcome.message);
+        CHECK(outcome);
     }
 }
 

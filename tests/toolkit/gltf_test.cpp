@@ -1,4 +1,5 @@
 #include "formatChecks.h"
+#include "toolkit/MeshFormat.h"
 #include "toolkit/detail/files.h"
 #include "toolkit/detail/forkedWork.h"
 #include "toolkit/detail/gltfFormat.h"
@@ -113,11 +114,12 @@ TEST_CASE("glbFilesAreFramedAndSayWhatTheyHold") {
     options.name = "a \"part\"\n";
     options.shift = {{4321000.0, -2.0, 0.5}};
     Chunks const chunks = chunksOf(bytesOf(mesh, "a.glb", options));
-    CHECK(chunks.json.find("{\"asset\":{\"version\":\"2.0\",\"generator\":\"trimora\"},"
-                           "\"scene\":0,\"scenes\":[{\"nodes\":[0]}],\"nodes\":[{\"mesh\":0,"
-                           "\"translation\":[4321000,-2,0.5]}],\"meshes\":[{"
-                           "\"name\":\"a \\\"part\\\"_\",\"primitives\":[{\"attributes\":{"
-                           "\"POSITION\":0},\"indices\":1,\"material\":0,\"mode\":4}]}],") == 0);
+    CHECK(chunks.json.find(
+              "{\"asset\":{\"version\":\"2.0\",\"generator\":\"trimora\"},"
+              "\"scene\":0,\"scenes\":[{\"nodes\":[0]}],\"nodes\":[{\"mesh\":0,"
+              "\"translation\":[4321000,-2,0.5]}],\"meshes\":[{"
+              "\"name\":\"a \\u0022part\\u0022\\u000a\",\"primitives\":[{\"attributes\":{"
+              "\"POSITION\":0},\"indices\":1,\"material\":0,\"mode\":4}]}],") == 0);
     CHECK(chunks.json.find(
               "\"accessors\":[{\"bufferView\":0,\"componentType\":5126,\"count\":3,"
               "\"type\":\"VEC3\",\"min\":[0,-0.5,0],\"max\":[1,1,0.25]},"
@@ -170,6 +172,33 @@ TEST_CASE("whatAGlbCannotHoldIsRefused") {
     options.format = "gltf";
     CHECK(writeMesh("-", support::triangle(), options).message.find("read but not written") !=
           std::string::npos);
+}
+
+TEST_CASE("nonfiniteVerticesOfNoTriangleAreWrittenAsZero") {
+    float const nan = std::numeric_limits<float>::quiet_NaN();
+    CompactMesh const mesh =
+        support::meshOf({1, 2, 3, 2, 2, 3, 1, 3, 3, nan, 5, INFINITY}, {0, 1, 2});
+    Chunks const chunks = chunksOf(bytesOf(mesh, "a.glb"));
+    CHECK(chunks.binary.substr(36, 12) == floatBytes({0, 5, 0}));
+    CHECK(chunks.json.find("\"min\":[0,2,0],\"max\":[2,5,3]") != std::string::npos);
+    FileOutcome outcome;
+    MeshFormat const& glb = *findMeshFormat("a.glb", "", outcome);
+    CHECK(contentLostIn(glb, mesh, {}) ==
+          std::vector<std::string>{"coordinates that are NaN or infinite, 0 there"});
+}
+
+TEST_CASE("namesOfMeshesGoThroughAGlb") {
+    if (!readsGltf())
+        return;
+    auto const nameThrough = [](std::string const& name) {
+        WriteOptions options;
+        options.name = name;
+        return readBytes(bytesOf(support::triangle(), "a.glb", options), "a.glb").report.name;
+    };
+    CHECK(nameThrough("caf\xc3\xa9 \"1\"") == "caf\xc3\xa9 \"1\"");
+    CHECK(nameThrough("bad\xff\n") == "bad\xef\xbf\xbd ");
+    CHECK(nameThrough("").empty());  // not the importer's own number
+    CHECK(nameThrough("meshes") == "meshes");
 }
 
 TEST_CASE("withoutAssimpTheMessageSaysHowToGetIt") {
@@ -263,9 +292,68 @@ TEST_CASE("buffersBesideTheFileAreReadAndNoOthers") {
     CHECK(readFrom("corners.bin"));
     CHECK(readFrom("data:application/octet-stream;base64,AAAAAAAAAAAAAAAAAACAPwAAAAAAAAAAAAAAAAAAAE"
                    "AAAAAA"));
+    folder.write("two corners.bin", floatBytes(triangleCorners));
+    folder.write("50%.bin", floatBytes(triangleCorners));
+    CHECK(readFrom("two%20corners.bin"));
+    CHECK(readFrom("two corners.bin"));
+    CHECK(readFrom("50%.bin"));
+    CHECK(
+        !readFrom("..%2F" + folder.path().substr(folder.path().rfind('/') + 1) + "%2fcorners.bin"));
+    CHECK(!readFrom("corners.bin%00"));
     CHECK(!readFrom("absent.bin"));
     CHECK(!readFrom(folder.path("corners.bin")));
     CHECK(!readFrom("../" + folder.path().substr(folder.path().rfind('/') + 1) + "/corners.bin"));
+}
+
+TEST_CASE("scenesThatRepeatThemselvesAreRefusedBeforeTheyAreMade") {
+    if (!readsGltf())
+        return;
+    std::string const corners = floatBytes(triangleCorners);
+    auto const readChain = [&](int length, std::uint64_t maxMemory) {
+        std::string chain;
+        for (int i = 1; i < length; ++i)
+            chain += "{\"children\":[" + std::to_string(i) + "," + std::to_string(i) + "]},";
+        ReadOptions options;
+        options.maxMemory = maxMemory;
+        return readBytes(glbOf(triangleScene(chain + "{\"mesh\":0}", "0") + "}]}", corners),
+                         "a.glb", options)
+            .outcome;
+    };
+    CHECK(readChain(4, 0));
+    for (int const length : {40, 2000}) {  // 2^39 triangles, and more than a double counts
+        FileOutcome const outcome = readChain(length, 0);
+        CHECK(outcome.failure == Failure::Limit);
+        CHECK(outcome.message.find("with all that its nodes repeat") != std::string::npos);
+    }
+    CHECK(readChain(18, 64u << 20).failure == Failure::Limit);
+}
+
+TEST_CASE("numbersThatTheImporterMistakesAreNotTaken") {
+    if (!readsGltf())
+        return;
+    std::string json = triangleScene("{\"mesh\":0}", "0") + "}]}";
+    auto const readWith = [](std::string text, std::string const& from, std::string const& to) {
+        text.replace(text.find(from), from.size(), to);
+        return readBytes(glbOf(text, floatBytes(triangleCorners)), "a.glb");
+    };
+    FileOutcome const shorts = readWith(json, "5126", "5122").outcome;
+    CHECK(shorts.failure == Failure::Unsupported);
+    CHECK(shorts.message.find("without quantisation") != std::string::npos);
+    FileOutcome const packed =
+        readWith(json, "{\"asset\"",
+                 "{\"extensionsRequired\":[\"EXT_meshopt_compression\"],\"asset\"")
+            .outcome;
+    CHECK(packed.message.find("'EXT_meshopt_compression', which is not read") != std::string::npos);
+    // Whole numbers as texture coordinates, which the format allows: the surface comes without them.
+    std::string const uvs = "],\"accessors\":[{\"bufferView\":0,\"componentType\":5123,"
+                            "\"normalized\":true,\"count\":3,\"type\":\"VEC2\"},";
+    json.replace(json.find("],\"accessors\":["), 15, uvs);
+    auto const read = readWith(json, "\"POSITION\":0", "\"POSITION\":1,\"TEXCOORD_0\":0");
+    CAPTURE(read.outcome.message);
+    REQUIRE(read.outcome);
+    CHECK(coordinatesOf(read.mesh) == triangleCorners);
+    CHECK(read.mesh.getUVsRaw() == nullptr);
+    CHECK(read.report.notes.size() == 1);
 }
 
 TEST_CASE("hostileScenesBreakNothing") {
@@ -311,11 +399,11 @@ TEST_CASE("workThatBreaksBreaksNothingHere") {
     };
     ChildLimits limits;
     limits.seconds = 1;
-    CHECK(runInChild(spin, limits, nullptr, result) == ChildEnd::Broke);
+    CHECK(runInChild(spin, limits, nullptr, result) == ChildEnd::PastLimit);
     koUtil::Progress progress;
     progress.cancel();
     CHECK(runInChild(spin, {}, &progress, result) == ChildEnd::Cancelled);
     limits.maxMemory = 64u << 20;
     auto const grow = [] { return std::string(1u << 30, 'x'); };
-    CHECK(runInChild(grow, limits, nullptr, result) == ChildEnd::Broke);
+    CHECK(runInChild(grow, limits, nullptr, result) == ChildEnd::PastLimit);
 }

@@ -408,3 +408,40 @@ TEST_CASE("whatACutMovesOnCoarseMeshesIsTold") {
     if (!support::corpus().empty())
         CHECK(numMoved > 0);
 }
+
+// The plane takes a corner of the tetrahedron off so near to it that its triangles are slivers: the corner goes, and area with
+// it. The triangle that is cut as well has a corner of its own where the tetrahedron had one.
+TEST_CASE("aCornerThatGoesIsToldWhereAnotherPartHasOne") {
+    std::vector<float> const tetrahedron = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
+    std::vector<float> both = tetrahedron;
+    both.insert(both.end(), {0, 0, 0, 1, -1, 0, 1, 0, -1});
+    CompactMesh const alone = support::meshOf(tetrahedron, {0, 2, 1, 0, 1, 3, 1, 2, 3, 0, 3, 2});
+    CompactMesh const beside = support::meshOf(both, {0, 2, 1, 0, 1, 3, 1, 2, 3, 0, 3, 2, 4, 5, 6});
+    std::array<double, 4> const plane = {20.0, 1.0 / 0.9, 1.0 / 0.9, -1.0};
+    for (CompactMesh mesh : {alone, beside}) {
+        double const area = support::area(mesh);
+        CutOutcome const outcome = cutByPlane(mesh, plane);
+        REQUIRE(outcome.refusal.empty());
+        CHECK(outcome.removedVertices == 4);
+        CHECK(outcome.closedFolds == 0);
+        CHECK(outcome.areaAfter < 0.6 * area);
+        CHECK(outcome.areaAfter == doctest::Approx(support::area(mesh)));
+        checkSound(mesh);
+    }
+}
+
+//    d---c        four triangles in one plane, two each way: across ab as across cd they lie back to back, so that one edge is
+//   /     '.      as good a crease as the other, and covers another area
+//  a-------b
+TEST_CASE("foldsThatLieBackToBackAreTold") {
+    CompactMesh mesh = support::meshOf({0, 0, 0, 1, 0, 0, 0.7f, 1, 0, 0.3f, 1, 0},
+                                       {0, 1, 3, 1, 0, 2, 2, 3, 1, 3, 2, 0});
+    CutOutcome const outcome = cutByPlane(mesh, {std::cos(0.3), std::sin(0.3), 0.0, -0.5});
+    REQUIRE(outcome.refusal.empty());
+    CHECK(outcome.closedFolds == 4);  // ab, bc, cd, da: the diagonals lie flat
+    CHECK(outcome.removedVertices == 0);
+    CHECK(outcome.areaAfter < 0.95 * outcome.areaBefore);
+    checkSound(mesh);
+    CompactMesh box = support::cube();
+    CHECK(cutByPlane(box, {1.0, 0.3, 0.1, -0.6}).closedFolds == 0);
+}

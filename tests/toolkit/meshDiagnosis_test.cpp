@@ -1,145 +1,21 @@
 // The diagnosis: one small mesh for each kind of finding, and nothing but notes on what is sound.
 
-#include "support/builders.h"
-#include "support/checks.h"
+#include "diagnoses.h"
 #include "support/corpus.h"
 #include "support/oracles.h"
-#include "toolkit/meshDiagnosis.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/sampleMeshes.h"
 
-#include "trimora/repair/meshReverseWinding.h"
-
 #include <algorithm>
-#include <cmath>
-#include <doctest/doctest.h>
 #include <limits>
-#include <set>
-#include <sstream>
 
-using koGeom::CompactMesh;
 using koLinear::Point;
-using support::meshOf;
-using trimora::Diagnosis;
-using trimora::Finding;
-using Severity = Finding::Severity;
+using namespace diagnoses;
 
 namespace {
 
 float const notANumber = std::numeric_limits<float>::quiet_NaN();
 float const infinity = std::numeric_limits<float>::infinity();
-
-Diagnosis diagnosed(CompactMesh const& mesh, trimora::DiagnosisOptions const& options = {},
-                    trimora::ReadReport const& report = {}) {
-    koUtil::Progress progress;
-    return trimora::diagnoseMesh(mesh, report, options, progress);
-}
-
-/// The kinds that are worse than notes, in order.
-std::vector<std::string> faultsIn(Diagnosis const& diagnosis) {
-    std::vector<std::string> kinds;
-    for (Finding const& finding : diagnosis.findings)
-        if (finding.severity != Severity::Note)
-            kinds.push_back(finding.kind);
-    return kinds;
-}
-
-std::vector<std::string> notesIn(Diagnosis const& diagnosis) {
-    std::vector<std::string> kinds;
-    for (Finding const& finding : diagnosis.findings)
-        if (finding.severity == Severity::Note)
-            kinds.push_back(finding.kind);
-    return kinds;
-}
-
-using Kinds = std::vector<std::string>;
-using Ids = std::vector<int>;
-
-/// An empty finding where there is none of the kind.
-Finding findingOf(Diagnosis const& diagnosis, std::string const& kind) {
-    for (Finding const& finding : diagnosis.findings)
-        if (finding.kind == kind)
-            return finding;
-    return {};
-}
-
-/// Everything that was found, as one text.
-std::string textOf(Diagnosis const& diagnosis) {
-    std::ostringstream text;
-    text.precision(17);
-    text << diagnosis.vertices << ' ' << diagnosis.triangles << ' ' << diagnosis.parts << ' '
-         << diagnosis.boundaries << ' ' << diagnosis.area << ' ' << diagnosis.volume.value_or(-1.0)
-         << '\n';
-    for (Finding const& finding : diagnosis.findings) {
-        text << finding.kind << ' ' << trimora::nameOfSeverity(finding.severity) << ' '
-             << finding.title << finding.meaning << finding.remedy << finding.advice
-             << finding.count << finding.unit << '\n';
-        for (auto const& place : finding.places) {
-            for (int const t : place.triangles)
-                text << ' ' << t;
-            for (int const v : place.vertices)
-                text << " v" << v;
-            for (auto const& edge : place.edges)
-                text << ' ' << edge[0] << '-' << edge[1];
-            for (auto const& point : {place.centre, place.lowest, place.highest})
-                text << ' ' << point[0] << ',' << point[1] << ',' << point[2];
-            text << ' ' << place.measure.value_or(-1.0) << place.note << '\n';
-        }
-    }
-    return text.str();
-}
-
-CompactMesh withTriangles(CompactMesh const& mesh, Ids const& more) {
-    Ids all = support::trianglesOf(mesh);
-    all.insert(all.end(), more.begin(), more.end());
-    return meshOf(support::coordinatesOf(mesh), all);
-}
-
-CompactMesh without(CompactMesh const& mesh, std::set<int> const& triangles) {
-    Ids const all = support::trianglesOf(mesh);
-    Ids kept;
-    for (int t = 0; t < mesh.getNumTriangles(); ++t)
-        if (triangles.count(t) == 0)
-            kept.insert(kept.end(), all.begin() + 3 * t, all.begin() + 3 * t + 3);
-    return meshOf(support::coordinatesOf(mesh), kept);
-}
-
-CompactMesh scaled(CompactMesh mesh, float factor, float move = 0.0f) {
-    for (int i = 0; i < 3 * mesh.getNumVertices(); ++i)
-        mesh.getVerticesRaw()[i] = factor * mesh.getVerticesRaw()[i] + move;
-    return mesh;
-}
-
-CompactMesh reversed(CompactMesh mesh) {
-    koGeom::meshReverseWinding(mesh, false);
-    return mesh;
-}
-
-/// Whether all numbers are those of the mesh, all places finite, and the order that of severity.
-void checkForm(CompactMesh const& mesh, Diagnosis const& diagnosis) {
-    for (std::size_t i = 0; i < diagnosis.findings.size(); ++i) {
-        Finding const& finding = diagnosis.findings[i];
-        CAPTURE(finding.kind);
-        CHECK((i == 0 || diagnosis.findings[i - 1].severity <= finding.severity));
-        CHECK(finding.count > 0);
-        CHECK_FALSE(finding.title.empty());
-        CHECK_FALSE(finding.meaning.empty());
-        CHECK(finding.places.size() <= 50);
-        for (auto const& place : finding.places) {
-            for (int const t : place.triangles)
-                CHECK((t >= 0 && t < mesh.getNumTriangles()));
-            for (int const v : place.vertices)
-                CHECK((v >= 0 && v < mesh.getNumVertices()));
-            for (auto const& edge : place.edges)
-                CHECK((edge[0] >= 0 && edge[0] < mesh.getNumVertices() && edge[1] >= 0 &&
-                       edge[1] < mesh.getNumVertices()));
-            for (std::size_t k = 0; k < 3; ++k) {
-                CHECK(std::isfinite(place.centre[k]));
-                CHECK(place.lowest[k] <= place.highest[k]);
-            }
-        }
-    }
-}
 
 }  // namespace
 
@@ -192,10 +68,16 @@ TEST_CASE("theReadersReportIsToldFirst") {
     report.dropped.nonfinite = 4;
     report.incompleteVertices = 1;
     report.unknownLines = 3;
+    report.cutShort = {{"vertices", 4, 8}, {"faces", 0, 12}, {"facets", 3}};
     report.numProblems = 1;
     report.problems.push_back({7, "a corner names vertex 9 of 8", -1});
     Diagnosis const diagnosis = diagnosed(support::cube(), {}, report);
-    CHECK(faultsIn(diagnosis) == Kinds({"unreadableFaces", "incompleteVertices"}));
+    CHECK(faultsIn(diagnosis) == Kinds({"cutShort", "unreadableFaces", "incompleteVertices"}));
+    Finding const end = findingOf(diagnosis, "cutShort");
+    CHECK(end.severity == Severity::Fatal);
+    CHECK(end.count == 4 + 12 + 1);
+    CHECK(end.title ==
+          "The file was cut short: 4 of 8 vertices, 0 of 12 faces, 3 of more than 3 facets");
     CHECK(notesIn(diagnosis) == Kinds({"leftOutFaces", "ignoredContent"}));
     Finding const faces = findingOf(diagnosis, "unreadableFaces");
     CHECK(faces.count == 3);
@@ -348,21 +230,6 @@ TEST_CASE("windingIsToldByEdgesAndTrianglesToTurn") {
     CHECK(diagnosis.boundaries == 1);
 }
 
-TEST_CASE("moebiusStripsAreNoWinding") {
-    Diagnosis const alone = diagnosed(support::moebius(9));
-    CHECK(faultsIn(alone) == Kinds({"moebiusStrips"}));
-    Finding const finding = findingOf(alone, "moebiusStrips");
-    CHECK(finding.count == 1);
-    CHECK(finding.places[0].triangles.size() == 18);
-    CHECK(finding.places[0].edges.size() == 1);
-    CHECK(finding.remedy == "");  // it would leave nothing
-    CHECK(alone.boundaries == 1);
-
-    Diagnosis const beside =
-        diagnosed(support::joined(support::sphere(2), support::moebius(9), 9.0f));
-    CHECK(findingOf(beside, "moebiusStrips").remedy == "trimora repair IN OUT");
-}
-
 TEST_CASE("insideOutPartsAndCavitiesAreToldApart") {
     CompactMesh const outer = scaled(support::sphere(2), 4.0f);
     CompactMesh const inner = support::sphere(2);
@@ -385,46 +252,6 @@ TEST_CASE("insideOutPartsAndCavitiesAreToldApart") {
     CHECK(findingOf(diagnosed(reversed(shells)), "insideOutParts").count == 2);
 }
 
-TEST_CASE("holesAreMeasured") {
-    CompactMesh const mesh = without(support::sphere(3), {0, 100});
-    Diagnosis const diagnosis = diagnosed(mesh);
-    CHECK(faultsIn(diagnosis) == Kinds({"holes"}));
-    Finding const finding = findingOf(diagnosis, "holes");
-    CHECK(finding.count == 2);
-    CHECK(finding.remedy == "trimora fill IN OUT");
-    CHECK(diagnosis.boundaries == 2);
-    CHECK_FALSE(diagnosis.volume.has_value());
-    for (auto const& place : finding.places) {
-        CHECK(place.edges.size() == 3);
-        double length = 0.0;
-        for (auto const& edge : place.edges)
-            length += distance(mesh.getVertices()[edge[0]].asPoint(),
-                               mesh.getVertices()[edge[1]].asPoint());
-        CHECK(*place.measure == doctest::Approx(length));
-    }
-    CHECK(*finding.places[0].measure >= *finding.places[1].measure);
-}
-
-TEST_CASE("cracksComeWithTheDistanceThatSewsThem") {
-    CompactMesh const mesh = support::joined(support::grid(8, 8), support::grid(8, 8), 8.02f);
-    Diagnosis const diagnosis = diagnosed(mesh);
-    CHECK(faultsIn(diagnosis) == Kinds({"cracks"}));
-    Finding const finding = findingOf(diagnosis, "cracks");
-    CHECK(finding.count == 2);
-    REQUIRE(finding.places.size() == 2);
-    for (auto const& place : finding.places) {
-        CHECK(place.edges.size() == 8);
-        CHECK(*place.measure == doctest::Approx(0.02).epsilon(0.01));
-    }
-    CHECK(finding.remedy.rfind("trimora stitch IN OUT --distance ", 0) == 0);
-    // Half an edge away is no crack, and the sides of a ribbon are none.
-    CHECK(diagnosed(support::joined(support::grid(8, 8), support::grid(8, 8), 8.5f)).isSound());
-    CompactMesh ribbon = support::grid(20, 1);
-    for (int v = 0; v < ribbon.getNumVertices(); ++v)
-        ribbon.getVertices()[v].y *= 0.05f;
-    CHECK(diagnosed(ribbon).isSound());
-}
-
 // 0-----3-----1      folded over 0-1: 2 and 3 on the same side
 TEST_CASE("foldsAreMeasured") {
     auto const hinge = [](double degrees) {
@@ -438,7 +265,9 @@ TEST_CASE("foldsAreMeasured") {
     CHECK(finding.count == 1);
     CHECK(*finding.places[0].measure == doctest::Approx(10.0));
     CHECK(finding.places[0].triangles == Ids({0, 1}));
-    CHECK(finding.remedy == "trimora repair IN OUT --angle 15");
+    CHECK(finding.remedy == "");  // it would leave nothing
+    CHECK(findingOf(diagnosed(support::joined(hinge(10.0), support::sphere(2), 9.0f)), "folds")
+              .remedy == "trimora repair IN OUT --angle 15");
     CHECK(findingOf(diagnosed(hinge(20.0)), "folds").count == 0);
 }
 
@@ -497,12 +326,14 @@ TEST_CASE("cuttingPairsAreToldWithTheirPlace") {
 //    0 --------- 1
 TEST_CASE("cutsThatTheRepairDoesNotSeeHaveNoRemedy") {
     std::vector<float> const coordinates = {0, 0, 0, 4, 0, 0, 2, 4, 0, 2, 1, 0, 3, 1, 1, 3, 1, -1};
+    auto const besideABall = [&coordinates](std::vector<int> const& triangles) {
+        return support::joined(meshOf(coordinates, triangles), support::sphere(2), 9.0f);
+    };
     Finding const unseen =
-        findingOf(diagnosed(meshOf(coordinates, {0, 1, 2, 3, 4, 5})), "selfIntersections");
+        findingOf(diagnosed(besideABall({0, 1, 2, 3, 4, 5})), "selfIntersections");
     CHECK(unseen.count == 1);
     CHECK(unseen.remedy == "");
-    Finding const seen =
-        findingOf(diagnosed(meshOf(coordinates, {0, 1, 2, 4, 5, 3})), "selfIntersections");
+    Finding const seen = findingOf(diagnosed(besideABall({0, 1, 2, 4, 5, 3})), "selfIntersections");
     CHECK(seen.remedy == "trimora repair IN OUT --self-intersections");
 }
 

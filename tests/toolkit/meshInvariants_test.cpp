@@ -220,7 +220,10 @@ TEST_CASE("noticesEveryKindOfChange") {
         [](CompactMesh& m) { m.resizeVertexArray(19); },
         [](CompactMesh& m) { m.allocUVArray(); },
         [](CompactMesh& m) { m.allocAttributes("heat", 1); },
-        [](CompactMesh& m) { m.getSelectedTriangles().resize(32); },
+        [](CompactMesh& m) {
+            m.getSelectedTriangles().resize(32);
+            m.getSelectedTriangles().setBit(31);
+        },
         [](CompactMesh& m) { m.resizeLineArray(1); },
         [](CompactMesh& m) { m.allocTriangleNormalArray(); },
         [](CompactMesh& m) { m.polys.resize(0, 1); }};
@@ -229,5 +232,7 @@ TEST_CASE("noticesEveryKindOfChange") {
         change(copy);
         CHECK_FALSE(before.isSameAs(stateOf(copy, InvariantDepth::Arrays)));
     }
-    CHECK(before.isSameAs(stateOf(CompactMesh(mesh), InvariantDepth::Arrays)));
+    CompactMesh roomForNone(mesh);  // a selection of nothing is none, whatever its size
+    roomForNone.getSelectedTriangles().resize(64);
+    CHECK(before.isSameAs(stateOf(roomForNone, InvariantDepth::Arrays)));
 }

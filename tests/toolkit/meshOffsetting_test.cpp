@@ -213,7 +213,7 @@ TEST_CASE("offsetRefusesInWords") {
     refuses(support::bowTie(), by(0.1), "manifold");
     refuses(support::moebius(12), by(0.1), "manifold");
     refuses(support::cube(), by(0.0), "is 0");
-    refuses(support::cube(), by(std::numeric_limits<double>::quiet_NaN()), "is 0");
+    refuses(support::cube(), by(std::numeric_limits<double>::quiet_NaN()), "is no number");
     refuses(support::cube(), by(1e300), "a thousand diagonals");
     refuses(support::cube(), by(1e-9), "lost in the rounding");
     refuses(support::meshOf({1, 1, 1, 1, 1, 1, 1, 1, 1}, {0, 1, 2}), by(0.1), "has no size");

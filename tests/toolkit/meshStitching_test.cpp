@@ -495,3 +495,45 @@ TEST_CASE("noDistanceIsSuggestedWhereNothingIsNear") {
     CHECK(!suggests(support::joined(sheet, meshOf({0, 0, 0, 0, 0, 0, 0, 0, 0}, {0, 1, 2}))));
     CHECK(suggests(support::joined(sheet, moved(sheet, 5.0f, 0.0f, 0.0f))));
 }
+
+/// As many triangles in one place, each with corners of its own.
+CompactMesh copiesOfATriangle(int count) {
+    std::vector<float> coordinates;
+    std::vector<int> triangles;
+    for (int i = 0; i < count; ++i) {
+        coordinates.insert(coordinates.end(), {0, 0, 0, 1, 0, 0, 0.25f, 0.75f, 0.5f});
+        triangles.insert(triangles.end(), {3 * i, 3 * i + 1, 3 * i + 2});
+    }
+    return meshOf(coordinates, triangles);
+}
+
+TEST_CASE("copiesInOnePlaceSuggestWhatTwoOfThemDo") {
+    CompactMesh const sheet = support::grid(5, 5);
+    CompactMesh const near = moved(support::grid(4, 5), 5.25f, 0.0f, 0.0f);
+    auto const suggestionFor = [](CompactMesh const& mesh) {
+        auto const holes = trimora::findHoles(mesh);
+        auto const suggestion = trimora::suggestStitchDistance(mesh, holes, allOf(holes));
+        REQUIRE(suggestion);
+        return *suggestion;
+    };
+    CompactMesh two = support::joined(sheet, near);
+    two = support::joined(two, two);
+    CompactMesh const four = support::joined(two, two);
+    CHECK(suggestionFor(four).distances == suggestionFor(two).distances);
+    CHECK(suggestionFor(four).neighbours.size() == 8);
+    CHECK(suggestionFor(four).neighbours.front().gap == doctest::Approx(0.0));
+    // Of three the third one's neighbours are its own: it asks apart.
+    auto const apart = suggestionFor(support::joined(support::joined(sheet, sheet), near));
+    REQUIRE(apart.neighbours.size() >= 2);
+    CHECK(apart.neighbours.front().gap == doctest::Approx(0.0));
+}
+
+TEST_CASE("crowdsOfBoundariesAreRefusedBeforehand") {
+    StitchOutcome const few = refuses(copiesOfATriangle(30), within(0.2), "cannot be made to run");
+    CHECK(few.attempts > 0);
+    // 1100 boundaries with 1099 others each.
+    StitchOutcome const crowd = refuses(copiesOfATriangle(1100), within(0.2),
+                                        "each of 1100 boundaries has 1099 others or more");
+    CHECK(crowd.attempts == 0);
+    CHECK(crowd.before.triangles == 0);  // not looked at either
+}

@@ -88,6 +88,24 @@ TEST_CASE("offIsTakenAsProgramsWriteIt") {
     }
 }
 
+TEST_CASE("headsOfOffMayBeInLowerCase") {
+    for (std::string const head : {"off", "coff", "stcnoff"})
+        CHECK(readBytes(head + "\n4 1 0\n" + square + "4 0 1 2 3\n", "a").report.triangles == 2);
+    for (std::string const head : {"Off", "oFF", "xoff", "4off"})
+        CHECK(readBytes(head + "\n4 1 0\n" + square, "a.off").outcome.failure ==
+              Failure::Unsupported);
+}
+
+TEST_CASE("severalVerticesInALineAreToldOf") {
+    auto const all = readBytes("OFF\n4 1 0 0 0 0 1 0 0 1 1 0 0 1 0 4 0 1 2 3\n", "a.off");
+    CHECK(problemsOf(all.report).front() ==
+          "2: numbers behind the counts, not read: a vertex takes a line of its own");
+    auto const body = readBytes("OFF\n4 1 0\n0 0 0 1 0 0 1 1 0 0 1 0\n4 0 1 2 3\n", "a.off");
+    CHECK(problemsOf(body.report) ==
+          std::vector<std::string>{"4: the file ends after 2 of 4 vertices; each takes a line of "
+                                   "its own"});
+}
+
 TEST_CASE("coloursAreWholeNumbersOrParts") {
     auto const colours = [](std::string const& head, std::string const& colour) {
         auto const read = readBytes(head + "\n1 0 0\n0 0 0 " + colour + "\n", "a.off");
@@ -101,6 +119,7 @@ TEST_CASE("coloursAreWholeNumbersOrParts") {
     CHECK(colours("CNOFF", "0 0 1 255 0 0") == Floats{1, 0, 0, 1});
     CHECK(colours("STCNOFF", "0 0 1 255 0 0 0.5 0.5") == Floats{1, 0, 0, 1});
     CHECK(colours("STCNOFF", "0 0 1 255 0 0 51 0.5 0.5") == Floats{1, 0, 0, 0.2f});
+    CHECK(colours("COFF", "0.5 1 0 -1") == Floats{0.5f, 1, 0, -1});
     CHECK(colours("COFF", "7").empty());
     CHECK(colours("OFF", "255 0 0").empty());
 }
@@ -117,7 +136,7 @@ TEST_CASE("whatOffHasBesidesIsKeptWhereEveryVertexHasIt") {
     CHECK(partly.report.normals.missing == 1);
     auto const more = readBytes("OFF\n3 1 0\n0 0 0 1\n1 0 0\n0 1 0\n3 0 1 2 255 0 0\n", "a.off");
     CHECK(more.report.verticesWithMore == 1);
-    CHECK(more.report.ignoredProperties == std::vector<std::string>{"colours of 1 faces"});
+    CHECK(more.report.ignoredProperties == std::vector<std::string>{"colours of 1 face"});
     CHECK(more.mesh.getNumTriangles() == 1);
 }
 
@@ -138,8 +157,10 @@ TEST_CASE("faultsOfOffAreToldWithTheirLines") {
                                    "11: face at a vertex that the file does not hold; dropped",
                                    "12: face whose count of corners is no number; dropped",
                                    "13: face with a corner that is absent or no index; dropped",
-                                   "14: face with a corner that is absent or no index; dropped",
-                                   "15: text behind the last face; not read"});
+                                   "14: face with a corner that is absent or no index; dropped"});
+    CHECK(read.report.notes ==
+          std::vector<std::string>{
+              "goes on behind the last of its faces, from line 15 on; that was not read"});
     CHECK(read.report.faces == 8);
     CHECK(read.report.dropped.total() == 7);
     ReadOptions options;

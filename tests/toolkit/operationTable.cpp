@@ -23,6 +23,7 @@
 #include "toolkit/meshSubdivision.h"
 #include "toolkit/meshVerification.h"
 #include "toolkit/meshWelding.h"
+#include "toolkit/partsOutward.h"
 #include "toolkit/planeSection.h"
 #include "toolkit/renderMesh.h"
 #include "toolkit/silhouetteCurves.h"
@@ -81,6 +82,13 @@ CompactMesh damagedBall() {
     return support::flipped(support::holed(support::soup(support::sphere(1)), 0.9, 3), 0.2, 5);
 }
 
+CompactMesh ballInsideOut() {
+    CompactMesh mesh = support::sphere(1);
+    for (int t = 0; t < mesh.getNumTriangles(); ++t)
+        std::swap(mesh.getTriangles()[t][0], mesh.getTriangles()[t][1]);
+    return mesh;
+}
+
 CompactMesh holedBall() {
     return support::holed(support::sphere(2), 0.93, 2);
 }
@@ -102,6 +110,11 @@ CompactMesh bowl() {
 CompactMesh twoStrips() {
     CompactMesh const strip = support::grid(12, 2);
     return support::joined(strip, strip, 0.0f, 2.05f, 0.0f);
+}
+
+CompactMesh shortStrips() {
+    CompactMesh const strip = support::grid(4, 1);
+    return support::joined(strip, strip, 0.0f, 1.05f, 0.0f);
 }
 
 CompactMesh slice() {
@@ -298,13 +311,13 @@ auto merging() {
     });
 }
 
-auto rendering() {
-    return plain([](CompactMesh& mesh, Progress& progress) {
+auto rendering(bool shadow) {
+    return plain([shadow](CompactMesh& mesh, Progress& progress) {
         trimora::RenderOptions options;
         options.width = 24;
         options.height = 16;
         options.samples = 2;
-        options.shadow = true;
+        options.shadow = shadow;
         return trimora::renderMeshes({{&mesh, nullptr, "ball"}}, options, progress);
     });
 }
@@ -319,6 +332,11 @@ std::vector<Operation> edits() {
         {"repair", true, false, damagedBall, repair(false)},
         {"repair all", true, false, [] { return support::joined(ball(), ball(), 0.7f); },
          repair(true)},
+        {"turn outward", true, true,
+         [] { return support::joined(ballInsideOut(), ballInsideOut(), 3.0f); },
+         plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::turnPartsOutward(mesh, progress);
+         })},
         {"reduce by fraction", true, false, slice, reduction(ReduceMethod::Fraction, 0.4)},
         {"reduce by tolerance", true, false, slice, reduction(ReduceMethod::Tolerance, 0.2)},
         {"reduce by collapse", true, false, slice, reduction(ReduceMethod::Collapse, 0.4)},
@@ -357,7 +375,7 @@ std::vector<Operation> queries() {
         {"distance", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
              return trimora::measureDistance(mesh, support::cube(), progress);
          })},
-        {"propose a distance", false, true, twoStrips, proposing},
+        {"propose a distance", false, true, shortStrips, proposing},
         {"collar", false, true, bowl, sampling},
         {"lay curves", false, true, slice, laying},
         {"plane section", false, true, ball, query([](CompactMesh const& mesh) {
@@ -376,7 +394,8 @@ std::vector<Operation> queries() {
          query([](CompactMesh const& mesh) { return trimora::subdivideMesh(mesh, {}, 2); })},
         {"verify", false, true, ball,
          query([](CompactMesh const& mesh) { return trimora::verifyMesh(mesh, {}); })},
-        {"render", false, true, ball, rendering()},
+        {"render", false, true, ball, rendering(false)},
+        {"render a shadow", false, true, ball, rendering(true), true},
         {"paint curvature", false, true, ball, query(trimora::paintCurvature)},
         {"paint components", false, true, ball, query(trimora::paintComponents)},
     };

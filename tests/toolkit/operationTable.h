@@ -29,6 +29,8 @@ struct Operation {
     std::function<koGeom::CompactMesh()> sample;  ///< a small mesh on which it has something to do
     /// Finds in a sound mesh what goes with it: holes, curves, selections.
     std::function<Run(koGeom::CompactMesh const& sound)> prepare;
+    /// A run takes a quarter of a second whatever the mesh: tests of each question and so on try few of them.
+    bool isSlow = false;
 };
 
 /// The table, in a fixed order.

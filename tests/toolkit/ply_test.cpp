@@ -1,13 +1,14 @@
 #include "formatChecks.h"
+#include "plyTexts.h"
 
 #include "trimora/contract/koUtil/ThreadPool.h"
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <limits>
 
 using namespace trimora;
+using namespace plyTexts;
 using formatChecks::bytesOf;
 using formatChecks::problemsOf;
 using formatChecks::readBytes;
@@ -29,75 +30,6 @@ Floats valuesOf(CompactMesh const& mesh, char const* name) {
                ? Floats()
                : Floats(set->asFloat(), set->asFloat() + set->dimension * set->getNumElements());
 }
-
-std::string const square = "0 0 0\n1 0 0\n1 1 0\n0 1 0\n";
-
-std::string textHeader(std::string const& elements) {
-    return "ply\nformat ascii 1.0\n" + elements + "end_header\n";
-}
-
-std::string const xyz = "property float x\nproperty float y\nproperty float z\n";
-std::string const faceList = "property list uchar int vertex_indices\n";
-
-/// A square of four vertices, and the given number of faces.
-formatChecks::Read readSquare(int numFaces, std::string const& faces,
-                              ReadOptions const& options = {}) {
-    return readBytes(textHeader("element vertex 4\n" + xyz + "element face " +
-                                std::to_string(numFaces) + "\n" + faceList) +
-                         square + faces,
-                     "a.ply", options);
-}
-
-/// Writes PLY files of any layout: each scalar in the form of the file.
-class PlyText {
-public:
-    PlyText(std::string const& form) : form_(form) { text_ = "ply\nformat " + form + " 1.0\n"; }
-    void line(std::string const& line) { text_ += line + "\n"; }
-    void endHeader() { text_ += "end_header\n"; }
-    void number(std::string const& type, double value) {
-        if (type == "char" || type == "int8")
-            put(static_cast<std::int8_t>(value));
-        else if (type == "uchar" || type == "uint8")
-            put(static_cast<std::uint8_t>(value));
-        else if (type == "short" || type == "int16")
-            put(static_cast<std::int16_t>(value));
-        else if (type == "ushort" || type == "uint16")
-            put(static_cast<std::uint16_t>(value));
-        else if (type == "int" || type == "int32")
-            put(static_cast<std::int32_t>(value));
-        else if (type == "uint" || type == "uint32")
-            put(static_cast<std::uint32_t>(value));
-        else if (type == "float" || type == "float32")
-            put(static_cast<float>(value));
-        else
-            put(value);
-    }
-    void endItem() {
-        if (form_ == "ascii")
-            text_ += "\n";
-    }
-    std::string const& text() const { return text_; }
-
-private:
-    template <class T>
-    void put(T value) {
-        if (form_ == "ascii") {
-            text_ += std::to_string(static_cast<double>(value)) + " ";
-            std::size_t const point = text_.rfind('.');
-            if (std::is_integral_v<T>)
-                text_.resize(point), text_ += " ";
-            return;
-        }
-        char bytes[sizeof value];
-        std::memcpy(bytes, &value, sizeof value);
-        if ((form_ == "binary_big_endian") == (std::endian::native == std::endian::little))
-            std::reverse(bytes, bytes + sizeof value);
-        text_.append(bytes, sizeof value);
-    }
-
-    std::string const form_;
-    std::string text_;
-};
 
 /// One property of the generated files, and its value at a vertex.
 struct Property {
@@ -122,7 +54,8 @@ std::string anyLayout(std::string const& form, std::uint64_t seed,
     constexpr std::array types = {"char",  "uchar",  "short",   "ushort", "int",   "uint",
                                   "float", "double", "int8",    "uint8",  "int16", "uint16",
                                   "int32", "uint32", "float32", "float64"};
-    constexpr std::array whole = {"char", "uchar", "short", "ushort", "int", "uint"};
+    constexpr std::array counts = {"char", "uchar", "short", "ushort",
+                                   "int",  "uint",  "float", "double"};  // and indices
     support::Random random(seed);
     auto const anyOf = [&random](auto const& list) {
         return std::string(list[static_cast<std::size_t>(random.index(int(list.size())))]);
@@ -133,13 +66,13 @@ std::string anyLayout(std::string const& form, std::uint64_t seed,
     if (random.index(2) == 0)
         vertices.push_back({"weights", anyOf(types), true});
     shuffle(vertices, random);
-    std::vector<Property> faces = {{"vertex_indices", anyOf(whole), true},
+    std::vector<Property> faces = {{"vertex_indices", anyOf(counts), true},
                                    {"kind", anyOf(types), false}};
     if (random.index(2) == 0)
         faces.push_back({"parts", anyOf(types), true});
     shuffle(faces, random);
     bool const facesFirst = random.index(2) == 0;
-    std::string const countType = anyOf(whole);
+    std::string const countType = anyOf(counts);
 
     PlyText ply(form);
     auto const declare = [&](std::string const& element, int count,
@@ -232,12 +165,6 @@ std::vector<support::NamedMesh> dressedZoo() {
     return all;
 }
 
-WriteOptions encoded(Encoding encoding) {
-    WriteOptions options;
-    options.encoding = encoding;
-    return options;
-}
-
 }  // namespace
 
 TEST_CASE("writesWhatAPlyFileIs") {
@@ -321,6 +248,17 @@ TEST_CASE("takesEveryOrderAndType") {
                 CHECK(std::count(ignored.begin(), ignored.end(), name) == 1);
             CHECK(valuesOf(read.mesh, "weights").empty());
         }
+}
+
+TEST_CASE("aHeaderInCapitalsIsOneToo") {
+    auto const read = readBytes("PLY\nFORMAT ASCII 1.0\nELEMENT VERTEX 3\nPROPERTY FLOAT X\n"
+                                "PROPERTY FLOAT Y\nPROPERTY FLOAT Z\nELEMENT FACE 1\n"
+                                "PROPERTY LIST UCHAR INT VERTEX_INDEX\nEND_HEADER\n"
+                                "0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n",
+                                "noname");
+    REQUIRE(read.outcome);
+    CHECK(read.report.format == "ply");
+    CHECK(trianglesOf(read.mesh) == Ints{0, 1, 2});
 }
 
 TEST_CASE("takesEveryLineEndOfAHeader") {
@@ -425,105 +363,6 @@ TEST_CASE("whatFloatsDoNotHoldIsToldOfSets") {
     }
 }
 
-//   3---2
-//   | / |     polygons are cut into fans from their first corner
-//   0---1
-TEST_CASE("cutsPolygonsAndDropsBadFaces") {
-    auto const read =
-        readSquare(8, "4 0 1 2 3\n2 0 1\n3 0 1 9\n3 0 1 -1\n3 0 1 x\n3 0 1\n\n3 2 1 0 7\n-1\n");
-    REQUIRE(read.outcome);
-    CHECK(trianglesOf(read.mesh) == Ints{0, 1, 2, 0, 2, 3, 2, 1, 0});
-    CHECK(read.report.trianglePolygon == Ints{0, 0, 1});
-    CHECK(read.report.faces == 8);
-    CHECK(read.report.polygons == 1);
-    CHECK(read.report.dropped.tooFewCorners == 1);
-    CHECK(read.report.dropped.outOfRange == 2);
-    CHECK(read.report.dropped.notANumber == 3);
-    CHECK(problemsOf(read.report) ==
-          Strings{"15: face with fewer than three corners; dropped",
-                  "16: face at a vertex that the file does not hold; dropped",
-                  "17: face at a vertex that the file does not hold; dropped",
-                  "18: face with a corner that is absent or no index; dropped",
-                  "19: face with a corner that is absent or no index; dropped",
-                  "22: face with a corner that is absent or no index; dropped"});
-}
-
-TEST_CASE("badTrianglesOfABinaryFileAreDroppedWithTheirBytes") {
-    auto const file = [](int badCorner) {
-        PlyText ply("binary_little_endian");
-        ply.line("element vertex 3\n" + xyz + "element face 3\n" +
-                 faceList.substr(0, faceList.size() - 1));
-        ply.endHeader();
-        for (double const x : {0., 0., 0., 1., 0., 0., 0., 1., std::nan("")})
-            ply.number("float", x);
-        for (int const corner : {0, badCorner, 1}) {
-            ply.number("uchar", 3);
-            for (int const c : {0, 1, corner == 0 ? 2 : corner})
-                ply.number("int", c);
-        }
-        return ply.text();
-    };
-    std::string const bytes = file(3);
-    auto const read = readBytes(bytes, "a.ply");
-    std::size_t const body = bytes.find("end_header\n") + 11;
-    CHECK(trianglesOf(read.mesh) == Ints{0, 1, 2, 0, 1, 1});
-    CHECK(read.report.faces == 3);
-    CHECK(read.report.dropped.outOfRange == 1);
-    CHECK(problemsOf(read.report) ==
-          Strings{std::to_string(body + 24) + ": vertex with a coordinate that is NaN or infinite",
-                  std::to_string(body + 36 + 13) +
-                      ": face at a vertex that the file does not hold; dropped"});
-    CHECK(readBytes(file(-1), "a.ply").report.dropped.outOfRange == 1);
-    ReadOptions options;
-    options.dropNonfinite = true;
-    auto const finite = readBytes(file(1), "a.ply", options);
-    CHECK(trianglesOf(finite.mesh) == Ints{0, 1, 1, 0, 1, 1});
-    CHECK(finite.report.dropped.nonfinite == 1);
-}
-
-TEST_CASE("stripsBecomeTriangles") {
-    for (std::string const form : {"ascii", "binary_big_endian"}) {
-        PlyText ply(form);
-        ply.line("element vertex 4\n" + xyz +
-                 "element tristrips 2\nproperty list int int vertex_indices");
-        ply.endHeader();
-        for (int i = 0; i < 4; ++i) {
-            for (int k = 0; k < 3; ++k)
-                ply.number("float", i * k);
-            ply.endItem();
-        }
-        for (Ints const& strip :
-             {Ints{0, 1, 2, 3, -1, 3, 2, 1, -1, 0, 1, -1}, Ints{1, 2, 2, 3, 9}}) {
-            ply.number("int", static_cast<double>(strip.size()));
-            for (int const corner : strip)
-                ply.number("int", corner);
-            ply.endItem();
-        }
-        auto const read = readBytes(ply.text(), "a.ply");
-        REQUIRE(read.outcome);
-        CHECK(trianglesOf(read.mesh) == Ints{0, 1, 2, 2, 1, 3, 3, 2, 1});
-        CHECK(read.report.faces == 4);  // of 2 3 9, and the joins are none
-        CHECK(read.report.dropped.outOfRange == 1);
-    }
-}
-
-TEST_CASE("polygonsAreWrittenWhereAPlyHasNoTriangles") {
-    CompactMesh mesh = support::meshOf({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}, {});
-    ko::vector<int> longest;
-    for (int i = 0; i < 300; ++i)
-        longest.push_back(i % 4);
-    mesh.polys = koGeom::MeshSequence(ko::vector<ko::vector<int>>{{0, 1, 2, 3}, {0, 2, 1}});
-    std::string const text = bytesOf(mesh, "a.ply", encoded(Encoding::Text));
-    CHECK(text.substr(text.size() - 18) == "4 0 1 2 3\n3 0 2 1\n");
-    for (bool const hasLong : {false, true}) {
-        if (hasLong)
-            mesh.polys = koGeom::MeshSequence(ko::vector<ko::vector<int>>{{0, 1, 2, 3}, longest});
-        auto const read = readBytes(bytesOf(mesh, "a.ply"), "a.ply");
-        CHECK(read.report.polygons == (hasLong ? 2 : 1));
-        CHECK(read.mesh.getNumTriangles() == (hasLong ? 300 : 3));
-    }
-}
-
 TEST_CASE("whatIsWholeOfACutOffPlyIsKept") {
     CompactMesh const mesh = dressed(support::tetrahedron(), true);
     for (Encoding const encoding : {Encoding::Usual, Encoding::BigEndian, Encoding::Text})
@@ -540,7 +379,6 @@ TEST_CASE("whatIsWholeOfACutOffPlyIsKept") {
           Strings{std::to_string(bytes.size() - 26) +
                   ": the file ends, or makes no sense any more, after 2 of 4 of its elements "
                   "'face'"});
-    CHECK(read.report.notes.size() == 1);
     auto const more = readBytes(bytes + "more", "a.ply");
     CHECK(more.mesh.getNumTriangles() == 4);
     CHECK(more.report.notes ==
@@ -556,7 +394,7 @@ TEST_CASE("refusesHeadersThatLeaveTheBodyOpen") {
         CHECK(outcome.message.find(part) != std::string::npos);
     };
     std::string const ascii = "ply\nformat ascii 1.0\n";
-    refuses("", "does not begin with 'ply'");
+    refuses("", "is empty");
     refuses("plyx\n", "does not begin with 'ply'");
     refuses("ply\n", "ends within its header");
     refuses("ply\nelement vertex 0\n" + xyz + "end_header\n", "no line 'format'");
@@ -567,7 +405,6 @@ TEST_CASE("refusesHeadersThatLeaveTheBodyOpen") {
     for (char const* const count : {"-1", "x", "1.5", "9223372036854775808"})
         refuses(ascii + "element vertex " + count + "\n", "line 3: an element takes");
     refuses(ascii + "element vertex 1\nproperty real x\n", "line 4: 'real' is no type");
-    refuses(ascii + "element vertex 1\nproperty list float int x\n", "count of a list");
     refuses(ascii + "element vertex 1\nproperty list uchar\n", "line 4: a property takes");
     refuses(ascii + "element face 1\n" + faceList + "end_header\n3 0 0 0\n", "no element 'vertex'");
     refuses(ascii + "element vertex 1\nproperty float x\nproperty float y\nend_header\n1 2\n",

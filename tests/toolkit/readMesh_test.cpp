@@ -495,14 +495,19 @@ TEST_CASE("failuresLeaveTheMeshAndSayWhatToDo") {
     CHECK(report.format == "obj");
 }
 
-TEST_CASE("emptyFilesAndFilesOfCommentsAreEmptyMeshes") {
+TEST_CASE("filesOfCommentsAreEmptyMeshesAndEmptyFilesNone") {
     support::TemporaryFolder const folder;
-    Read read;
-    CHECK(readMesh(folder.write("a.obj", ""), read.mesh, read.report));
-    CHECK(read.report.lines == 0);
-    read = readText("# nothing\n\n");
+    for (char const* const name : {"a.obj", "a.stl", "a.off", "a.ply", "a.glb", "a"}) {
+        CAPTURE(name);
+        Read read;
+        read.outcome = readMesh(folder.write(name, ""), read.mesh, read.report);
+        CHECK(read.outcome.failure == Failure::Unsupported);
+        CHECK(read.outcome.message.find(std::string(name) + ": is empty") != std::string::npos);
+    }
+    Read const read = readText("# nothing\n\n");
     CHECK(read.outcome);
     CHECK(read.report.lines == 2);
+    CHECK(read.report.bytes == 11);
     CHECK(readText("v 1 2 3").mesh.getNumVertices() == 1);
 }
 

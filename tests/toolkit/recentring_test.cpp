@@ -107,12 +107,26 @@ TEST_CASE("whatAFloatHoldsIsLeftWhereItIs") {
     // Many digits, but the box reaches to the origin.
     CHECK(shiftOf("v 4321234.5678 512345.6789 0\nv 0 0 0\n") == none);
     CHECK(shiftOf("v 4321234.5678 inf 1\nv 4321234.5 2 nan\n") == Shift{4321235, 2, 1});
-    CHECK(shiftOf("") == none);
+    CHECK(shiftOf("# nothing\n") == none);
     CHECK(shiftOf("v nan nan nan\n") == none);
     CHECK(shiftOf("v 1e30 1e30 1e30\nv 2e30 1e30 1e30\n") == none);
     // Points that floats would make one.
     CHECK(shiftOf("v 4321234.561 0 0\nv 4321234.562 0 0\n") == Shift{4321235, 0, 0});
     CHECK(shiftOf("v 0.1234567890123 0 0\nv 0.1234567890124 0 0\n") == none);
+}
+
+TEST_CASE("aMeshFarSmallerThanAFloatsStepThereIsFoundAllTheSame") {
+    // Floats near 1e20 lie 9e12 apart, doubles 16384.
+    auto const read =
+        readBytes("v 1e20 0 0\nv 100000000000000100000 0 0\nv 1e20 100000 0\nf 1 2 3\n", "a.obj");
+    REQUIRE(read.report.isShifted());
+    float const* const p = read.mesh.getVerticesRaw();
+    CHECK(std::abs(p[0]) < 2e5f);
+    CHECK(p[3] - p[0] == 98304.0f);
+    CHECK(p[6] == p[0]);
+    WriteOptions options;
+    options.shift = read.report.shift;
+    CHECK(bytesOf(read.mesh, "a.obj", options).find("v 1e+20 0 0\n") == 0);
 }
 
 TEST_CASE("aShiftIsImposedEvenOnMeshesAtTheOrigin") {

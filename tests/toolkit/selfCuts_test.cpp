@@ -127,9 +127,14 @@ bool meetsInside(Point const& a, Point const& b, Point const& s, Point const& c,
     int const sideB = sign(s, c, d, b);
     if ((sideA == 0 && sideB == 0) || sideA == sideB)
         return false;
-    // With a above and b below, the triangle is seen counter-clockwise from a where all three are positive.
+    // With a above and b below, the triangle is seen counter-clockwise from a where all three are positive. The edge may meet a side
+    // of the angle when it goes on beyond it.
     int const up = sideA != 0 ? sideA : -sideB;
-    return up * sign(a, b, c, s) > 0 && up * sign(a, b, s, d) > 0 && up * sign(a, b, d, c) >= 0;
+    int const first = up * sign(a, b, c, s);
+    int const last = up * sign(a, b, s, d);
+    int const least = sideA * sideB < 0 ? 0 : 1;
+    return std::min(first, last) >= least && std::max(first, last) > 0 &&
+           up * sign(a, b, d, c) >= 0;
 }
 
 std::vector<int> commonVertices(CompactMesh const& mesh, int a, int b) {
@@ -259,6 +264,19 @@ TEST_CASE("trianglesWithACommonVertexAreAsked") {
     // The spread wings of a fan that meet in their vertex alone.
     CHECK(cutsOf(meshOf({0, 0, 0, 2, 2, 0, -2, 2, 0, 1, -1, 1, -1, -1, -1}, {0, 1, 2, 0, 3, 4})) ==
           Pairs());
+}
+
+//      2 -3-- 1
+//       \ | /        0-3-4 stands on 0-1-2 along its edge 0-3, which ends within, on the far side, or beyond; or runs along 0-1
+//         0
+TEST_CASE("anEdgeFromTheCommonVertexThatRunsWithinCuts") {
+    auto const standing = [](float x, float y) {
+        return meshOf({0, 0, 0, 2, 2, 0, -2, 2, 0, x, y, 0, x, y, 1}, {0, 1, 2, 0, 3, 4});
+    };
+    for (float const y : {1.0f, 2.0f, 3.0f})
+        CHECK(cutsOf(standing(0, y)) == Pairs({{0, 1}}));
+    for (float const y : {1.0f, 2.0f, 3.0f, -1.0f})
+        CHECK(cutsOf(standing(y, y)) == Pairs());
 }
 
 TEST_CASE("cutsAgreeWithBruteForce") {

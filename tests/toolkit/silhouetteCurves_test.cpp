@@ -186,4 +186,16 @@ TEST_CASE("polylinesReadBackAsTheyWereWritten") {
     REQUIRE(trimora::readPolylines(folder.path("lines.obj"), read));
     CHECK(read == polylines);
     CHECK(!trimora::writePolylines(folder.path("none/lines.obj"), polylines));
+
+    REQUIRE(trimora::writePolylines(folder.path("lines.PLY"), polylines));
+    CHECK(folder.read("lines.PLY") ==
+          "ply\nformat ascii 1.0\nelement vertex 7\nproperty float x\nproperty float y\n"
+          "property float z\nelement edge 6\nproperty int vertex1\nproperty int vertex2\n"
+          "end_header\n0 0 0\n1 0.5 -2.25\n0 0 1\n1 0 1\n0 1 1\n0.125 1e+10 7\n0 0 1\n"
+          "0 1\n2 3\n3 4\n4 2\n5 6\n6 5\n");
+    REQUIRE(trimora::writePolylines(folder.path("far.ply"), {{{0.25, 1, 2}, {1, 1, 2}}},
+                                    {4321000, 0, 0}));
+    std::string const far = folder.read("far.ply");
+    CHECK(far.find("property double x\n") != std::string::npos);
+    CHECK(far.find("end_header\n4321000.25 1 2\n4321001 1 2\n0 1\n") != std::string::npos);
 }

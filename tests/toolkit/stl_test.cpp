@@ -123,6 +123,62 @@ TEST_CASE("contentTellsTextFromBinary") {
     CHECK(readBytes("a line\n", "a.stl").outcome.failure == Failure::Unsupported);
 }
 
+TEST_CASE("whatIsNamedStlAndIsNoneIsRefusedWithItsKind") {
+    std::string const page = "<!DOCTYPE html>\n<title>404</title>" + std::string(200, '.');
+    std::string const noise(200, '\1');
+    for (auto const& [bytes, part] :
+         std::vector<std::pair<std::string, char const*>>{{"\x1f\x8b\x08" + noise, "gzip"},
+                                                          {"PK\3\4" + noise, "ZIP"},
+                                                          {"%PDF-1.5\n" + noise, "PDF"},
+                                                          {"\xff\xfes\1o\1" + noise, "UTF-16"},
+                                                          {page, "is text, but no STL"}}) {
+        CAPTURE(part);
+        FileOutcome const outcome = readBytes(bytes, "a.stl").outcome;
+        CHECK(outcome.failure == Failure::Unsupported);
+        CHECK(outcome.message.find(part) != std::string::npos);
+    }
+    ReadOptions options;
+    options.format = "stl";
+    std::string const obj = bytesOf(support::cube(), "a.obj");
+    CHECK(readBytes(obj, "a.obj", options).outcome.failure == Failure::Unsupported);
+    // The size of a binary file goes before all that; a count far beyond it is told.
+    CHECK(readBytes(binary("PK\3\4", 2, twoTriangles), "a.stl").mesh.getNumTriangles() == 2);
+    auto const odd = readBytes(binary("", 4000, twoTriangles), "a.stl");
+    REQUIRE(odd.report.notes.size() == 1);
+    CHECK(odd.report.notes[0].find("may be no STL file") != std::string::npos);
+}
+
+TEST_CASE("namesOfSolidsAreFitToBeShown") {
+    auto const nameOf = [](std::string const& told) {
+        std::string const text = "solid " + told + "\n" + oneFacet + "endsolid\n";
+        auto const read = readBytes(text, "a.stl");
+        CHECK(read.mesh.getNumTriangles() == 1);
+        return read.report.name;
+    };
+    CHECK(nameOf("bolt") == "bolt");
+    CHECK(nameOf("bo\x1blt") == "bo lt");
+    std::string const accents = [] {
+        std::string text = "x";
+        for (int i = 0; i < 150; ++i)
+            text += "\xc3\xa9";
+        return text;
+    }();
+    CHECK(nameOf(accents) == accents.substr(0, 197) + "...");  // no half character
+    CHECK(nameOf(std::string(200, 'x')).size() == 200);
+    CHECK(nameOf("facet vertex") == "facet vertex");
+    // All of the file in a line.
+    std::string line = "solid my facet " + oneFacet + "endsolid";
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    auto const read = readBytes(line, "a.stl");
+    CHECK(read.report.name == "my facet");
+    CHECK(read.mesh.getNumTriangles() == 1);
+    // What the writer puts where there is no name is none.
+    CHECK(readBytes(bytesOf(support::cube(), "a.stl"), "a.stl").report.name.empty());
+    WriteOptions options;
+    options.name = "Solid Part";
+    CHECK(bytesOf(support::cube(), "a.stl", options).substr(0, 11) == " Solid Part");
+}
+
 TEST_CASE("stlTextIsTakenAsProgramsWriteIt") {
     auto const several = readBytes("Solid a b  c \r\n" +
                                        facet("vertex\t1. .5 -1e1\rVERTEX +1 nan INF\n\n vertex 3 "
@@ -188,8 +244,9 @@ TEST_CASE("binaryStlIsReadAsFarAsItGoes") {
     }
     auto const more = readBytes(binary("", 1, twoTriangles), "a.stl");
     CHECK(more.mesh.getNumTriangles() == 1);
-    CHECK(problemsOf(more.report) ==
-          std::vector<std::string>{"134: 50 bytes behind the last of 1 triangles; not read"});
+    CHECK(more.report.notes ==
+          std::vector<std::string>{
+              "goes on for 50 bytes behind the last of its 1 triangles; they were not read"});
     for (std::uint32_t const unfilled : {0u, 0xffffffffu})
         CHECK(readBytes(binary("", unfilled, twoTriangles), "a.stl").mesh.getNumTriangles() == 2);
     CHECK(readBytes(binary("", 0, {}), "a.stl").mesh.getNumTriangles() == 0);
@@ -215,6 +272,21 @@ TEST_CASE("binaryStlTellsWhatItDoesNotKeep") {
     CHECK(trianglesOf(dropped.mesh) == Ints{3, 4, 5});
     CHECK(dropped.mesh.getNumVertices() == 6);
     CHECK(dropped.report.dropped.nonfinite == 1);
+}
+
+TEST_CASE("problemsOfABinaryStlStandInTheOrderOfTheFile") {
+    Floats corners = twoTriangles;
+    corners[4] = corners[12] = std::numeric_limits<float>::infinity();
+    ReadOptions options;
+    options.dropNonfinite = true;
+    auto const read = readBytes(binary("", 3, corners), "a.stl", options);
+    CHECK(problemsOf(read.report) ==
+          std::vector<std::string>{"84: face at a vertex that is NaN or infinite; dropped",
+                                   "108: vertex with a coordinate that is NaN or infinite",
+                                   "134: face at a vertex that is NaN or infinite; dropped",
+                                   "158: vertex with a coordinate that is NaN or infinite",
+                                   "184: the file ends after 2 of 3 triangles"});
+    CHECK(read.report.numProblems == 5);
 }
 
 //   3---2      0 and -0 are one place; a NaN is none

@@ -60,7 +60,7 @@ TEST_CASE("writesTheShortestDecimals") {
     CHECK(written(oneTriangle(false, true)) == vertexLines + uvLines + "f 3/3 2/2 1/1\n");
     CHECK(written(oneTriangle(true, true)) ==
           vertexLines + uvLines + normalLines + "f 3/3/3 2/2/2 1/1/1\n");
-    CHECK(written(CompactMesh()) == "");
+    CHECK(written(CompactMesh()) == "# no vertices\n");
 }
 
 TEST_CASE("optionsChooseWhatIsWritten") {
@@ -169,6 +169,37 @@ TEST_CASE("anOutputIsEitherDiscardedOrPutInPlace") {
     CHECK_FALSE(OutputFile().open(folder.path("absent/a.obj")));
     CHECK(discardPendingOutputs());
     CHECK(folder.size() == 1);
+}
+
+// Two machines whose processes have one number write in one folder.
+TEST_CASE("passingFilesOfOthersStay") {
+    support::TemporaryFolder const folder;
+    CHECK(trimora::newPassingStem() != trimora::newPassingStem());
+    unsigned last = 0;
+    {
+        OutputFile file;
+        REQUIRE(file.open(folder.path("a.obj")));
+        for (auto const& entry : std::filesystem::directory_iterator(folder.path("")))
+            last = static_cast<unsigned>(
+                std::stoul(entry.path().filename().string().substr(trimora::passingStem().size())));
+    }
+    for (unsigned i = 1; i <= 3; ++i)
+        folder.write(trimora::passingStem() + std::to_string(last + i) + ".tmp", "another's");
+    for (bool const isOnDisk : {false, true}) {
+        trimora::setOutputsOnDisk(isOnDisk);
+        OutputFile file;
+        REQUIRE(file.open(folder.path("a.obj")));
+        REQUIRE(file.write("new"));
+        CHECK(folder.size() == 4);
+        if (isOnDisk)
+            CHECK(file.commit());
+        else
+            CHECK(discardPendingOutputs());
+        CHECK(folder.size() == 3 + isOnDisk);
+        trimora::setOutputsOnDisk(false);
+        trimora::forgetPendingOutputs();
+    }
+    CHECK(folder.read("a.obj") == "new");
 }
 
 TEST_CASE("severalMeshesAreWrittenAllOrNone") {

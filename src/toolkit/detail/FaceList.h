@@ -25,15 +25,22 @@ struct FaceList {
     std::vector<int> corners;          ///< from 0; negative or too large where the file says so
     std::vector<std::uint32_t> sizes;  ///< corners of each face; empty while all are triangles
     std::vector<std::int64_t> places;  ///< line or byte of each face
-    std::int64_t numDropped = 0;       ///< faces that did not get in here; `left` tells why
-    ReadReport left;                   ///< of them: counts by reason and the first problems
+    /// Of each corner, two each, where the file tells them so; NaN where it tells none. Empty: nowhere.
+    std::vector<float> textureCoordinates;
+    std::int64_t numDropped = 0;  ///< faces that did not get in here; `left` tells why
+    ReadReport left;              ///< of them: counts by reason and the first problems
 
     /// Ends the face whose corners, at least three, were appended last.
     void endFace(std::int64_t place, std::size_t numCorners);
     /// Counts a face that does not get in, also as one of `count`, a member of `left`.
     void drop(FacePlaces kind, std::int64_t place, std::int64_t& count, char const* why);
 
+    /// Takes the corners behind the first so many away again.
+    void cutCorners(std::size_t numCorners);
+
     std::size_t numFaces() const { return places.size(); }
+    /// That its arrays hold.
+    std::uint64_t numBytes() const;
     std::uint32_t sizeOf(std::size_t face) const { return sizes.empty() ? 3 : sizes[face]; }
 };
 
@@ -49,5 +56,8 @@ FileOutcome fillTriangles(std::vector<FaceList> const& lists, FacePlaces places,
 
 /// Appends one problem, if there is room for it, and counts it.
 void addProblem(ReadReport& report, FacePlaces places, std::int64_t place, std::string text);
+
+/// Puts the problems of a part among those of the report, both in the order of the file, and adds up how many there were.
+void mergeProblems(ReadReport& report, ReadReport const& part);
 
 }  // namespace trimora

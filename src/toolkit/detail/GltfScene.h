@@ -11,6 +11,8 @@ class InputFile;
 /// All meshes of a glTF scene, each where the nodes place it, in one.
 struct GltfScene {
     std::string error;                      ///< why there is none; in the importer's words
+    std::string refusal;                    ///< the same, in our own
+    std::string tooLarge;                   ///< the same, where a limit is why
     std::string name;                       ///< of the first mesh
     std::vector<double> positions;          ///< 3 a vertex
     std::vector<float> normals;             ///< 3 a vertex; empty unless every mesh has them
@@ -20,11 +22,12 @@ struct GltfScene {
     std::int64_t withoutNormals = 0;        ///< vertices, where others have them; and so on
     std::int64_t withoutTextureCoordinates = 0;
     std::int64_t withoutColours = 0;
-    std::int64_t otherElements = 0;  ///< points and lines
+    std::int64_t otherElements = 0;           ///< points and lines
+    bool hasWholeTextureCoordinates = false;  ///< told as whole numbers, and left out
 };
 
 /// Reads a glTF or GLB file, and the files beside it that it names, with Assimp. May do anything with files that are made to
-/// harm: to be called in a process of its own.
-GltfScene importGltf(InputFile const& file, bool isBinary);
+/// harm: to be called in a process of its own. What would take more than maxMemory bytes is not begun; 0 is no limit.
+GltfScene importGltf(InputFile const& file, bool isBinary, std::uint64_t maxMemory);
 
 }  // namespace trimora

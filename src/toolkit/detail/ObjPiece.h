@@ -3,8 +3,6 @@
 #include "toolkit/ReadReport.h"
 #include "toolkit/detail/recentring.h"
 
-#include "trimora/contract/koUtil/Progress.h"
-
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -13,6 +11,7 @@
 namespace trimora {
 
 class InputFile;
+struct ReadOptions;
 
 /// The indices of one kind (vertices, texture coordinates or normals) of all corners of a piece, from 0.
 ///
@@ -56,6 +55,8 @@ struct ObjPiece {
         faceLines.push_back(line);
     }
     std::size_t numFaces() const { return faceLines.size(); }
+    /// That its arrays hold.
+    std::uint64_t numBytes() const;
     std::uint32_t faceSize(std::size_t face) const {
         return faceSizes.empty() ? 3 : faceSizes[face];
     }
@@ -70,9 +71,15 @@ struct ObjPiece {
 void parseObjPiece(char const* begin, char const* end, Shift const& shift, ObjPiece& piece);
 inline constexpr std::size_t objTextPadding = 8;
 
+enum class ObjPiecesEnd {
+    Done,
+    Unreadable,  ///< the file cannot be read any more
+    PastLimit    ///< the pieces hold more than is allowed
+};
+
 /// Cuts a file at line ends into pieces of about pieceSize bytes, and parses them on the shared pool. The cuts depend
-/// on the bytes alone. False when the file cannot be read any more; pieces not reached on a cancel stay empty.
-bool parseObjPieces(InputFile const& file, std::size_t pieceSize, Shift const& shift,
-                    koUtil::Progress* progress, std::vector<ObjPiece>& pieces);
+/// on the bytes alone. Pieces not reached on a cancel stay empty.
+ObjPiecesEnd parseObjPieces(InputFile const& file, std::size_t pieceSize, Shift const& shift,
+                            ReadOptions const& options, std::vector<ObjPiece>& pieces);
 
 }  // namespace trimora

@@ -43,6 +43,7 @@ public:
     void reportRounded(PlyElement const& vertices, ReadReport& report) const;
 
     std::vector<PlyColumn>& columns() { return columns_; }
+    bool haveTextureCoordinates() const { return has(Textures); }
     std::size_t floatsPerVertex() const;
     /// Whether a coordinate may have more digits than a float.
     bool coordinatesExceedFloats() const;
@@ -97,6 +98,9 @@ PlyRole roleOf(PlyElement const& element);
 /// The list of an element that names vertices; PlyElement::none without one.
 std::size_t findIndexList(PlyElement const& element);
 
+/// The list of a face's texture coordinates, two a corner, where vertices have none of their own; PlyElement::none without one.
+std::size_t findTextureList(PlyReading const& reading, PlyElement const& element);
+
 /// Gives the mesh room for so many vertices, which the file has bytes for; a failure where they are too many.
 FileOutcome allocateVertices(PlyReading& reading, std::int64_t count);
 
@@ -110,6 +114,10 @@ void reportCutOff(PlyReading& reading, PlyElement const& element, std::int64_t w
 
 /// Turns a strip, in which an index below 0 begins anew, into faces; corners that repeat make joins, and no faces.
 void addStrip(std::vector<int> const& strip, std::int64_t place, FaceList& faces);
+
+/// Puts the texture coordinates of the face whose corners begin at firstCorner beside these, if they are whole and as many.
+void addTextures(FaceList& faces, std::size_t firstCorner, bool areWhole,
+                 std::vector<float> const& values);
 
 /// An index as a corner; what cannot be one is FaceList::outOfRange.
 inline int asCorner(std::int64_t index) {

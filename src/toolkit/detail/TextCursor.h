@@ -28,6 +28,7 @@ public:
     }
     char const* begin() const { return bytes_.get(); }
     char const* end() const { return bytes_.get() + size_; }
+    std::size_t size() const { return size_; }
 
 private:
     static constexpr std::size_t padding = 8;
@@ -78,17 +79,18 @@ public:
         endsInLineEnd_ = p_ >= end_;
         return !endsInLineEnd_;
     }
-    /// The rest of the line without blanks at its ends; the cursor stands at its end then.
-    std::string_view restOfLine() {
+    /// The rest of the line without blanks at its ends; the cursor stands at its beginning then.
+    std::string_view peekLine() {
         isLineAtEnd();  // moves over the blanks
-        char const* const begin = p_;
-        while (!isLineEnd(*p_) && !isComment())
-            ++p_;
         char const* end = p_;
-        while (end > begin && isBlank(end[-1]))
+        while (!isLineEnd(*end) && !(comment_ != '\0' && *end == comment_))
+            ++end;
+        while (end > p_ && isBlank(end[-1]))
             --end;
-        return {begin, static_cast<std::size_t>(end - begin)};
+        return {p_, static_cast<std::size_t>(end - p_)};
     }
+    /// Moves over so many characters of the line.
+    void passOver(std::size_t count) { p_ += count; }
     /// The word here, without moving.
     std::string_view peek() const {
         char const* p = p_;

@@ -18,6 +18,8 @@ struct BorderStretch {
 
 /// Finds the edges of borders that have another open edge beside them, nearly parallel and nearer than 0.15 of the shorter of the
 /// two, and joins what follows each other. The sides of a narrow strip of surface do not count: triangles with a common vertex.
+/// Loops that face each other along nearly all of their length, no farther away than 0.02 of it, are found as wholes whatever their
+/// edges: where the surface goes away from the gap on both sides, as at the halves of a cut ball.
 ///
 /// loops    of open edges, closed
 /// isOut    one a vertex of each loop: the edge that leaves it takes no part

@@ -34,17 +34,22 @@ public:
 
     int coincidentVertices = 0;  ///< that an exact weld of the positions would remove
     koGeom::Remap weld;          ///< that weld, of `inRange`
-    /// Open edges of `inRange` that the weld would close, ascending.
-    std::vector<VertexPair> seams;
-    bool isSoup = false;  ///< nearly nothing shares vertices; the surface is the welded one
+    bool isSoup = false;         ///< nearly nothing shares vertices; the surface is the welded one
 
-    std::vector<int> duplicates;  ///< as read, ascending
+    std::vector<int> duplicates;  ///< as read, ascending, as the next two
+    std::vector<int> copies;      ///< of the duplicates those that have vertices of their own
     std::vector<int> degenerate;  ///< a vertex twice, or two corners in one place
 
-    /// `inRange`, or the same welded, without duplicates and without triangles that name a vertex twice.
+    /// `inRange`, or the same welded, without degenerate triangles and without duplicates, but for copies that are needed to close
+    /// their part. Where a triangle joins vertices in one place they are one.
     koGeom::CompactMesh surface;
-    std::vector<int> triangleOf;  ///< number as read, of each triangle of the surface
-    std::vector<int> vertexOf;    ///< lowest number as read, of each vertex
+    /// Open edges of the surface that the weld would close, ascending; of `inRange` where it is a soup.
+    std::vector<VertexPair> seams;
+    /// Vertices that coincide, as `coincidentVertices` counts them, where neither copies nor degenerate triangles tell it.
+    int coincidentApart = 0;
+    std::vector<char> isCoincidenceTold;  ///< by copies or degenerate triangles, of each vertex
+    std::vector<int> triangleOf;          ///< number as read, of each triangle of the surface
+    std::vector<int> vertexOf;            ///< lowest number as read, of each vertex
     ko::Reference<koGeom::MeshAdjTris> adjTris;  ///< of the surface
 
     bool isSeam(int from, int to) const {
@@ -69,8 +74,14 @@ public:
 
 private:
     void takeInRange();
-    void weldVertices();
+    void takeSoup(koGeom::CompactMesh const& welded);
+    void takeAsRead();
+    koGeom::CompactMesh joinedAtDegenerate() const;
     void takeSurface(koGeom::CompactMesh const& base);
+    void takeCopies();
+    void keep(koGeom::CompactMesh const& base, std::vector<int> const& numbers,
+              std::vector<char> const& isOut);
+    void tellCoincidences(koGeom::CompactMesh const& joined);
 
     koGeom::SimpleMeshCache cache_;
 };
@@ -94,13 +105,15 @@ public:
     DiagnosisOptions const& options;
     koUtil::Progress& progress;
     Diagnosis result;
+    std::vector<double> stitchDistances;  ///< that may sew the cracks, the best guess first
+    bool hasPlainCuts = false;            ///< that the library sees as the mesh is
 
     /// Appends a finding, to be completed.
     Finding& add(char const* kind, Finding::Severity severity, std::int64_t count,
                  std::string title, std::string meaning);
     bool has(char const* kind) const;
 
-    /// A place from its elements: their box, and a point of them in their midst. At most mostPlaceElements of each kind are kept.
+    /// A place from its elements: their box, and a point of them in their midst. At most options.mostElements of each kind are kept.
     FindingPlace place(PlaceElements elements) const;
     FindingPlace placeOfTriangle(int surfaceTriangle) const;
     FindingPlace placeOfVertex(int surfaceVertex) const;
@@ -122,8 +135,6 @@ public:
             finding.places.push_back(makePlace(items[i]));
     }
 };
-
-inline constexpr std::size_t mostPlaceElements = 10000;
 
 /// Triangles of the surface that hold both vertices, ascending.
 std::vector<int> trianglesOnEdge(DiagnosisSurface const& of, int from, int to);
@@ -162,5 +173,12 @@ void diagnoseBorders(DiagnosisRun& run, DiagnosisEdges const& edges);
 void diagnoseParts(DiagnosisRun& run, DiagnosisEdges const& edges);
 void diagnoseScale(DiagnosisRun& run);
 void diagnoseCuts(DiagnosisRun& run);
+
+/// After the tests: tells of each finding the command that mends it. Tests name those alone that cannot fail; all others are tried on
+/// copies, and named if that ends better. On meshes that are too large for it a guess is named and said to be one.
+void chooseRemedies(DiagnosisRun& run);
+
+/// The triangles as read of each closed part that turnPartsOutward turns. The run has no findings.
+std::vector<std::vector<int>> findPartsInsideOut(DiagnosisRun& run, DiagnosisEdges const& edges);
 
 }  // namespace trimora

@@ -18,7 +18,8 @@ struct ChildLimits {
 
 enum class ChildEnd {
     Done,
-    Broke,      ///< a signal ended it, that of passed limits included
+    Broke,      ///< a signal ended it, or an exception
+    PastLimit,  ///< it ran out of memory or computing time, or the system ended it
     Cancelled,  ///< the caller's progress was cancelled
     NotStarted  ///< the system gave no process
 };

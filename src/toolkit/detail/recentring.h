@@ -25,6 +25,9 @@ Shift chooseShift(Shift const& low, Shift const& high);
 /// The same for the box of a mesh's finite coordinates.
 Shift chooseShift(koGeom::CompactMesh const& mesh);
 
+/// The shift that a mesh asks for from which one was taken off already: the same, unless it still lies far off.
+Shift correctedShift(koGeom::CompactMesh const& mesh, Shift const& shift);
+
 /// The coordinate that a shift was taken off: the shortest decimal of the float is added, so that what was 4321234.5678 comes back
 /// as that, unless reading it would give another float.
 double unshifted(float value, double shift);
@@ -39,7 +42,7 @@ inline char* printCoordinate(char* p, float value, double shift) {
 
 /// Reads a mesh by read(shift, mesh, report, exceedsFloat), which takes the shift off in double precision where it is not 0 and sets
 /// exceedsFloat when a coordinate is told with more digits than a float has. With the shift that the options impose; else first
-/// without, and once more where the mesh lies far off and the numbers are worth it.
+/// without, and again where the mesh lies far off and the numbers are worth it.
 template <class Read>
 FileOutcome readRecentred(koGeom::CompactMesh& mesh, ReadReport& report, ReadOptions const& options,
                           Read read) {
@@ -50,18 +53,21 @@ FileOutcome readRecentred(koGeom::CompactMesh& mesh, ReadReport& report, ReadOpt
     FileOutcome outcome = read(imposed, mesh, report, exceedsFloat);
     if (!outcome || options.shift)
         return outcome;
-    Shift const chosen = chooseShift(mesh);
-    if (!isShift(chosen))
-        return outcome;
-
-    koGeom::CompactMesh again;
-    ReadReport reportAgain = before;
-    reportAgain.shift = chosen;
-    exceedsFloat = false;
-    outcome = read(chosen, again, reportAgain, exceedsFloat);
-    if (outcome && exceedsFloat) {
+    // Floats may tell a box far off by the size of the mesh too far, so that the shift is only near: then again, from there.
+    constexpr int maxReadings = 4;
+    Shift chosen = chooseShift(mesh);
+    for (int reading = 0; isShift(chosen) && chosen != report.shift && reading < maxReadings;
+         ++reading) {
+        koGeom::CompactMesh again;
+        ReadReport reportAgain = before;
+        reportAgain.shift = chosen;
+        exceedsFloat = false;
+        outcome = read(chosen, again, reportAgain, exceedsFloat);
+        if (!outcome || !exceedsFloat)
+            return outcome;
         mesh.swap(again);
         report = std::move(reportAgain);
+        chosen = correctedShift(mesh, chosen);
     }
     return outcome;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "toolkit/detail/coplanarOverlaps.h"
+
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koLinear/vectors.h"
 #include "trimora/contract/koUtil/Progress.h"
@@ -24,14 +26,18 @@ struct SelfCut {
 /// cut goes on from it through the inside of one of the two.
 ///
 /// mesh       welded; triangles without area take no part
-/// which      no touching in a point, no overlap of triangles in one plane; where an edge lies in the other triangle's plane
-///            rounding decides
+/// which      no touching in a point, no overlap of triangles in one plane, see `overlaps`; where an edge lies in the other
+///            triangle's plane rounding decides, but for pairs with a common vertex: an edge from it that runs within the other
+///            triangle cuts
+/// overlaps   out, replaced, unless null: pairs in one plane that share area, as OverlapTest decides, with one common vertex or
+///            none; ascending likewise. Pairs that cut are not among them
 /// order      ascending by the higher triangle, then by the lower one
 /// progress   polled; what was found until then when it is cancelled
 /// cost       three times MeshIntersect, and O(k log k) a vertex with k triangles where few of these cut each other
 /// threads    runs on the shared pool; the outcome does not depend on its size
 /// scale      works at a size at which the library's absolute tolerances are fitting, see unitScale
 TRIMORA_API std::vector<SelfCut> findSelfCuts(koGeom::CompactMesh const& mesh,
-                                              koUtil::Progress& progress);
+                                              koUtil::Progress& progress,
+                                              std::vector<CoplanarOverlap>* overlaps = nullptr);
 
 }  // namespace trimora

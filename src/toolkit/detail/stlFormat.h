@@ -28,6 +28,9 @@ inline std::uint32_t stlTriangleCount(char const* header) {
     return count;
 }
 
+/// Bytes at the peak for each triangle, while corners are welded.
+inline constexpr double stlWeldBytesPerTriangle = 170.0;
+
 /// The two forms, once they are told apart.
 FileOutcome readTextStl(InputFile const& file, koGeom::CompactMesh& mesh, ReadReport& report,
                         ReadOptions const& options);

@@ -30,6 +30,10 @@ function floatInDigits(value) {
     return String(Number(value.toPrecision(9)));
 }
 
+/** A float of the mesh as the file has it. */
+const coordinateInDigits = (description, x, axis) =>
+    description.shift[axis] === 0 ? floatInDigits(x) : String(inFile(description, x, axis));
+
 const withUnit = (value, unit) => unit === 'degrees' ? `${inDigits(value, 4)}°`
     : unit === '' || unit === 'length' ? inDigits(value, 4) : `${inDigits(value, 4)} ${unit}`;
 
@@ -56,16 +60,31 @@ function measureInWords(place, unit) {
     return isTold ? '' : withUnit(place.measure, unit);
 }
 
-/** A place in a few words: its note, or what it is made of. */
-function placeInWords(place) {
-    if (place.note !== '')
-        return place.note;
-    const numbers = (noun, nouns, list) => list.length === 0 ? []
-        : [list.length <= 3 ? `${list.length === 1 ? noun : nouns} ${list.join(', ')}` : `${counted(list.length, noun, nouns)}`];
+/** A coordinate of the mesh as it is in the file, from which something may have been taken off for reading. */
+const inFile = (description, x, axis) => description.shift[axis] === 0 ? x : Number((x + description.shift[axis]).toPrecision(12));
+
+const pointInWords = (description, point) =>
+    point.map((x, axis) => inDigits(inFile(description, x, axis), description.shift[axis] === 0 ? 5 : 12)).join(', ');
+
+/** What a place is made of, by number: a few of many. */
+function elementsInWords(place) {
+    const most = 4;
+    const numbers = (noun, nouns, list) => list.length === 0 ? [] : [`${list.length === 1 ? noun : nouns} ` +
+        `${list.slice(0, most).join(', ')}${list.length > most ? ` … (${inDigits(list.length)})` : ''}`];
     const ends = place.edges.map((v, i) => i % 2 === 0 ? `${v}–${place.edges[i + 1]}` : '').filter(Boolean);
-    const words = [...numbers('triangle', 'triangles', place.triangles), ...numbers('edge', 'edges', ends),
-        ...numbers('vertex', 'vertices', place.vertices)];
-    return words.length > 0 ? words.join('; ') : `at ${place.centre.map(x => inDigits(x)).join(', ')}`;
+    return [...numbers('edge', 'edges', ends), ...numbers('vertex', 'vertices', place.vertices),
+        ...numbers('triangle', 'triangles', place.triangles)].join('; ');
+}
+
+/** The box of a place; nothing where it is a point. */
+function boxInWords(description, place) {
+    const isPoint = place.lowest.every((x, axis) => x === place.highest[axis]);
+    return isPoint ? '' : `box ${pointInWords(description, place.lowest)} to ${pointInWords(description, place.highest)}`;
+}
+
+/** A place in words: what it is made of, where, and what is special of it. */
+function placeInWords(description, place) {
+    return [elementsInWords(place), `at ${pointInWords(description, place.centre)}`, place.note].filter(Boolean).join('; ');
 }
 
 /** How many findings a mesh has of each severity. */

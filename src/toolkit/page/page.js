@@ -133,7 +133,7 @@ function choose(mesh, finding, place) {
     if (at !== null && view !== null)
         fly(lookAt(surfaces[mesh], at, camera));
     if (state.chosen !== null)
-        say(`${severityNames[findingOf(state.chosen).severity]}: ${findingOf(state.chosen).title}${at === null ? '' : `. Place ${place + 1}: ${placeInWords(at)}`}`);
+        say(`${severityNames[findingOf(state.chosen).severity]}: ${findingOf(state.chosen).title}${at === null ? '' : `. Place ${place + 1}: ${placeInWords(surfaces[mesh].description, at)}`}`);
     redraw();
 }
 

@@ -97,7 +97,7 @@ class FindingList {
         if (finding.advice !== '')
             body.append(element('p', {}, finding.advice));
         if (finding.remedy !== '')
-            body.append(element('h4', {}, 'Mend it'), remedyBox(remedyFor(finding.remedy, this.description.title)));
+            body.append(element('h4', {}, finding.isSure ? 'Mend it' : 'May mend it'), remedyBox(remedyFor(finding.remedy, this.description.title)));
         if (item.placeButtons.length === 0)
             return;
         body.append(element('h4', {}, 'Where'));
@@ -122,7 +122,13 @@ class FindingList {
     }
 
     #placeButton(finding, place, index, i) {
-        const parts = [element('span', { class: 'order' }, String(i + 1)), element('span', { class: 'note' }, placeInWords(place))];
+        const { description } = this;
+        const lines = [elementsInWords(place), `at ${pointInWords(description, place.centre)}`].filter(Boolean);
+        const box = boxInWords(description, place);
+        const about = [element('span', { class: 'elements' }, lines[0]),
+            ...[...lines.slice(1), place.note].filter(Boolean).map(line => element('span', { class: 'note' }, line)),
+            ...box === '' ? [] : [element('span', { class: 'note box' }, box)]];
+        const parts = [element('span', { class: 'order' }, String(i + 1)), element('span', { class: 'about' }, ...about)];
         const measure = measureInWords(place, finding.unit);
         if (measure !== '')
             parts.push(element('span', { class: 'measure' }, measure));
@@ -187,14 +193,17 @@ function fillFacts(facts, descriptions) {
 
 /** What of the surfaces is not shown as it is, how large they are, and what made the page. */
 function fillFoot(foot, surfaces, version) {
-    const lines = surfaces.flatMap(surface => {
+    const lines = ['Triangles and vertices are numbered from 0, in the order of the file.'];
+    lines.push(...surfaces.flatMap(surface => {
         const { description } = surface, found = [];
+        if (description.shift.some(x => x !== 0))
+            found.push(`Coordinates are those of ${description.title}, from which ${description.shift.join(', ')} was taken off for reading.`);
         if (description.isThinned)
             found.push(`Thinned for display: ${inDigits(surface.numTriangles)} of ${counted(description.triangles, 'triangle')} of ${description.title} are drawn. The places of findings are kept.`);
         if (description.leftOut > 0)
             found.push(`Not drawn: ${counted(description.leftOut, 'triangle')} of ${description.title} with corners that are missing or not finite.`);
         return found;
-    });
+    }));
     const drawn = surfaces.reduce((sum, surface) => sum + surface.numTriangles, 0);
     const bytes = surfaces.reduce((sum, surface) => sum + surface.numBytes, 0);
     lines.push(`${counted(drawn, 'triangle')}, ${inBytes(bytes)} decoded · Trimora ${version}`);
@@ -205,7 +214,7 @@ function fillFoot(foot, surfaces, version) {
 function fillPicked(card, surface, t, choose, close) {
     const corners = surface.cornersOf(t).map(v => element('tr', {},
         element('th', { scope: 'row' }, `vertex ${surface.vertexNumber(v)}`),
-        ...surface.coordinatesOf(v).map(x => element('td', {}, floatInDigits(x)))));
+        ...surface.coordinatesOf(v).map((x, axis) => element('td', {}, coordinateInDigits(surface.description, x, axis)))));
     const found = findingsAt(surface, t);
     const items = found.map(({ index, place }) => {
         const finding = surface.description.findings[index];
