@@ -1,6 +1,7 @@
 // What a batch counts as done when it is called again, and what a file, a drive or a reader that misbehaves costs it.
 
 #include "app/batchFiles.h"
+#include "support/captureBinding.h"
 
 #include <doctest/doctest.h>
 #include <set>
@@ -190,7 +191,7 @@ TEST_CASE("whatAFileIsCalledDoesNotTellHowItEnded") {
     writeFile(files / "list", list);
     CHECK(files.batch("list --task stitch --out out").code == 5);
     for (auto const& [input, line] : resultsIn(files / "out/results.jsonl")) {
-        CAPTURE(input);
+        CAPTURE_BINDING(input);
         CHECK(line["status"] == "refused");
         CHECK(line["run"]["reason"] == "refused");
     }

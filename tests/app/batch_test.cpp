@@ -1,6 +1,7 @@
 // A task on many files: each ends as a line of the results, whatever it does to its process, and what is done stays done.
 
 #include "app/batchFiles.h"
+#include "support/captureBinding.h"
 
 #include <doctest/doctest.h>
 #include <set>
@@ -36,7 +37,7 @@ TEST_CASE("eachFileOfABatchHasALineAndAnOutput") {
     auto const results = resultsIn(files / "out/results.jsonl");
     CHECK(results.count("./-dash.obj") == 1);
     for (auto const& [input, line] : results) {
-        CAPTURE(input);
+        CAPTURE_BINDING(input);
         CHECK(line["status"] == "done");
         CHECK(line["exitCode"] == 0);
         CHECK(line["signal"].is_null());

@@ -3,6 +3,7 @@
 #include "app/editRun.h"
 #include "app/runCommand.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "toolkit/sampleMeshes.h"
 
 #include <doctest/doctest.h>
@@ -82,8 +83,8 @@ TEST_CASE("pipesWriteTheBytesThatFilesBetweenWouldHaveGiven") {
         {"polygons.obj", "flatten | smooth --laplacian 1 | subdivide"},
         {"far.obj", "weld | subdivide | check"}};
     for (auto const& [name, task] : cases) {
-        CAPTURE(name);
-        CAPTURE(task);
+        CAPTURE_BINDING(name);
+        CAPTURE_BINDING(task);
         std::string const input = folder / name;
         std::string const output = folder / "out.obj";
         Outcome const expected = throughFiles(folder, input, task);
@@ -206,7 +207,7 @@ TEST_CASE("faultsOfATaskAreToldBeforeAnythingIsRead") {
         {"'weld | cut --plane 0,0,1,0 --split'", "stage 2 (cut): --split"},
         {"'weld | convert --weld'", "stage 2 (convert): --weld"}};
     for (auto const& [task, words] : cases) {
-        CAPTURE(task);
+        CAPTURE_BINDING(task);
         refuses("run " + files + task, 2, words);
     }
     refuses("run " + files + "weld", 3, "missing.obj");

@@ -1,5 +1,6 @@
 #include "pieces.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 
 #include "trimora/assembly/MeshPartition.h"
@@ -118,7 +119,7 @@ TEST_CASE("oneSubsetMayHoldSeveralComponents") {
 
 TEST_CASE("growthIsThatOfAPlainSearch") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (int const size : {4, 7, 12, 40, INT_MAX}) {
             auto const all = pieces(mesh, size);
             CHECK((all == plainPieces(mesh, size)));

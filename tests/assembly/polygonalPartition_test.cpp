@@ -1,5 +1,6 @@
 #include "pieces.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 
 #include "trimora/assembly/MeshPartition.h"
@@ -144,7 +145,7 @@ TEST_CASE("repairIsThatOfPlainSearches") {
         if (mesh.getNumTriangles() == 0)
             continue;
         for (int const numPolygons : {1, 9, mesh.getNumTriangles()}) {
-            CAPTURE(name);
+            CAPTURE_BINDING(name);
             Ints polygonOf;
             for (int t = 0; t < mesh.getNumTriangles();
                  ++t)  // some neighbours, some anywhere, some none

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "tables.h"
 
@@ -80,7 +81,7 @@ TEST_CASE("listsADegenerateTriangleOnceForEachCorner") {
 
 TEST_CASE("adjTrisOfTheZooAgreeWithBruteForceOnAnyNumberOfThreads") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         Sets const expected = bruteForce(mesh);
         support::withPools([&, &surface = mesh](int numThreads) {
             CAPTURE(numThreads);
@@ -137,7 +138,7 @@ TEST_CASE("fanOrderAgreesWithItsDefinitionForShortAndLongFans") {
     for (int const numVertices : {2, 3, 6, 12})
         meshes.push_back({"crowded lattice soup", support::latticeSoup(numVertices, 500, 8)});
     for (auto const& [name, mesh] : meshes) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         MeshAdjTris table;
         meshAdjTris(mesh, table);
         Sets const sets = tables::setsOf(table.getData());
@@ -194,7 +195,7 @@ TEST_CASE("sharedEdgesOfTheZooAgreeWithASearchFromTheEdgesStart") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
         if (name == "large fan")
             continue;  // the search is quadratic there, which is what the routine avoids
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         MeshAdjTris table;
         meshAdjTris(mesh, table);
         for (int t = 0; t < mesh.getNumTriangles(); ++t) {

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "tables.h"
 
@@ -56,7 +57,7 @@ TEST_CASE("aVertexIsNotItsOwnNeighbourInADegenerateTriangle") {
 
 TEST_CASE("adjVerticesOfTheZooAgreeWithBruteForceOnAnyNumberOfThreads") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         MeshAdjTris adjTris;
         meshAdjTris(mesh, adjTris);
         Sets const expected = bruteForce(mesh, adjTris);

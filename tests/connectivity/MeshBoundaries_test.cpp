@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "tables.h"
@@ -123,7 +124,7 @@ TEST_CASE("aVertexStandsInOneLoopOnly") {
 
 TEST_CASE("boundariesOfTheZooAgreeWithTheWalkOverTheWholeMesh") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         Surface const surface(mesh);
         Sets const expected = surface.loops(
             allVertices(mesh), [](int) { return true; },
@@ -134,7 +135,7 @@ TEST_CASE("boundariesOfTheZooAgreeWithTheWalkOverTheWholeMesh") {
 
 TEST_CASE("boundariesDoNotDependOnTheNumberOfThreads") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         Sets const expected = boundariesOf(mesh);
         support::withPools([&, &surface = mesh](int numThreads) {
             CAPTURE(numThreads);
@@ -145,7 +146,7 @@ TEST_CASE("boundariesDoNotDependOnTheNumberOfThreads") {
 
 TEST_CASE("everyBorderEdgeOfAManifoldLiesOnALoop") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         std::size_t numEdges = 0;
         for (auto const& loop : boundariesOf(mesh))
             numEdges += loop.size();
@@ -181,7 +182,7 @@ TEST_CASE("subsetLoopsFollowTheCutsBetweenSubsets") {
     // columns of a grid, cut in two or three
     for (int const numSubsets : {1, 2, 3}) {
         for (auto const& [name, mesh] : support::zoo()) {
-            CAPTURE(name);
+            CAPTURE_BINDING(name);
             CAPTURE(numSubsets);
             Surface const surface(mesh);
             Remap triangleSubsets(mesh.getNumTriangles(), numSubsets);

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "tables.h"
@@ -65,7 +66,7 @@ TEST_CASE("aDegenerateTriangleIsNotItsOwnNeighbourAndIsListedForEachOfItsEdges")
 
 TEST_CASE("triAdjTrisOfTheZooAgreeWithBruteForceOnAnyNumberOfThreads") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         Sets const expected = bruteForce(mesh);
         support::withPools([&, &surface = mesh](int numThreads) {
             CAPTURE(numThreads);

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 
@@ -72,7 +73,7 @@ TEST_CASE("sphereAreaConvergesToFourPi") {
 
 TEST_CASE("areaDependsOnTheNumberOfThreadsInItsLastBitsAtMost") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         double const expected = support::area(mesh);
         support::withPools([&, &surface = mesh](int) {
             CHECK(static_cast<double>(meshArea(surface, MeshChannelVertices)) ==

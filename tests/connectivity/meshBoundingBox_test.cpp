@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "tables.h"
 
@@ -34,7 +35,7 @@ BoundingBox boxOf(float const (&bounds)[6]) {
 
 TEST_CASE("boxIsTheTightestOneOnAnyNumberOfThreads") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         std::vector<int> all;
         std::vector<int> odd;
         BitVector selection(mesh.getNumVertices());
@@ -134,7 +135,7 @@ TEST_CASE("triangleBoxesHoldTheirCorners") {
 
 TEST_CASE("neighbourBoxesHoldAllTrianglesAroundTheVertex") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         tables::VertexTables const of(mesh);
         std::vector<BoundingBox> boxes(static_cast<std::size_t>(mesh.getNumVertices()));
         meshComputeNeighbourBBoxes(mesh, of.tris, boxes.data());

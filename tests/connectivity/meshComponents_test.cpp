@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "tables.h"
@@ -65,7 +66,7 @@ TEST_CASE("componentsAreNumberedByTheirLowestTriangleAndUnusedVerticesByNone") {
 
 TEST_CASE("componentsOfTheZooAgreeWithAFlood") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         int count = 0;
         CHECK(componentsOf(mesh, count) == flood(mesh));
         CHECK(count == support::numComponents(mesh));

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "tables.h"
 
@@ -51,7 +52,7 @@ TEST_CASE("aTriangleFacesTheSideFromWhichItRunsAnticlockwise") {
 
 TEST_CASE("vertexNormalsAreTheSerialSumBitForBitOnAnyNumberOfThreads") {
     for (auto const& [name, mesh] : tables::zooAndLargeMeshes()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         std::vector<float> const expected = serialNormals(mesh);
         support::withPools([&, &surface = mesh](int numThreads) {
             CAPTURE(numThreads);

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "tables.h"
 
 #include "trimora/connectivity/meshSingleSourceShortestPath.h"
@@ -71,7 +72,7 @@ TEST_CASE("otherIslandsStayUnreached") {
 
 TEST_CASE("distancesOfTheZooAgreeWithRelaxation") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (int source = 0; source < mesh.getNumVertices(); source += 37)
             CHECK(distancesFrom(source, mesh) == relaxAll(source, mesh));
     }

@@ -1,4 +1,5 @@
 #include "pointTreeChecks.h"
+#include "support/captureBinding.h"
 
 #include "trimora/contract/koGeom/KDTree.h"
 
@@ -61,7 +62,7 @@ void checkAgainstBruteForce(Cloud const& cloud, std::vector<int> const& order, i
 
 TEST_CASE("searchesAgreeWithBruteForceInEveryOrderOfInsertion") {
     for (auto const& [name, cloud] : pointTrees::clouds(600, 21)) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         std::vector<int> order(600);
         std::iota(order.begin(), order.end(), 0);
         checkAgainstBruteForce(cloud, order, 600);

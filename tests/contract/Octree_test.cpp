@@ -1,4 +1,5 @@
 #include "pointTreeChecks.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 
 #include "trimora/contract/koGeom/Octree.h"
@@ -56,7 +57,7 @@ TEST_CASE("treesAreSoundOverAllKindsOfClouds") {
     for (int const numPoints : {1, 2, 17, 300, 3000})
         for (auto const& [name, cloud] : pointTrees::clouds(numPoints, 7))
             for (int const capacity : {1, 16}) {
-                CAPTURE(name);
+                CAPTURE_BINDING(name);
                 CAPTURE(numPoints);
                 CAPTURE(capacity);
                 Octree const tree(numPoints, cloud.data(), pointTrees::boxOf(cloud), true,
@@ -67,15 +68,16 @@ TEST_CASE("treesAreSoundOverAllKindsOfClouds") {
 
 TEST_CASE("treeDoesNotDependOnThreads") {
     for (auto const& [name, cloud] : pointTrees::clouds(30000, 11)) {  // several parallel subtrees
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         int const numPoints = pointTrees::numPointsOf(cloud);
         BoundingBox const box = pointTrees::boxOf(cloud);
         Octree const alone(numPoints, cloud.data(), box, false, 16);
         CHECK(faultOf(alone, cloud, 16) == "");
         std::vector<int> const expected = pointTrees::shapeOf(alone);
+        float const* const points = cloud.data();
         support::withPools([&](int numThreads) {
             CAPTURE(numThreads);
-            Octree const tree(numPoints, cloud.data(), box, true, 16);
+            Octree const tree(numPoints, points, box, true, 16);
             CHECK(pointTrees::shapeOf(tree) == expected);
         });
     }

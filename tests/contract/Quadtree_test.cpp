@@ -1,4 +1,5 @@
 #include "pointTreeChecks.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 
 #include "trimora/contract/koGeom/Quadtree.h"
@@ -26,7 +27,7 @@ TEST_CASE("quadtreeSplitsInXAndYAlone") {
 TEST_CASE("quadtreesAreSoundOverAllKindsOfCloudsAndThreads") {
     for (int const numPoints : {1, 40, 3000, 30000})
         for (auto const& [name, cloud] : pointTrees::clouds(numPoints, 5)) {
-            CAPTURE(name);
+            CAPTURE_BINDING(name);
             CAPTURE(numPoints);
             BoundingBox const box = pointTrees::boxOf(cloud);
             Quadtree const alone(numPoints, cloud.data(), box, false, 4);

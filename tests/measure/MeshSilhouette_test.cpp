@@ -59,8 +59,9 @@ void checkClosed(CompactMesh const& mesh, std::deque<MeshCoord> const& ends) {
         ++balance[place(mesh, ends[i])];
         --balance[place(mesh, ends[i + 1])];
     }
-    for (auto const& [at, sum] : balance)
-        CHECK_MESSAGE(sum == 0, "between ", at.first, " and ", at.second);
+    for (auto const& entry : balance)
+        CHECK_MESSAGE(entry.second == 0, "between ", entry.first.first, " and ",
+                      entry.first.second);
 }
 
 /// The line form says the same as the form on the mesh.

@@ -1,4 +1,5 @@
 #include "literalSolver.h"
+#include "support/captureBinding.h"
 
 #include "trimora/parameterize/ConjugateGradient.h"
 
@@ -112,7 +113,7 @@ TEST_CASE("codesTellHowItEnds") {
           Case{"negative at the first", {-2, -2}, {2, 4}, 1e-12, 1e-12, {-1}, {-1, -2}},
           // The step that is kept is the first one.
           Case{"negative later", {3, -1}, {2, 1}, 1e-12, 0.0, {0, -1}, {10.0 / 11, 5.0 / 11}}}) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         ConjugateGradient solver(-4);
         fillDiagonal(solver.A(), diagonal);
         solver.initialize(toNVector(right), toNVector(start));

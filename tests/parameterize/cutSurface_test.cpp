@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "surfaces.h"
@@ -300,7 +301,7 @@ TEST_CASE("edgesDivideFans") {
 
 TEST_CASE("surfacesBecomeDisks") {
     for (auto& [name, mesh] : openAndClosedSurfaces()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         Items cut = cutOf(mesh);
         for (auto item = cut.begin(); item != cut.end(); ++item) {
             MeshTriangle const& triangle = mesh.getTriangles()[item->triangle];
@@ -366,7 +367,7 @@ TEST_CASE("whatHasNothingToCutStays") {
           {"one vertex", support::meshOf({1, 2, 3}, {}), 0},
           {"vertex 0 unused", support::meshOf(std::vector<float>(12, 1.0f), {1, 2, 3}), 0},
           {"back to back", support::meshOf({0, 0, 0, 1, 0, 0, 0, 1, 0}, {0, 1, 2, 0, 2, 1}), 1}}) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CompactMesh cut = mesh;
         support::ModificationCounter counter(cut);
         cutSurface().makeDisk(cut);
@@ -382,7 +383,7 @@ TEST_CASE("brokenMeshesAreCutSafely") {
         meshes.push_back({"soup " + std::to_string(seed),
                           support::latticeSoup(8 + static_cast<int>(seed), 40, seed)});
     for (auto& [name, mesh] : meshes) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CompactMesh cut = mesh;
         cutSurface().makeDisk(cut);
         CHECK(support::faultOf(cut) == "");

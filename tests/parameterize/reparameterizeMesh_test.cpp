@@ -1,5 +1,6 @@
 #include "literalFlattening.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/corpus.h"
 #include "support/oracles.h"
@@ -182,7 +183,7 @@ TEST_CASE("hasTheBitsOfTheLiteralFlattening") {
         "fixed vertices of the 3D-boundary.  Choosing a random orthogonal vector instead.\n"};
     int numOfPlane[3] = {}, numOfCode[5] = {}, numFactored = 0;
     for (auto& [name, mesh] : disks()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         literal::Flattening const expected(mesh);
         OutputCapture output;
         reparameterizeMesh flattening(mesh);
@@ -229,7 +230,7 @@ TEST_CASE("developableSurfacesUnrollWithoutStretch") {
             // Renumbered, so that a hole may come before the outer border.
             CompactMesh mesh =
                 support::shuffled(isTilted ? surfaces::mapped(flat, tilted) : flat, 3);
-            CAPTURE(name);
+            CAPTURE_BINDING(name);
             CAPTURE(isTilted);
             REQUIRE(flatten(mesh));
             CHECK(strainOf(mesh) < 1e-4);
@@ -264,7 +265,7 @@ TEST_CASE("surfacesThatAreNoDisksAreCutOrRefused") {
           NamedMesh{"torus", scaled(support::torus(12, 8), 20.0)},
           NamedMesh{"pierced torus", scaled(surfaces::pierced(support::torus(12, 8), {7}), 20.0)},
           NamedMesh{"genus 3", scaled(surfaces::pillow(3), 8.0)}}) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CompactMesh mesh = original;
         support::ModificationCounter counter(mesh);
         OutputCapture output;
@@ -498,7 +499,7 @@ TEST_CASE("brokenMeshesAreSafe") {
     OutputCapture const output;
     for (auto const& [name, original] : meshes)
         for (int flags = 0; flags < 4; ++flags) {
-            CAPTURE(name);
+            CAPTURE_BINDING(name);
             CompactMesh mesh = original;
             support::ModificationCounter counter(mesh);
             reparameterizeMesh flattening(mesh);

@@ -1,4 +1,5 @@
 #include "contract/pointTreeChecks.h"
+#include "support/captureBinding.h"
 
 #include "trimora/spatial/OctreeClosestIt.h"
 #include "trimora/spatial/octreeIterators.h"
@@ -40,7 +41,7 @@ TEST_CASE("deliversEveryLeafOnceByDistance") {
     OctreeClosestIt walk;
     CHECK_FALSE(walk.valid());
     for (auto const& [name, cloud] : pointTrees::clouds(300, 12)) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         Octree const octree(300, cloud.data(), pointTrees::boxOf(cloud), true, 4);
         for (Point const& point : queriesFor(octree.getRoot().box)) {
             std::vector<double> distances;

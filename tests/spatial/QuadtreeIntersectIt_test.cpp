@@ -1,4 +1,5 @@
 #include "contract/pointTreeChecks.h"
+#include "support/captureBinding.h"
 
 #include "trimora/spatial/QuadtreeIntersectIt.h"
 
@@ -28,7 +29,7 @@ TEST_CASE("quadtreeWalkDeliversTheLeavesThatTouchTheBoxInXAndY") {
     QuadtreeIntersectIt walk;
     CHECK_FALSE(walk.valid());
     for (auto const& [name, cloud] : pointTrees::clouds(500, 17)) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         BoundingBox const box = pointTrees::boxOf(cloud);
         Quadtree const quadtree(500, cloud.data(), box, true, 4);
         for (int run = 0; run < 50; ++run) {

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "voxelTables.h"
 
@@ -28,7 +29,7 @@ TEST_CASE("tableAgreesWithBruteForceOverTheZooAndAllThreads") {
 
     for (auto const& [name, mesh] : meshes)
         for (int const capacity : {2, 16}) {
-            CAPTURE(name);
+            CAPTURE_BINDING(name);
             CAPTURE(capacity);
             std::unique_ptr<Octree const> const octree(voxelTables::octreeOf(mesh, capacity));
             voxelTables::Sets const expected = voxelTables::expectedSets(mesh, *octree);

@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "voxelTables.h"
 
@@ -34,7 +35,7 @@ TEST_CASE("lineTableAgreesWithBruteForceAndAllThreads") {
     meshes.push_back({"terrain", support::terrain(20, 20, 3)});
     meshes.push_back({"not finite", voxelTables::brokenTerrain()});
     for (auto const& [name, source] : meshes) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CompactMesh const mesh = withLines(source, 300, 9);
         float const* const vertices = mesh.getVerticesRaw();
         std::unique_ptr<Octree const> const octree(voxelTables::octreeOf(mesh, 4));

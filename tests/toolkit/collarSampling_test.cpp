@@ -2,6 +2,7 @@
 
 #include "measure/tube.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "toolkit/collarSampling.h"
 
 #include <cmath>
@@ -151,7 +152,7 @@ TEST_CASE("collarsFollowTheSizeFromVerySmallToVeryLarge") {
 
 TEST_CASE("everyBorderOfTheZooIsSampledOrRefusedInWords") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (auto const& hole : trimora::findHoles(mesh)) {
             CollarOutcome const outcome = trimora::sampleCollar(mesh, hole, {7, false});
             CHECK(outcome.samples.size() == (outcome.refusal.empty() ? 7u : 0u));

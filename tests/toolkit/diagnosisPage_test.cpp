@@ -3,6 +3,7 @@
 
 #include "page/pageSamples.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "toolkit/diagnosisPage.h"
 #include "toolkit/page/pageMesh.h"
 #include "toolkit/page/pageText.h"
@@ -95,7 +96,7 @@ bool isValidUtf8(std::string const& text) {
 
 TEST_CASE("aPageHoldsTheMeshExactly") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         std::string const page = pageOf(mesh, {});
         std::vector<float> const coordinates = support::coordinatesOf(mesh);
         std::vector<float> const shown = arrayOf<float>(page, "positions0");

@@ -1,4 +1,5 @@
 #include "formatChecks.h"
+#include "support/captureBinding.h"
 #include "toolkit/MeshFormat.h"
 
 #include <algorithm>
@@ -202,8 +203,9 @@ TEST_CASE("textThatGrowsInMemoryIsRefusedAtTheLimit") {
              {"a.stl", repeated("solid\n", "vertex ", many)},
              {"a.ply", repeated(plyHead + "tristrips 1" + plyList + "200000", " 0 1 2", many / 3)},
              {"a.ply", repeated(plyHead + "face 1" + plyList + "200000", " 0", many)}}) {
-        CAPTURE(name);
-        CAPTURE(text.substr(0, 40));
+        CAPTURE_BINDING(name);
+        std::string const start = text.substr(0, 40);
+        CAPTURE(start);
         ReadOptions options;
         options.maxMemory = 5 * text.size();
         CHECK(readBytes(text, name, options).outcome.failure == Failure::Limit);

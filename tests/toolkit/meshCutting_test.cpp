@@ -1,6 +1,7 @@
 // Cuts from the outside: what a plane or a drawn curve leaves, over small sheets, closed surfaces and real meshes.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/corpus.h"
 #include "support/oracles.h"
@@ -93,7 +94,7 @@ TEST_CASE("closedSurfacesFallIntoTwoHalves") {
         if (support::numBorderEdges(mesh) > 0 || support::numComponents(mesh) != 1 ||
             mesh.getNumTriangles() < 100)
             continue;
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CompactMesh halves = mesh;
         CutOutcome const outcome = cutByPlane(halves, {0.2, 0.1, 1.0, -0.01});
         REQUIRE(outcome.refusal.empty());

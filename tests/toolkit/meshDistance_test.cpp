@@ -1,6 +1,7 @@
 // Distances between meshes: closed forms, brute force, any number of threads.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/plainDistance.h"
 #include "toolkit/meshDistance.h"
@@ -47,7 +48,7 @@ TEST_CASE("parallelSheetsAreTheirDistanceApart") {
 
 TEST_CASE("aMeshIsNoDistanceFromItself") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         MeshDistance const found = deviation(mesh, mesh);
         CHECK(found.fromFirst.largest == doctest::Approx(0.0).epsilon(1e-6));
         CHECK(found.turnedTriangles == 0);

@@ -2,6 +2,7 @@
 // that select triangles.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "toolkit/elementSelection.h"
@@ -240,7 +241,7 @@ TEST_CASE("openMeshesOfTheZooBecomeSolids") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
         if (support::numBorderEdges(mesh) == 0)
             continue;
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CompactMesh solid = mesh;
         ExtrudeOutcome const outcome =
             trimora::extrudeMesh(solid, allOf(solid), {0.3, Vector(0.1, 0.2, 5.0)});

@@ -1,6 +1,7 @@
 // Flattening from the outside: maps that are known, seams, components side by side, refusals, and the picture.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "toolkit/detail/chartPacking.h"
 #include "toolkit/flatPicture.h"
@@ -175,7 +176,7 @@ TEST_CASE("trianglesWithinRoundingCountAsCollapsed") {
     CornerUVs const even = cornersOf(strip, [](Point p) { return uvOf(0.1 * p.x, 0.1 * p.y); });
     for (auto const& [height, isCollapsed] :
          {std::pair(1e-5, false), {3e-8, true}, {1e-17, true}, {-1e-17, true}}) {
-        CAPTURE(height);
+        CAPTURE_BINDING(height);
         CornerUVs corners = even;
         corners[0] = uvOf(0.0, 0.0);
         corners[1] = uvOf(0.1, 0.0);

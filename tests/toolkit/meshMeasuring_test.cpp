@@ -1,6 +1,7 @@
 // Measures of surfaces and solids: by hand, far away, very small and very large, open and turned.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "toolkit/meshMeasuring.h"
@@ -163,7 +164,7 @@ TEST_CASE("eachComponentIsMeasuredByItself") {
 
 TEST_CASE("edgesAreThoseOfBruteForce") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         MeasureOutcome const outcome = outcomeOf(mesh, true);
         if (outcome.isNonfinite)
             continue;

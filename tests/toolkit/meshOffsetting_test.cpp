@@ -2,6 +2,7 @@
 // what is left of folds is told.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/corpus.h"
 #include "toolkit/meshCounts.h"
@@ -176,7 +177,7 @@ TEST_CASE("whatIsTooNearGoesAndWhatIsLeftIsTold") {
 
 TEST_CASE("soundSurfacesGiveSoundWalls") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (double const share : {0.02, -0.02}) {
             for (bool const shellOnly : {false, true}) {
                 CompactMesh result = mesh;

@@ -1,6 +1,7 @@
 // Reduction from the outside: targets, tolerances kept by brute measure, refusals, why it stopped.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "support/oracles.h"
 #include "toolkit/meshDistance.h"
@@ -136,7 +137,7 @@ TEST_CASE("whyItStoppedIsTold") {
 
 TEST_CASE("anythingCanBeReduced") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (ReduceMethod const method :
              {ReduceMethod::Fraction, ReduceMethod::Tolerance, ReduceMethod::Collapse}) {
             CompactMesh reduced = mesh;

@@ -2,6 +2,7 @@
 // cancelled run changes nothing.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "toolkit/meshMeasuring.h"
 #include "toolkit/meshSmoothing.h"
@@ -209,7 +210,7 @@ TEST_CASE("aCancelledRunAndARefusalChangeNothing") {
 
 TEST_CASE("anyMeshComesThroughFinite") {
     for (auto& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (SmoothOptions const& options : {laplacian(2), laplacian(2, true), bilateral(2, 1.0)}) {
             CompactMesh edited = mesh;
             SmoothOutcome const outcome = smooth(edited, options);

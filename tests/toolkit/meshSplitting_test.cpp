@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "toolkit/meshParts.h"
 #include "toolkit/meshSplitting.h"
@@ -77,7 +78,7 @@ TEST_CASE("everyTriangleIsInOnePart") {
     for (auto const& [name, mesh] : support::zoo()) {
         if (mesh.getNumTriangles() == 0)
             continue;
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         SplitOutcome const components = splitByComponents(mesh);
         CHECK(components.parts.size() == trimora::splitIntoParts(mesh).size());
         for (int const maxVertices : {4, 10, 60})

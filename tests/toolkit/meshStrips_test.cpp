@@ -1,4 +1,5 @@
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "toolkit/meshStrips.h"
 
@@ -86,7 +87,7 @@ TEST_CASE("theSurfaceStaysTheSame") {
     for (auto const& [name, mesh] : support::zoo()) {
         if (mesh.getNumTriangles() == 0)
             continue;
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (int const maxLength : {3, 4, 5, 17, INT_MAX})
             for (bool const isSingle : {false, true})
                 for (std::optional<int> const cache :

@@ -1,6 +1,7 @@
 // Subdivision of files with polygons, and the verification of the half-edge form.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/checks.h"
 #include "toolkit/meshSubdivision.h"
 #include "toolkit/meshVerification.h"
@@ -76,7 +77,7 @@ TEST_CASE("mixedPolygonsKeepTheirSides") {
 
 TEST_CASE("numbersOfQuadsAreForeseen") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (int levels = 1; levels <= 2; ++levels) {
             CompactMesh const result = trimora::subdivideMesh(mesh, {}, levels);
             CHECK(result.getNumPolys() == trimora::numSubdividedQuads(mesh.getNumTriangles(),
@@ -101,7 +102,7 @@ TEST_CASE("subdivisionConvergesToASmoothSurface") {
 
 TEST_CASE("soundMeshesPassAllFiveChecks") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CHECK(trimora::verifyMesh(mesh, {}).passed);
     }
     Read cube;

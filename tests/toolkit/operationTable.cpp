@@ -69,7 +69,7 @@ std::function<Run(CompactMesh const&)> plain(Call const& call) {
 
 /// Of calls without an outcome.
 template <typename Call>
-std::function<Run(CompactMesh const&)> query(Call const& call) {
+std::function<Run(CompactMesh const&)> query(Call call) {
     return [call](CompactMesh const&) {
         return [call](CompactMesh& mesh, Progress&) {
             static_cast<void>(call(mesh));

@@ -2,6 +2,7 @@
 // surfaces.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/corpus.h"
 #include "toolkit/planeSection.h"
 #include "toolkit/readMesh.h"
@@ -114,7 +115,7 @@ TEST_CASE("closedSurfacesHaveClosedSections") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
         if (name.find("grid") != std::string::npos || mesh.getNumTriangles() < 4)
             continue;
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (double const offset : {0.013, -0.21, 0.4}) {
             SurfaceCurves const curves = section(mesh, {0.3, -0.2, 1.0, offset});
             for (auto const& curve : curves) {
@@ -138,7 +139,7 @@ TEST_CASE("closedSurfacesHaveClosedSections") {
 
 TEST_CASE("duplicatesFinsAndDegenerateTrianglesAreSurvived") {
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (double const offset : {0.0, 0.5, 0.123}) {
             for (auto const& curve : section(mesh, {1.0, 0.5, 0.25, -offset}, 1e-6))
                 CHECK(curve.size() >= 2);

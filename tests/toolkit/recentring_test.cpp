@@ -21,9 +21,9 @@ std::string textOf(double value) {
 
 /// The surveyed field, two triangles, as text of a format.
 std::string surveyedText(std::string const& format) {
-    std::vector<double> const& field = formatChecks::surveyed;
     std::string text = format == "off" ? "OFF\n4 2 0\n" : format == "stl" ? "solid\n" : "";
-    auto const point = [&field](std::size_t v) {
+    auto const point = [](std::size_t v) {
+        std::vector<double> const& field = formatChecks::surveyed;
         return textOf(field[3 * v]) + " " + textOf(field[3 * v + 1]) + " " +
                textOf(field[3 * v + 2]) + "\n";
     };

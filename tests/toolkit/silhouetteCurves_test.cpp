@@ -2,6 +2,7 @@
 
 #include "support/TemporaryFolder.h"
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "support/corpus.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/silhouetteCurves.h"
@@ -169,7 +170,7 @@ TEST_CASE("silhouetteRefusesInWords") {
     CHECK(nonfinite.curves.empty());
     CHECK(from(support::cube(), {1e300, 0.0, 0.0}).refusal.find("million") != std::string::npos);
     for (auto const& [name, mesh] : support::zoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         CHECK(along(mesh, {1.0, 0.3, 0.2}).refusal.empty());
         CHECK(from(mesh, {10.0, 3.0, 2.0}).refusal.empty());
     }

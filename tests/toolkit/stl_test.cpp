@@ -1,4 +1,5 @@
 #include "formatChecks.h"
+#include "support/captureBinding.h"
 
 #include <bit>
 #include <limits>
@@ -132,7 +133,7 @@ TEST_CASE("whatIsNamedStlAndIsNoneIsRefusedWithItsKind") {
                                                           {"%PDF-1.5\n" + noise, "PDF"},
                                                           {"\xff\xfes\1o\1" + noise, "UTF-16"},
                                                           {page, "is text, but no STL"}}) {
-        CAPTURE(part);
+        CAPTURE_BINDING(part);
         FileOutcome const outcome = readBytes(bytes, "a.stl").outcome;
         CHECK(outcome.failure == Failure::Unsupported);
         CHECK(outcome.message.find(part) != std::string::npos);

@@ -1,6 +1,7 @@
 // Polylines from files, and how they are laid on surfaces.
 
 #include "support/builders.h"
+#include "support/captureBinding.h"
 #include "toolkit/surfaceCurve.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
@@ -143,7 +144,7 @@ TEST_CASE("pointsOffTheSurfaceAreMovedOntoIt") {
 TEST_CASE("neighbouringPointsShareATriangleOnAnySurface") {
     support::Random random(11);
     for (auto const& [name, mesh] : support::manifoldZoo()) {
-        CAPTURE(name);
+        CAPTURE_BINDING(name);
         for (int run = 0; run < 10; ++run) {
             Polyline polyline;
             for (int i = 0; i < 3; ++i) {  // vertices, points on edges and inside triangles

@@ -79,8 +79,9 @@ bool plainFeatureVeto(Quad const& q) {
     };
     Point const a = q.a.point(), b = q.b.point(), c = q.c.point(), d = q.d.point();
     double present = 0.0, diagonal = 0.0;
-    bool const both = crease(a, b, c, d, present) & crease(d, c, a, b, diagonal);
-    return !(both && std::abs(present - diagonal) < 0.04363323129985824);
+    bool const hasPresent = crease(a, b, c, d, present);
+    bool const hasDiagonal = crease(d, c, a, b, diagonal);
+    return !(hasPresent && hasDiagonal && std::abs(present - diagonal) < 0.04363323129985824);
 }
 
 }  // namespace

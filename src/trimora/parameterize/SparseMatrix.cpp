@@ -49,7 +49,7 @@ int SparseMatrix::nnz() const {
 }
 
 void SparseMatrix::addToElement(int row, int column, double value) {
-    assert(isInside(row));  // a column is asked when a vector is read by it
+    assert(row >= 0 && row < size_);  // a column is asked when a vector is read by it
     ++numChanges_;
     ko::vector<SparseElement>& elements = rows_[static_cast<std::size_t>(row)];
     for (auto element = elements.rbegin(); element != elements.rend(); ++element) {
