@@ -103,9 +103,8 @@ std::vector<TopoCall> const halfEdgeCalls = {
          std::vector<koLinear::Point> points;
          for (int v = 0; v < source.getNumVertices(); ++v)
              points.push_back(source.getVertices()[v].asPoint());
-         std::vector<int> const sides(static_cast<std::size_t>(source.getNumTriangles()), 3);
-         m.allocFaces(static_cast<int>(points.size()), points.data(), source.getNumTriangles(),
-                      3 * source.getNumTriangles(), sides.data(), source.getTrianglesRaw());
+         m.allocFaces(static_cast<int>(points.size()), points.data(), source.getNumTriangles(), 3,
+                      source.getTrianglesRaw(), nullptr);
      }},
     {"deleteEdge", [](TopoMesh& m) { m.deleteEdge(m.firstEdge()); }},
     {"contractEdge", [](TopoMesh& m) { m.contractEdge(m.firstEdge()); }},

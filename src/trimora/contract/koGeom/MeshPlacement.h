@@ -15,7 +15,7 @@ struct MeshPlacement {
 };
 
 /// Which array of a mesh is meant.
-enum MeshChannel {
+enum MeshChannel : int {
     MeshChannelVertices = 0,
     MeshChannelNormals = 1,
     MeshChannelUVs = 2,
