@@ -1,5 +1,7 @@
 #include "childRuns.h"
 
+#include "support/sanitizers.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -20,11 +22,7 @@ namespace proof {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isSanitized = true;
-#else
-constexpr bool isSanitized = false;
-#endif
+constexpr bool isSanitized = support::hasAddressSanitizer || support::hasThreadSanitizer;
 
 constexpr int codeOfBadAlloc = 3;
 constexpr int codeOfException = 4;
