@@ -406,7 +406,8 @@ TEST_CASE("workThatBreaksBreaksNothingHere") {
     CHECK(runInChild(spin, {}, &progress, result) == ChildEnd::Cancelled);
     limits.maxMemory = 64u << 20;
     auto const grow = [] { return std::string(1u << 30, 'x'); };
-    // The address sanitizer ends the process where memory is not to be had.
+    // Sanitizers end the process where memory is not to be had.
+    bool const isSanitized = support::hasAddressSanitizer || support::hasThreadSanitizer;
     CHECK(runInChild(grow, limits, nullptr, result) ==
-          (support::hasAddressSanitizer ? ChildEnd::Broke : ChildEnd::PastLimit));
+          (isSanitized ? ChildEnd::Broke : ChildEnd::PastLimit));
 }
