@@ -9,6 +9,8 @@
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/repair/meshReverseWinding.h"
 
+#include <algorithm>
+
 namespace trimora {
 
 namespace {

@@ -272,6 +272,7 @@ private:
     FileOutcome readFaces(PlyElement const& element);
     bool readTriangles(PlyElement const& element);
     FileOutcome walkFaces(PlyElement const& element, std::uint64_t begin);
+    std::int64_t takeCount(ByteWalk& walk, PlyProperty const& list) const;
     bool takeCorners(ByteWalk& walk, PlyProperty const& list, std::vector<int>& corners) const;
     bool takeFloats(ByteWalk& walk, PlyProperty const& list, std::vector<float>& values) const;
     bool skipProperty(ByteWalk& walk, PlyProperty const& property) const;
@@ -567,12 +568,16 @@ FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin
     return endOfWalk(walk, element, whole);
 }
 
+/// Of a list; -1 at the end of the file.
+std::int64_t BinaryBody::takeCount(ByteWalk& walk, PlyProperty const& list) const {
+    char const* const bytes = walk.take(sizeOf(list.countType));
+    return bytes == nullptr ? -1 : loadInteger(list.countType, bytes, swaps_);
+}
+
 /// Of a strip an index below 0 stays -1.
 bool BinaryBody::takeCorners(ByteWalk& walk, PlyProperty const& list,
                              std::vector<int>& corners) const {
-    char const* const countBytes = walk.take(sizeOf(list.countType));
-    std::int64_t const count =
-        countBytes == nullptr ? -1 : loadInteger(list.countType, countBytes, swaps_);
+    std::int64_t const count = takeCount(walk, list);
     std::size_t const size = sizeOf(list.type);
     // What is longer than the file ends it.
     std::uint64_t const whole =
@@ -589,9 +594,7 @@ bool BinaryBody::takeCorners(ByteWalk& walk, PlyProperty const& list,
 
 bool BinaryBody::takeFloats(ByteWalk& walk, PlyProperty const& list,
                             std::vector<float>& values) const {
-    char const* const countBytes = walk.take(sizeOf(list.countType));
-    std::int64_t const count =
-        countBytes == nullptr ? -1 : loadInteger(list.countType, countBytes, swaps_);
+    std::int64_t const count = takeCount(walk, list);
     std::size_t const size = sizeOf(list.type);
     if (count < 0 || static_cast<std::uint64_t>(count) > walk.left() / size)
         return false;
@@ -607,9 +610,7 @@ bool BinaryBody::takeFloats(ByteWalk& walk, PlyProperty const& list,
 bool BinaryBody::skipProperty(ByteWalk& walk, PlyProperty const& property) const {
     if (!property.isList)
         return walk.skip(sizeOf(property.type));
-    char const* const bytes = walk.take(sizeOf(property.countType));
-    std::int64_t const count =
-        bytes == nullptr ? -1 : loadInteger(property.countType, bytes, swaps_);
+    std::int64_t const count = takeCount(walk, property);
     std::size_t const size = sizeOf(property.type);
     return count >= 0 && static_cast<std::uint64_t>(count) <= walk.left() / size &&
            walk.skip(static_cast<std::uint64_t>(count) * size);

@@ -246,7 +246,7 @@ TEST_CASE("aDeadlineAndAnInterruptEndWithSixAndLeaveNothing") {
     CHECK(wasCancelled);
 }
 
-// The command waits for its input all the while, which it does not poll: the first interrupt alone would have two seconds' grace.
+// The command waits for its input all the while, which it does not poll: the first interrupt alone would have half a second's grace.
 TEST_CASE("aSecondInterruptEndsAtOnce") {
     Running command("check --progress always -");
     REQUIRE(command.says("reading"));
