@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string>
 
 namespace trimora {
@@ -192,23 +191,20 @@ std::string faultOfTopology(SurfaceCensus const& before, SurfaceCensus const& af
     return fault;
 }
 
-bool isRangeRight(MeshAttributes const& set, int component) {
-    float lower = std::numeric_limits<float>::infinity();
-    float upper = -lower;
-    bool any = false;
-    for (int i = 0; i < set.getNumElements(); ++i) {
-        float const value = set.asFloat()[std::ptrdiff_t{i} * set.dimension + component];
-        if (std::isnan(value))
-            continue;
-        lower = std::min(lower, value);
-        upper = std::max(upper, value);
-        any = true;
+/// Whether what is kept is what computing it again gives; of copies, for asking fills what is kept, which is the mesh's own affair.
+bool areRangesRight(MeshAttributes const& set) {
+    MeshAttributes const kept(set);
+    MeshAttributes fresh(set);
+    fresh.invalidateRange();
+    bool areRight = true;
+    for (int component = 0; component < set.dimension; ++component) {
+        float keptRange[2];
+        float freshRange[2];
+        kept.getRange(component, keptRange[0], keptRange[1]);
+        fresh.getRange(component, freshRange[0], freshRange[1]);
+        areRight = areRight && keptRange[0] == freshRange[0] && keptRange[1] == freshRange[1];
     }
-    MeshAttributes const copy(set);  // asking fills what is kept, which is the mesh's own affair
-    float keptLower = 0.0f;
-    float keptUpper = 0.0f;
-    copy.getRange(component, keptLower, keptUpper);
-    return any ? lower == keptLower && upper == keptUpper : keptLower > keptUpper;
+    return areRight;
 }
 
 /// Places of runs that were filled before the runs changed.
@@ -240,10 +236,9 @@ bool areNormalsFresh(CompactMesh const& mesh) {
 std::string faultOfDerived(CompactMesh const& mesh, bool isChanged) {
     for (int i = 0; i < mesh.getNumAttributes(); ++i) {
         MeshAttributes const& set = *mesh.getAttributes(i);
-        for (int component = 0; component < set.dimension; ++component)
-            if (!isRangeRight(set, component))
-                return std::string("the range that is kept of the set '") + set.getName().asChar() +
-                       "' is out of date";
+        if (!areRangesRight(set))
+            return std::string("the range that is kept of the set '") + set.getName().asChar() +
+                   "' is out of date";
     }
     for (MeshSequence const* sequence :
          {&mesh.polys, &mesh.lineStrips, &mesh.triStrips, &mesh.triFans})

@@ -2,6 +2,8 @@
 
 #include "trimora/contract/koGeom/PointMesh.h"
 
+#include <algorithm>
+#include <cmath>
 #include <doctest/doctest.h>
 #include <limits>
 #include <new>
@@ -181,6 +183,11 @@ TEST_CASE("valueRangesFollowTheDataOnlyAfterInvalidation") {
     weights.invalidateRange();
     weights.getRange(0, lower, upper);
     CHECK(lower == -5.0f);
+    std::fill_n(weights.asFloat(), mesh.getNumVertices(), INFINITY);
+    weights.invalidateRange();
+    weights.getRange(0, lower, upper);
+    CHECK(lower == INFINITY);
+    CHECK(upper == INFINITY);
     mesh.resizeVertexArray(0);
     weights.getRange(0, lower, upper);
     CHECK(lower > upper);

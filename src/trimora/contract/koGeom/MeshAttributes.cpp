@@ -43,8 +43,8 @@ void MeshAttributes::setAllocator(ko::Reference<ArrayAllocator> const& allocator
 void MeshAttributes::getRange(int component, float& lower, float& upper) const {
     assert(component >= 0 && component < dimension);
     if (ranges_.empty()) {
-        float const largest = std::numeric_limits<float>::max();
-        ranges_.assign(static_cast<std::size_t>(dimension), Range{largest, -largest});
+        float const infinity = std::numeric_limits<float>::infinity();
+        ranges_.assign(static_cast<std::size_t>(dimension), Range{infinity, -infinity});
         float const* value = asFloat();
         for (int i = 0; i < numElements_; ++i) {
             for (Range& range : ranges_) {
