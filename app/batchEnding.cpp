@@ -14,6 +14,8 @@ namespace {
 
 constexpr int couldNotStart = 127;  // of the program itself, as a shell has it
 
+constexpr char startOfWarning[] = "trimora: warning: ";
+
 std::string textAt(Json const& object, char const* key) {
     auto const found = object.find(key);
     return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
@@ -43,6 +45,9 @@ EndOfChild endOf(ChildProcess const& child, bool isOverdue, std::uint64_t memory
     end.ending = child.ending();
     end.isOverdue = isOverdue;
     end.wasShortOfMemory = numMemoryKills() > memoryKillsBefore;
+    end.isReportCut = child.isOutputCut();
+    if (end.isReportCut)
+        return end;
     Json run = Json::parse(child.output(), nullptr, false);
     if (run.is_object())
         end.run = std::move(run);
@@ -50,7 +55,8 @@ EndOfChild endOf(ChildProcess const& child, bool isOverdue, std::uint64_t memory
 }
 
 std::string statusOf(EndOfChild const& end) {
-    bool const isSuccess = end.run.contains("seconds") && !end.run.contains("reason");
+    bool const isSuccess =
+        end.isReportCut || (end.run.contains("seconds") && !end.run.contains("reason"));
     if (isSuccess && end.ending.exitCode == Done)
         return "done";
     if (isSuccess && end.ending.exitCode == DefectsFound)
@@ -84,18 +90,24 @@ std::uint64_t numMemoryKills() {
     return 0;
 }
 
-std::vector<std::string> lastLinesOf(std::string const& text) {
+WordsOfChild wordsOf(std::string const& text) {
     constexpr std::size_t most = 10;
-    std::vector<std::string> lines;
+    WordsOfChild words;
+    std::vector<std::string>& lines = words.lastLines;
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t const end = std::min(text.find('\n', begin), text.size());
         if (end > begin)
             lines.push_back(text.substr(begin, end - begin));
         begin = end + 1;
     }
+    for (std::string const& line : lines)
+        if (line.rfind(startOfWarning, 0) == 0) {
+            ++words.numWarnings;
+            words.lastWarning = line;
+        }
     lines.erase(lines.begin(),
                 lines.end() - static_cast<std::ptrdiff_t>(std::min(most, lines.size())));
-    return lines;
+    return words;
 }
 
 }  // namespace app

@@ -126,6 +126,7 @@ BatchRecord recordOf(Json const& line) {
     record.version = valueOf<std::string>(line, "version");
     record.dropNonfinite = valueOf<bool>(line, "dropNonfinite");
     record.status = valueOf<std::string>(line, "status");
+    record.numWarnings = static_cast<int>(std::clamp(valueOf<double>(line, "warnings"), 0.0, 1e9));
     record.seconds = valueOf<double>(line, "seconds");
     record.peakMemory =
         static_cast<std::uint64_t>(std::max(0.0, valueOf<double>(line, "peakMemory")));
@@ -228,6 +229,7 @@ void BatchSummary::add(BatchRecord const& record, bool isEarlier, bool isStale) 
     numDefects_ += record.hasOutput() && !record.isClean();
     numFailed_ += !record.hasOutput();
     numStale_ += isStale;
+    numWarned_ += record.hasOutput() && record.numWarnings > 0;
     if (slowest_.input.empty() || record.seconds > slowest_.seconds)
         slowest_ = record;
     if (largest_.input.empty() || record.peakMemory > largest_.peakMemory)
@@ -242,6 +244,7 @@ Json BatchSummary::toJson() const {
     Json json = {{"files", numFiles_},
                  {"earlier", numEarlier_},
                  {"stale", numStale_},
+                 {"withWarnings", numWarned_},
                  {"counts", Json::object()}};
     for (auto const& [status, count] : counts_)
         json["counts"][status] = count;
@@ -260,7 +263,11 @@ std::string BatchSummary::text() const {
         text += separator + std::to_string(count) + " " + status;
         separator = ", ";
     }
-    text += numEarlier_ > 0 ? "; " + std::to_string(numEarlier_) + " of them earlier\n" : "\n";
+    if (numEarlier_ > 0)
+        text += "; " + std::to_string(numEarlier_) + " of them earlier";
+    if (numWarned_ > 0)
+        text += "; " + std::to_string(numWarned_) + " with warnings";
+    text += "\n";
     if (numFiles_ == 0)
         return text;
     if (numStale_ > 0)

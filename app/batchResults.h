@@ -23,6 +23,7 @@ struct BatchRecord {
     std::string version;
     bool dropNonfinite = false;
     std::string status;
+    int numWarnings = 0;
     double seconds = 0.0;
     std::uint64_t peakMemory = 0;
     double ended = 0.0;  ///< seconds since 1970
@@ -97,6 +98,7 @@ private:
     int numDefects_ = 0;
     int numFailed_ = 0;
     int numStale_ = 0;
+    int numWarned_ = 0;
     BatchRecord slowest_;
     BatchRecord largest_;
 };

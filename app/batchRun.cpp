@@ -6,13 +6,11 @@
 
 #include "files.h"
 #include "toolkit/meshCounts.h"
-#include "toolkit/pendingOutput.h"
 
 #include "trimora/version.h"
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
@@ -22,24 +20,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A child that polls its progress ends by itself in time; one that does not is asked, then killed. Seconds.
-constexpr double graceToEnd = 3.0;
-constexpr double graceToKill = 6.0;
-constexpr double graceOfInterrupt = 3.0;
-
-constexpr double leastTimeout = 1e-3;  // of a child, when looking at its input took the rest
+constexpr double graceOfInterrupt = 3.0;       // of the children, seconds
+constexpr double leastTimeOfOutputLook = 3.0;  // however short the time of the work is
 
 constexpr auto longestWait = std::chrono::milliseconds(50);
-
-double secondsSince1970() {
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
-bool isAnythingAt(std::string const& path) {
-    std::error_code ignored;
-    return fs::exists(path, ignored);
-}
 
 }  // namespace
 
@@ -146,6 +130,7 @@ bool BatchRun::look(Job& job, Stage stage, std::vector<std::string> paths,
         return false;
     }
     job.stage = stage;
+    job.lookStart = Clock::now();
     return true;
 }
 
@@ -178,8 +163,10 @@ bool BatchRun::advance(Job& job) {
         watchTime(job);
         return false;
     }
+    if (!job.hashing->isDone() && job.stage == Stage::Output)
+        return isOutputLookOutOfTime(job) && addLineWithoutHash(job, "reading it took too long");
     if (!job.hashing->isDone())
-        return job.stage != Stage::Output && isOutOfTime(job) &&
+        return isOutOfTime(job) &&
                settle(job, "timedOut",
                       job.record.input + ": timed out while its contents were looked at; allow "
                                          "more with --timeout");
@@ -217,233 +204,30 @@ bool BatchRun::endEarlierLook(Job& job) {
     FileHash const output = hasOutput ? job.hashing->results().front() : FileHash();
     if (hasOutput && (output.digits.empty() || output.digits != job.earlier->outputHash))
         return startWork(job);
-    summary_.add(*job.earlier, true, !hasOutput && isAnythingAt(pathOfOutput(files_[job.index])));
+    summary_.add(*job.earlier, true, !hasOutput && isFileInPlaceOf(job));
     ++numDone_;
     return true;
-}
-
-bool BatchRun::startWork(Job& job) {
-    job.hashing.reset();
-    if (options_.isDryRun) {
-        list(job, {});
-        return true;
-    }
-    std::string const path = pathOfOutput(files_[job.index]);
-    fs::path const place = fs::path(path).parent_path();
-    std::error_code error;
-    fs::create_directories(place, error);
-    if (error)
-        return settle(job, "unwritten", place.string() + ": cannot be made: " + error.message());
-    if (std::string const input = guard_.inputAt(path); !input.empty())
-        return settle(job, "unwritten",
-                      path + ": leads to the input " + input + ", which it would replace");
-    constexpr std::uint64_t ofProgram = std::uint64_t(512) << 20;
-    constexpr std::uint64_t ofThread = std::uint64_t(136) << 20;  // a stack, and a part of the heap
-    std::uint64_t const bytes =
-        bytesOfChild() + ofProgram + ofThread * static_cast<std::uint64_t>(options_.threads);
-    job.passingStem = trimora::newPassingStem();
-    job.memoryKillsBefore = numMemoryKills();
-    try {
-        job.child = std::make_unique<ChildProcess>(argumentsOf(job), bytes);
-    } catch (std::system_error const& failure) {
-        return settle(job, "notStarted", failure.what());
-    }
-    job.stage = Stage::Work;
-    return false;
-}
-
-std::uint64_t BatchRun::bytesOfChild() const {
-    return options_.hasMemoryLimit
-               ? session_.maxBytes()
-               : session_.maxBytes() / static_cast<std::uint64_t>(options_.jobs);
-}
-
-std::string BatchRun::pathOfOutput(BatchFile const& file) const {
-    return (fs::path(options_.folder) / file.output).string();
-}
-
-std::vector<std::string> BatchRun::argumentsOf(Job const& job) const {
-    std::vector<std::string> words = {"run",          "--task",
-                                      task_,          "--json",
-                                      "--progress",   "never",
-                                      "--threads",    std::to_string(options_.threads),
-                                      "--max-memory", std::to_string(bytesOfChild()),
-                                      "--for-batch",  job.passingStem};
-    if (options_.timeout > 0.0) {
-        char seconds[32];
-        std::snprintf(seconds, sizeof seconds, "%.17g",
-                      std::max(leastTimeout, options_.timeout - job.seconds()));
-        words.insert(words.end(), {"--timeout", seconds});
-    }
-    if (job.record.dropNonfinite)
-        words.push_back("--drop-nonfinite");
-    words.insert(words.end(), {"--", job.record.input, pathOfOutput(files_[job.index])});
-    return words;
 }
 
 bool BatchRun::isOutOfTime(Job const& job) const {
     return options_.timeout > 0.0 && job.seconds() > options_.timeout;
 }
 
-/// The child has the limit itself, and says what it was doing; this is for one that cannot.
-void BatchRun::watchTime(Job& job) const {
-    double const over = job.seconds() - options_.timeout;
-    if (options_.timeout == 0.0 || over < graceToEnd)
-        return;
-    if (!job.isOverdue)
-        job.child->signalGroup(SIGTERM);
-    job.isOverdue = true;
-    if (over > graceToKill)
-        job.child->signalGroup(SIGKILL);
+/// That look has a time of its own, since the work may have taken all there was.
+bool BatchRun::isOutputLookOutOfTime(Job const& job) const {
+    double const most = std::max(options_.timeout, leastTimeOfOutputLook);
+    return options_.timeout > 0.0 &&
+           std::chrono::duration<double>(Clock::now() - job.lookStart).count() > most;
 }
 
-bool BatchRun::endWork(Job& job) {
-    EndOfChild end = endOf(*job.child, job.isOverdue, job.memoryKillsBefore);
-    job.record.status = statusOf(end);
-    if (end.ending.signal != 0 || job.record.status == "crashed")
-        removePassingFiles(job);
-    if (isEnding_ && !job.record.isSettled())
-        return true;
-    std::vector<std::string> lines = lastLinesOf(job.child->errors());
-    if (!job.record.isClean() && !lines.empty())
-        job.why = lines.back();
-    if (haveInputsChanged(job)) {
-        job.record.hash.clear();  // of what was it made? The next call does it anew
-        job.why = "its input, or a file of the task, changed meanwhile";
-        lines.push_back("trimora: " + job.why);
-    }
-    job.record.seconds = end.ending.seconds;
-    job.record.peakMemory = end.ending.peakBytes;
-    job.line = lineOf(job);
-    if (end.ending.signal == 0)
-        job.line["exitCode"] = end.ending.exitCode;
-    job.line["signal"] = signalJson(end.ending);
-    job.line["run"] = std::move(end.run);
-    job.line["stderr"] = lines;
-    // Where there is no room for a thread, the output has no hash, and is made anew by the next call.
-    if (job.record.hasOutput() && look(job, Stage::Output, {pathOfOutput(files_[job.index])}))
-        return false;
-    addLine(job);
-    return true;
+std::string BatchRun::pathOfOutput(BatchFile const& file) const {
+    return (fs::path(options_.folder) / file.output).string();
 }
 
-bool BatchRun::haveInputsChanged(Job const& job) const {
-    bool const isSame = stampOf(job.record.input) == job.input &&
-                        std::all_of(taskFiles_.begin(), taskFiles_.end(), [](TaskFile const& file) {
-                            return stampOf(file.path) == file.hash.stamp;
-                        });
-    return !isSame;
-}
-
-bool BatchRun::endOutputLook(Job& job) {
-    FileHash const& output = job.hashing->results().front();
-    if (output.fault.empty()) {
-        job.line["outputHash"] = output.digits;
-        job.line["outputSize"] = output.stamp.size;
-    }
-    addLine(job);
-    return true;
-}
-
-/// Ends a job without a process; always true.
-bool BatchRun::settle(Job& job, std::string const& status, std::string const& why) {
-    if (options_.isDryRun) {
-        list(job, why);
-        return true;
-    }
-    job.record.status = status;
-    job.record.seconds = job.seconds();
-    job.why = why;
-    job.line = lineOf(job);
-    job.line["stderr"] = {"trimora: " + why};
-    addLine(job);
-    return true;
-}
-
-void BatchRun::list(Job const& job, std::string const& fault) {
-    std::string const input = textOfPath(job.record.input);
-    std::string const output = textOfPath(pathOfOutput(files_[job.index]));
-    Json line = {{"input", input}, {"output", output}};
-    if (!fault.empty())
-        line["fault"] = fault;
-    listed_[job.index] = session_.options().json
-                             ? textOf(line)
-                             : onOneLine(job.record.input) + " -> " +
-                                   onOneLine(pathOfOutput(files_[job.index])) +
-                                   (fault.empty() ? "" : "; " + onOneLine(fault)) + "\n";
-}
-
-/// What is known of each file that got a line, however it ended.
-Json BatchRun::lineOf(Job const& job) const {
-    BatchRecord const& record = job.record;
-    std::string const output = textOfPath(record.output);
-    bool const isStale = !record.hasOutput() && isAnythingAt(pathOfOutput(files_[job.index]));
-    Json taskFiles = Json::object();
-    for (auto const& [path, hash] : record.taskFiles)
-        taskFiles[path] = hash;
-    return {{"input", textOfPath(record.input)},
-            {"output", record.hasOutput() ? Json(output) : Json(nullptr)},
-            {"outputHash", nullptr},
-            {"outputSize", nullptr},
-            {"staleOutput", isStale ? Json(output) : Json(nullptr)},
-            {"hash", record.hash.empty() ? Json(nullptr) : Json(record.hash)},
-            {"task", textOfPath(record.task)},
-            {"taskFiles", std::move(taskFiles)},
-            {"version", record.version},
-            {"dropNonfinite", record.dropNonfinite},
-            {"status", record.status},
-            {"exitCode", nullptr},
-            {"signal", nullptr},
-            {"seconds", record.seconds},
-            {"peakMemory", record.peakMemory},
-            {"ended", secondsSince1970()},
-            {"run", nullptr},
-            {"stderr", Json::array()}};
-}
-
-void BatchRun::addLine(Job const& job) {
-    results_.append(job.line);
-    bool const isStale = !job.line["staleOutput"].is_null();
-    summary_.add(recordOf(job.line), false, isStale);
-    ++numDone_;
-    session_.progress().set(static_cast<double>(numDone_) / static_cast<double>(files_.size()));
-    session_.tell("");  // takes the bar off
-    if (session_.options().json)
-        return print(textOf(job.line));
-    if (session_.options().quiet)
-        return;
-    char start[96];
-    std::snprintf(start, sizeof start, "%6zu/%zu  %-11s %8.2f s %10s  ", numDone_, files_.size(),
-                  job.record.status.c_str(), job.record.seconds,
-                  trimora::bytesInWords(static_cast<double>(job.record.peakMemory)).c_str());
-    print(start + onOneLine(job.record.input) + "\n" +
-          (job.why.empty() ? "" : "        " + onOneLine(job.why) + "\n") +
-          (isStale ? "        what lies in the place of its output is of an earlier run\n" : ""));
-}
-
-void BatchRun::print(std::string const& text) {
-    if (isMute_)
-        return;
-    try {
-        printOut(text);
-    } catch (Failure const& failure) {
-        isMute_ = true;
-        session_.tell("trimora: warning: " + failure.message + "; the results are in " +
-                      onOneLine(resultsPath_) + "\n");
-    }
-}
-
-/// What a child that could not clean up has left beside its output.
-void BatchRun::removePassingFiles(Job const& job) const {
+/// Of a file without an output of this task: it is of an earlier run.
+bool BatchRun::isFileInPlaceOf(Job const& job) const {
     std::error_code ignored;
-    fs::path const output = fs::weakly_canonical(pathOfOutput(files_[job.index]), ignored);
-    std::vector<fs::path> left;
-    for (fs::directory_iterator entry(output.parent_path(), ignored), end; entry != end;
-         entry.increment(ignored))
-        if (entry->path().filename().string().rfind(job.passingStem, 0) == 0)
-            left.push_back(entry->path());
-    for (fs::path const& path : left)
-        fs::remove(path, ignored);
+    return fs::is_regular_file(pathOfOutput(files_[job.index]), ignored);
 }
 
 /// Ends the children. What was done by then gets its line; a further run begins the rest anew.

@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,7 @@ private:
         BatchRecord record;
         Clock::time_point start = Clock::now();
         Stage stage = Stage::Input;
+        Clock::time_point lookStart = {};
         std::unique_ptr<HashTask> hashing = {};
         std::vector<std::size_t> changedTaskFiles = {};  // hashed behind the input
         FileStamp input = {};
@@ -87,7 +89,9 @@ private:
     bool endWork(Job& job);
     bool endOutputLook(Job& job);
     bool haveInputsChanged(Job const& job) const;
+    bool addLineWithoutHash(Job& job, std::string const& fault);
     bool isOutOfTime(Job const& job) const;
+    bool isOutputLookOutOfTime(Job const& job) const;
     void watchTime(Job& job) const;
     bool settle(Job& job, std::string const& status, std::string const& why);
     void list(Job const& job, std::string const& fault);
@@ -96,7 +100,9 @@ private:
     std::vector<std::string> argumentsOf(Job const& job) const;
     std::uint64_t bytesOfChild() const;
     std::string pathOfOutput(BatchFile const& file) const;
+    bool isFileInPlaceOf(Job const& job) const;
     void removePassingFiles(Job const& job) const;
+    void removeLeftOvers(std::string const& output);
     [[noreturn]] void endInterrupted();
 
     Session& session_;
@@ -110,7 +116,8 @@ private:
     BatchSummary summary_;
     std::shared_ptr<Wakeup> wakeup_;
     std::vector<Job> jobs_;
-    std::vector<std::string> listed_;  // of a dry run, by file
+    std::vector<std::string> listed_;        // of a dry run, by file
+    std::set<std::string> foldersLookedAt_;  // for what earlier batches left
     std::size_t next_ = 0;
     std::size_t numDone_ = 0;
     bool isEnding_ = false;  // only what is settled gets its line

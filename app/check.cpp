@@ -1,6 +1,7 @@
 // trimora check IN: everything that can be wrong with a mesh, counted.
 
 #include "commands.h"
+#include "editing.h"
 #include "files.h"
 #include "pictures.h"
 #include "reports.h"
@@ -19,7 +20,7 @@ struct CheckArguments {
 void drawFindings(Session& session, CheckArguments const& arguments, LoadedMesh const& loaded,
                   trimora::CheckOptions const& options) {
     DefectView view;
-    viewDefects(session, loaded.mesh, options, true, view);
+    viewDefects(session, arguments.input, loaded.mesh, options, true, view);
     storePicture(
         session, arguments.picture,
         drawPicture(session, arguments.input, {{&view.mesh, &view.paint, {}}}, findingsLook()));
@@ -35,9 +36,10 @@ ExitCode check(Session& session, CheckArguments const& arguments) {
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
     bool const isDrawn = !arguments.picture.empty();
-    trimora::CheckResult const result =
-        trimora::checkMesh(loaded.mesh, options, session.progress());
+    trimora::CheckResult result = trimora::checkMesh(loaded.mesh, options, session.progress());
     session.throwIfCancelled();
+    throwIfRefused(session, {arguments.input, result.refusal, result.problemPoint});
+    result.clean = result.clean && loaded.report.cutShort.empty();
     if (isDrawn)
         drawFindings(session, arguments, loaded, options);
     session.finish();

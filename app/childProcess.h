@@ -44,8 +44,10 @@ public:
 
     void signalGroup(int signal) const;
 
-    /// Standard output whole; empty where it passed mostOutput.
+    /// Standard output whole; of no use where it was cut.
     std::string const& output() const { return output_.text; }
+    /// It passed mostOutput.
+    bool isOutputCut() const { return output_.isCut; }
     /// The end of standard error.
     std::string const& errors() const { return errors_.text; }
 

@@ -57,8 +57,7 @@ private:
 
 void findBoundary(Session& session, CollarArguments const& arguments,
                   koGeom::CompactMesh const& mesh, CollarRun& run) {
-    session.beginPhase("finding the boundaries", false);
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = holesOf(session, arguments.input, mesh, "finding the boundaries");
     auto const count = static_cast<std::int64_t>(holes.size());
     std::int64_t const number = *parseCount(arguments.boundary);
     if (number > count)

@@ -79,8 +79,10 @@ std::string asLines(std::vector<float> const& values) {
 
 std::vector<float> computeValues(Session& session, CurvatureArguments const& arguments,
                                  koGeom::CompactMesh const& mesh) {
-    session.beginPhase("measuring curvature", false);
-    trimora::CurvatureOutcome outcome = trimora::measureCurvature(mesh, kinds.at(arguments.kind));
+    session.beginPhase("measuring curvature", true);
+    trimora::CurvatureOutcome outcome =
+        trimora::measureCurvature(mesh, kinds.at(arguments.kind), session.progress());
+    session.throwIfCancelled();
     throwIfRefused(session, {arguments.input, outcome.refusal, outcome.problemPoint});
     return std::move(outcome.values);
 }

@@ -101,12 +101,15 @@ SurfaceCurves sectionOf(Session& session, CutArguments const& arguments, Compact
     auto const numbers = parseNumbers(arguments.plane, 4);
     trimora::SectionPlane plane;
     plane.set({numbers[0], numbers[1], numbers[2], numbers[3]});
-    session.beginPhase("cutting with the plane", false);
-    SurfaceCurves curves = trimora::planeSection(mesh, plane, tolerance);
-    if (curves.empty())
+    session.beginPhase("cutting with the plane", true);
+    trimora::SectionOutcome section =
+        trimora::planeSection(mesh, plane, tolerance, session.progress());
+    session.throwIfCancelled();
+    throwIfRefused(session, {arguments.input, section.refusal, section.problemPoint});
+    if (section.curves.empty())
         throwIfRefused(session,
                        {arguments.input, missText(heightsOf(mesh, plane), tolerance, numbers), {}});
-    return curves;
+    return std::move(section.curves);
 }
 
 SurfaceCurves layCurves(Session& session, CutArguments const& arguments, CompactMesh const& mesh,
@@ -144,12 +147,15 @@ void requireFewParts(Session const& session, CutArguments const& arguments,
 }
 
 /// How far the surface moved: only what the cut replaced can have.
-void measure(Session& session, koGeom::CompactMesh const& mesh, CutResult& result) {
+void measure(Session& session, CutArguments const& arguments, koGeom::CompactMesh const& mesh,
+             CutResult& result) {
     session.beginPhase("measuring the deviation", true);
     result.measured = trimora::measureDistance(result.outcome.regionBefore,
                                                result.outcome.regionAfter, session.progress());
     result.measured->diagonal = trimora::diagonalOf(mesh);
     session.throwIfCancelled();
+    throwIfRefused(session,
+                   {arguments.input, result.measured->refusal, result.measured->problemPoint});
 }
 
 void cutLoaded(Session& session, CutArguments const& arguments, trimora::ReadReport const& report,
@@ -163,11 +169,12 @@ void cutLoaded(Session& session, CutArguments const& arguments, trimora::ReadRep
                                      : sectionOf(session, arguments, mesh, result.tolerance);
     result.numCurves = static_cast<int>(curves.size());
     result.numClosed = countClosed(mesh, curves);
-    session.beginPhase("cutting", false);
+    session.beginPhase("cutting", true);
     koOS::StopWatch watch;
     watch.start();
-    result.outcome = trimora::cutMesh(mesh, curves, result.tolerance);
+    result.outcome = trimora::cutMesh(mesh, curves, result.tolerance, session.progress());
     result.seconds = watch.clear();
+    session.throwIfCancelled();
     bool const isOfCurve = result.outcome.isOfCurves && !arguments.curve.empty();
     throwIfRefused(session, {isOfCurve ? arguments.curve : arguments.input, result.outcome.refusal,
                              result.outcome.problemPoint, result.outcome.isNonfinite});
@@ -176,7 +183,7 @@ void cutLoaded(Session& session, CutArguments const& arguments, trimora::ReadRep
     requireFewParts(session, arguments, result);
     session.throwIfCancelled();
     if (!arguments.noMeasure)
-        measure(session, mesh, result);
+        measure(session, arguments, mesh, result);
 }
 
 /// The farthest that a vertex that was there lies from the result, or one of the result from what was there.

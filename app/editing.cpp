@@ -155,6 +155,15 @@ void requireFloatRange(Session const& session, std::string const& input,
                                  {}});
 }
 
+std::vector<trimora::MeshHole> holesOf(Session& session, std::string const& input,
+                                       koGeom::CompactMesh const& mesh, char const* caption) {
+    session.beginPhase(caption, true);
+    trimora::HolesOutcome found = trimora::findHoles(mesh, session.progress());
+    session.throwIfCancelled();
+    throwIfRefused(session, {input, found.refusal, found.problemPoint});
+    return std::move(found.holes);
+}
+
 void finishWith(Session& session, Json const& json, std::string const& text,
                 std::string const& output) {
     session.finish();

@@ -3,6 +3,7 @@
 #include "Session.h"
 #include "reports.h"
 #include "toolkit/FileOutcome.h"
+#include "toolkit/meshHoles.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 
@@ -49,6 +50,10 @@ void throwIfRefused(Session const& session, Refusal const& refusal);
 /// The same when the result holds NaN or infinite coordinates and the mesh, as it was read, did not.
 void requireFloatRange(Session const& session, std::string const& input,
                        trimora::ReadReport const& report, koGeom::CompactMesh const& result);
+
+/// The borders of a mesh, as a phase of the run with its caption. Throws Failure.
+std::vector<trimora::MeshHole> holesOf(Session& session, std::string const& input,
+                                       koGeom::CompactMesh const& mesh, char const* caption);
 
 /// Ends the run with what it came to: the object with --json, else the text; printReport tells where that goes.
 void finishWith(Session& session, Json const& json, std::string const& text,

@@ -47,12 +47,14 @@ void extrudeLoaded(Session& session, ExtrudeArguments const& arguments,
     koGeom::BitVector const selection =
         selectedTriangles(session, arguments.selection, arguments.input, mesh, "extrude");
     result.selected = selection.count;
-    session.beginPhase("extruding", false);
+    session.beginPhase("extruding", true);
     result.before = trimora::countMesh(mesh);
     koOS::StopWatch watch;
     watch.start();
-    result.outcome = trimora::extrudeMesh(mesh, selection, optionsOf(arguments));
+    result.outcome =
+        trimora::extrudeMesh(mesh, selection, optionsOf(arguments), session.progress());
     result.seconds = watch.clear();
+    session.throwIfCancelled();
     throwIfRefused(session, {arguments.input, result.outcome.refusal, result.outcome.problemPoint,
                              result.outcome.isNonfinite});
     requireFloatRange(session, arguments.input, report, mesh);

@@ -58,9 +58,15 @@ void refuseFolder(std::string const& path, ExitCode code) {
 std::vector<std::string> warningsOf(trimora::ReadReport const& report, bool dropsNonfinite) {
     using trimora::countInWords;
     std::vector<std::string> warnings;
-    if (!report.cutShort.empty())
+    if (report.badCountAt() >= 0)
+        warnings.push_back("makes no sense from byte " + std::to_string(report.badCountAt()) +
+                           " on: read were " + onOneLine(report.cutShortInWords()) +
+                           "; write it anew");
+    else if (!report.cutShort.empty())
         warnings.push_back("is cut short: it holds " + onOneLine(report.cutShortInWords()) +
                            "; copy it again or write it anew");
+    for (std::string const& doubt : report.doubts)
+        warnings.push_back(onOneLine(doubt));
     if (report.incompleteVertices > 0)
         warnings.push_back(
             countInWords(report.incompleteVertices, "vertex lacks", "vertices lack") +
@@ -107,8 +113,7 @@ void warnOfWriting(Session& session, std::string const& path, koGeom::CompactMes
     std::string const name(format->name);
     std::string lost;
     for (std::string const& content : trimora::contentLostIn(*format, mesh, options))
-        if (content != "normals")  // which any reader computes
-            lost += (lost.empty() ? "" : ", ") + onOneLine(content);
+        lost += (lost.empty() ? "" : ", ") + onOneLine(content);
     if (!lost.empty())
         session.tell(start + name + " files do not hold: " + lost + "\n");
     bool const isShifted = session.shift() != std::array<double, 3>{};

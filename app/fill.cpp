@@ -94,14 +94,13 @@ void requireNumbers(FillRun const& run) {
 
 void findHoles(Session& session, FillArguments const& arguments, koGeom::CompactMesh const& mesh,
                FillRun& run) {
-    session.beginPhase("finding the holes", false);
     run.choice = *parseChoice(arguments.holes, trimora::diagonalOf(mesh));
     run.options.maxTriangles = *parseCount(arguments.maxTriangles);
     for (int quality = 0; quality < 3; ++quality) {
         if (arguments.quality == qualityNames[quality])
             run.options.quality = static_cast<koGeom::HoleQuality>(quality);
     }
-    run.holes = trimora::findHoles(mesh);
+    run.holes = holesOf(session, arguments.input, mesh, "finding the holes");
     requireNumbers(run);
     run.chosen = trimora::chooseHoles(run.holes, run.choice);
 }

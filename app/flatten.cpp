@@ -76,18 +76,23 @@ void flattenLoaded(Session& session, FlattenArguments const& arguments, koGeom::
         refusal.text += " (--each)";
     throwIfRefused(session, refusal);
     session.beginPhase("measuring the distortion", false);
-    run.corners = trimora::cornersOf(mesh);
-    run.distortion = trimora::measureMap(mesh, run.corners);
-    run.ofCharts = trimora::measureMaps(mesh, run.corners, run.outcome.chartOf,
-                                        static_cast<int>(run.outcome.charts.size()));
+    trimora::CornersOutcome corners = trimora::cornersOf(mesh);
+    throwIfRefused(session, {arguments.input, corners.refusal, corners.problemPoint});
+    run.corners = std::move(corners.corners);
+    trimora::DistortionOutcome measured = trimora::measureMaps(
+        mesh, run.corners, run.outcome.chartOf, static_cast<int>(run.outcome.charts.size()));
+    throwIfRefused(session, {arguments.input, measured.refusal, measured.problemPoint});
+    run.distortion = measured.whole;
+    run.ofCharts = std::move(measured.ofGroups);
     run.after = trimora::countMesh(mesh);
 }
 
 void drawPicture(Session& session, FlattenArguments const& arguments,
                  koGeom::CompactMesh const& mesh, FlattenRun const& run) {
     session.beginPhase("drawing", false);
-    auto const written =
-        trimora::writeText(arguments.picture, trimora::drawFlatMap(mesh, run.corners));
+    auto const drawn = trimora::drawFlatMap(mesh, run.corners);
+    throwIfRefused(session, {arguments.input, drawn.refusal, drawn.problemPoint});
+    auto const written = trimora::writeText(arguments.picture, drawn.svg);
     if (!written)
         throw Failure{CannotWrite, written.message};
 }

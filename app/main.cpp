@@ -98,10 +98,17 @@ std::string optionWithoutValue(std::vector<std::string> const& words) {
 // What is wrong with the options, and whose help tells more.
 Failure faultOf(CLI::App const& app, CLI::ParseError const& error, std::string const& firstWord) {
     auto const chosen = app.get_subcommands();
+    std::vector<std::string> const extra = app.remaining(true);
     bool const isWord = !firstWord.empty() && firstWord[0] != '-';
     if (isWord && chosen.empty())
         return {UsageError, "there is no command '" + firstWord + "'; 'trimora --help' lists them"};
     std::string what = error.what();
+    if (dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr && !extra.empty()) {
+        what = extra.size() > 1 ? "The following arguments were not expected:"
+                                : "The following argument was not expected:";
+        for (std::string const& word : extra)  // the parser itself has them backwards
+            what += " " + word;
+    }
     std::size_t const missing = what.find(": 1 required ");
     if (missing != std::string::npos)
         what = what.substr(0, missing) + " takes a value";

@@ -125,16 +125,16 @@ void loadInputs(Session& session, MergeArguments const& arguments, MergeRun& run
 }
 
 void mergeLoaded(Session& session, MergeArguments const& arguments, MergeRun& run) {
-    session.beginPhase("merging", false);
+    session.beginPhase("merging", true);
     run.outcome =
         trimora::mergeMeshes(run.placements, run.tolerance, run.result, session.progress());
-    if (!run.outcome.refusal.empty())
-        throwIfRefused(session, {arguments.inputs[static_cast<std::size_t>(run.outcome.mesh)],
-                                 run.outcome.refusal,
-                                 {},
-                                 run.outcome.isNonfinite});
-    run.after = trimora::countMesh(run.result);
     session.throwIfCancelled();
+    bool const isOfOne = run.outcome.mesh >= 0;
+    throwIfRefused(
+        session,
+        {isOfOne ? arguments.inputs[static_cast<std::size_t>(run.outcome.mesh)] : arguments.output,
+         run.outcome.refusal, run.outcome.problemPoint, run.outcome.isNonfinite});
+    run.after = trimora::countMesh(run.result);
 }
 
 Json mergeJson(MergeArguments const& arguments, MergeRun const& run) {

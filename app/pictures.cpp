@@ -1,5 +1,6 @@
 #include "pictures.h"
 
+#include "editing.h"
 #include "files.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/meshWelding.h"
@@ -48,15 +49,21 @@ void storePicture(Session& session, std::string const& path, trimora::Picture co
         throw Failure{CannotWrite, outcome.message, path};
 }
 
-void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
-                 bool weld, DefectView& view) {
+void viewDefects(Session& session, std::string const& file, koGeom::CompactMesh const& mesh,
+                 trimora::CheckOptions options, bool weld, DefectView& view) {
     session.beginPhase("finding what to draw", true);
     view.mesh = weld ? trimora::bareCopy(mesh) : mesh;
-    if (weld)
-        trimora::weldMesh(view.mesh);
+    koUtil::Progress child;
+    if (weld) {
+        constexpr double shareOfWeld = 0.05;
+        session.progress().subPhase(shareOfWeld, child);
+        trimora::weldMesh(view.mesh, child);
+    }
+    session.progress().subPhase(1.0, child);
     options.mostOffences = std::numeric_limits<std::size_t>::max();
-    trimora::CheckResult const found = trimora::checkMesh(view.mesh, options, session.progress());
+    trimora::CheckResult const found = trimora::checkMesh(view.mesh, options, child);
     session.throwIfCancelled();
+    throwIfRefused(session, {file, found.refusal, found.problemPoint});
     view.paint = trimora::paintDefects(view.mesh, found);
     if (view.mesh.getNumVertices() < mesh.getNumVertices())
         view.paint.title += ", once welded";

@@ -36,11 +36,11 @@ struct DefectView {
     trimora::SurfacePaint paint;
 };
 
-/// Checks a copy and paints what was found. Throws Failure when that was cancelled.
+/// Checks a copy and paints what was found. Throws Failure when that was cancelled or refused.
 ///
 /// weld   the copy exactly, by positions alone, and say so in the key: in triangles that do not share vertices every edge would be
 ///        a border
-void viewDefects(Session& session, koGeom::CompactMesh const& mesh, trimora::CheckOptions options,
-                 bool weld, DefectView& view);
+void viewDefects(Session& session, std::string const& file, koGeom::CompactMesh const& mesh,
+                 trimora::CheckOptions options, bool weld, DefectView& view);
 
 }  // namespace app

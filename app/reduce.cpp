@@ -66,6 +66,9 @@ void reduceLoaded(Session& session, ReduceArguments const& arguments, LoadedMesh
     if (!arguments.noMeasure) {
         session.beginPhase("measuring the deviation", true);
         result.measured = trimora::measureDistance(input, loaded.mesh, session.progress());
+        session.throwIfCancelled();
+        throwIfRefused(session,
+                       {arguments.input, result.measured->refusal, result.measured->problemPoint});
     }
     if (result.outcome.stopped == "nothingLeft" || result.outcome.stopped == "onePercent")
         result.coincidentVertices = trimora::numCoincidentVertices(loaded.mesh);

@@ -120,7 +120,7 @@ SurfacePaint paintByDefects(Session& session, RenderArguments const& arguments,
     options.foldAngle = arguments.angle;
     options.testIntersections = !arguments.noIntersections;
     DefectView view;
-    viewDefects(session, mesh, options, true, view);
+    viewDefects(session, arguments.input, mesh, options, true, view);
     mesh = std::move(view.mesh);
     return view.paint;
 }

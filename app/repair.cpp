@@ -1,7 +1,9 @@
 // trimora repair IN OUT: welds, then mends one defect after the other, and tells each step.
 
 #include "commands.h"
+#include "editing.h"
 #include "files.h"
+#include "numbers.h"
 #include "pictures.h"
 #include "reports.h"
 
@@ -15,6 +17,8 @@ struct RepairArguments {
     bool noWeld = false;
     bool selfIntersections = false;
     std::optional<double> angle;
+    std::string dust;
+    bool dropUnused = false;
     bool outward = false;
     bool dryRun = false;
     std::string picture;
@@ -25,8 +29,9 @@ trimora::CheckResult checkState(Session& session, koGeom::CompactMesh const& mes
     session.beginPhase(caption, true);
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle.value_or(options.foldAngle);
-    trimora::CheckResult const result = trimora::checkMesh(mesh, options, session.progress());
+    trimora::CheckResult result = trimora::checkMesh(mesh, options, session.progress());
     session.throwIfCancelled();
+    throwIfRefused(session, {arguments.input, result.refusal, result.problemPoint});
     return result;
 }
 
@@ -37,6 +42,9 @@ trimora::RepairOutcome repairState(Session& session, koGeom::CompactMesh& mesh,
     options.weld = !arguments.noWeld;
     options.selfIntersections = arguments.selfIntersections;
     options.foldAngle = arguments.angle;
+    if (!arguments.dust.empty())
+        options.dustShare = parseFraction(arguments.dust);
+    options.dropUnused = arguments.dropUnused;
     options.outward = arguments.outward;
     trimora::RepairOutcome outcome = trimora::repairMesh(mesh, options, session.progress());
     session.throwIfCancelled();
@@ -49,7 +57,7 @@ void viewState(Session& session, koGeom::CompactMesh const& mesh, RepairArgument
                bool weld, DefectView& view) {
     trimora::CheckOptions options;
     options.foldAngle = arguments.angle.value_or(options.foldAngle);
-    viewDefects(session, mesh, options, weld, view);
+    viewDefects(session, arguments.input, mesh, options, weld, view);
 }
 
 /// The mesh before and after, side by side.
@@ -156,8 +164,17 @@ void addRepair(CLI::App& app, Invocation& invocation) {
         ->add_option("--angle", arguments->angle,
                      "degrees; remove triangles on edges that open by less")
         ->check(faultOfAngle);
+    command
+        ->add_option("--dust", arguments->dust,
+                     "leave parts out of less than this share of the area, like 0.0001 or 0.01%")
+        ->check([](std::string const& text) {
+            return parseFraction(text) ? std::string()
+                                       : "takes a part like 0.0001 or 0.01%, not '" + text + "'";
+        });
+    command->add_flag("--drop-unused", arguments->dropUnused,
+                      "leave vertices out that no triangle uses");
     command->add_flag("--outward", arguments->outward,
-                      "in the end turn closed parts over that are inside out");
+                      "at last turn closed parts over that are inside out");
     command->add_flag("--dry-run", arguments->dryRun, "tell what would be done and write nothing");
     command->add_option("--picture", arguments->picture,
                         "PNG file: the mesh before and after, with its defects");

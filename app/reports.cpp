@@ -67,9 +67,11 @@ std::string problemLine(trimora::ReadReport::Problem const& problem) {
 Json cutShortJson(trimora::ReadReport const& report) {
     Json list = Json::array();
     for (trimora::ReadReport::CutShort const& kind : report.cutShort)
-        list.push_back({{"elements", kind.elements},
-                        {"whole", kind.whole},
-                        {"announced", kind.announced < 0 ? Json(nullptr) : Json(kind.announced)}});
+        list.push_back(
+            {{"elements", kind.elements},
+             {"whole", kind.whole},
+             {"announced", kind.announced < 0 ? Json(nullptr) : Json(kind.announced)},
+             {"badCountAt", kind.badCountAt < 0 ? Json(nullptr) : Json(kind.badCountAt)}});
     return list;
 }
 
@@ -134,6 +136,7 @@ Json toJson(trimora::ReadReport const& report) {
                    {"outOfRange", report.dropped.outOfRange},
                    {"nonfinite", report.dropped.nonfinite}}},
                  {"cutShort", cutShortJson(report)},
+                 {"doubts", report.doubts},
                  {"textureCoordinates", attributeJson(report.textureCoordinates)},
                  {"normals", attributeJson(report.normals)},
                  {"colours", attributeJson(report.colours)},
@@ -292,7 +295,10 @@ std::string readTable(trimora::ReadReport const& report) {
     if (!report.name.empty())
         text += "  named " + onOneLine(report.name) + "\n";
     if (!report.cutShort.empty())
-        text += "  cut short: " + onOneLine(report.cutShortInWords()) + "\n";
+        text += (report.badCountAt() < 0 ? "  cut short: " : "  makes no sense behind: ") +
+                onOneLine(report.cutShortInWords()) + "\n";
+    for (std::string const& doubt : report.doubts)
+        text += "  in doubt: the file " + onOneLine(doubt) + "\n";
     if (!report.weldedVertex.empty())
         text += "  welded: " +
                 countInWords(static_cast<std::int64_t>(report.weldedVertex.size()), "corner") +

@@ -9,6 +9,7 @@
 
 #include "trimora/contract/koOS/StopWatch.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <unistd.h>
@@ -23,6 +24,34 @@ struct RunArguments {
     std::string task;
     std::string passingStem;  // of a run for a batch
 };
+
+constexpr std::size_t mostEntries = 1000;  // of a list in the line of a batch's results
+
+/// Cuts a list, and the lists in it; the number of entries that went.
+std::size_t cutList(Json& list) {
+    if (!list.is_array())
+        return 0;
+    std::size_t const numLeftOut = list.size() - std::min(list.size(), mostEntries);
+    list.erase(list.end() - static_cast<std::ptrdiff_t>(numLeftOut), list.end());
+    std::size_t total = numLeftOut;
+    for (Json& entry : list)
+        total += cutList(entry);
+    return total;
+}
+
+/// Cuts all lists in the value. Behind what is left of an object's lists "entriesLeftOut" tells how much of each went.
+void cutLists(Json& value) {
+    Json leftOut = Json::object();
+    for (auto& [name, member] : value.items()) {
+        std::size_t const number = value.is_object() ? cutList(member) : 0;
+        if (number > 0)
+            leftOut[name] = number;
+        if (member.is_structured())
+            cutLists(member);
+    }
+    if (!leftOut.empty())
+        value["entriesLeftOut"] = std::move(leftOut);
+}
 
 std::string textOf(RunArguments const& arguments, TaskPipe const& pipe,
                    std::vector<StageResult> const& results, double seconds) {
@@ -48,12 +77,14 @@ ExitCode run(Session& session, RunArguments const& arguments) {
     std::vector<StageResult> const results = pipe.run(session, mesh);
     storeMesh(session, arguments.output, mesh.loaded.mesh, mesh.writing);
     double const seconds = watch.clear();
-    Json const json = session.options().json ? Json({{"file", arguments.input},
-                                                     {"output", arguments.output},
-                                                     {"task", pipe.text()},
-                                                     {"stages", pipe.toJson(results)},
-                                                     {"seconds", seconds}})
-                                             : Json();
+    Json json = session.options().json ? Json({{"file", arguments.input},
+                                               {"output", arguments.output},
+                                               {"task", pipe.text()},
+                                               {"stages", pipe.toJson(results)},
+                                               {"seconds", seconds}})
+                                       : Json();
+    if (!arguments.passingStem.empty())
+        cutLists(json);
     finishWith(session, json, textOf(arguments, pipe, results, seconds), arguments.output);
     return pipe.codeOf(results);
 }
@@ -83,6 +114,7 @@ Failure withReason(Session const& session, Failure failure, std::string const& i
                      ? cancelJson(failure.message)
                      : Json({{"file", failure.file.empty() ? Json(nullptr) : Json(failure.file)},
                              {"refusal", failure.message}});
+    cutLists(object);
     object["reason"] = reasonOf(session, failure, input);
     failure.json = toText(object);
     return failure;

@@ -42,13 +42,14 @@ trimora::SilhouetteView viewOf(SilhouetteArguments const& arguments) {
 void findSilhouette(Session& session, SilhouetteArguments const& arguments,
                     koGeom::CompactMesh const& mesh, SilhouetteResult& result) {
     result.view = viewOf(arguments);
-    session.beginPhase("finding the silhouette", false);
+    session.beginPhase("finding the silhouette", true);
     koOS::StopWatch watch;
     watch.start();
-    result.outcome = trimora::silhouetteCurves(mesh, result.view);
+    result.outcome = trimora::silhouetteCurves(mesh, result.view, session.progress());
     result.seconds = watch.clear();
-    throwIfRefused(session,
-                   {arguments.input, result.outcome.refusal, {}, result.outcome.isNonfinite});
+    session.throwIfCancelled();
+    throwIfRefused(session, {arguments.input, result.outcome.refusal, result.outcome.problemPoint,
+                             result.outcome.isNonfinite});
 }
 
 std::vector<std::string> warningsOf(SilhouetteResult const& result) {

@@ -61,9 +61,8 @@ std::string numberOf(int boundary) {
 
 void findBoundaries(Session& session, StitchArguments const& arguments,
                     koGeom::CompactMesh const& mesh, StitchRun& run) {
-    session.beginPhase("finding the boundaries", false);
     HoleChoice const choice = *parseBoundaries(arguments.boundaries);
-    run.holes = trimora::findHoles(mesh);
+    run.holes = holesOf(session, arguments.input, mesh, "finding the boundaries");
     auto const count = static_cast<std::int64_t>(run.holes.size());
     if (auto const bad = numberBeyond(choice.ranges, count))
         throw Failure{UsageError, "--boundaries: there is no boundary " + std::to_string(*bad) +

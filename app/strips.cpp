@@ -36,10 +36,10 @@ void stripLoaded(Session& session, StripsArguments const& arguments,
     options.maxLength = arguments.maxLength;
     options.isSingle = arguments.single;
     options.cacheSize = arguments.cache;
-    session.beginPhase("making strips", false);
-    result.outcome = trimora::makeStrips(mesh, options, result.mesh);
-    throwIfRefused(session, {arguments.input, result.outcome.refusal, {}});
+    session.beginPhase("making strips", true);
+    result.outcome = trimora::makeStrips(mesh, options, result.mesh, session.progress());
     session.throwIfCancelled();
+    throwIfRefused(session, {arguments.input, result.outcome.refusal, result.outcome.problemPoint});
 }
 
 Json stripsJson(StripsArguments const& arguments, StripsResult const& result,

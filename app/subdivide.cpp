@@ -47,12 +47,15 @@ ExitCode subdivide(Session& session, SubdivideArguments const& arguments) {
     LoadedMesh loaded;
     loadMesh(session, arguments.input, infoBytesPerTriangle, loaded);
     requireRoom(session, arguments, loaded);
-    session.beginPhase("subdividing", false);
+    session.beginPhase("subdividing", true);
     koOS::StopWatch watch;
     watch.start();
-    koGeom::CompactMesh const result =
-        trimora::subdivideMesh(loaded.mesh, loaded.report.trianglePolygon, arguments.levels);
+    trimora::SubdivideOutcome const outcome = trimora::subdivideMesh(
+        loaded.mesh, loaded.report.trianglePolygon, arguments.levels, session.progress());
     double const seconds = watch.clear();
+    session.throwIfCancelled();
+    throwIfRefused(session, {arguments.input, outcome.refusal, outcome.problemPoint});
+    koGeom::CompactMesh const& result = outcome.mesh;
     requireFloatRange(session, arguments.input, loaded.report, result);
     auto const dropped = trimora::dropVertexSets(loaded.mesh);
     storeMesh(session, arguments.output, result);

@@ -32,10 +32,11 @@ Json verifyJson(std::string const& input, trimora::VerifyOutcome const& outcome,
 ExitCode verify(Session& session, std::string const& input) {
     LoadedMesh loaded;
     loadMesh(session, input, verifyBytesPerTriangle, loaded);
-    session.beginPhase("verifying", false);
+    session.beginPhase("verifying", true);
     trimora::VerifyOutcome const outcome =
-        trimora::verifyMesh(loaded.mesh, loaded.report.trianglePolygon);
+        trimora::verifyMesh(loaded.mesh, loaded.report.trianglePolygon, session.progress());
     session.throwIfCancelled();
+    throwIfRefused(session, {input, outcome.refusal, outcome.problemPoint});
     finishWith(session, verifyJson(input, outcome, loaded.report),
                verifyTable(input, outcome) + readTable(loaded.report));
     return outcome.passed ? Done : DefectsFound;

@@ -31,9 +31,10 @@ ExitCode weld(Session& session, WeldArguments const& arguments) {
     requireWritableOutput(arguments.output);
     LoadedMesh loaded;
     loadMesh(session, arguments.input, weldBytesPerTriangle, loaded);
-    session.beginPhase("welding", false);
+    session.beginPhase("welding", true);
     int const before = loaded.mesh.getNumVertices();
-    trimora::WeldOutcome const outcome = trimora::weldMesh(loaded.mesh);
+    trimora::WeldOutcome const outcome = trimora::weldMesh(loaded.mesh, session.progress());
+    session.throwIfCancelled();
     throwIfRefused(session, {arguments.input, outcome.refusal, outcome.problemPoint});
     int const after = loaded.mesh.getNumVertices();
     bool const hasSets = loaded.mesh.getNormals() != nullptr || loaded.mesh.getUVs() != nullptr;

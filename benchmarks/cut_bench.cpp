@@ -46,8 +46,10 @@ struct Prepared {
 void cutCases() {
     for (NamedMesh const* const named : bothMeshes()) {
         double const tolerance = trimora::cutTolerance(named->mesh);
+        koUtil::Progress progress;
         trimora::SurfaceCurves const curves =
-            trimora::planeSection(named->mesh, middlePlane(named->mesh), tolerance);
+            trimora::planeSection(named->mesh, middlePlane(named->mesh), tolerance, progress)
+                .curves;
         MeshAdjTris adj;
         meshAdjTris(named->mesh, adj);
         int const numTriangles = named->mesh.getNumTriangles();

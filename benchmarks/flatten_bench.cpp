@@ -72,7 +72,7 @@ std::string figuresOf(CompactMesh const& mesh, reparameterizeMesh::SolverOutcome
     trimora::CornerUVs corners;
     for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
         corners.push_back(mesh.getUVs()[mesh.getTrianglesRaw()[i]]);
-    trimora::MapDistortion const distortion = trimora::measureMap(mesh, corners);
+    trimora::MapDistortion const distortion = trimora::measureMap(mesh, corners).whole;
     return figure("steps", outcome.iterations) + figure("code", outcome.code) +
            figure("mean", distortion.mean) + figure("p95", distortion.percentile95) +
            figure("flips", distortion.flippedTriangles) + figure("setup_share", setupShare);

@@ -44,17 +44,19 @@ void editCases(NamedMesh const& named) {
 
     trimora::SectionPlane plane;
     plane.set({0.1, 1.0, 0.2, 0.0});
-    trimora::SurfaceCurves curves;
+    trimora::SectionOutcome section;
     run({"plane_section", named.name, numTriangles, 0.0, [] {},
-         [&] { curves = trimora::planeSection(mesh, plane, trimora::cutTolerance(mesh)); },
-         [&] { return figure("curves", static_cast<double>(curves.size())); }},
+         [&] {
+             section = trimora::planeSection(mesh, plane, trimora::cutTolerance(mesh), progress);
+         },
+         [&] { return figure("curves", static_cast<double>(section.curves.size())); }},
         {1});
 
     koGeom::CompactMesh edited;
     trimora::ExtrudeOutcome extruded;
     run({"extrude_checked_hundredth", named.name, numTriangles, 0.0, [&] { edited = mesh; },
          [&] {
-             extruded = trimora::extrudeMesh(edited, firstHundredth(mesh), {1e-3, {}});
+             extruded = trimora::extrudeMesh(edited, firstHundredth(mesh), {1e-3, {}}, progress);
          },
          [&] { return figure("walls", extruded.walls); }},
         {1});

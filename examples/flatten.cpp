@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
         mesh = makeOpenScan();
     }
     koUtil::Progress progress;
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = trimora::findHoles(mesh, progress).holes;
     auto const inner = trimora::chooseHoles(holes, {});  // all but what looks like an outer border
     auto const filled = trimora::fillHoles(mesh, holes, inner, {}, progress);
     std::printf("%d of %zu borders filled\n", filled.count(trimora::HoleFate::Filled),
@@ -55,13 +55,13 @@ int main(int argc, char** argv) {
         std::printf("%s\n", flat.refusal.c_str());
         return 1;
     }
-    trimora::MapDistortion const distortion = trimora::measureMap(mesh, flat.corners);
+    trimora::MapDistortion const distortion = trimora::measureMap(mesh, flat.corners).whole;
     std::printf("%d triangles flattened in %.2f s, %d iterations (the solver %s)\n",
                 mesh.getNumTriangles(), flat.seconds, flat.charts[0].iterations,
                 trimora::solverInWords(flat.charts[0].solverCode));
     std::printf("distortion of angles: mean %.3f, largest %.3f; %d triangles turned over\n",
                 distortion.mean, distortion.largest, distortion.flippedTriangles);
-    if (argc > 2 && !trimora::writeText(argv[2], trimora::drawFlatMap(mesh, flat.corners)))
+    if (argc > 2 && !trimora::writeText(argv[2], trimora::drawFlatMap(mesh, flat.corners).svg))
         return 1;
     return distortion.mean < 2.0 ? 0 : 1;
 }

@@ -21,7 +21,9 @@ std::vector<koGeom::CompactMesh> cutScan() {
     trimora::SectionPlane plane;
     plane.set({0.0, 0.2, 1.0, 0.1});
     double const tolerance = trimora::cutTolerance(scan);
-    trimora::cutMesh(scan, trimora::planeSection(scan, plane, tolerance), tolerance);
+    koUtil::Progress progress;
+    auto const section = trimora::planeSection(scan, plane, tolerance, progress);
+    trimora::cutMesh(scan, section.curves, tolerance, progress);
     return trimora::splitIntoParts(scan);
 }
 
@@ -57,7 +59,7 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = trimora::findHoles(mesh, progress).holes;
     auto const all = trimora::chooseHoles(holes, {trimora::HoleChoice::Kind::All, {}, 0.0});
     trimora::StitchOptions options;
     if (!isOwn)

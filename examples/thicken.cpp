@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
     std::printf("%d of %d vertices of the shell removed; %d new folds, %d new intersections\n",
                 walled.removed, walled.copies, walled.newFolds(), walled.newIntersections());
 
-    auto const outline = trimora::silhouetteCurves(mesh, {true, {0.0, 0.0, 1.0}});
+    auto const outline = trimora::silhouetteCurves(mesh, {true, {0.0, 0.0, 1.0}}, progress);
     std::printf("%zu curves from above, %d of them closed\n", outline.curves.size(),
                 outline.numClosed);
     if (argc > 3) {

@@ -42,6 +42,8 @@ struct ReadReport {
         std::string elements;         ///< "triangles", say; in the words of the format
         std::int64_t whole = 0;       ///< of them in the file
         std::int64_t announced = -1;  ///< by its head; -1: the file ends within the next one
+        std::int64_t badCountAt =
+            -1;  ///< byte of the count of a list that is none: it does not end, but what follows makes no sense
     };
 
     static constexpr std::size_t maxProblems = 20;
@@ -68,6 +70,12 @@ struct ReadReport {
     std::vector<CutShort> cutShort;  ///< in the order of the file; empty where nothing is missing
     /// "1983 of 3968 triangles", or "12 of more than 12 facets"; a comma between several.
     TRIMORA_API std::string cutShortInWords() const;
+    /// Byte of the count that is none, behind which nothing could be made out; -1 where there is none, or the file ends before.
+    TRIMORA_API std::int64_t badCountAt() const;
+
+    /// Why the file may hold another surface than was read, though nothing is known to be missing: each goes on from its name,
+    /// "ends without endsolid".
+    std::vector<std::string> doubts;
 
     /// What was taken off every coordinate, since a float holds too few digits of such numbers; whole numbers, 0 where the
     /// mesh stands as the file has it. WriteOptions::shift puts it back.

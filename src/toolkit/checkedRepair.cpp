@@ -5,14 +5,17 @@
 
 #include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCheck.h"
+#include "toolkit/meshParts.h"
 #include "toolkit/partsOutward.h"
 
 #include "trimora/assembly/meshCompact.h"
+#include "trimora/assembly/meshExtract.h"
 #include "trimora/contract/koOS/StopWatch.h"
 #include "trimora/repair/MeshCharacteristics.h"
 #include "trimora/repair/MeshRepair.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace trimora {
 
@@ -48,7 +51,7 @@ private:
 
 RepairOutcome StepwiseRepair::run() {
     progress_.setCaption("repairing");
-    if (options_.weld)
+    if (options_.weld && !progress_.cancelled())
         weld();
     while (!progress_.cancelled() && repair_.canRepair()) {
         fix(nextFix());
@@ -128,6 +131,95 @@ bool hasOpenSeams(CompactMesh const& mesh, bool isWelded) {
     return numCoincidentVertices(welded) > 0;
 }
 
+double areaOf(CompactMesh const& mesh, int triangle) {
+    koGeom::MeshTriangle const& c = mesh.getTriangles()[triangle];
+    koLinear::Point const corner = mesh.getVertices()[c[0]].asPoint();
+    double const area = 0.5 * cross(mesh.getVertices()[c[1]].asPoint() - corner,
+                                    mesh.getVertices()[c[2]].asPoint() - corner)
+                                  .length();
+    return std::isfinite(area) ? area : 0.0;
+}
+
+/// Numbers of those that stay, ascending.
+struct Kept {
+    std::vector<int> vertices;
+    std::vector<int> triangles;
+};
+
+/// Without the parts of less than the share of the area, and their vertices.
+Kept withoutDust(CompactMesh const& mesh, double share) {
+    auto const parts = findParts(mesh);
+    std::vector<double> areas;
+    double whole = 0.0;
+    for (auto const& part : parts) {
+        double& area = areas.emplace_back(0.0);
+        for (int k = 0; k < part->numTriangles; ++k)
+            area += areaOf(mesh, part->triangles[k]);
+        whole += area;
+    }
+    std::vector<char> isDust(static_cast<std::size_t>(mesh.getNumVertices()), 0);
+    Kept kept;
+    std::size_t i = 0;
+    for (auto const& part : parts) {
+        bool const isTaken = areas[i++] < share * whole;
+        for (int k = 0; isTaken && k < part->numVertices; ++k)
+            isDust[static_cast<std::size_t>(part->vertices[k])] = 1;
+        for (int k = 0; !isTaken && k < part->numTriangles; ++k)
+            kept.triangles.push_back(part->triangles[k]);
+    }
+    std::sort(kept.triangles.begin(), kept.triangles.end());
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        if (isDust[static_cast<std::size_t>(v)] == 0)
+            kept.vertices.push_back(v);
+    return kept;
+}
+
+Kept withoutUnused(CompactMesh const& mesh) {
+    std::vector<char> isUsed(static_cast<std::size_t>(mesh.getNumVertices()), 0);
+    Kept kept;
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        kept.triangles.push_back(t);
+        for (int const v : mesh.getTriangles()[t].vertices)
+            isUsed[static_cast<std::size_t>(v)] = 1;
+    }
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        if (isUsed[static_cast<std::size_t>(v)] != 0)
+            kept.vertices.push_back(v);
+    return kept;
+}
+
+/// A mesh loses what else there is than triangles and vertex sets only if anything goes.
+void reduceTo(Kept const& kept, char const* what, CompactMesh& mesh, RepairOutcome& outcome) {
+    koOS::StopWatch watch;
+    watch.start();
+    int const numVertices = mesh.getNumVertices();
+    int const numTriangles = mesh.getNumTriangles();
+    koGeom::MeshSubset const subset(static_cast<int>(kept.vertices.size()), kept.vertices.data(),
+                                    static_cast<int>(kept.triangles.size()), kept.triangles.data());
+    if (subset.numVertices == numVertices && subset.numTriangles == numTriangles)
+        return;
+    mesh.clearSelection();
+    koGeom::meshExtract(mesh, mesh, subset);
+    outcome.steps.push_back({what, numTriangles - mesh.getNumTriangles(), 0,
+                             numVertices - mesh.getNumVertices(), 0, watch.clear()});
+}
+
+void leaveOut(CompactMesh& mesh, RepairOptions const& options, RepairOutcome& outcome) {
+    if (mesh.getNumTriangles() == 0)
+        return;
+    if (options.dustShare) {
+        Kept const kept = withoutDust(mesh, *options.dustShare);
+        if (kept.triangles.empty()) {
+            outcome.refusal = "every part has less than that share of the area and would be dust; "
+                              "choose a smaller one";
+            return;
+        }
+        reduceTo(kept, "leave dust out", mesh, outcome);
+    }
+    if (options.dropUnused)
+        reduceTo(withoutUnused(mesh), "drop unused vertices", mesh, outcome);
+}
+
 void turnOutward(CompactMesh& mesh, koUtil::Progress& progress, RepairOutcome& outcome) {
     OutwardOutcome const turned = turnPartsOutward(mesh, progress);
     outcome.cancelled = turned.cancelled;
@@ -143,6 +235,11 @@ RepairOutcome repair(CompactMesh& mesh, RepairOptions const& options, koUtil::Pr
         refused.refusal = "the angle of a fold has to be 0 to 180 degrees";
         return refused;
     }
+    if (options.dustShare && !(*options.dustShare > 0.0 && *options.dustShare < 1.0)) {
+        RepairOutcome refused;
+        refused.refusal = "the share of dust has to be above 0 and below 1";
+        return refused;
+    }
     if (options.selfIntersections && hasOpenSeams(mesh, options.weld)) {
         RepairOutcome refused;
         refused.refusal =
@@ -156,16 +253,19 @@ RepairOutcome repair(CompactMesh& mesh, RepairOptions const& options, koUtil::Pr
         return refused;
     }
     RepairOutcome outcome = StepwiseRepair(mesh, options, progress).run();
-    if (options.outward && !outcome.cancelled)
+    if (!outcome.cancelled)
+        leaveOut(mesh, options, outcome);
+    if (options.outward && !outcome.cancelled && outcome.refusal.empty())
         turnOutward(mesh, progress, outcome);
     return outcome;
 }
 
 /// Material goes, vertices are parted.
-Expectation predict(MeshState const&, RepairOutcome const& outcome) {
+Expectation predict(MeshState const& before, RepairOutcome const& outcome) {
     Expectation expected;
     expected.noMoreTriangles = true;
-    expected.isOriented = outcome.fullyRepaired;
+    // Polygons alone are a surface to the one who looks, and nothing to repair.
+    expected.isOriented = outcome.fullyRepaired && before.triangles > 0;
     return expected;
 }
 

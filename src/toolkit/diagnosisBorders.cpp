@@ -26,6 +26,11 @@ using Severity = Finding::Severity;
 constexpr double margin = 1.25;    // a distance to sew by has to be more than the gap
 constexpr double edgeShare = 0.1;  // of an edge, where there is next to no gap
 constexpr double farther = 8.0;    // distances beyond sew something else
+constexpr std::size_t mostGuesses = 3;
+constexpr double samplesPerDistance = 5.0;  // of stitching
+// Measured, in triangles of a trial of another kind.
+constexpr double costOfSample = 0.1;
+constexpr double costOfPair = 30.0;
 constexpr double outerShare =
     0.25;  // of the area round a border, which a patch over an outer one has
 constexpr double slitWidth = 1e-3;  // of a border's mean edge: nearer vertices lie on it
@@ -59,7 +64,8 @@ private:
     void tellCracks();
     void tellTJunctions();
     void tellAlongCrowded();
-    std::vector<double> stitchDistances(double least) const;
+    std::vector<StitchGuess> stitchGuesses(double least) const;
+    std::int64_t costOfStitching(double distance) const;
     FindingPlace placeOf(MeshHole const& hole) const;
     FindingPlace placeOf(BorderStretch const& stretch) const;
 
@@ -113,7 +119,8 @@ CompactMesh BorderDiagnosis::turned() const {
 
 void BorderDiagnosis::findLoops() {
     std::vector<VertexPair> loose;
-    for (MeshHole& hole : findHoles(turned())) {
+    HolesOutcome found = findHoles(turned(), run_.progress);
+    for (MeshHole& hole : found.holes) {
         std::vector<VertexPair> open;
         for (std::size_t i = 0; i < hole.vertices.size(); ++i) {
             VertexPair const edge(
@@ -271,16 +278,44 @@ void BorderDiagnosis::tellOuter() {
                    [this](int hole) { return placeOf(holes_[at(hole)]); });
 }
 
-/// Distances that may sew what the least one should: those that the borders suggest, too.
-std::vector<double> BorderDiagnosis::stitchDistances(double least) const {
-    std::vector<double> distances = {least};
+/// Distances that may sew what the least one should: those that the borders suggest, too. Where borders crowd so that not even that one
+/// will be tried, a suggestion takes as long.
+std::vector<StitchGuess> BorderDiagnosis::stitchGuesses(double least) const {
+    std::vector<StitchGuess> guesses = {{least, costOfStitching(least)}};
+    if (guesses.front().cost > mostCostOfTrials)
+        return guesses;
     std::vector<int> all(holes_.size());
     std::iota(all.begin(), all.end(), 0);
     if (auto const suggestion = suggestStitchDistance(run_.of.surface, holes_, all))
         for (double const distance : suggestion->distances)
-            if (distance > least && distance < farther * least)
-                distances.push_back(distance);
-    return distances;
+            if (guesses.size() < mostGuesses && distance > least && distance < farther * least)
+                guesses.push_back({distance, costOfStitching(distance)});
+    return guesses;
+}
+
+/// Every border is asked for those beside it, where boxes tell nothing apart; and at points of its own.
+std::int64_t BorderDiagnosis::costOfStitching(double distance) const {
+    std::vector<MeshHole const*> byLow;
+    double samples = 0.0;
+    for (MeshHole const& hole : holes_) {
+        byLow.push_back(&hole);
+        samples +=
+            std::isfinite(hole.perimeter) ? samplesPerDistance * hole.perimeter / distance : 0.0;
+    }
+    std::sort(byLow.begin(), byLow.end(),
+              [](MeshHole const* a, MeshHole const* b) { return a->low[0] < b->low[0]; });
+    auto const areNear = [distance](MeshHole const& a, MeshHole const& b, std::size_t axis) {
+        return a.low[axis] <= b.high[axis] + distance && b.low[axis] <= a.high[axis] + distance;
+    };
+    double const most = static_cast<double>(mostCostOfTrials);
+    double cost = costOfSample * samples;
+    for (std::size_t i = 0; i < byLow.size() && cost <= most; ++i)
+        for (std::size_t k = i + 1;
+             k < byLow.size() && cost <= most && areNear(*byLow[i], *byLow[k], 0); ++k)
+            cost += areNear(*byLow[i], *byLow[k], 1) && areNear(*byLow[i], *byLow[k], 2)
+                        ? costOfPair
+                        : costOfSample;
+    return static_cast<std::int64_t>(std::min(cost, most + 1.0));
 }
 
 void BorderDiagnosis::tellCracks() {
@@ -306,7 +341,7 @@ void BorderDiagnosis::tellCracks() {
     double const least =
         std::max(margin * widest, edgeShare * length / static_cast<double>(numEdges));
     if (run_.options.tryRemedies)
-        run_.stitchDistances = stitchDistances(least);
+        run_.stitchGuesses = stitchGuesses(least);
     finding.unit = "length";
     run_.addPlaces(
         finding, cracks_,

@@ -62,13 +62,35 @@ void diagnoseEnd(DiagnosisRun& run) {
         std::int64_t const room = std::numeric_limits<std::int64_t>::max() - missing;
         missing += std::min(room, std::max<std::int64_t>(kind.announced - kind.whole, 1));
     }
-    Finding& finding = run.add(
-        "cutShort", Severity::Fatal, missing, "The file was cut short: " + report.cutShortInWords(),
-        "The rest of the surface is missing, and what follows tells of the beginning "
-        "alone." +
-            firstProblems(report));
-    finding.advice = "Copy or download the file again, or write it again with the program that it "
-                     "came from.";
+    std::int64_t const badCountAt = report.badCountAt();
+    Finding& finding =
+        run.add("cutShort", Severity::Fatal, missing,
+                (badCountAt < 0 ? "The file was cut short: "
+                                : "The file makes no sense from byte " +
+                                      std::to_string(badCountAt) + " on: ") +
+                    report.cutShortInWords(),
+                "The rest of the surface is missing, and what follows tells of the beginning "
+                "alone." +
+                    firstProblems(report));
+    finding.advice = badCountAt < 0
+                         ? "Copy or download the file again, or write it again with the program "
+                           "that it came from."
+                         : "The file was badly written: write it again with the program that it "
+                           "came from.";
+}
+
+void diagnoseDoubts(DiagnosisRun& run) {
+    std::vector<std::string> const& doubts = run.report.doubts;
+    if (doubts.empty())
+        return;
+    std::string meaning;
+    for (std::string const& doubt : doubts)
+        meaning += (meaning.empty() ? "The file " : " It ") + doubt + ".";
+    Finding& finding = run.add("doubtfulFile", Severity::Moderate, std::int64_t(doubts.size()),
+                               "The file may hold another surface than this one",
+                               meaning + " Nothing else tells whether this is all of it.");
+    finding.advice = "Compare the number of triangles with the program that it came from, or write "
+                     "it again there.";
 }
 
 void diagnoseFaces(DiagnosisRun& run) {
@@ -197,8 +219,6 @@ void diagnoseUnused(DiagnosisRun& run) {
         "vertices." +
             (numNonfinite > 0 ? " Of them " + std::to_string(numNonfinite) + " are NaN or infinite."
                               : std::string()));
-    finding.remedy = "trimora split IN OUT --vertices " + std::to_string(mesh.getNumVertices() + 4);
-    finding.advice = "All that is used goes to one file, OUT-001.";
     run.addPlaces(finding, unused, std::less<>(), [&run](int v) {
         return run.place({{}, {v}, {}});
     });
@@ -313,6 +333,7 @@ void diagnoseCoincident(DiagnosisRun& run) {
 void diagnoseFile(DiagnosisRun& run) {
     diagnoseEnd(run);
     diagnoseFaces(run);
+    diagnoseDoubts(run);
     diagnoseUnread(run);
     diagnoseIndices(run);
     if (run.of.asRead.getNumTriangles() == 0) {

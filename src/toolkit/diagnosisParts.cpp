@@ -294,16 +294,6 @@ void PartDiagnosis::tellDust() {
         "dust", Severity::Slight, count, countInWords(count, "part is", "parts are") + " dust",
         "Each has less than " + lengthInWords(100.0 * run_.options.dustShare) +
             " % of the area: left-overs of scanning or cutting, most likely.");
-    if (run_.of.isSoup) {
-        finding.advice =
-            "Weld first; 'trimora split IN OUT --components' then parts it from the rest.";
-    } else {
-        finding.remedy = "trimora split IN OUT --components";
-        auto const most = parts_.size() + run_.of.duplicates.size() + run_.of.degenerate.size();
-        if (most > 1000)
-            finding.remedy += " --max-parts " + std::to_string(most);
-        finding.advice = "The largest part is OUT-001.";
-    }
     tell(finding, dust, true);
 }
 

@@ -68,12 +68,19 @@ void diagnoseDegenerate(DiagnosisRun& run, std::vector<int> const& collinear) {
     auto const count = std::int64_t(items.size());
     if (count == 0)
         return;
+    // Those that are there twice are among the collinear ones once.
+    bool const isAll = static_cast<int>(collinear.size()) == run.of.surface.getNumTriangles();
     Finding& finding =
-        run.add("degenerateTriangles", Severity::Moderate, count,
-                countInWords(count, "triangle has", "triangles have") + " no area",
+        run.add("degenerateTriangles", isAll ? Severity::Fatal : Severity::Moderate, count,
+                countInWords(count, "triangle has", "triangles have") + " no area" +
+                    (isAll ? ", which are all there are" : ""),
                 "Two corners are one vertex or lie in one place, or all three lie on a line: there "
                 "is no area and no normal, and algorithms divide by both.");
-    if (!collinear.empty())
+    if (isAll)
+        finding.advice =
+            "There is no surface to be mended. Find out in the program that wrote the file whether "
+            "it was scaled to nothing, or its coordinates rounded away.";
+    else if (!collinear.empty())
         finding.advice =
             countInWords(std::int64_t(collinear.size()), "triangle has", "triangles have") +
             " three corners on one line, which the repair leaves: there the longest edge is to be "
@@ -220,6 +227,8 @@ void diagnoseScale(DiagnosisRun& run) {
     constexpr double largest = 1e7;
     constexpr double coarse = 1e-3;  // of the mean edge: a float's step that is seen
     constexpr double farthestWhole = 1e15;
+    constexpr int leastPower = -37;  // of ten, that a float holds in full
+    constexpr int mostPower = 38;
 
     double extents[3];
     double farthest = 0.0;
@@ -233,7 +242,8 @@ void diagnoseScale(DiagnosisRun& run) {
     if (run.of.surface.getNumTriangles() == 0 || !(diagonal > 0.0))
         return;
     if (diagonal < smallest || diagonal > largest) {
-        int const power = -static_cast<int>(std::floor(std::log10(diagonal)));
+        int const power =
+            std::clamp(-static_cast<int>(std::floor(std::log10(diagonal))), leastPower, mostPower);
         std::string const s = lengthInWords(std::pow(10.0, power));
         Finding& finding =
             run.add("extremeScale", Severity::Slight, 1,

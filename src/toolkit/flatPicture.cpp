@@ -3,14 +3,13 @@
 
 #include "toolkit/flatPicture.h"
 
-#include "toolkit/surfaceFault.h"
+#include "toolkit/detail/CheckedEdit.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
-#include <stdexcept>
 
 namespace trimora {
 
@@ -134,12 +133,7 @@ std::string key(bool hasFlipped) {
     return text + "</g>\n";
 }
 
-}  // namespace
-
-std::string drawFlatMap(CompactMesh const& mesh, CornerUVs const& corners) {
-    requireSoundMesh(mesh);
-    if (corners.size() != 3 * static_cast<std::size_t>(mesh.getNumTriangles()))
-        throw std::invalid_argument("texture coordinates of another number of corners");
+std::string drawing(CompactMesh const& mesh, CornerUVs const& corners) {
     auto const paths = pathsByShade(mesh, corners);
     constexpr int width = margin + side + margin + keyWidth + margin;
     constexpr int height = margin + side + margin;
@@ -162,6 +156,19 @@ std::string drawFlatMap(CompactMesh const& mesh, CornerUVs const& corners) {
         text += paths[shade] + "\"/>\n";
     }
     return text + key(!paths[static_cast<std::size_t>(flipped)].empty()) + "</svg>\n";
+}
+
+}  // namespace
+
+FlatPictureOutcome drawFlatMap(CompactMesh const& mesh, CornerUVs const& corners) {
+    FlatPictureOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    if (corners.size() != 3 * static_cast<std::size_t>(mesh.getNumTriangles()))
+        outcome.refusal = "texture coordinates of another number of corners";
+    else
+        outcome.svg = drawing(mesh, corners);
+    return outcome;
 }
 
 }  // namespace trimora

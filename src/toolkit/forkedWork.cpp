@@ -12,6 +12,7 @@
 #include <poll.h>
 #include <stdexcept>
 #include <string_view>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -56,9 +57,13 @@ bool writeAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
-/// What the copy does, to its end. Signals are its parent's affair: here they just end it, without a core file.
+/// What the copy does, to its end. Signals are its parent's affair: here they just end it, without a core file. It ends with
+/// its parent, whatever ends that.
 [[noreturn]] void beChild(std::function<std::string()> const& work, ChildLimits const& limits,
-                          std::uint64_t dataBefore, int descriptor) {
+                          std::uint64_t dataBefore, pid_t parent, int descriptor) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent)
+        ::_exit(1);
     for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGSEGV, SIGBUS, SIGFPE, SIGILL,
                              SIGABRT, SIGXCPU, SIGALRM})
         std::signal(signal, SIG_DFL);
@@ -152,9 +157,10 @@ ChildEnd runInChild(std::function<std::string()> const& work, ChildLimits const&
         return ChildEnd::NotStarted;
     std::uint64_t const dataBefore = dataSize();
     Descriptor const readEnd(ends[0]);
+    pid_t const self = ::getpid();
     pid_t const child = ::fork();
     if (child == 0)
-        beChild(work, limits, dataBefore, ends[1]);
+        beChild(work, limits, dataBefore, self, ends[1]);
     ::close(ends[1]);
     if (child < 0)
         return ChildEnd::NotStarted;

@@ -59,6 +59,25 @@ std::string quoted(std::string_view text) {
     return ScriptJson().text(text).str();
 }
 
+std::string listText(std::array<float, 3> const& p) {
+    return "[" + numberText(p[0]) + "," + numberText(p[1]) + "," + numberText(p[2]) + "]";
+}
+
+/// Readers take translations as floats: what one of these does not hold is told by two or three.
+std::vector<std::array<float, 3>> floatsThatAddUpTo(Shift rest) {
+    constexpr double largest = std::numeric_limits<float>::max();
+    constexpr std::size_t mostParts = 3;  // which have more digits than a double
+    std::vector<std::array<float, 3>> parts;
+    while (isShift(rest) && parts.size() < mostParts) {
+        std::array<float, 3>& part = parts.emplace_back();
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            part[axis] = static_cast<float>(std::clamp(rest[axis], -largest, largest));
+            rest[axis] -= static_cast<double>(part[axis]);
+        }
+    }
+    return parts;
+}
+
 float finiteOr(float value, float otherwise) {
     return std::isfinite(value) ? value : otherwise;
 }
@@ -106,7 +125,7 @@ private:
                  int count, std::size_t itemSize, OutputSection section);
     std::string bounds() const;
     std::string json() const;
-    std::string nodeJson() const;
+    std::string nodesJson() const;
     std::string primitiveJson() const;
     std::string viewsJson() const;
 
@@ -283,10 +302,7 @@ std::string GlbWriter::bounds() const {
             high[axis] = std::max(high[axis], position[axis]);
         }
     }
-    auto const list = [](std::array<float, 3> const& p) {
-        return "[" + numberText(p[0]) + "," + numberText(p[1]) + "," + numberText(p[2]) + "]";
-    };
-    return ",\"min\":" + list(low) + ",\"max\":" + list(high);
+    return ",\"min\":" + listText(low) + ",\"max\":" + listText(high);
 }
 
 std::string GlbWriter::json() const {
@@ -296,7 +312,7 @@ std::string GlbWriter::json() const {
     text += "},\"scene\":0,";
     if (views_.empty())
         return text + "\"scenes\":[{}]}";
-    text += "\"scenes\":[{\"nodes\":[0]}],\"nodes\":[" + nodeJson() + "],";
+    text += "\"scenes\":[{\"nodes\":[0]}],\"nodes\":[" + nodesJson() + "],";
     text += "\"meshes\":[{" +
             (options_.name.empty() ? std::string() : "\"name\":" + quoted(options_.name) + ",") +
             "\"primitives\":[" + primitiveJson() + "]}],";
@@ -307,13 +323,19 @@ std::string GlbWriter::json() const {
     return text + "\"buffers\":[{\"byteLength\":" + std::to_string(binarySize_) + "}]}";
 }
 
-std::string GlbWriter::nodeJson() const {
-    Shift const& shift = options_.shift;
-    std::string text = "{\"mesh\":0";
-    if (isShift(shift))
-        text += ",\"translation\":[" + numberText(shift[0]) + "," + numberText(shift[1]) + "," +
-                numberText(shift[2]) + "]";
-    return text + "}";
+/// The mesh in as many nodes, each below the one before, as a shift has parts.
+std::string GlbWriter::nodesJson() const {
+    std::vector<std::array<float, 3>> const parts = floatsThatAddUpTo(options_.shift);
+    std::size_t const numNodes = std::max<std::size_t>(parts.size(), 1);
+    std::string text;
+    for (std::size_t i = 0; i < numNodes; ++i) {
+        bool const isLast = i + 1 == numNodes;
+        text += isLast ? "{\"mesh\":0" : "{\"children\":[" + std::to_string(i + 1) + "]";
+        if (!parts.empty())
+            text += ",\"translation\":" + listText(parts[i]);
+        text += isLast ? "}" : "},";
+    }
+    return text;
 }
 
 std::string GlbWriter::primitiveJson() const {

@@ -97,8 +97,11 @@ public:
             return nullptr;
         InputFile const& file = isMain ? file_ : beside;
         std::string bytes(static_cast<std::size_t>(file.size()), '\0');
-        return file.fetch(0, bytes.size(), bytes.data()) ? new MemoryStream(std::move(bytes))
-                                                         : nullptr;
+        if (!file.fetch(0, bytes.size(), bytes.data()))
+            return nullptr;
+        if (isMain && bytes.starts_with(byteOrderMark))  // which the importer does not take
+            bytes.erase(0, byteOrderMark.size());
+        return new MemoryStream(std::move(bytes));
     }
     void Close(Assimp::IOStream* stream) override { delete stream; }
 
@@ -209,19 +212,31 @@ private:
 
 class SceneJoiner {
 public:
-    SceneJoiner(aiScene const& source, bool takesTextureCoordinates)
-        : source_(source), takesTextureCoordinates_(takesTextureCoordinates) {}
+    SceneJoiner(aiScene const& source, GltfOutline const& outline)
+        : source_(source),
+          tree_(outline.tree),
+          takesTextureCoordinates_(!outline.hasWholeTextureCoordinates) {}
     GltfScene run();
 
 private:
     struct Place {
         aiNode const* node;
+        std::size_t number;  // of the same node in the file; none: it is not known
         Placement placement;
     };
-    void add(aiMesh const& mesh, Placement placement);
+    std::size_t numberOfRoot() const;
+    std::size_t numberOfChild(Place const& parent, unsigned child) const;
+    GltfTree::Part const& partOf(Place const& place, unsigned mesh) const;
+    void add(aiMesh const& mesh, GltfTree::Part const& part, Placement placement);
+    void addColours(aiMesh const& mesh, bool hasAlpha);
     void addFaces(aiMesh const& mesh, std::int32_t base, bool isMirrored);
+    void countAbsent(aiMesh const& mesh, GltfTree::Part const& part);
+
+    // A node of the importer's own stands above several roots.
+    static constexpr std::size_t aboveRoots = GltfTree::none - 1;
 
     aiScene const& source_;
+    GltfTree const& tree_;
     bool const takesTextureCoordinates_;
     GltfScene scene_;
 };
@@ -229,16 +244,18 @@ private:
 GltfScene SceneJoiner::run() {
     std::vector<Place> places;
     if (source_.mRootNode != nullptr)
-        places.push_back({source_.mRootNode, Placement(source_.mRootNode->mTransformation)});
+        places.push_back(
+            {source_.mRootNode, numberOfRoot(), Placement(source_.mRootNode->mTransformation)});
     while (!places.empty() && scene_.tooLarge.empty()) {
         Place const place = places.back();
         places.pop_back();
         for (unsigned i = 0; i < place.node->mNumMeshes && scene_.tooLarge.empty(); ++i)
             if (place.node->mMeshes[i] < source_.mNumMeshes)
-                add(*source_.mMeshes[place.node->mMeshes[i]], place.placement);
+                add(*source_.mMeshes[place.node->mMeshes[i]], partOf(place, i), place.placement);
         for (unsigned i = place.node->mNumChildren; i-- > 0;) {
             aiNode const* const child = place.node->mChildren[i];
-            places.push_back({child, place.placement.then(Placement(child->mTransformation))});
+            places.push_back({child, numberOfChild(place, i),
+                              place.placement.then(Placement(child->mTransformation))});
         }
     }
     auto const dropUnlessWhole = [](std::vector<float>& values, std::int64_t without) {
@@ -251,7 +268,34 @@ GltfScene SceneJoiner::run() {
     return std::move(scene_);
 }
 
-void SceneJoiner::add(aiMesh const& mesh, Placement placement) {
+// The importer's nodes are walked beside those of the file, which tell what it does not; where they differ nothing more is known.
+
+std::size_t SceneJoiner::numberOfRoot() const {
+    return tree_.roots.size() == 1                                 ? tree_.roots[0]
+           : tree_.roots.size() == source_.mRootNode->mNumChildren ? aboveRoots
+                                                                   : GltfTree::none;
+}
+
+std::size_t SceneJoiner::numberOfChild(Place const& parent, unsigned child) const {
+    if (parent.number == aboveRoots)
+        return tree_.roots[child];
+    if (parent.number >= tree_.nodes.size())
+        return GltfTree::none;
+    GltfTree::Node const& node = tree_.nodes[parent.number];
+    bool const isSame = node.endOfChildren - node.firstChild == parent.node->mNumChildren;
+    return isSame ? tree_.children[node.firstChild + child] : GltfTree::none;
+}
+
+GltfTree::Part const& SceneJoiner::partOf(Place const& place, unsigned mesh) const {
+    static constexpr GltfTree::Part unknown;
+    std::size_t const number =
+        place.number < tree_.nodes.size() ? tree_.nodes[place.number].mesh : GltfTree::none;
+    bool const isSame =
+        number < tree_.meshes.size() && tree_.meshes[number].size() == place.node->mNumMeshes;
+    return isSame ? tree_.meshes[number][mesh] : unknown;
+}
+
+void SceneJoiner::add(aiMesh const& mesh, GltfTree::Part const& part, Placement placement) {
     placement.settle();
     std::size_t const base = scene_.positions.size() / 3;
     if (base + mesh.mNumVertices >= std::numeric_limits<std::int32_t>::max()) {
@@ -283,13 +327,25 @@ void SceneJoiner::add(aiMesh const& mesh, Placement placement) {
     else
         scene_.withoutTextureCoordinates += mesh.mNumVertices;
     if (mesh.HasVertexColors(0))
-        for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
-            aiColor4D const& c = mesh.mColors[0][v];
-            scene_.colours.insert(scene_.colours.end(), {c.r, c.g, c.b, c.a});
-        }
+        addColours(mesh, part.hasAlpha);
     else
         scene_.withoutColours += mesh.mNumVertices;
     addFaces(mesh, static_cast<std::int32_t>(base), placement.determinant() < 0.0);
+    countAbsent(mesh, part);
+}
+
+/// Colours of three parts are opaque; the importer makes them transparent.
+void SceneJoiner::addColours(aiMesh const& mesh, bool hasAlpha) {
+    for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
+        aiColor4D const& c = mesh.mColors[0][v];
+        scene_.colours.insert(scene_.colours.end(), {c.r, c.g, c.b, hasAlpha ? c.a : 1.0f});
+    }
+}
+
+/// The importer leaves out triangles at vertices that their part does not have.
+void SceneJoiner::countAbsent(aiMesh const& mesh, GltfTree::Part const& part) {
+    scene_.absentTriangles += std::max<std::int64_t>(part.triangles - mesh.mNumFaces, 0);
+    scene_.partsWithOddCorners += part.hasOddCorners;
 }
 
 /// A mirrored part is turned over, so that its outside stays outside.
@@ -344,7 +400,7 @@ bool readsGltf() {
 
 GltfScene importGltf(InputFile const& file, bool isBinary, std::uint64_t maxMemory) {
     GltfScene result;
-    GltfOutline const outline = outlineOfGltf(jsonOf(file, isBinary));
+    GltfOutline const outline = outlineOfGltf(jsonOf(file, isBinary), maxMemory);
     result.refusal = outline.refusal;
     if (maxMemory > 0 && outline.bytes() > static_cast<double>(maxMemory))
         result.tooLarge = "takes about " + bytesInWords(outline.bytes()) +
@@ -363,9 +419,11 @@ GltfScene importGltf(InputFile const& file, bool isBinary, std::uint64_t maxMemo
         result.error = importer.GetErrorString();
         if (result.error.empty())
             result.error = "it is no glTF that can be read";
+        if (std::string_view(result.error).ends_with(" has no faces"))
+            result.error += ", or none whose corners are vertices that it has";
         return result;
     }
-    result = SceneJoiner(*scene, !outline.hasWholeTextureCoordinates).run();
+    result = SceneJoiner(*scene, outline).run();
     result.hasWholeTextureCoordinates = outline.hasWholeTextureCoordinates;
     return result;
 }

@@ -103,8 +103,9 @@ std::string bytesOf(GltfScene const& scene) {
     appendArray(bytes, scene.textureCoordinates);
     appendArray(bytes, scene.colours);
     appendArray(bytes, scene.triangles);
-    for (std::int64_t const count : {scene.withoutNormals, scene.withoutTextureCoordinates,
-                                     scene.withoutColours, scene.otherElements})
+    for (std::int64_t const count :
+         {scene.withoutNormals, scene.withoutTextureCoordinates, scene.withoutColours,
+          scene.otherElements, scene.absentTriangles, scene.partsWithOddCorners})
         append(bytes, count);
     append(bytes, static_cast<char>(scene.hasWholeTextureCoordinates));
     return bytes;
@@ -120,15 +121,18 @@ bool sceneOf(std::string_view bytes, GltfScene& scene) {
         takeArray(bytes, scene.textureCoordinates) && takeArray(bytes, scene.colours) &&
         takeArray(bytes, scene.triangles) && take(bytes, scene.withoutNormals) &&
         take(bytes, scene.withoutTextureCoordinates) && take(bytes, scene.withoutColours) &&
-        take(bytes, scene.otherElements) && take(bytes, hasWhole) && bytes.empty();
+        take(bytes, scene.otherElements) && take(bytes, scene.absentTriangles) &&
+        take(bytes, scene.partsWithOddCorners) && take(bytes, hasWhole) && bytes.empty();
     scene.hasWholeTextureCoordinates = hasWhole != 0;
     std::size_t const numVertices = scene.positions.size() / 3;
     auto const fits = [numVertices](std::vector<float> const& values, std::size_t dimension) {
         return values.empty() || values.size() == numVertices * dimension;
     };
+    auto const isCount = [](std::int64_t value) { return value >= 0 && value <= 1ll << 61; };
     return isWhole && scene.positions.size() % 3 == 0 && scene.triangles.size() % 3 == 0 &&
-           numVertices < static_cast<std::size_t>(FaceList::outOfRange) && fits(scene.normals, 3) &&
-           fits(scene.textureCoordinates, 2) && fits(scene.colours, 4);
+           numVertices < static_cast<std::size_t>(FaceList::outOfRange) &&
+           isCount(scene.absentTriangles) && isCount(scene.partsWithOddCorners) &&
+           fits(scene.normals, 3) && fits(scene.textureCoordinates, 2) && fits(scene.colours, 4);
 }
 
 /// Bytes that this machine has: where the caller sets no limit, what a file of a kilobyte asks for is not to end other programs.
@@ -225,7 +229,10 @@ FileOutcome fillMesh(InputFile const& file, GltfScene const& scene, Shift const&
         report.notes.push_back("has texture coordinates as whole numbers, which are not read; "
                                "write it again without quantisation to keep them");
     report.otherElements = scene.otherElements;
+    report.dropped.outOfRange += scene.absentTriangles;
+    report.dropped.tooFewCorners += scene.partsWithOddCorners;
     std::vector<FaceList> faces(1);
+    faces[0].numDropped = scene.absentTriangles + scene.partsWithOddCorners;
     faces[0].corners.assign(scene.triangles.begin(), scene.triangles.end());
     for (std::size_t t = 0; t < scene.triangles.size() / 3; ++t)
         faces[0].endFace(-1, 3);
@@ -239,6 +246,8 @@ bool recognisesGlb(std::string_view head, std::uint64_t /*size*/) {
 }
 
 bool recognisesGltf(std::string_view head, std::uint64_t /*size*/) {
+    if (head.starts_with(byteOrderMark))
+        head.remove_prefix(byteOrderMark.size());
     std::size_t const first = head.find_first_not_of(" \t\r\n");
     return first != std::string_view::npos && head[first] == '{' &&
            head.find("\"asset\"") != std::string_view::npos;

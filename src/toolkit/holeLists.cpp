@@ -1,9 +1,28 @@
 #include "toolkit/detail/holeLists.h"
 
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
 namespace trimora {
+
+namespace {
+
+constexpr double rounding = 1e-6;  // of a perimeter
+
+/// Of vertices that there are.
+double perimeterOf(koGeom::CompactMesh const& mesh, std::vector<int> const& vertices) {
+    double sum = 0.0;
+    koLinear::Point previous = mesh.getVertices()[vertices.back()].asPoint();
+    for (int const v : vertices) {
+        koLinear::Point const p = mesh.getVertices()[v].asPoint();
+        sum += distance(previous, p);
+        previous = p;
+    }
+    return sum;
+}
+
+}  // namespace
 
 std::string faultOfHoles(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                          std::vector<int> const& chosen) {
@@ -21,6 +40,10 @@ std::string faultOfHoles(koGeom::CompactMesh const& mesh, std::vector<MeshHole> 
             if (std::exchange(lastHole[static_cast<std::size_t>(v)], i) == i)
                 return hole + "names vertex " + std::to_string(v) + " twice, which no border does";
         }
+        double const around = perimeterOf(mesh, holes[i].vertices);
+        if (std::isfinite(around) && !(std::fabs(holes[i].perimeter - around) <= rounding * around))
+            return hole + "has another length than on this mesh; find the holes of the mesh as it "
+                          "stands";
     }
     std::vector<char> isChosen(holes.size(), 0);
     for (int const hole : chosen) {

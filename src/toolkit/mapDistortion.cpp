@@ -1,11 +1,10 @@
 #include "toolkit/mapDistortion.h"
 
-#include "toolkit/surfaceFault.h"
+#include "toolkit/detail/CheckedEdit.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 
 namespace trimora {
 
@@ -97,26 +96,60 @@ MapDistortion DistortionMeter::result() {
     return result_;
 }
 
-void requireMap(CompactMesh const& mesh, CornerUVs const& corners, std::vector<int> const& groups,
-                int numGroups) {
-    requireSoundMesh(mesh);
-    auto const numTriangles = static_cast<std::size_t>(mesh.getNumTriangles());
-    if (corners.size() != 3 * numTriangles)
-        throw std::invalid_argument("texture coordinates of another number of corners");
+bool haveCorners(CompactMesh const& mesh, CornerUVs const& corners) {
+    return corners.size() == 3 * static_cast<std::size_t>(mesh.getNumTriangles());
+}
+
+bool hasTriangle(CompactMesh const& mesh, int triangle) {
+    if (triangle < 0 || triangle >= mesh.getNumTriangles())
+        return false;
+    koGeom::MeshTriangle const& corners = mesh.getTriangles()[triangle];
+    return std::all_of(corners.vertices, corners.vertices + 3,
+                       [&mesh](int v) { return v >= 0 && v < mesh.getNumVertices(); });
+}
+
+bool areGroups(CompactMesh const& mesh, std::vector<int> const& groups, int numGroups) {
     bool const areInRange = std::all_of(groups.begin(), groups.end(), [numGroups](int group) {
         return group >= 0 && group < numGroups;
     });
-    if (groups.size() != numTriangles || !areInRange)
-        throw std::invalid_argument("groups that are not those of the triangles");
+    return areInRange && numGroups >= 0 &&
+           groups.size() == static_cast<std::size_t>(mesh.getNumTriangles());
+}
+
+/// Without groups it measures the whole alone.
+DistortionOutcome measure(CompactMesh const& mesh, CornerUVs const& corners,
+                          std::vector<int> const* groups, int numGroups) {
+    DistortionOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    if (!haveCorners(mesh, corners))
+        outcome.refusal = "texture coordinates of another number of corners";
+    else if (groups != nullptr && !areGroups(mesh, *groups, numGroups))
+        outcome.refusal = "groups that are not those of the triangles";
+    if (!outcome.refusal.empty())
+        return outcome;
+    double const step = floatStepOf(corners);
+    DistortionMeter whole;
+    std::vector<DistortionMeter> meters(static_cast<std::size_t>(numGroups));
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+        TriangleMap const map = mapOfTriangle(mesh, corners, t);
+        bool const collapsed = isCollapsed(map, corners, t, step);
+        whole.add(map, collapsed);
+        if (groups != nullptr)
+            meters[static_cast<std::size_t>((*groups)[static_cast<std::size_t>(t)])].add(map,
+                                                                                         collapsed);
+    }
+    outcome.whole = whole.result();
+    for (DistortionMeter& meter : meters)
+        outcome.ofGroups.push_back(meter.result());
+    return outcome;
 }
 
 }  // namespace
 
 TriangleMap mapOfTriangle(CompactMesh const& mesh, CornerUVs const& corners, int triangle) {
-    if (triangle < 0 || triangle >= mesh.getNumTriangles())
-        throw std::invalid_argument("there is no triangle of this number");
-    if (corners.size() != 3 * static_cast<std::size_t>(mesh.getNumTriangles()))
-        throw std::invalid_argument("texture coordinates of another number of corners");
+    if (!hasTriangle(mesh, triangle) || !haveCorners(mesh, corners))
+        return {};
     koGeom::MeshTriangle const& vertices = mesh.getTriangles()[triangle];
     Point const p = mesh.getVertices()[vertices[0]].asPoint();
     Vector const a = mesh.getVertices()[vertices[1]].asPoint() - p;
@@ -146,35 +179,27 @@ TriangleMap mapOfTriangle(CompactMesh const& mesh, CornerUVs const& corners, int
     return map;
 }
 
-MapDistortion measureMap(CompactMesh const& mesh, CornerUVs const& corners) {
-    std::vector<int> const groups(static_cast<std::size_t>(mesh.getNumTriangles()), 0);
-    return measureMaps(mesh, corners, groups, 1).front();
+DistortionOutcome measureMap(CompactMesh const& mesh, CornerUVs const& corners) {
+    return measure(mesh, corners, nullptr, 0);
 }
 
-std::vector<MapDistortion> measureMaps(CompactMesh const& mesh, CornerUVs const& corners,
-                                       std::vector<int> const& groups, int numGroups) {
-    requireMap(mesh, corners, groups, numGroups);
-    double const step = floatStepOf(corners);
-    std::vector<DistortionMeter> meters(static_cast<std::size_t>(numGroups));
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-        auto const group = static_cast<std::size_t>(groups[static_cast<std::size_t>(t)]);
-        TriangleMap const map = mapOfTriangle(mesh, corners, t);
-        meters[group].add(map, isCollapsed(map, corners, t, step));
+DistortionOutcome measureMaps(CompactMesh const& mesh, CornerUVs const& corners,
+                              std::vector<int> const& groups, int numGroups) {
+    return measure(mesh, corners, &groups, numGroups);
+}
+
+CornersOutcome cornersOf(CompactMesh const& mesh) {
+    CornersOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    if (mesh.getUVs() == nullptr && mesh.getNumTriangles() > 0) {
+        outcome.refusal = "the mesh has no texture coordinates";
+        return outcome;
     }
-    std::vector<MapDistortion> results;
-    for (DistortionMeter& meter : meters)
-        results.push_back(meter.result());
-    return results;
-}
-
-CornerUVs cornersOf(CompactMesh const& mesh) {
-    requireSoundMesh(mesh);
-    if (mesh.getUVs() == nullptr && mesh.getNumTriangles() > 0)
-        throw std::invalid_argument("the mesh has no texture coordinates");
-    CornerUVs corners;
-    for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i)
-        corners.push_back(mesh.getUVs()[mesh.getTrianglesRaw()[i]]);
-    return corners;
+    outcome.corners.reserve(3 * static_cast<std::size_t>(mesh.getNumTriangles()));
+    for (std::ptrdiff_t i = 0; i < 3 * std::ptrdiff_t{mesh.getNumTriangles()}; ++i)
+        outcome.corners.push_back(mesh.getUVs()[mesh.getTrianglesRaw()[i]]);
+    return outcome;
 }
 
 }  // namespace trimora

@@ -3,6 +3,9 @@
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/export.h"
 
+#include <array>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace trimora {
@@ -18,11 +21,12 @@ struct TriangleMap {
     double area = 0.0;     ///< of the triangle on the surface
     double uvArea = 0.0;   ///< in the plane; negative where it is turned over
     bool isMeasured =
-        false;  ///< false for a triangle without an area, or with coordinates that are not finite
+        false;  ///< false for a triangle without an area, with coordinates that are not finite, or that there is not
 
     double ratio() const { return larger / smaller; }
 };
 
+/// Not measured where the mesh has no triangle of this number, or other corners than those: nothing is read then.
 TRIMORA_API TriangleMap mapOfTriangle(koGeom::CompactMesh const& mesh, CornerUVs const& corners,
                                       int triangle);
 
@@ -44,17 +48,35 @@ struct MapDistortion {
         0.0;  ///< of the unit square that the triangles cover, overlaps counted twice
 };
 
-/// cost   linear
-TRIMORA_API MapDistortion measureMap(koGeom::CompactMesh const& mesh, CornerUVs const& corners);
+struct DistortionOutcome {
+    std::string refusal;  ///< not empty: nothing was measured; what is wrong
+    std::optional<std::array<double, 3>> problemPoint;
+    MapDistortion whole;                  ///< of all triangles
+    std::vector<MapDistortion> ofGroups;  ///< of each group, where there are any
+};
 
-/// The same for each group of triangles by itself.
+/// Measures a map.
 ///
-/// groups   the group of each triangle, 0 to numGroups - 1
-TRIMORA_API std::vector<MapDistortion> measureMaps(koGeom::CompactMesh const& mesh,
-                                                   CornerUVs const& corners,
-                                                   std::vector<int> const& groups, int numGroups);
+/// refuses   a mesh whose arrays do not fit together, see faultOfMesh, and corners of another number than three a triangle
+/// cost      linear
+TRIMORA_API DistortionOutcome measureMap(koGeom::CompactMesh const& mesh, CornerUVs const& corners);
+
+/// The same, and for each group of triangles by itself.
+///
+/// groups    the group of each triangle, 0 to numGroups - 1
+/// refuses   other groups as well
+TRIMORA_API DistortionOutcome measureMaps(koGeom::CompactMesh const& mesh, CornerUVs const& corners,
+                                          std::vector<int> const& groups, int numGroups);
+
+struct CornersOutcome {
+    std::string refusal;  ///< not empty: there are no corners; what is wrong
+    std::optional<std::array<double, 3>> problemPoint;
+    CornerUVs corners;
+};
 
 /// What a mesh with texture coordinates says itself: each corner has those of its vertex.
-TRIMORA_API CornerUVs cornersOf(koGeom::CompactMesh const& mesh);
+///
+/// refuses   a mesh whose arrays do not fit together, and triangles without texture coordinates
+TRIMORA_API CornersOutcome cornersOf(koGeom::CompactMesh const& mesh);
 
 }  // namespace trimora

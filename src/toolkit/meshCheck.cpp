@@ -3,10 +3,10 @@
 
 #include "toolkit/meshCheck.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/detail/borderLoops.h"
 #include "toolkit/detail/vertexEdges.h"
 #include "toolkit/meshTidying.h"
-#include "toolkit/surfaceFault.h"
 
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/connectivity/MeshBoundaries.h"
@@ -262,7 +262,9 @@ int numCoincidentVertices(CompactMesh const& mesh) {
 
 CheckResult checkMesh(CompactMesh const& mesh, CheckOptions const& options,
                       koUtil::Progress& progress) {
-    requireSoundMesh(mesh);
+    CheckResult refused;
+    if (isRefused(refused, mesh))
+        return refused;
     return MeshChecker(mesh, options, progress).run();
 }
 

@@ -27,6 +27,10 @@ struct Offence {
 
 /// What checkMesh found. A clean mesh has none of the defects; open borders and unused vertices are no defect.
 struct CheckResult {
+    std::string
+        refusal;  ///< not empty: a mesh that is none, see faultOfMesh; the other fields mean nothing
+    std::optional<std::array<double, 3>> problemPoint;  ///< where, when the refusal has a place
+
     int vertices = 0;
     int triangles = 0;
     int components = 0;           ///< parts linked through shared vertices
@@ -62,7 +66,7 @@ struct CheckResult {
 /// progress    polled between the tests and inside the intersection test
 /// cost        O(n log n) plus the intersection test; about 300 bytes of scratch a triangle
 /// threads     runs on the shared pool; call from one thread
-/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
+/// refuses     a mesh whose arrays do not fit together, see faultOfMesh
 TRIMORA_API CheckResult checkMesh(koGeom::CompactMesh const& mesh, CheckOptions const& options,
                                   koUtil::Progress& progress);
 

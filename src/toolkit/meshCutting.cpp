@@ -39,6 +39,11 @@ constexpr int numRings = 5;
 constexpr double leastOpened = 10.0;
 // Degrees: creases that differ by less are one to the swaps beside the new border.
 constexpr double closedAngle = 2.5;
+// By which weights of a point may leave its triangle.
+constexpr double weightSlack = 1e-6;
+// Of the time: the triangles at the curves and round them, and the cut.
+constexpr double shareOfRegion = 0.3;
+constexpr double shareOfCut = 0.4;
 
 Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
@@ -370,6 +375,13 @@ double cutTolerance(CompactMesh const& mesh) {
 
 namespace {
 
+/// Whether the weights are those of a place on the triangle, but for rounding.
+bool isOnTriangle(MeshCoord const& coord) {
+    double const* const w = coord.weights;
+    return std::min({w[0], w[1], w[2]}) >= -weightSlack &&
+           std::fabs(w[0] + w[1] + w[2] - 1.0) <= weightSlack;
+}
+
 /// Points that lie on no triangle, or nowhere on theirs.
 std::string faultOf(CompactMesh const& mesh, SurfaceCurves const& curves, double tolerance) {
     if (!(tolerance >= 0.0 && std::isfinite(tolerance)))
@@ -381,15 +393,16 @@ std::string faultOf(CompactMesh const& mesh, SurfaceCurves const& curves, double
             if (coord.triangle < 0 || coord.triangle >= mesh.getNumTriangles())
                 return "a curve has a point on triangle " + std::to_string(coord.triangle) +
                        ", and there are " + std::to_string(mesh.getNumTriangles());
-            if (!std::all_of(coord.weights, coord.weights + 3,
-                             [](double weight) { return std::isfinite(weight); }))
-                return "a curve has a point whose place on its triangle is NaN or infinite";
+            if (!isOnTriangle(coord))
+                return "a curve has a point that lies nowhere on its triangle, " +
+                       std::to_string(coord.triangle);
         }
     }
     return {};
 }
 
-CutOutcome cut(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance) {
+CutOutcome cut(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance,
+               koUtil::Progress& progress) {
     if (std::string const fault = faultOf(mesh, curves, tolerance); !fault.empty()) {
         CutOutcome outcome = refused(fault);
         outcome.isOfCurves = !curves.empty();
@@ -404,11 +417,17 @@ CutOutcome cut(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance)
                 std::to_string(maxPolygonCorners - 3) + " at most,",
             MeshCoord(triangle, 1.0, 0.0, 0.0).evaluate(mesh.getVertices(), mesh.getTriangles()),
             "thin the curve out or subdivide the mesh there first");
+    if (progress.cancelled())
+        return cancelledOutcome<CutOutcome>();
 
     CompactMesh edited = bareCopy(mesh);
     selectRegion(edited, adjTris, curves, tolerance);
     if (SurfaceFault const fault = faultOfSurface(edited, adjTris, edited.getSelectedTriangles()))
         return refused(fault);
+    progress.set(shareOfRegion);
+    if (progress.cancelled())
+        return cancelledOutcome<CutOutcome>();
+
     std::vector<int> const region = selectedTriangles(edited);
     double const scale = unitScale(diagonalOf(mesh));
     scaleVertices(edited, scale);
@@ -419,6 +438,9 @@ CutOutcome cut(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance)
     if (CutOutcome refusal = outcomeOf(result, place, endInside(mesh, adjTris, curves));
         !refusal.refusal.empty())
         return refusal;
+    progress.set(shareOfRegion + shareOfCut);
+    if (progress.cancelled())
+        return cancelledOutcome<CutOutcome>();
 
     return concluded(mesh, edited, region, curves, tolerance);
 }
@@ -433,9 +455,11 @@ Expectation predict(MeshState const&, CutOutcome const& outcome) {
 
 }  // namespace
 
-CutOutcome cutMesh(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance) {
+CutOutcome cutMesh(CompactMesh& mesh, SurfaceCurves const& curves, double tolerance,
+                   koUtil::Progress& progress) {
     return editChecked(
-        mesh, [&](CompactMesh& work) { return cut(work, curves, tolerance); }, predict);
+        mesh, [&](CompactMesh& work) { return cut(work, curves, tolerance, progress); }, predict,
+        &progress);
 }
 
 }  // namespace trimora

@@ -4,6 +4,7 @@
 #include "toolkit/planeSection.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
 
 #include <array>
 #include <optional>
@@ -37,6 +38,7 @@ struct CutOutcome {
     /// What the cut replaced and by what, for measuring how far the surface moved; empty when nothing was opened.
     koGeom::CompactMesh regionBefore;
     koGeom::CompactMesh regionAfter;
+    bool cancelled = false;  ///< the mesh is as it was; the other fields mean nothing
 };
 
 /// The length within which a curve's points are taken to lie on a vertex or an edge: a millionth of the diagonal.
@@ -53,8 +55,9 @@ TRIMORA_API double cutTolerance(koGeom::CompactMesh const& mesh);
 /// refuses     a surface that is no oriented manifold near the curves; more points in one triangle than its polygon may have; curves that
 ///             end inside the surface and meet nothing; pieces that stay inside one triangle; curves that run over one
 ///             stretch twice, so that triangles without area would lie between them
+/// progress    polled between the steps
 /// cost        the triangles near the curves, and a few passes over the mesh, on the calling thread
 TRIMORA_API CutOutcome cutMesh(koGeom::CompactMesh& mesh, SurfaceCurves const& curves,
-                               double tolerance);
+                               double tolerance, koUtil::Progress& progress);
 
 }  // namespace trimora

@@ -45,8 +45,8 @@ struct Finding {
     std::string meaning;  ///< a sentence or two: what it is, and what comes of it
     std::string
         remedy;  ///< the command that mends it, with IN and OUT for the files; empty where there is none
-    /// The remedy was tried on a copy of the mesh, or cannot fail: it ends without complaint, there is less of this finding then,
-    /// no more of anything graver, and fewer findings in the worst severity that changes. Else it is a guess.
+    /// The remedy was tried on a copy of the mesh: it ends without complaint, there is less of this finding then, and no more of any
+    /// kind in the worst severity that changes. Else it is a guess, or takes much of the surface, as the advice says.
     bool isSure = false;
     std::string advice;  ///< where no command mends it, or besides: what to do
     std::int64_t count = 0;
@@ -61,11 +61,13 @@ struct DiagnosisOptions {
     std::size_t mostPlaces = 50;  ///< of each finding
     std::size_t mostElements = 10000;  ///< of each kind in one place
     bool testIntersections = true;
-    /// Remedies are tried on copies, on meshes of up to mostTrianglesToMend triangles. Else none is told but those that cannot fail.
+    /// Remedies are tried on copies, on meshes of up to mostTrianglesToMend triangles. Else none is told but those that need no trial
+    /// to be named, and they as guesses.
     bool tryRemedies = true;
 };
 
-/// Remedies of larger meshes are not tried; and of smaller ones until what was tried has this many triangles times 3.
+/// Remedies of larger meshes are not tried; of smaller ones until what was tried has this many triangles times 3, and the first of
+/// each finding beyond that.
 inline constexpr int mostTrianglesToMend = 100'000;
 
 struct Diagnosis {

@@ -3,9 +3,9 @@
 
 #include "toolkit/meshDistance.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
-#include "toolkit/surfaceFault.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/contract/koGeom/BoundingBox.h"
@@ -294,8 +294,12 @@ void scaleDistances(VertexDistances& distances, double scale) {
 
 MeshDistance measureDistance(CompactMesh const& first, CompactMesh const& second,
                              koUtil::Progress& progress) {
-    requireSoundMesh(first);
-    requireSoundMesh(second);
+    MeshDistance refused;
+    for (CompactMesh const* const mesh : {&first, &second}) {
+        refused.mesh = mesh == &first ? 0 : 1;
+        if (isRefused(refused, *mesh))
+            return refused;
+    }
     double const scale = unitScale(std::max(diagonalOf(first), diagonalOf(second)));
     if (scale == 1.0)
         return DistanceMeasurement(first, second, progress).run();

@@ -5,6 +5,8 @@
 #include "trimora/export.h"
 
 #include <array>
+#include <optional>
+#include <string>
 
 namespace trimora {
 
@@ -19,6 +21,10 @@ struct VertexDistances {
 
 /// How far two meshes are apart.
 struct MeshDistance {
+    std::string refusal;  ///< not empty: nothing was measured; what is wrong
+    std::optional<std::array<double, 3>> problemPoint;
+    int mesh = -1;  ///< the mesh that was refused: 0 the first, 1 the second
+
     VertexDistances fromFirst;   ///< the first mesh's vertices to the second one's surface
     VertexDistances fromSecond;  ///< and the other way
     double diagonal = 0.0;       ///< of the box round the first mesh's measured vertices
@@ -41,7 +47,7 @@ struct MeshDistance {
 /// cost        two octrees, a closest point for each vertex of both and each triangle of the second; on the shared
 ///             pool; some 200 bytes a triangle of scratch
 /// threads     the result does not depend on their number, to the last bit
-/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
+/// refuses     a mesh whose arrays do not fit together, see faultOfMesh
 TRIMORA_API MeshDistance measureDistance(koGeom::CompactMesh const& first,
                                          koGeom::CompactMesh const& second,
                                          koUtil::Progress& progress);

@@ -206,11 +206,13 @@ private:
 
 class Extruder {
 public:
-    Extruder(CompactMesh& mesh, ExtrudeOptions const& options) : mesh_(mesh), options_(options) {}
+    Extruder(CompactMesh& mesh, ExtrudeOptions const& options, koUtil::Progress& progress)
+        : mesh_(mesh), options_(options), progress_(progress) {}
 
     ExtrudeOutcome run(koGeom::BitVector const& selection);
 
 private:
+    bool isStoppedAt(double share);
     void findRegionsOf(koGeom::BitVector const& selection);
     std::string refusalOf(Region const& region) const;
     std::string refusalOfDistance(Region const& region) const;
@@ -228,6 +230,7 @@ private:
 
     CompactMesh& mesh_;
     ExtrudeOptions const& options_;
+    koUtil::Progress& progress_;
     TopoMesh topoMesh_;
     std::vector<Region> regions_;
     VertexMap<TopoMeshVertex> copies_;
@@ -237,7 +240,11 @@ private:
 
 ExtrudeOutcome Extruder::run(koGeom::BitVector const& selection) {
     fillTopoMesh(topoMesh_, mesh_, {});
+    if (isStoppedAt(0.3))
+        return cancelledOutcome<ExtrudeOutcome>();
     findRegionsOf(selection);
+    if (isStoppedAt(0.5))
+        return cancelledOutcome<ExtrudeOutcome>();
     for (Region const& region : regions_) {
         outcome_.refusal = refusalOf(region);
         if (!outcome_.refusal.empty()) {
@@ -249,11 +256,24 @@ ExtrudeOutcome Extruder::run(koGeom::BitVector const& selection) {
             ++outcome_.flatRegions;
     }
     extrude(true);
+    if (isStoppedAt(0.6))
+        return cancelledOutcome<ExtrudeOutcome>();
     extrude(false);
+    if (isStoppedAt(0.7))
+        return cancelledOutcome<ExtrudeOutcome>();
     koGeom::meshTwin(topoMesh_);
+    if (isStoppedAt(0.8))
+        return cancelledOutcome<ExtrudeOutcome>();
     windSolids();
     store();
+    progress_.set(1.0);
     return std::move(outcome_);
+}
+
+/// share   of the time, gone by now
+bool Extruder::isStoppedAt(double share) {
+    progress_.set(share);
+    return progress_.cancelled();
 }
 
 void Extruder::findRegionsOf(koGeom::BitVector const& selection) {
@@ -422,7 +442,7 @@ std::string faultOf(CompactMesh const& mesh, koGeom::BitVector const& selection,
 }
 
 ExtrudeOutcome extrude(CompactMesh& mesh, koGeom::BitVector const& selection,
-                       ExtrudeOptions const& options) {
+                       ExtrudeOptions const& options, koUtil::Progress& progress) {
     ExtrudeOutcome refused;
     refused.refusal = faultOf(mesh, selection, options);
     if (!refused.refusal.empty())
@@ -436,7 +456,9 @@ ExtrudeOutcome extrude(CompactMesh& mesh, koGeom::BitVector const& selection,
             (fault.isNonfinite ? "leave such triangles out first" : "repair the mesh first");
         return refused;
     }
-    return Extruder(mesh, options).run(selection);
+    if (progress.cancelled())
+        return cancelledOutcome<ExtrudeOutcome>();
+    return Extruder(mesh, options, progress).run(selection);
 }
 
 /// Two triangles a wall, and nothing else where no region stays as the floor of a solid.
@@ -450,9 +472,10 @@ Expectation predict(MeshState const& before, ExtrudeOutcome const& outcome) {
 }  // namespace
 
 ExtrudeOutcome extrudeMesh(CompactMesh& mesh, koGeom::BitVector const& selection,
-                           ExtrudeOptions const& options) {
+                           ExtrudeOptions const& options, koUtil::Progress& progress) {
     return editChecked(
-        mesh, [&](CompactMesh& work) { return extrude(work, selection, options); }, predict);
+        mesh, [&](CompactMesh& work) { return extrude(work, selection, options, progress); },
+        predict, &progress);
 }
 
 }  // namespace trimora

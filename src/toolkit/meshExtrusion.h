@@ -3,6 +3,7 @@
 #include "toolkit/meshCounts.h"
 
 #include "trimora/contract/koGeom/BitVector.h"
+#include "trimora/contract/koUtil/Progress.h"
 
 #include <array>
 #include <optional>
@@ -28,6 +29,7 @@ struct ExtrudeOutcome {
         0;  ///< those that the direction only slides along themselves: no volume lies below them
     int walls = 0;                     ///< quads along the borders
     std::vector<std::string> dropped;  ///< vertex sets that the mesh had, see dropVertexSets
+    bool cancelled = false;            ///< the mesh is as it was; the other fields mean nothing
 };
 
 /// Lifts triangles by a distance and joins them with walls to where they were.
@@ -43,9 +45,10 @@ struct ExtrudeOutcome {
 /// refuses     a selection that is no oriented manifold; a region without a border, which is a closed surface; a region whose
 ///             normals cancel out, when no direction is given; a distance that leaves the range of floats, or that their
 ///             rounding swallows
+/// progress    polled between the steps
 /// cost        O(n log n) for n half-edges, on the calling thread
 TRIMORA_API ExtrudeOutcome extrudeMesh(koGeom::CompactMesh& mesh,
                                        koGeom::BitVector const& selection,
-                                       ExtrudeOptions const& options);
+                                       ExtrudeOptions const& options, koUtil::Progress& progress);
 
 }  // namespace trimora

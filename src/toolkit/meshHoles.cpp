@@ -1,9 +1,9 @@
 #include "toolkit/meshHoles.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/detail/borderLoops.h"
 #include "toolkit/detail/patchEstimate.h"
 #include "toolkit/meshCounts.h"
-#include "toolkit/surfaceFault.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 #include "trimora/connectivity/meshComponents.h"
@@ -22,6 +22,7 @@ using koLinear::Point;
 
 constexpr double outerShare = 0.25;  // of the component's area
 constexpr double slitWidth = 1e-3;   // of the mean edge
+constexpr double shareOfTables = 0.5;
 
 Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
@@ -238,23 +239,33 @@ bool isChosen(MeshHole const& hole, HoleChoice const& choice) {
 
 }  // namespace
 
-std::vector<MeshHole> findHoles(CompactMesh const& mesh) {
-    requireSoundMesh(mesh);
+HolesOutcome findHoles(CompactMesh const& mesh, koUtil::Progress& progress) {
+    HolesOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    if (progress.cancelled())
+        return cancelledOutcome<HolesOutcome>();
     koGeom::SimpleMeshCache cache;
     auto const adjTris = cache.getAdjTris(mesh);
     auto const adjVertices = cache.getAdjVertices(mesh);
+    if (progress.cancelled())
+        return cancelledOutcome<HolesOutcome>();
     std::vector<BorderLoop> loops = findBorderLoops(mesh, *adjTris);
     StarJudge stars(mesh, *adjTris);
     ComponentAreas const areas(mesh, *adjTris);
-    std::vector<MeshHole> holes(loops.size());
+    outcome.holes.resize(loops.size());
     for (std::size_t i = 0; i < loops.size(); ++i) {
-        MeshHole& hole = holes[i];
+        progress.set(shareOfTables + (1.0 - shareOfTables) * double(i) / double(loops.size()));
+        if (progress.cancelled())
+            return cancelledOutcome<HolesOutcome>();
+        MeshHole& hole = outcome.holes[i];
         hole.vertices = std::move(loops[i].vertices);
         measureLoop(mesh, hole);
         predictPatch(mesh, *adjVertices, areas.areaAround(hole.vertices.front()), hole);
         findFault(mesh, stars, loops[i].isClosed, hole);
     }
-    return holes;
+    progress.set(1.0);
+    return outcome;
 }
 
 std::vector<int> chooseHoles(std::vector<MeshHole> const& holes, HoleChoice const& choice) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 #include "trimora/repair/meshHoleFill.h"
 
@@ -36,13 +37,21 @@ struct MeshHole {
     int numEdges() const { return static_cast<int>(vertices.size()); }
 };
 
+struct HolesOutcome {
+    std::string refusal;  ///< not empty: nothing was looked for; what is wrong
+    std::optional<std::array<double, 3>> problemPoint;
+    std::vector<MeshHole> holes;
+    bool cancelled = false;  ///< there are no holes in the list; the other fields mean nothing
+};
+
 /// The borders of a mesh, in the order of koGeom::meshComputeBoundary; where borders meet in a vertex each goes on beyond it.
 /// A border is at fault where the surface beside it holds NaN or infinite coordinates, triangles that name a vertex twice,
 /// edges of more than two triangles, or neighbours wound against one another, and when it is no loop.
 ///
-/// cost   linear in the mesh, O(n log n) in the borders
-/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
-TRIMORA_API std::vector<MeshHole> findHoles(koGeom::CompactMesh const& mesh);
+/// refuses    a mesh whose arrays do not fit together, see faultOfMesh
+/// progress   polled between the tables and before each border
+/// cost       linear in the mesh, O(n log n) in the borders; on the calling thread but for tables
+TRIMORA_API HolesOutcome findHoles(koGeom::CompactMesh const& mesh, koUtil::Progress& progress);
 
 /// Which of a mesh's holes are meant.
 struct HoleChoice {

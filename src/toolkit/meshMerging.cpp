@@ -53,12 +53,15 @@ MergeOutcome faultOfCorners(MeshPlacement const& placement) {
     return outcome;
 }
 
-MergeOutcome faultOf(ko::list<MeshPlacement> const& meshes) {
+/// Of the list; cancelled, it says so.
+MergeOutcome faultOf(ko::list<MeshPlacement> const& meshes, koUtil::Progress const& progress) {
     std::int64_t numVertices = 0;
     std::int64_t numTriangles = 0;
     int place = 0;
     for (MeshPlacement const& placement : meshes) {
         MergeOutcome outcome;
+        if (progress.cancelled())
+            return cancelledOutcome<MergeOutcome>();
         if (placement.mesh == nullptr) {
             outcome.refusal = "there is no mesh in this place of the list";
             outcome.mesh = place;
@@ -84,7 +87,8 @@ double diagonalOf(ko::list<MeshPlacement> const& meshes) {
     koLinear::Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL);
     koLinear::Point high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
     for (MeshPlacement const& placement : meshes) {
-        for (int v = 0; v < placement.mesh->getNumVertices(); ++v) {
+        int const numVertices = placement.mesh ? placement.mesh->getNumVertices() : 0;
+        for (int v = 0; v < numVertices; ++v) {
             PointFlt const f = placement.mesh->getVertices()[v].asPointFlt() * placement.matrix;
             if (!isFinite(f))
                 continue;
@@ -98,10 +102,10 @@ double diagonalOf(ko::list<MeshPlacement> const& meshes) {
 
 MergeOutcome mergeMeshes(ko::list<MeshPlacement> const& meshes, double tolerance,
                          CompactMesh& result, koUtil::Progress& progress) {
-    MergeOutcome outcome = faultOf(meshes);
-    if (!std::isfinite(tolerance) || tolerance < 0.0)
+    MergeOutcome outcome = faultOf(meshes, progress);
+    if (!outcome.cancelled && (!std::isfinite(tolerance) || tolerance < 0.0))
         outcome.refusal = "the tolerance is below 0, or no finite number";
-    if (!outcome.refusal.empty())
+    if (!outcome.refusal.empty() || outcome.cancelled)
         return outcome;
     koOS::StopWatch watch;
     watch.start();
@@ -110,8 +114,11 @@ MergeOutcome mergeMeshes(ko::list<MeshPlacement> const& meshes, double tolerance
     Expectation expected;
     expected.triangles = 0;
     double const most = std::numeric_limits<float>::max();
-    koGeom::MeshMerge(merged, meshes, static_cast<float>(std::min(tolerance, most)))
-        .merge(progress);
+    koUtil::Progress child;
+    progress.subPhase(1.0, child);
+    koGeom::MeshMerge(merged, meshes, static_cast<float>(std::min(tolerance, most))).merge(child);
+    if (progress.cancelled())
+        return cancelledOutcome<MergeOutcome>();
     for (MeshPlacement const& placement : meshes) {
         outcome.verticesMerged += placement.mesh->getNumVertices();
         *expected.triangles += placement.mesh->getNumTriangles();
@@ -126,6 +133,8 @@ MergeOutcome mergeMeshes(ko::list<MeshPlacement> const& meshes, double tolerance
         refuse(outcome, fault);
         return outcome;
     }
+    if (progress.cancelled())
+        return cancelledOutcome<MergeOutcome>();
     result.swap(merged);
     return outcome;
 }

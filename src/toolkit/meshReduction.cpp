@@ -62,7 +62,7 @@ double targetFaces(CompactMesh const& mesh, double fraction) {
 void collapseEdges(CompactMesh& mesh, double fraction, koUtil::Progress& progress,
                    ReduceOutcome& outcome) {
     double const target = targetFaces(mesh, fraction);
-    {
+    if (mesh.getNumTriangles() > 0) {
         koGeom::TopoMesh topoMesh;
         fillTopoMesh(topoMesh, mesh, {});
         koGeom::meshReduceByEdgeCollapse(topoMesh, fraction, progress);
@@ -162,22 +162,26 @@ ReduceOutcome reduce(CompactMesh& mesh, ReduceOptions const& options, koUtil::Pr
     if (!outcome.refusal.empty())
         return outcome;
 
+    if (progress.cancelled()) {
+        outcome.stopped = nameOf(MeshReduceReport::Cancelled);
+        outcome.after = outcome.before;
+        outcome.cancelled = true;
+        return outcome;
+    }
+
     koOS::StopWatch watch;
     watch.start();
     int const flatBefore = numFlatPieces(mesh);
-    // The sets go with the first vertex; without any removal they stay.
-    double const scale = unitScale(diagonalOf(mesh));
-    bool const worksOnCopy = mesh.getNumAttributes() > 1 || scale != 1.0;
-    CompactMesh bare = worksOnCopy ? bareCopy(mesh) : CompactMesh();
-    CompactMesh& reduced = worksOnCopy ? bare : mesh;
-    reduceScaled(reduced, options, scale, progress, outcome);
+    // Sets and selections go with the first vertex; without any removal they stay.
+    CompactMesh reduced = bareCopy(mesh);
+    reduceScaled(reduced, options, unitScale(diagonalOf(mesh)), progress, outcome);
     outcome.flattenedPieces = std::max(0, numFlatPieces(reduced) - flatBefore);
     if (outcome.stopped == "nothingLeft" || outcome.stopped == "onePercent")
         outcome.nonManifoldEdges = numNonManifoldEdges(reduced);
     bool const isChanged = reduced.getNumVertices() < outcome.before.vertices ||
                            reduced.getNumTriangles() < outcome.before.triangles;
-    if (worksOnCopy && isChanged)
-        outcome.dropped = replaceMesh(mesh, bare);
+    if (isChanged)
+        outcome.dropped = replaceMesh(mesh, reduced);
     outcome.seconds = watch.clear();
     outcome.cancelled = progress.cancelled();
     outcome.after = countMesh(mesh);

@@ -44,7 +44,7 @@ struct ReduceOutcome {
 ///             refused, and when it has vertex sets and nothing can go. Of any size: very small and very large ones
 ///             are scaled meanwhile, see unitScale
 /// refuses     for edge collapse a target below 4 triangles a component, which is what a closed surface needs
-/// progress    polled by vertex removal; edge collapse never looks at it
+/// progress    polled before anything is removed, and by vertex removal; edge collapse does not look at it again
 /// cost        see meshReduceToFraction, meshReduceWithTolerance and meshReduceByEdgeCollapse
 TRIMORA_API ReduceOutcome reduceMesh(koGeom::CompactMesh& mesh, ReduceOptions const& options,
                                      koUtil::Progress& progress);

@@ -4,10 +4,12 @@
 #include "toolkit/meshStitching.h"
 
 #include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/detail/exactShift.h"
 #include "toolkit/detail/holeLists.h"
 #include "toolkit/detail/openEdges.h"
 #include "toolkit/detail/seamCrossings.h"
 #include "toolkit/detail/seamFolds.h"
+#include "toolkit/detail/stitchPlan.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshTidying.h"
 
@@ -35,14 +37,10 @@ using koGeom::MeshBoundaries;
 using koGeom::MeshStitchReport;
 using koLinear::Point;
 
-constexpr double samplesPerDistance = 5.0;  // of koGeom::meshStitch
 // Of the distance, tried one after the other where ends of a seam lie too far apart, and where the result is worse.
 constexpr double otherDistances[] = {0.93, 0.86, 0.8};
 // The border grows by rounding, where vertices come to lie on it.
 constexpr double lengthSlack = 1e-5;
-// A seam is whole with so much of its stretch, or all but so many distances at its ends.
-constexpr double wholeShare = 0.9;
-constexpr double wholeEnds = 2.0;
 // Of a distance that was tried: what is nearer to it is no advice.
 constexpr double leastChange = 0.1;
 // Of two distances that are tried: more than rounding.
@@ -59,48 +57,6 @@ Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
 }
 
-/// As many as koGeom::meshStitch takes; sums of more than ints can count stay so.
-std::int64_t countSamples(CompactMesh const& mesh, std::vector<int> const& loop, double distance) {
-    double const most = std::numeric_limits<int>::max();
-    double count = 0.0;
-    Point previous = pointOf(mesh, loop.back());
-    for (int const vertex : loop) {
-        Point const p = pointOf(mesh, vertex);
-        double const pieces =
-            std::floor(koLinear::distance(previous, p) / (distance / samplesPerDistance) + 0.5);
-        count += pieces > 1.0 ? std::min(pieces, most) : 1.0;
-        previous = p;
-    }
-    return static_cast<std::int64_t>(count);
-}
-
-/// Pairs of loops, each counted from both sides, with a vertex each within the distance of one another: as many as a grid tells,
-/// hence no more than there are.
-std::int64_t countNearPairs(CompactMesh const& mesh, std::vector<MeshHole> const& holes,
-                            std::vector<int> const& loops, double distance) {
-    using Cell = std::array<double, 3>;
-    double const side = 0.5 * distance;  // what lies in one cell is nearer than the distance
-    std::vector<std::pair<Cell, int>> members;
-    for (int const loop : loops) {
-        for (int const vertex : holes[at(loop)].vertices) {
-            Point const p = pointOf(mesh, vertex);
-            members.push_back(
-                {{std::floor(p.x / side), std::floor(p.y / side), std::floor(p.z / side)}, loop});
-        }
-    }
-    std::sort(members.begin(), members.end());
-    members.erase(std::unique(members.begin(), members.end()), members.end());
-    std::vector<std::int64_t> numOthers(holes.size(), 0);  // by loop, in the fullest of its cells
-    for (auto first = members.begin(); first != members.end();) {
-        auto const last = std::find_if(
-            first, members.end(), [first](auto const& each) { return each.first != first->first; });
-        std::int64_t const others = last - first - 1;
-        for (; first != last; ++first)
-            numOthers[at(first->second)] = std::max(numOthers[at(first->second)], others);
-    }
-    return std::accumulate(numOthers.begin(), numOthers.end(), std::int64_t{0});
-}
-
 double openLengthOf(std::vector<MeshHole> const& holes) {
     return std::accumulate(holes.begin(), holes.end(), 0.0,
                            [](double sum, MeshHole const& hole) { return sum + hole.perimeter; });
@@ -112,45 +68,6 @@ void turnComponents(CompactMesh& mesh, std::vector<int> const& vertices) {
     for (int const vertex : vertices)
         koGeom::meshReverseWinding(mesh, adjTris, *adjTris.triIndices(vertex));
     mesh.clearSelection();
-}
-
-using Shift = std::array<double, 3>;
-
-/// What brings the middle of a mesh that is farther from the origin than it is large to the origin, with every coordinate exact; 0
-/// along axes where that cannot be.
-Shift exactShift(CompactMesh const& mesh) {
-    Shift shift = {};
-    double const diagonal = diagonalOf(mesh);
-    int const count = mesh.getNumVertices();
-    for (int axis = 0; axis < 3 && count > 0; ++axis) {
-        float const* const first = mesh.getVerticesRaw() + axis;
-        double low = std::numeric_limits<double>::infinity();
-        double high = -low;
-        for (int v = 0; v < count; ++v) {
-            double const c = first[3 * static_cast<std::ptrdiff_t>(v)];
-            low = std::min(low, c);
-            high = std::max(high, c);
-        }
-        // As a float it is a multiple of its own step, which those of most coordinates are as well.
-        double const middle = static_cast<float>(0.5 * low + 0.5 * high);
-        bool isExact = std::isfinite(middle) && std::fabs(middle) > diagonal;
-        for (int v = 0; v < count && isExact; ++v) {
-            double const moved = first[3 * static_cast<std::ptrdiff_t>(v)] - middle;
-            isExact = static_cast<double>(static_cast<float>(moved)) == moved;
-        }
-        if (isExact)
-            shift[at(axis)] = -middle;
-    }
-    return shift;
-}
-
-void moveVertices(CompactMesh& mesh, Shift const& shift, double sign) {
-    if (shift == Shift())
-        return;
-    float* const coordinates = mesh.getVerticesRaw();
-    for (std::ptrdiff_t i = 0; i < 3 * static_cast<std::ptrdiff_t>(mesh.getNumVertices()); ++i)
-        coordinates[i] =
-            static_cast<float>(coordinates[i] + sign * shift[static_cast<std::size_t>(i % 3)]);
 }
 
 std::vector<int> sorted(std::vector<int> list) {
@@ -219,7 +136,7 @@ private:
     StitchOptions const& options_;
     koUtil::Progress& progress_;
     double const scale_;
-    Shift const shift_;
+    std::array<double, 3> const shift_;
     std::vector<int> taking_;  // part: places in the list of holes
     std::vector<int> loops_;   // the list of holes, by the boundaries of the latest attempt
     Stitched stitched_;
@@ -520,7 +437,11 @@ void Stitching::inspect(double share) {
         return;
     outcome_.worse.clear();
     outcome_.gaps.clear();
-    std::vector<MeshHole> left = findHoles(stitched_.mesh);
+    koUtil::Progress child;  // the check has had the share
+    progress_.subPhase(0.0, child);
+    std::vector<MeshHole> left = findHoles(stitched_.mesh, child).holes;
+    if (progress_.cancelled())
+        return;
     compareCounts(outcome_.before, outcome_.after);
     compare("openLength", openLengthOf(holes_) * (1.0 + lengthSlack), openLengthOf(left));
     noteGaps(left);
@@ -601,52 +522,6 @@ Expectation predict(MeshState const& before, StitchOutcome const&) {
 
 }  // namespace
 
-int StitchOutcome::numSewn() const {
-    return static_cast<int>(std::count_if(seams.begin(), seams.end(), [](Seam const& seam) {
-        return seam.fate == Fate::Sewn || seam.fate == Fate::LeftOpen;
-    }));
-}
-
-double StitchOutcome::sewnLength() const {
-    return std::accumulate(seams.begin(), seams.end(), 0.0,
-                           [](double sum, Seam const& seam) { return sum + seam.sewnLength; });
-}
-
-bool StitchOutcome::isComplete() const {
-    if (refusal.empty() &&
-        after.closed)  // where sides were of unequal length, what is sewn falls short of a stretch
-        return true;
-    bool const areWhole = std::all_of(seams.begin(), seams.end(), [this](Seam const& seam) {
-        return seam.fate == Fate::Sewn &&
-               seam.sewnLength >= std::min(wholeShare * seam.stretchLength,
-                                           seam.stretchLength - wholeEnds * distance);
-    });
-    return areWhole && std::none_of(gaps.begin(), gaps.end(), [this](Gap const& gap) {
-               return !gap.border.looksOuter && gap.width < distance;
-           });
-}
-
-std::vector<StitchBoundary> planStitching(CompactMesh const& mesh,
-                                          std::vector<MeshHole> const& holes,
-                                          std::vector<int> const& chosen, double distance) {
-    requireSoundMesh(mesh);
-    requireHoles(mesh, holes, chosen);
-    std::vector<StitchBoundary> boundaries;
-    for (int const i : chosen) {
-        MeshHole const& hole = holes[at(i)];
-        StitchBoundary boundary;
-        boundary.boundary = i;
-        boundary.samples = countSamples(mesh, hole.vertices, distance);
-        boundary.words = hole.fault;
-        if (boundary.words.empty() && boundary.samples < fewestStitchSamples)
-            boundary.words = "is too short: it has " + std::to_string(boundary.samples) +
-                             " points a fifth of the distance apart, and " +
-                             std::to_string(fewestStitchSamples) + " are needed";
-        boundaries.push_back(std::move(boundary));
-    }
-    return boundaries;
-}
-
 StitchOutcome stitchMesh(CompactMesh& mesh, std::vector<MeshHole> const& holes,
                          std::vector<int> const& chosen, StitchOptions const& options,
                          koUtil::Progress& progress) {
@@ -686,46 +561,6 @@ std::optional<StitchSuggestion> proposeStitchDistance(CompactMesh const& mesh,
         best->sewnLength = outcome.sewnLength();
     }
     return best;
-}
-
-char const* nameOfFate(StitchOutcome::Fate fate) {
-    switch (fate) {
-    case StitchOutcome::Fate::Sewn:
-        return "sewn";
-    case StitchOutcome::Fate::LeftOpen:
-        return "leftOpen";
-    case StitchOutcome::Fate::Shifted:
-        return "shifted";
-    case StitchOutcome::Fate::NoPlace:
-        return "noPlace";
-    case StitchOutcome::Fate::NoWay:
-        return "noWay";
-    case StitchOutcome::Fate::TooFar:
-        return "tooFar";
-    case StitchOutcome::Fate::SameSense:
-        break;
-    }
-    return "sameSense";
-}
-
-char const* wordsOfFate(StitchOutcome::Fate fate) {
-    switch (fate) {
-    case StitchOutcome::Fate::Sewn:
-        return "";
-    case StitchOutcome::Fate::LeftOpen:
-        return "some edges would have made the surface non-manifold and stay open";
-    case StitchOutcome::Fate::Shifted:
-        return "its ends could not be found on the boundary";
-    case StitchOutcome::Fate::NoPlace:
-        return "an end is not on an open edge of the mesh";
-    case StitchOutcome::Fate::NoWay:
-        return "the boundary no longer leads from end to end, as an earlier seam runs through it";
-    case StitchOutcome::Fate::TooFar:
-        return "its ends would be sewn to places farther away than the distance";
-    case StitchOutcome::Fate::SameSense:
-        break;
-    }
-    return "the stretches run the same way";
 }
 
 }  // namespace trimora

@@ -56,13 +56,15 @@ std::vector<Run> runsOf(CompactMesh const& stripped, bool isSingle) {
 
 class Stripping {
 public:
-    Stripping(CompactMesh const& mesh, StripOptions const& options)
-        : mesh_(mesh), options_(options) {}
+    Stripping(CompactMesh const& mesh, StripOptions const& options, koUtil::Progress& progress)
+        : mesh_(mesh), options_(options), progress_(progress) {}
 
     StripOutcome run(CompactMesh& result);
 
 private:
-    void computeStrips();
+    bool make();
+    bool isStoppedAt(double share);
+    bool computeStrips();
     void measure();
     void numberByUse();
     void copyVertices();
@@ -70,6 +72,7 @@ private:
 
     CompactMesh const& mesh_;
     StripOptions const& options_;
+    koUtil::Progress& progress_;
     CompactMesh work_;  // positions and triangles; gets the strips
     std::vector<Run> runs_;
     CompactMesh result_;
@@ -84,12 +87,8 @@ StripOutcome Stripping::run(CompactMesh& result) {
         return std::move(outcome_);
     koOS::StopWatch watch;
     watch.start();
-    computeStrips();
-    numberByUse();
-    measure();
-    if (options_.cacheSize)
-        copyVertices();
-    writeTriangles();
+    if (!make())
+        return cancelledOutcome<StripOutcome>();
     MeshState const source = stateOf(mesh_, depthFor(mesh_));
     Expectation expected;
     expected.spreadsNonfinite = options_.cacheSize.has_value();  // a vertex may come several times
@@ -101,20 +100,48 @@ StripOutcome Stripping::run(CompactMesh& result) {
         refuse(outcome_, fault);
         return std::move(outcome_);
     }
+    if (isStoppedAt(1.0))
+        return cancelledOutcome<StripOutcome>();
     result.swap(result_);
     outcome_.seconds = watch.clear();
     return std::move(outcome_);
 }
 
-void Stripping::computeStrips() {
+/// False when it was cancelled.
+bool Stripping::make() {
+    if (isStoppedAt(0.0) || !computeStrips() || isStoppedAt(0.7))
+        return false;
+    numberByUse();
+    measure();
+    if (isStoppedAt(0.8))
+        return false;
+    if (options_.cacheSize)
+        copyVertices();
+    writeTriangles();
+    return !isStoppedAt(0.9);
+}
+
+/// share   of the time, gone by now
+bool Stripping::isStoppedAt(double share) {
+    progress_.set(share);
+    return progress_.cancelled();
+}
+
+bool Stripping::computeStrips() {
     work_ = bareCopy(mesh_);
     koGeom::MeshAdjTris adjTris;
     koGeom::meshAdjTris(work_, adjTris);
+    if (isStoppedAt(0.2))
+        return false;
     koGeom::MeshTriStrip strips(work_, adjTris);
     strips.computeStrips(options_.maxLength, false);
     runs_ = runsOf(work_, options_.isSingle);
-    if (options_.isSingle)
-        strips.computeStrips(options_.maxLength, true);
+    if (!options_.isSingle)
+        return true;
+    if (isStoppedAt(0.5))
+        return false;
+    strips.computeStrips(options_.maxLength, true);
+    return true;
 }
 
 void Stripping::numberByUse() {
@@ -169,8 +196,9 @@ void Stripping::writeTriangles() {
 
 }  // namespace
 
-StripOutcome makeStrips(CompactMesh const& mesh, StripOptions const& options, CompactMesh& result) {
-    return Stripping(mesh, options).run(result);
+StripOutcome makeStrips(CompactMesh const& mesh, StripOptions const& options, CompactMesh& result,
+                        koUtil::Progress& progress) {
+    return Stripping(mesh, options, progress).run(result);
 }
 
 }  // namespace trimora

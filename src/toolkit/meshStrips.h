@@ -1,8 +1,10 @@
 #pragma once
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
+#include <array>
 #include <optional>
 #include <string>
 
@@ -16,7 +18,8 @@ struct StripOptions {
 };
 
 struct StripOutcome {
-    std::string refusal;       ///< not empty: no strips were made; what is wrong, and what to do
+    std::string refusal;  ///< not empty: no strips were made; what is wrong, and what to do
+    std::optional<std::array<double, 3>> problemPoint;
     int strips = 0;            ///< 1 when they were joined
     int joinedStrips = 0;      ///< that went into it; 0 when they were not
     int points = 0;            ///< of all strips, joins included
@@ -26,6 +29,7 @@ struct StripOutcome {
     int vertices = 0;          ///< in use, before any were copied
     std::optional<double> vertexIncrease;  ///< vertices after they were copied, over those before
     double seconds = 0.0;
+    bool cancelled = false;  ///< the result is left as it was; the other fields mean nothing
 };
 
 /// Covers a mesh with triangle strips (koGeom::MeshTriStrip) and puts it into the order in which they draw it.
@@ -36,9 +40,10 @@ struct StripOutcome {
 ///             triangles. The strips go with it
 /// carried     all vertex sets; with a cache positions, normals and texture coordinates
 /// refuses     no triangles, a length below 3, a cache below 0, more points than ints can count. The result is left as it was
+/// progress    polled between the steps
 /// sends       nothing
 /// cost        linear for bounded vertex degrees, on the calling thread but for tables; twice the search for joined strips
 TRIMORA_API StripOutcome makeStrips(koGeom::CompactMesh const& mesh, StripOptions const& options,
-                                    koGeom::CompactMesh& result);
+                                    koGeom::CompactMesh& result, koUtil::Progress& progress);
 
 }  // namespace trimora

@@ -1,6 +1,7 @@
 #include "toolkit/meshSubdivision.h"
 
 #include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/meshCounts.h"
 
 #include "trimora/topology/computeSubdivMesh.h"
 #include "trimora/topology/meshTwin.h"
@@ -20,6 +21,8 @@ using koGeom::TopoMeshEdge;
 using koGeom::TopoMeshFace;
 using koGeom::TopoMeshVertex;
 using koLinear::Point;
+
+constexpr double shareOfQuads = 0.8;  // of the time: the levels, then the mesh that is made of them
 
 std::vector<Point> pointsOf(CompactMesh const& mesh) {
     std::vector<Point> points(static_cast<std::size_t>(mesh.getNumVertices()));
@@ -42,7 +45,7 @@ FaceCorners joinFans(CompactMesh const& mesh, std::vector<int> const& trianglePo
         MeshTriangle const& corners = mesh.getTriangles()[t];
         int const itsPolygon =
             trianglePolygon.empty() ? t : trianglePolygon[static_cast<std::size_t>(t)];
-        if (itsPolygon != polygon) {
+        if (itsPolygon != polygon || t == 0) {
             faces.starts.push_back(faces.corners.size());
             faces.corners.insert(faces.corners.end(), {corners[0], corners[1]});
         }
@@ -53,21 +56,14 @@ FaceCorners joinFans(CompactMesh const& mesh, std::vector<int> const& trianglePo
     return faces;
 }
 
-/// Throws unless triangles of one face follow each other as a fan from its first corner.
-void requireFans(CompactMesh const& mesh, std::vector<int> const& trianglePolygon) {
+/// That joinFans makes, counted without it.
+int numFacesOf(CompactMesh const& mesh, std::vector<int> const& trianglePolygon) {
     if (trianglePolygon.empty())
-        return;
-    if (trianglePolygon.size() != static_cast<std::size_t>(mesh.getNumTriangles()))
-        throw std::invalid_argument("the faces of another number of triangles");
-    MeshTriangle const* const triangles = mesh.getTriangles();
-    for (int t = 1; t < mesh.getNumTriangles(); ++t) {
-        auto const i = static_cast<std::size_t>(t);
-        bool const isOfSame = trianglePolygon[i] == trianglePolygon[i - 1];
-        if (isOfSame &&
-            (triangles[t][0] != triangles[t - 1][0] || triangles[t][1] != triangles[t - 1][2]))
-            throw std::invalid_argument("triangle " + std::to_string(t) +
-                                        " does not go on with the fan of its face");
-    }
+        return mesh.getNumTriangles();
+    int count = 1;
+    for (std::size_t t = 1; t < trianglePolygon.size(); ++t)
+        count += trianglePolygon[t] != trianglePolygon[t - 1] ? 1 : 0;
+    return count;
 }
 
 /// The number of corners that all faces have, or 0.
@@ -94,21 +90,57 @@ void allocOneByOne(TopoMesh& topoMesh, std::vector<Point> const& points, FaceCor
     }
 }
 
-/// A manifold keeps its Euler number, components and borders; throws std::logic_error when it does not.
-void requireQuads(CompactMesh const& mesh, bool isOfTriangles, CompactMesh const& result) {
-    MeshState const source = stateOf(mesh, isOfTriangles ? depthFor(mesh) : InvariantDepth::Arrays);
+/// A manifold keeps its Euler number, components and borders. Polygons beside no triangles are not what was subdivided.
+SurfaceFault faultOfQuads(CompactMesh const& mesh, bool isOfTriangles, CompactMesh const& result) {
+    bool const isWhole = isOfTriangles && mesh.getNumTriangles() > 0;
+    MeshState const source = stateOf(mesh, isWhole ? depthFor(mesh) : InvariantDepth::Arrays);
     Expectation expected = Expectation::ofKeptTopology(source);
     expected.spreadsNonfinite = true;
-    if (SurfaceFault const fault = faultOfMade(source, result, expected))
-        throw std::logic_error(fault.text);
+    return faultOfMade(source, result, expected);
+}
+
+SurfaceFault faultOfLevels(CompactMesh const& mesh, std::vector<int> const& trianglePolygon,
+                           int levels) {
+    int const numFaces = numFacesOf(mesh, trianglePolygon);
+    if (levels >= 1 &&
+        numSubdividedQuads(mesh.getNumTriangles(), numFaces, levels) <= maxSubdividedQuads)
+        return {};
+    return {"levels of subdivision have to be 1 or more, and not more quads than 500 million", {}};
+}
+
+/// Of all levels, the part of the quads that the first ones make.
+double shareOfLevels(int first, int all) {
+    return (std::pow(4.0, first) - 1.0) / (std::pow(4.0, all) - 1.0);
 }
 
 }  // namespace
 
+// Triangles of one face follow each other as a fan from its first corner.
+SurfaceFault faultOfFaces(CompactMesh const& mesh, std::vector<int> const& trianglePolygon) {
+    if (trianglePolygon.empty())
+        return {};
+    if (trianglePolygon.size() != static_cast<std::size_t>(mesh.getNumTriangles()))
+        return {"the faces of another number of triangles", {}};
+    MeshTriangle const* const triangles = mesh.getTriangles();
+    for (int t = 1; t < mesh.getNumTriangles(); ++t) {
+        auto const i = static_cast<std::size_t>(t);
+        bool const isOfSame = trianglePolygon[i] == trianglePolygon[i - 1];
+        if (!isOfSame ||
+            (triangles[t][0] == triangles[t - 1][0] && triangles[t][1] == triangles[t - 1][2]))
+            continue;
+        Point const p = mesh.getVertices()[triangles[t][0]].asPoint();
+        return {"triangle " + std::to_string(t) + " does not go on with the fan of its face, at " +
+                    positionInWords(p),
+                {{p.x, p.y, p.z}}};
+    }
+    return {};
+}
+
 int fillTopoMesh(TopoMesh& topoMesh, CompactMesh const& mesh,
                  std::vector<int> const& trianglePolygon) {
     requireSoundMesh(mesh);
-    requireFans(mesh, trianglePolygon);
+    if (SurfaceFault const fault = faultOfFaces(mesh, trianglePolygon))
+        throw std::invalid_argument(fault.text);
     std::vector<Point> const points = pointsOf(mesh);
     FaceCorners const faces = joinFans(mesh, trianglePolygon);
     int const numFaces = static_cast<int>(faces.numFaces());
@@ -154,19 +186,43 @@ double numSubdividedQuads(int numTriangles, int numFaces, int levels) {
     return numCorners * std::pow(4.0, levels - 1);
 }
 
-CompactMesh subdivideMesh(CompactMesh const& mesh, std::vector<int> const& trianglePolygon,
-                          int levels) {
+SubdivideOutcome subdivideMesh(CompactMesh const& mesh, std::vector<int> const& trianglePolygon,
+                               int levels, koUtil::Progress& progress) {
+    SubdivideOutcome outcome;  // the one that is returned: no copy of the mesh
+    if (isRefused(outcome, mesh))
+        return outcome;
+    SurfaceFault fault = faultOfFaces(mesh, trianglePolygon);
+    if (!fault)
+        fault = faultOfLevels(mesh, trianglePolygon, levels);
+    if (fault) {
+        refuse(outcome, fault);
+        return outcome;
+    }
+    if (isCancelled(outcome, &progress))
+        return outcome;
     auto current = std::make_unique<TopoMesh>();
-    int const numFaces = fillTopoMesh(*current, mesh, trianglePolygon);
-    if (levels < 1 ||
-        !(numSubdividedQuads(mesh.getNumTriangles(), numFaces, levels) <= maxSubdividedQuads))
-        throw std::invalid_argument("levels of subdivision have to be 1 or more, and not more "
-                                    "quads than 500 million");
-    for (int level = 0; level < levels; ++level)
+    fillTopoMesh(*current, mesh, trianglePolygon);
+    for (int level = 0; level < levels; ++level) {
+        progress.set(shareOfQuads * shareOfLevels(level, levels));
+        if (isCancelled(outcome, &progress))
+            return outcome;
         current.reset(koGeom::computeSubdivMesh(*current));
+    }
+    progress.set(shareOfQuads);
+    if (isCancelled(outcome, &progress))
+        return outcome;
     CompactMesh result = polygonMesh(*current);
-    requireQuads(mesh, trianglePolygon.empty(), result);
-    return result;
+    if (isCancelled(outcome, &progress))
+        return outcome;
+    if (SurfaceFault const broken = faultOfQuads(mesh, trianglePolygon.empty(), result)) {
+        refuse(outcome, broken);
+        return outcome;
+    }
+    if (isCancelled(outcome, &progress))
+        return outcome;
+    outcome.mesh.swap(result);
+    progress.set(1.0);
+    return outcome;
 }
 
 }  // namespace trimora

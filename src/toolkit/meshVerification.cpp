@@ -1,5 +1,6 @@
 #include "toolkit/meshVerification.h"
 
+#include "toolkit/detail/CheckedEdit.h"
 #include "toolkit/meshSubdivision.h"
 
 #include "trimora/repair/MeshVerify.h"
@@ -33,10 +34,19 @@ bool passes(koGeom::TopoMesh& topoMesh, bool Info::*flag) {
 
 }  // namespace
 
-VerifyOutcome verifyMesh(koGeom::CompactMesh const& mesh, std::vector<int> const& trianglePolygon) {
+VerifyOutcome verifyMesh(koGeom::CompactMesh const& mesh, std::vector<int> const& trianglePolygon,
+                         koUtil::Progress& progress) {
+    VerifyOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    if (SurfaceFault const fault = faultOfFaces(mesh, trianglePolygon)) {
+        refuse(outcome, fault);
+        return outcome;
+    }
+    if (progress.cancelled())
+        return cancelledOutcome<VerifyOutcome>();
     koGeom::TopoMesh topoMesh;
     fillTopoMesh(topoMesh, mesh, trianglePolygon);
-    VerifyOutcome outcome;
     outcome.vertices = topoMesh.numVertices();
     outcome.faces = topoMesh.numFaces();
     outcome.halfEdges = topoMesh.numEdges();
@@ -44,9 +54,13 @@ VerifyOutcome verifyMesh(koGeom::CompactMesh const& mesh, std::vector<int> const
         outcome.openEdges += e.twin() ? 0 : 1;
     outcome.passed = true;
     for (std::size_t i = 0; i < outcome.checks.size(); ++i) {
+        progress.set(double(i + 1) / double(outcome.checks.size() + 1));
+        if (progress.cancelled())
+            return cancelledOutcome<VerifyOutcome>();
         outcome.checks[i] = {rows[i].name, rows[i].meaning, passes(topoMesh, rows[i].flag)};
         outcome.passed = outcome.passed && outcome.checks[i].passed;
     }
+    progress.set(1.0);
     return outcome;
 }
 

@@ -4,19 +4,19 @@
 
 #include "trimora/assembly/meshCompact.h"
 #include "trimora/contract/koOS/StopWatch.h"
-#include "trimora/contract/koUtil/Progress.h"
 
 namespace trimora {
 
 namespace {
 
-WeldOutcome weld(koGeom::CompactMesh& mesh) {
+WeldOutcome weld(koGeom::CompactMesh& mesh, koUtil::Progress& progress) {
     koOS::StopWatch watch;
     watch.start();
     WeldOutcome outcome;
     outcome.verticesBefore = mesh.getNumVertices();
-    koUtil::Progress unwatched;
-    koGeom::meshCompact(mesh, unwatched);
+    koUtil::Progress child;
+    progress.subPhase(1.0, child);
+    koGeom::meshCompact(mesh, child);
     outcome.verticesAfter = mesh.getNumVertices();
     outcome.seconds = watch.clear();
     return outcome;
@@ -34,8 +34,10 @@ Expectation predict(MeshState const& before, WeldOutcome const& outcome) {
 
 }  // namespace
 
-WeldOutcome weldMesh(koGeom::CompactMesh& mesh) {
-    return editChecked(mesh, weld, predict);
+WeldOutcome weldMesh(koGeom::CompactMesh& mesh, koUtil::Progress& progress) {
+    return editChecked(
+        mesh, [&progress](koGeom::CompactMesh& work) { return weld(work, progress); }, predict,
+        &progress);
 }
 
 }  // namespace trimora

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
 #include <array>
@@ -15,13 +16,15 @@ struct WeldOutcome {
     int verticesBefore = 0;
     int verticesAfter = 0;
     double seconds = 0.0;
+    bool cancelled = false;  ///< the mesh is as it was; the other fields mean nothing
 };
 
 /// Merges vertices at exactly equal positions, see koGeom::meshCompact.
 ///
-/// mesh    edited in place; triangles keep their order
-/// sends   one Topology modification if any were merged
-/// cost    see koGeom::meshCompact
-TRIMORA_API WeldOutcome weldMesh(koGeom::CompactMesh& mesh);
+/// mesh       edited in place; triangles keep their order
+/// progress   polled before the weld and after it, before the result is taken over
+/// sends      one Topology modification if any were merged
+/// cost       see koGeom::meshCompact
+TRIMORA_API WeldOutcome weldMesh(koGeom::CompactMesh& mesh, koUtil::Progress& progress);
 
 }  // namespace trimora

@@ -2,11 +2,15 @@
 
 #include <atomic>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <climits>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <sys/random.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace trimora {
@@ -37,7 +41,13 @@ std::string machineName() {
     std::string plain;
     for (char const* c = name; *c != '\0' && plain.size() < most; ++c)
         plain += std::isalnum(static_cast<unsigned char>(*c)) != 0 ? *c : '_';
-    return plain;
+    struct stat processes = {};  // of whose numbers this one is; 0 where the system does not tell
+    stat("/proc/self/ns/pid", &processes);
+    return plain + "_" + std::to_string(processes.st_ino);
+}
+
+std::string startOfStems() {
+    return ".trimora-" + machineName() + "-";
 }
 
 std::uint64_t randomNumber() {
@@ -57,9 +67,19 @@ std::string& stemOfProcess() {
 
 std::string newPassingStem() {
     char numbers[48];
-    std::snprintf(numbers, sizeof numbers, "-%ld-%016llx-", static_cast<long>(getpid()),
+    std::snprintf(numbers, sizeof numbers, "%ld-%016llx-", static_cast<long>(getpid()),
                   static_cast<unsigned long long>(randomNumber()));
-    return ".trimora-" + machineName() + numbers;
+    return startOfStems() + numbers;
+}
+
+bool isLeftOver(std::string const& fileName) {
+    std::string const start = startOfStems();
+    if (fileName.rfind(start, 0) != 0)
+        return false;
+    char* end = nullptr;
+    long const process = std::strtol(fileName.c_str() + start.size(), &end, 10);
+    bool const isProcess = *end == '-' && process > 0 && process <= INT_MAX;
+    return isProcess && kill(static_cast<pid_t>(process), 0) != 0 && errno == ESRCH;
 }
 
 std::string passingStem() {

@@ -30,11 +30,15 @@ TRIMORA_API bool claimPendingOutputs();
 TRIMORA_API bool discardPendingOutputs();
 
 /// What the passing names of this process begin with; no other process has it, on whatever machine: ".trimora-", the
-/// machine, the process and a random part.
+/// machine (with its space of process numbers: containers on it have their own), the process and a random part.
 TRIMORA_API std::string passingStem();
 
 /// Says so for a process that is about to be started; it takes it by usePassingStem.
 TRIMORA_API std::string newPassingStem();
+
+/// Whether a file's name is a passing one of a process that ran on this machine and is gone: nobody will fill it any more. That
+/// of a process whose number another one has now is not told.
+TRIMORA_API bool isLeftOver(std::string const& fileName);
 
 /// Call before the first output is opened.
 TRIMORA_API void usePassingStem(std::string const& stem);

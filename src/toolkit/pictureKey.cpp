@@ -20,8 +20,10 @@ constexpr double baseLine = 2.0;
 constexpr double gap = 2.0;
 constexpr double blank = 3.0;
 constexpr double strokeRadius = 0.42;
-constexpr double barWidth = 22.0;  // in heights of a letter, as all of the key
-constexpr double barHeight = 4.3;  // with its numbers, to the next line
+constexpr double barWidth = 22.0;     // in heights of a letter, as all of the key
+constexpr double barHeight = 4.3;     // with its numbers, to the next line
+constexpr double leastLetter = 8.0;   // pixels
+constexpr double mostOfPanel = 0.12;  // that a key covers, as long as its letters can be read
 constexpr LinearColor ink = {0.035f, 0.04f, 0.05f};
 
 std::map<char, char const*> const strokesOf = {
@@ -172,11 +174,16 @@ struct Layout {
     double left;
     double top;
 
-    Layout(int panelLeft, int panelWidth, Picture const& picture)
-        : letter(std::clamp(std::min(panelWidth * 0.75, double(picture.height)) / 70.0, 8.0, 60.0)),
+    Layout(int panelLeft, double letterHeight)
+        : letter(letterHeight),
           line(2.1 * letter),
           left(panelLeft + 2.0 * letter),
           top(2.0 * letter) {}
+
+    static Layout of(int panelLeft, int panelWidth, Picture const& picture) {
+        double const side = std::min(panelWidth * 0.75, double(picture.height));
+        return {panelLeft, std::clamp(side / 70.0, leastLetter, 60.0)};
+    }
 
     bool fits(int panelWidth, Picture const& picture) const {
         return panelWidth > 18.0 * letter && picture.height > 14.0 * letter;
@@ -249,6 +256,37 @@ void drawLine(Line const& line, Layout const& layout, double y, Picture& picture
              ink, picture);
 }
 
+bool hasBar(SurfacePaint const& paint) {
+    return !paint.values.empty() && !paint.isZero;
+}
+
+struct Extent {
+    double width;
+    double height;
+};
+
+Extent extentOf(SurfacePaint const& paint, std::vector<Line> const& lines, Layout const& layout) {
+    Extent extent = {textWidth(paint.title, layout.letter), 0.0};
+    for (Line const& line : lines)
+        extent.width = std::max(extent.width, (line.color ? 3.0 : 0.0) * layout.letter +
+                                                  textWidth(line.words, layout.letter));
+    if (hasBar(paint))
+        extent.width =
+            std::max(extent.width, barWidth * layout.letter + 2.0 * insetOfBar(paint, layout));
+    extent.height = (paint.title.empty() ? 0.0 : layout.line) +
+                    (hasBar(paint) ? barHeight * layout.letter : 0.0) +
+                    layout.line * static_cast<double>(lines.size()) - layout.line + layout.letter;
+    return extent;
+}
+
+/// Many lines are written smaller, so that the surface is seen.
+Layout smaller(Layout const& layout, int left, Extent const& extent, double panel) {
+    double const share = extent.width * extent.height / panel;
+    return share > mostOfPanel
+               ? Layout(left, std::max(leastLetter, layout.letter * std::sqrt(mostOfPanel / share)))
+               : layout;
+}
+
 }  // namespace
 
 double textWidth(std::string const& text, double height) {
@@ -270,26 +308,19 @@ double drawText(std::string const& text, double x, double y, double height,
 }
 
 void drawKey(SurfacePaint const& paint, int left, int width, Picture& picture) {
-    Layout const layout(left, width, picture);
-    if (paint.isPlain() || !layout.fits(width, picture))
+    Layout const large = Layout::of(left, width, picture);
+    if (paint.isPlain() || !large.fits(width, picture))
         return;
     std::vector<Line> const lines = linesOf(paint);
-    bool const hasBar = !paint.values.empty() && !paint.isZero;
-    double wide = textWidth(paint.title, layout.letter);
-    for (Line const& line : lines)
-        wide = std::max(wide, (line.color ? 3.0 : 0.0) * layout.letter +
-                                  textWidth(line.words, layout.letter));
-    if (hasBar)
-        wide = std::max(wide, barWidth * layout.letter + 2.0 * insetOfBar(paint, layout));
-    double const high = (paint.title.empty() ? 0.0 : layout.line) +
-                        (hasBar ? barHeight * layout.letter : 0.0) +
-                        layout.line * static_cast<double>(lines.size());
-    drawPlate(layout, wide, high - layout.line + layout.letter, picture);
+    Layout const layout =
+        smaller(large, left, extentOf(paint, lines, large), double(width) * picture.height);
+    Extent const extent = extentOf(paint, lines, layout);
+    drawPlate(layout, extent.width, extent.height, picture);
 
     double y = layout.top;
     drawText(paint.title, layout.left, y, layout.letter, ink, picture);
     y += paint.title.empty() ? 0.0 : layout.line;
-    if (hasBar)
+    if (hasBar(paint))
         y = drawBar(paint, layout, y, picture);
     for (Line const& line : lines) {
         drawLine(line, layout, y, picture);
@@ -298,7 +329,7 @@ void drawKey(SurfacePaint const& paint, int left, int width, Picture& picture) {
 }
 
 void drawCaption(std::string const& text, int left, int width, Picture& picture) {
-    Layout const layout(left, width, picture);
+    Layout const layout = Layout::of(left, width, picture);
     double const wide = textWidth(text, layout.letter);
     if (wide > width || !layout.fits(width, picture))
         return;

@@ -3,7 +3,7 @@
 
 #include "toolkit/planeSection.h"
 
-#include "toolkit/surfaceFault.h"
+#include "toolkit/detail/CheckedEdit.h"
 
 #include "trimora/repair/triIntersect.h"
 
@@ -21,25 +21,32 @@ using koGeom::CompactMesh;
 using koGeom::MeshCoord;
 using koLinear::Point;
 
+constexpr int pollInterval = 4096;      // triangles between two looks at the progress
+constexpr double shareOfCutting = 0.8;  // of the time; the rest chains what was found
+
 /// What a triangle beside an edge in the plane says about where the surface goes there.
 enum Side : unsigned { Crosses = 0, Above = 1, Below = 2, InPlane = 4 };
 
 class SectionGraph {
 public:
-    SectionGraph(CompactMesh const& mesh, SectionPlane const& plane, double tolerance)
-        : mesh_(mesh), plane_(plane), tolerance_(tolerance) {}
+    SectionGraph(CompactMesh const& mesh, SectionPlane const& plane, double tolerance,
+                 koUtil::Progress& progress)
+        : mesh_(mesh), plane_(plane), tolerance_(tolerance), progress_(progress) {}
 
+    /// Some of the curves, or none, when it was cancelled.
     SurfaceCurves run();
 
 private:
     using Pair = std::pair<int, int>;
 
+    bool cutTriangles();
     void cutTriangle(int triangle);
     void addPlaneTriangle(int triangle);
     int node(int triangle, int const (&edge)[2], double param);
     unsigned sideOf(int triangle, int const (&a)[2], int const (&b)[2]) const;
     void addSegment(int a, int b, unsigned side);
     void link();
+    bool walkAll(bool endsAndBranchings, SurfaceCurves& curves);
     std::deque<MeshCoord> walk(int start, std::size_t slot);
 
     bool isFinite(int triangle) const {
@@ -55,6 +62,7 @@ private:
     CompactMesh const& mesh_;
     SectionPlane const& plane_;
     double const tolerance_;
+    koUtil::Progress& progress_;
 
     std::map<Pair, int> nodeOf_;  // by the two vertices of an edge, lower first, or a vertex twice
     std::vector<MeshCoord> coords_;  // of each node
@@ -64,23 +72,27 @@ private:
 };
 
 SurfaceCurves SectionGraph::run() {
-    for (int t = 0; t < mesh_.getNumTriangles(); ++t)
-        cutTriangle(t);
-    link();
     SurfaceCurves curves;
-    auto const walkFrom = [this, &curves](bool endsAndBranchings) {
-        for (std::size_t n = 0; n < neighbours_.size(); ++n) {
-            if (endsAndBranchings && neighbours_[n].size() == 2)
-                continue;
-            for (std::size_t slot = 0; slot < neighbours_[n].size(); ++slot) {
-                if (neighbours_[n][slot] >= 0)
-                    curves.push_back(walk(static_cast<int>(n), slot));
-            }
-        }
-    };
-    walkFrom(true);
-    walkFrom(false);
+    if (!cutTriangles())
+        return curves;
+    link();
+    if (walkAll(true, curves))
+        walkAll(false, curves);
     return curves;
+}
+
+bool SectionGraph::cutTriangles() {
+    int const count = mesh_.getNumTriangles();
+    for (int t = 0; t < count; ++t) {
+        if (t % pollInterval == 0) {
+            progress_.set(shareOfCutting * t / count);
+            if (progress_.cancelled())
+                return false;
+        }
+        cutTriangle(t);
+    }
+    progress_.set(shareOfCutting);
+    return !progress_.cancelled();
 }
 
 void SectionGraph::cutTriangle(int triangle) {
@@ -148,6 +160,22 @@ void SectionGraph::link() {
         std::sort(list.begin(), list.end());
 }
 
+/// All that begin at ends and branchings, or all that are left; false when it was cancelled.
+bool SectionGraph::walkAll(bool endsAndBranchings, SurfaceCurves& curves) {
+    for (std::size_t n = 0; n < neighbours_.size(); ++n) {
+        if (endsAndBranchings && neighbours_[n].size() == 2)
+            continue;
+        for (std::size_t slot = 0; slot < neighbours_[n].size(); ++slot) {
+            if (neighbours_[n][slot] < 0)
+                continue;
+            if (progress_.cancelled())
+                return false;
+            curves.push_back(walk(static_cast<int>(n), slot));
+        }
+    }
+    return true;
+}
+
 // From a node along one of its segments, until a node where no one segment goes on.
 std::deque<MeshCoord> SectionGraph::walk(int start, std::size_t slot) {
     std::deque<MeshCoord> points = {coords_[static_cast<std::size_t>(start)]};
@@ -165,6 +193,15 @@ std::deque<MeshCoord> SectionGraph::walk(int start, std::size_t slot) {
     }
 }
 
+std::string faultOf(SectionPlane const& plane, double tolerance) {
+    auto const& [x, y, z, d] = plane.coefficients;
+    if (!(std::hypot(x, y, z) > 0.0) || !std::isfinite(x + y + z + d))
+        return "the plane has no normal, or numbers that are NaN or infinite";
+    if (!(tolerance >= 0.0 && std::isfinite(tolerance)))
+        return "the tolerance has to be a length, not below 0";
+    return {};
+}
+
 }  // namespace
 
 bool SectionPlane::set(std::array<double, 4> const& numbers) {
@@ -176,9 +213,19 @@ bool SectionPlane::set(std::array<double, 4> const& numbers) {
     return true;
 }
 
-SurfaceCurves planeSection(CompactMesh const& mesh, SectionPlane const& plane, double tolerance) {
-    requireSoundMesh(mesh);
-    return SectionGraph(mesh, plane, tolerance).run();
+SectionOutcome planeSection(CompactMesh const& mesh, SectionPlane const& plane, double tolerance,
+                            koUtil::Progress& progress) {
+    SectionOutcome outcome;
+    if (isRefused(outcome, mesh))
+        return outcome;
+    outcome.refusal = faultOf(plane, tolerance);
+    if (!outcome.refusal.empty())
+        return outcome;
+    outcome.curves = SectionGraph(mesh, plane, tolerance, progress).run();
+    if (progress.cancelled())
+        return cancelledOutcome<SectionOutcome>();
+    progress.set(1.0);
+    return outcome;
 }
 
 }  // namespace trimora

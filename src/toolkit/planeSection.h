@@ -2,10 +2,13 @@
 
 #include "trimora/contract/koGeom/CompactMesh.h"
 #include "trimora/contract/koGeom/MeshCoord.h"
+#include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
 #include <array>
 #include <deque>
+#include <optional>
+#include <string>
 
 namespace trimora {
 
@@ -19,6 +22,13 @@ struct SectionPlane {
 
     /// Scales four numbers so that the normal has length 1; false when they are not finite or name no plane.
     TRIMORA_API bool set(std::array<double, 4> const& numbers);
+};
+
+struct SectionOutcome {
+    std::string refusal;  ///< not empty: there are no curves; what is wrong
+    std::optional<std::array<double, 3>> problemPoint;
+    SurfaceCurves curves;
+    bool cancelled = false;  ///< there are no curves; the other fields mean nothing
 };
 
 /// The curves along which a plane parts a mesh: each has points on edges, or on the vertices that lie in the plane.
@@ -36,9 +46,10 @@ struct SectionPlane {
 /// returns        curves that run between ends and branchings first, then closed ones. Ends lie on the border;
 ///                branchings are vertices with more than two pieces of section, and edges of more than two triangles
 /// order          nodes are numbered as the triangles meet them; a curve starts at its lowest node
+/// refuses        a mesh whose arrays do not fit together, see faultOfMesh; a plane without a normal; no tolerance
+/// progress       polled every 4096 triangles and before each curve
 /// cost           O(triangles) on the calling thread, O(k log k) for k triangles that are cut
-/// throws      std::invalid_argument for a mesh whose arrays do not fit together, see requireSoundMesh
-TRIMORA_API SurfaceCurves planeSection(koGeom::CompactMesh const& mesh, SectionPlane const& plane,
-                                       double tolerance);
+TRIMORA_API SectionOutcome planeSection(koGeom::CompactMesh const& mesh, SectionPlane const& plane,
+                                        double tolerance, koUtil::Progress& progress);
 
 }  // namespace trimora

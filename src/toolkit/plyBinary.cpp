@@ -223,6 +223,9 @@ public:
     std::uint64_t recordBegin() const { return recordBegin_; }
     std::uint64_t left() const { return file_.size() - position_; }
     bool failed() const { return failed_; }
+    /// Byte of a count that is none, which ended the walk; -1: there was none.
+    std::int64_t badCountAt() const { return badCountAt_; }
+    void endAtBadCount(std::uint64_t place) { badCountAt_ = static_cast<std::int64_t>(place); }
 
     /// The next bytes, a scalar's at most; null at the end of the file or when it cannot be read.
     char const* take(std::size_t count) {
@@ -255,6 +258,7 @@ private:
     std::uint64_t begin_ = 0;
     std::vector<char> buffer_;
     bool failed_ = false;
+    std::int64_t badCountAt_ = -1;
 };
 
 class BinaryBody {
@@ -272,8 +276,11 @@ private:
     FileOutcome readFaces(PlyElement const& element);
     bool readTriangles(PlyElement const& element);
     FileOutcome walkFaces(PlyElement const& element, std::uint64_t begin);
-    std::int64_t takeCount(ByteWalk& walk, PlyProperty const& list) const;
-    bool takeCorners(ByteWalk& walk, PlyProperty const& list, std::vector<int>& corners) const;
+    std::int64_t takeCount(ByteWalk& walk, PlyProperty const& list,
+                           std::int64_t longest = std::numeric_limits<std::int64_t>::max()) const;
+    bool takeCorners(ByteWalk& walk, PlyProperty const& list, std::int64_t longest,
+                     std::vector<int>& corners) const;
+    std::int64_t longestFace() const;
     bool takeFloats(ByteWalk& walk, PlyProperty const& list, std::vector<float>& values) const;
     bool skipProperty(ByteWalk& walk, PlyProperty const& property) const;
     FileOutcome skipElement(PlyElement const& element);
@@ -533,6 +540,7 @@ FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin
         return fits;
 
     std::size_t const textureList = findTextureList(reading_, element);
+    std::int64_t const longest = isStrip ? std::numeric_limits<std::int64_t>::max() : longestFace();
     FaceList& faces = reading_.faces.emplace_back();
     ByteWalk walk(reading_.file, begin);
     std::vector<float> textures;
@@ -547,7 +555,8 @@ FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin
         textures.clear();
         for (std::size_t i = 0; i < element.properties.size() && isWhole; ++i) {
             PlyProperty const& property = element.properties[i];
-            isWhole = i == list ? takeCorners(walk, property, isStrip ? strip : faces.corners)
+            isWhole = i == list
+                          ? takeCorners(walk, property, longest, isStrip ? strip : faces.corners)
                       : i == textureList ? takeFloats(walk, property, textures)
                                          : skipProperty(walk, property);
         }
@@ -568,16 +577,35 @@ FileOutcome BinaryBody::walkFaces(PlyElement const& element, std::uint64_t begin
     return endOfWalk(walk, element, whole);
 }
 
-/// Of a list; -1 at the end of the file.
-std::int64_t BinaryBody::takeCount(ByteWalk& walk, PlyProperty const& list) const {
+/// Of a list; -1 at the end of the file, or where it is none: no number of items at all, or one that both what is left of the file and
+/// a list of that meaning have no use for.
+std::int64_t BinaryBody::takeCount(ByteWalk& walk, PlyProperty const& list,
+                                   std::int64_t longest) const {
+    std::uint64_t const place = walk.position();
     char const* const bytes = walk.take(sizeOf(list.countType));
-    return bytes == nullptr ? -1 : loadInteger(list.countType, bytes, swaps_);
+    if (bytes == nullptr)
+        return -1;
+    std::int64_t const count = loadInteger(list.countType, bytes, swaps_);
+    bool const isWithin =
+        count >= 0 && static_cast<std::uint64_t>(count) <= walk.left() / sizeOf(list.type);
+    if (isWithin || (count >= 0 && count <= longest))
+        return count;
+    walk.endAtBadCount(place);
+    return -1;
+}
+
+/// Corners of a face, each at a vertex of its own.
+std::int64_t BinaryBody::longestFace() const {
+    for (PlyElement const& element : reading_.header.elements)
+        if (roleOf(element) == PlyRole::Vertices)
+            return element.count;
+    return 0;
 }
 
 /// Of a strip an index below 0 stays -1.
-bool BinaryBody::takeCorners(ByteWalk& walk, PlyProperty const& list,
+bool BinaryBody::takeCorners(ByteWalk& walk, PlyProperty const& list, std::int64_t longest,
                              std::vector<int>& corners) const {
-    std::int64_t const count = takeCount(walk, list);
+    std::int64_t const count = takeCount(walk, list, longest);
     std::size_t const size = sizeOf(list.type);
     // What is longer than the file ends it.
     std::uint64_t const whole =
@@ -619,7 +647,7 @@ bool BinaryBody::skipProperty(ByteWalk& walk, PlyProperty const& property) const
 FileOutcome BinaryBody::skipElement(PlyElement const& element) {
     if (!element.hasLists()) {
         std::int64_t const whole = numWhole(element);
-        addOtherElements(reading_, whole);
+        addOtherElements(reading_, element, whole);
         if (whole < element.count)
             reportCutOff(reading_, element, whole, static_cast<std::int64_t>(reading_.file.size()));
         position_ = whole < element.count
@@ -636,7 +664,7 @@ FileOutcome BinaryBody::skipElement(PlyElement const& element) {
         for (std::size_t i = 0; i < element.properties.size() && isWhole; ++i)
             isWhole = skipProperty(walk, element.properties[i]);
     }
-    addOtherElements(reading_, whole);
+    addOtherElements(reading_, element, whole);
     return endOfWalk(walk, element, whole);
 }
 
@@ -645,8 +673,12 @@ FileOutcome BinaryBody::endOfWalk(ByteWalk const& walk, PlyElement const& elemen
                                   std::int64_t whole) {
     if (walk.failed())
         return cannotBeRead(reading_.file);
-    if (whole < element.count && !isCancelled())
-        reportCutOff(reading_, element, whole, static_cast<std::int64_t>(walk.recordBegin()));
+    if (whole < element.count && !isCancelled()) {
+        if (walk.badCountAt() >= 0)
+            reportBadCount(reading_, element, whole, walk.badCountAt());
+        else
+            reportCutOff(reading_, element, whole, static_cast<std::int64_t>(walk.recordBegin()));
+    }
     position_ = whole < element.count ? reading_.file.size() : walk.position();
     return FileOutcome::done();
 }

@@ -90,6 +90,13 @@ void TextureJoiner::addCorner(std::size_t vertex, float const* value) {
     }
 }
 
+PlyRole roleOfName(std::string_view name) {
+    return name == "vertex"                            ? PlyRole::Vertices
+           : name == "face"                            ? PlyRole::Faces
+           : name == "tristrips" || name == "tristrip" ? PlyRole::Strips
+                                                       : PlyRole::Other;
+}
+
 /// What of the faces is not kept, joinsTextures being whether their texture coordinates are.
 void reportIgnored(PlyReading& reading, PlyElement const& element, bool joinsTextures) {
     std::size_t const list = findIndexList(element);
@@ -113,7 +120,8 @@ FileOutcome readBody(PlyReading& reading) {
     for (PlyElement const& element : header.elements) {
         if (roleOf(element) == PlyRole::Vertices)
             reading.columns.reportRounded(element, reading.report);
-        if (roleOf(element) == PlyRole::Other)
+        bool const isDoubted = element.isRepeated && roleOfName(element.name) != PlyRole::Other;
+        if (roleOf(element) == PlyRole::Other && !isDoubted)
             reading.report.ignoredProperties.push_back(element.name);
         if (roleOf(element) == PlyRole::Faces || roleOf(element) == PlyRole::Strips)
             reportIgnored(reading, element, joinsTextures);
@@ -127,6 +135,11 @@ FileOutcome readBody(PlyReading& reading) {
                                reading.report, reading.options);
 }
 
+std::string itemsInWords(PlyElement const& element, std::int64_t whole) {
+    return std::to_string(whole) + " of " + std::to_string(element.count) + " of its elements '" +
+           element.name + "'";
+}
+
 char const* nameOf(PlyHeader::Encoding encoding) {
     return encoding == PlyHeader::Encoding::Text           ? "text"
            : encoding == PlyHeader::Encoding::LittleEndian ? "little endian"
@@ -136,12 +149,7 @@ char const* nameOf(PlyHeader::Encoding encoding) {
 }  // namespace
 
 PlyRole roleOf(PlyElement const& element) {
-    if (element.isRepeated)
-        return PlyRole::Other;
-    return element.name == "vertex"                                    ? PlyRole::Vertices
-           : element.name == "face"                                    ? PlyRole::Faces
-           : element.name == "tristrips" || element.name == "tristrip" ? PlyRole::Strips
-                                                                       : PlyRole::Other;
+    return element.isRepeated ? PlyRole::Other : roleOfName(element.name);
 }
 
 std::size_t findIndexList(PlyElement const& element) {
@@ -178,19 +186,33 @@ FileOutcome allocateVertices(PlyReading& reading, std::int64_t count) {
     return FileOutcome::done();
 }
 
-void addOtherElements(PlyReading& reading, std::int64_t count) {
+void addOtherElements(PlyReading& reading, PlyElement const& element, std::int64_t count) {
+    if (element.isRepeated && roleOfName(element.name) != PlyRole::Other) {
+        if (count > 0)
+            reading.report.doubts.push_back("has a second list of elements '" +
+                                            element.name.substr(0, 40) + "', of " +
+                                            std::to_string(count) + ", which was not read");
+        return;
+    }
     std::int64_t& sum = reading.report.otherElements;
     sum += std::min(count, std::numeric_limits<std::int64_t>::max() - sum);
 }
 
 void reportCutOff(PlyReading& reading, PlyElement const& element, std::int64_t whole,
                   std::int64_t place) {
-    std::string const text = "ends, or makes no sense any more, after " + std::to_string(whole) +
-                             " of " + std::to_string(element.count) + " of its elements '" +
-                             element.name + "'";
-    addProblem(reading.report, reading.places(), place, "the file " + text);
+    addProblem(reading.report, reading.places(), place,
+               "the file ends after " + itemsInWords(element, whole));
     reading.report.cutShort.push_back(
         {"elements '" + element.name.substr(0, 40) + "'", whole, element.count});
+}
+
+void reportBadCount(PlyReading& reading, PlyElement const& element, std::int64_t whole,
+                    std::int64_t byte) {
+    addProblem(reading.report, FacePlaces::Bytes, byte,
+               "a count of a list that is none: the file makes no sense from here on, after " +
+                   itemsInWords(element, whole));
+    reading.report.cutShort.push_back(
+        {"elements '" + element.name.substr(0, 40) + "'", whole, element.count, byte});
 }
 
 void addStrip(std::vector<int> const& strip, std::int64_t place, FaceList& faces) {

@@ -221,7 +221,7 @@ FileOutcome TextBody::findRanges() {
         std::int64_t const end = element.properties.empty() ? next : next + whole;
         ranges_.push_back({&element, role, list, findTextureList(reading_, element), next, end});
         if (role == PlyRole::Other)
-            addOtherElements(reading_, whole);
+            addOtherElements(reading_, element, whole);
         if (role == PlyRole::Vertices) {
             if (FileOutcome const made = allocateVertices(reading_, whole); !made)
                 return made;

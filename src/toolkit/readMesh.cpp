@@ -82,6 +82,13 @@ std::string ReadReport::cutShortInWords() const {
     return text;
 }
 
+std::int64_t ReadReport::badCountAt() const {
+    for (CutShort const& kind : cutShort)
+        if (kind.badCountAt >= 0)
+            return kind.badCountAt;
+    return -1;
+}
+
 FileOutcome readMesh(std::string const& path, CompactMesh& mesh, ReadReport& report,
                      ReadOptions const& options) {
     auto const open = [&](InputFile& file) { return file.open(path, maxTextSize(options)); };

@@ -69,13 +69,14 @@ double largestCoordinate(CompactMesh const& mesh) {
 
 class Silhouette {
 public:
-    Silhouette(CompactMesh const& mesh, SilhouetteView const& view)
-        : mesh_(mesh), view_(view), diagonal_(diagonalOf(mesh)) {}
+    Silhouette(CompactMesh const& mesh, SilhouetteView const& view, koUtil::Progress& progress)
+        : mesh_(mesh), view_(view), progress_(progress), diagonal_(diagonalOf(mesh)) {}
 
     SilhouetteOutcome run();
 
 private:
     bool isFit();
+    bool isStoppedAt(double share);
     ko::Reference<CompactMesh> findSegments();
     ko::Reference<CompactMesh> segmentsOf(CompactMesh const& mesh, double tolerance);
     void chain(CompactMesh const& lines);
@@ -84,6 +85,7 @@ private:
 
     CompactMesh const& mesh_;
     SilhouetteView const& view_;
+    koUtil::Progress& progress_;
     double const diagonal_;
     double scale_ = 1.0;
     SilhouetteOutcome outcome_;
@@ -93,8 +95,21 @@ SilhouetteOutcome Silhouette::run() {
     if (!isFit() || mesh_.getNumTriangles() == 0 || !(diagonal_ > 0.0))
         return std::move(outcome_);
     scale_ = std::ldexp(1.0, -std::ilogb(diagonal_));
-    chain(*findSegments());
+    if (isStoppedAt(0.0))
+        return cancelledOutcome<SilhouetteOutcome>();
+    ko::Reference<CompactMesh> const lines = findSegments();
+    if (lines.get() == nullptr || isStoppedAt(0.8))
+        return cancelledOutcome<SilhouetteOutcome>();
+    chain(*lines);
+    if (isStoppedAt(1.0))
+        return cancelledOutcome<SilhouetteOutcome>();
     return std::move(outcome_);
+}
+
+/// share   of the time, gone by now
+bool Silhouette::isStoppedAt(double share) {
+    progress_.set(share);
+    return progress_.cancelled();
 }
 
 bool Silhouette::isFit() {
@@ -119,11 +134,14 @@ double Silhouette::distanceOfEye() const {
     return std::hypot(view_.place[0] - p.x, view_.place[1] - p.y, view_.place[2] - p.z);
 }
 
+/// Null when it was cancelled.
 ko::Reference<CompactMesh> Silhouette::findSegments() {
     CompactMesh const mesh = workingCopy(mesh_, scale_);
     double const sight = view_.isDirection ? 1.0 : scale_ * distanceOfEye();
     koGeom::MeshAdjTris adjTris;
     koGeom::meshAdjTris(mesh, adjTris);
+    if (isStoppedAt(0.4))
+        return {};
     ko::list<int> alongSight;
     koGeom::MeshSilhouette silhouette(mesh, static_cast<float>(angleTolerance * sight));
     silhouette.setAdjacentTrianglesForDuplicateEdgeDetection(adjTris);
@@ -174,8 +192,9 @@ void Silhouette::store(koGeom::Polyline const& chain, double tolerance) {
 
 }  // namespace
 
-SilhouetteOutcome silhouetteCurves(CompactMesh const& mesh, SilhouetteView const& view) {
-    return Silhouette(mesh, view).run();
+SilhouetteOutcome silhouetteCurves(CompactMesh const& mesh, SilhouetteView const& view,
+                                   koUtil::Progress& progress) {
+    return Silhouette(mesh, view, progress).run();
 }
 
 }  // namespace trimora

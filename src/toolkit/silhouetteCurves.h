@@ -3,6 +3,7 @@
 #include "toolkit/polylines.h"
 
 #include "trimora/contract/koGeom/CompactMesh.h"
+#include "trimora/contract/koUtil/Progress.h"
 
 #include <array>
 #include <optional>
@@ -19,7 +20,8 @@ struct SilhouetteView {
 };
 
 struct SilhouetteOutcome {
-    std::string refusal;           ///< not empty: what is wrong, and what to do; no curves then
+    std::string refusal;  ///< not empty: what is wrong, and what to do; no curves then
+    std::optional<std::array<double, 3>> problemPoint;
     bool isNonfinite = false;      ///< refused for a NaN or infinite corner
     std::vector<Polyline> curves;  ///< closed ones end with their first point
     int numClosed = 0;
@@ -27,6 +29,7 @@ struct SilhouetteOutcome {
     /// Triangles that the sight runs along as a whole, so that a silhouette is anywhere on them. They give no lines, and
     /// curves that reach them end there.
     int alongSight = 0;
+    bool cancelled = false;  ///< there are no curves; the other fields mean nothing
 };
 
 /// The silhouette of a mesh as chains: where the normal, interpolated between the vertices, is at right angles to the sight, to a
@@ -38,8 +41,10 @@ struct SilhouetteOutcome {
 ///             the mesh, or on triangles along the sight
 /// sizes       works at a diagonal of about 1. Ends within a millionth of the diagonal, or of the largest coordinate if that is more,
 ///             are chained
+/// progress    polled between the steps
 /// cost        O(triangles) and O(k log k) for k segments, on the calling thread
 TRIMORA_API SilhouetteOutcome silhouetteCurves(koGeom::CompactMesh const& mesh,
-                                               SilhouetteView const& view);
+                                               SilhouetteView const& view,
+                                               koUtil::Progress& progress);
 
 }  // namespace trimora

@@ -132,10 +132,8 @@ int BorderDistances::addEdge(int loop, int start, int end) {
     double const perimeter = holes_[at(loop)].perimeter;
     Point const from = pointOf(mesh_, start);
     Vector const along = pointOf(mesh_, end) - from;
-    int const pieces =
-        perimeter > 0.0 ? static_cast<int>(
-                              std::max(1.0, std::ceil(along.length() / perimeter * samplesPerLoop)))
-                        : 1;
+    double const share = perimeter > 0.0 ? std::min(along.length() / perimeter, 1.0) : 0.0;
+    int const pieces = static_cast<int>(std::max(1.0, std::ceil(share * samplesPerLoop)));
     EdgeKey key = {};
     std::memcpy(key.data(), &mesh_.getVertices()[start], 3 * sizeof(float));
     std::memcpy(key.data() + 3, &mesh_.getVertices()[end], 3 * sizeof(float));

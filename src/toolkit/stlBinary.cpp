@@ -7,6 +7,7 @@
 #include "toolkit/detail/readLimits.h"
 #include "toolkit/detail/recentring.h"
 #include "toolkit/detail/stlFormat.h"
+#include "toolkit/meshCounts.h"
 #include "toolkit/readMesh.h"
 
 #include "trimora/contract/koUtil/ThreadPool.h"
@@ -131,40 +132,91 @@ inline void BlocksAlg::examine(int triangle, float const* corners, char const* a
     }
 }
 
-/// How many triangles to read. What the head says holds where the file has as many; one that was never filled in, as programs leave it
-/// that cannot go back in their output, is no word.
-///
-/// ending    what is to be told of the place where the triangles end
-std::uint64_t countTriangles(std::uint32_t declared, std::uint64_t size, ReadReport& report,
-                             ReadReport& ending) {
-    std::uint64_t const whole = (size - stlHeaderSize) / stlTriangleSize;
-    std::uint64_t const left = (size - stlHeaderSize) % stlTriangleSize;
-    std::string const told = std::to_string(declared);
-    if (declared == whole && left == 0)
-        return whole;
-    bool const isUnfilled =
-        left == 0 && (declared == 0 || declared == std::numeric_limits<std::uint32_t>::max());
-    std::uint64_t const count = isUnfilled ? whole : std::min<std::uint64_t>(declared, whole);
-    auto const byte = static_cast<std::int64_t>(stlHeaderSize + stlTriangleSize * count);
-    if (isUnfilled)
+/// Whether what follows the triangles that the head tells may be more of them, and not padding: a place, and three corners there.
+bool isTriangleAt(InputFile const& file, std::uint64_t triangle) {
+    std::array<float, 9> corners{};
+    std::uint64_t const begin = stlHeaderSize + stlTriangleSize * triangle + normalSize;
+    return file.fetch(begin, cornersSize, reinterpret_cast<char*>(corners.data())) &&
+           std::all_of(corners.begin(), corners.end(), [](float x) { return std::isfinite(x); }) &&
+           !std::equal(corners.begin(), corners.begin() + 6, corners.begin() + 3);
+}
+
+/// How many triangles to read. What the head says holds where the file ends there; where it goes on for whole triangles these are
+/// read as well, and where the count was never filled in, as programs leave it that cannot go back in their output, all are.
+class TriangleCount {
+public:
+    TriangleCount(InputFile const& file, std::uint32_t declared);
+
+    std::uint64_t toRead() const { return toRead_; }
+    /// What of it is to be told: `ending` of the place where the triangles end.
+    void report(ReadReport& report, ReadReport& ending) const;
+
+private:
+    void reportMissing(ReadReport& report, ReadReport& ending) const;
+    void reportOthers(ReadReport& report) const;
+
+    std::uint64_t const declared_;
+    std::uint64_t const whole_;  // that the file has bytes for
+    std::uint64_t const left_;   // bytes behind them
+    bool const isUnfilled_;
+    std::uint64_t toRead_;
+};
+
+TriangleCount::TriangleCount(InputFile const& file, std::uint32_t declared)
+    : declared_(declared),
+      whole_((file.size() - stlHeaderSize) / stlTriangleSize),
+      left_((file.size() - stlHeaderSize) % stlTriangleSize),
+      isUnfilled_(whole_ > 0 &&
+                  (declared == 0 || declared == std::numeric_limits<std::uint32_t>::max())),
+      toRead_(std::min(declared_, whole_)) {
+    bool const goesOn = left_ == 0 && whole_ > declared_ && isTriangleAt(file, declared_);
+    if (isUnfilled_ || goesOn)
+        toRead_ = whole_;
+}
+
+void TriangleCount::report(ReadReport& report, ReadReport& ending) const {
+    if (isUnfilled_)
         addProblem(report, FacePlaces::Bytes, stlNameSize,
-                   "the head does not tell the count of triangles; all " + std::to_string(whole) +
+                   "the head does not tell the count of triangles; all " + std::to_string(whole_) +
                        " are read");
-    else if (declared > whole)
-        addProblem(ending, FacePlaces::Bytes, byte,
-                   "the file ends after " + std::to_string(whole) + " of " + told + " triangles" +
-                       (left > 0 ? " and within the next one" : ""));
+    else if (declared_ > whole_)
+        reportMissing(report, ending);
     else
-        report.notes.push_back(
-            "goes on for " + std::to_string(size - static_cast<std::uint64_t>(byte)) +
-            " bytes behind the last of its " + told + " triangles; they were not read");
-    if (!isUnfilled && declared > whole)
-        report.cutShort.push_back({"triangles", static_cast<std::int64_t>(whole), declared});
+        reportOthers(report);
+    if (isUnfilled_ && left_ > 0)
+        report.doubts.push_back("does not tell its count of triangles, and ends in " +
+                                std::to_string(left_) +
+                                " bytes that are none: it may have been cut short");
+}
+
+void TriangleCount::reportMissing(ReadReport& report, ReadReport& ending) const {
     constexpr std::uint64_t farOff = 16;
-    if (!isUnfilled && declared / farOff > whole)
+    std::string const told = std::to_string(declared_);
+    addProblem(ending, FacePlaces::Bytes,
+               static_cast<std::int64_t>(stlHeaderSize + stlTriangleSize * whole_),
+               "the file ends after " + std::to_string(whole_) + " of " + told + " triangles" +
+                   (left_ > 0 ? " and within the next one" : ""));
+    report.cutShort.push_back(
+        {"triangles", static_cast<std::int64_t>(whole_), static_cast<std::int64_t>(declared_)});
+    if (declared_ / farOff > whole_)
         report.notes.push_back("has a head that tells of " + told +
                                " triangles, far more than its size does: it may be no STL file");
-    return count;
+}
+
+void TriangleCount::reportOthers(ReadReport& report) const {
+    std::string const told = std::to_string(declared_);
+    std::uint64_t const numBytes = stlTriangleSize * (whole_ - toRead_) + left_;
+    if (toRead_ > declared_) {
+        std::string const text = "tells of " + countInWords(std::int64_t(declared_), "triangle") +
+                                 " in its head and goes on for " +
+                                 std::to_string(toRead_ - declared_) + " more";
+        addProblem(report, FacePlaces::Bytes, stlNameSize, "the file " + text + "; all are read");
+        report.doubts.push_back(text + ", which were read as well");
+    }
+    if (numBytes > 0)
+        report.notes.push_back("goes on for " + std::to_string(numBytes) +
+                               " bytes behind the last of its " + told +
+                               " triangles; they were not read");
 }
 
 /// The text that the head holds, if it is one.
@@ -234,8 +286,9 @@ FileOutcome readBinaryStl(InputFile const& file, CompactMesh& mesh, ReadReport& 
     if (!file.fetch(0, header.size(), header.data()))
         return cannotBeRead(file);
     ReadReport ending;
-    std::uint64_t const count =
-        countTriangles(stlTriangleCount(header.data()), file.size(), report, ending);
+    TriangleCount const triangles(file, stlTriangleCount(header.data()));
+    triangles.report(report, ending);
+    std::uint64_t const count = triangles.toRead();
     if (FileOutcome const fits = checkHeader(file, count, options); !fits)
         return fits;
 

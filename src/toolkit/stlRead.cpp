@@ -186,6 +186,8 @@ bool TextStlReader::read() {
         endFacet();
     } else if (numEnds_ < numSolids_) {
         problem(cursor_.numLines(), "the file ends without endsolid");
+        report_.doubts.push_back(
+            "ends without endsolid: it may have been cut short behind a facet");
     }
     return true;
 }

@@ -11,7 +11,16 @@ namespace trimora {
 
 using koGeom::CompactMesh;
 
-CurvatureOutcome measureCurvature(CompactMesh const& mesh, koGeom::MeshCurvature kind) {
+namespace {
+
+// Of the time.
+constexpr double shareOfNormals = 0.2;
+constexpr double shareOfTables = 0.3;
+
+}  // namespace
+
+CurvatureOutcome measureCurvature(CompactMesh const& mesh, koGeom::MeshCurvature kind,
+                                  koUtil::Progress& progress) {
     CurvatureOutcome outcome;
     if (isRefused(outcome, mesh) || mesh.getNumVertices() == 0)
         return outcome;
@@ -19,6 +28,8 @@ CurvatureOutcome measureCurvature(CompactMesh const& mesh, koGeom::MeshCurvature
         outcome.refusal = "there is no curvature of this number";
         return outcome;
     }
+    if (progress.cancelled())
+        return cancelledOutcome<CurvatureOutcome>();
     CompactMesh copy;
     bool const hasNormals = mesh.getNormals() != nullptr;
     if (!hasNormals) {
@@ -26,10 +37,21 @@ CurvatureOutcome measureCurvature(CompactMesh const& mesh, koGeom::MeshCurvature
         koGeom::meshComputeNormals(copy);
     }
     CompactMesh const& measured = hasNormals ? mesh : copy;
+    progress.set(shareOfNormals);
+    if (progress.cancelled())
+        return cancelledOutcome<CurvatureOutcome>();
     koGeom::SimpleMeshCache cache;
+    auto const adjTris = cache.getAdjTris(measured);
+    auto const adjVertices = cache.getAdjVertices(measured);
+    progress.set(shareOfNormals + shareOfTables);
+    if (progress.cancelled())
+        return cancelledOutcome<CurvatureOutcome>();
     outcome.values.resize(static_cast<std::size_t>(mesh.getNumVertices()));
-    koGeom::meshCurvature(measured, *cache.getAdjTris(measured), *cache.getAdjVertices(measured),
-                          koGeom::AffineMatrixFlt::Identity, kind, outcome.values.data());
+    koGeom::meshCurvature(measured, *adjTris, *adjVertices, koGeom::AffineMatrixFlt::Identity, kind,
+                          outcome.values.data());
+    progress.set(1.0);
+    if (progress.cancelled())
+        return cancelledOutcome<CurvatureOutcome>();
     return outcome;
 }
 

@@ -74,6 +74,11 @@ inline std::vector<pid_t> childrenOf(pid_t parent) {
     return children;
 }
 
+inline bool isGone(pid_t process) {
+    std::string const status = contentOf("/proc/" + std::to_string(process) + "/stat");
+    return status.empty() || status.find(") Z ") != std::string::npos;
+}
+
 inline bool comesTrue(std::function<bool()> const& condition) {
     for (int i = 0; i < 1200; ++i) {
         if (condition())

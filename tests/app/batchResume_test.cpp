@@ -108,6 +108,15 @@ TEST_CASE("anOutputOfOlderContentsIsNamedWhenItStays") {
     CHECK(fs::exists(files / "out/a.obj"));
 }
 
+TEST_CASE("aFolderInThePlaceOfAnOutputIsNoOutputOfEarlier") {
+    Files const files({"a.obj"});
+    fs::create_directories(files / "out/a.obj/full");
+    Run const result = files.batch("list --task weld --out out");
+    CHECK(result.code == 5);
+    CHECK(result.out.find("earlier") == std::string::npos);
+    CHECK(lineOf(files, "a.obj")["staleOutput"].is_null());
+}
+
 TEST_CASE("aHugeFileHoldsUpNothing") {
     Files const files({"a.obj", "b.obj"});
     storeHuge(files / "huge.stl");
@@ -141,6 +150,29 @@ TEST_CASE("aHugeFileHoldsUpNothing") {
     CHECK(interrupted.code == 6);
     CHECK(interrupted.err.find("2 of 3 files are done") != std::string::npos);
     CHECK(numLines(files / "out/results.jsonl") == 2);
+}
+
+TEST_CASE("anOutputThatCannotBeReadInTimeHasNoHash") {
+    Files const files({});
+    store(files / "a.obj", trimora::makeScan(5, 1));
+    writeFile(files / "list", "a.obj\n");
+    std::string const task = "list --task 'smooth --laplacian 100' --out out";
+    Running batch("batch " + task + " --timeout 5", "cd " + files.path() + " && ");
+    std::vector<pid_t> children;
+    REQUIRE(comesTrue([&] { return !(children = childrenOf(batch.id())).empty(); }));
+    // While the batch is held up, its child ends, and the output comes to be a file that takes long to read.
+    batch.signal(SIGSTOP);
+    REQUIRE(comesTrue([&] { return isGone(children.front()); }));
+    REQUIRE(fs::exists(files / "out/a.obj"));
+    fs::resize_file(files / "out/a.obj", std::uintmax_t(1) << 40);
+    batch.signal(SIGCONT);
+    Run const result = batch.wait();
+    CHECK(result.code == 0);
+    CHECK(result.out.find("made anew by the next call") != std::string::npos);
+    CHECK(lineOf(files, "a.obj")["status"] == "done");
+    CHECK(lineOf(files, "a.obj")["outputHash"].is_null());
+    CHECK(files.batch(task).code == 0);
+    CHECK(lineOf(files, "a.obj")["outputHash"].is_string());
 }
 
 TEST_CASE("namesOfAnyBytesAreToldApart") {

@@ -2,6 +2,7 @@
 
 #include "app/batchFiles.h"
 #include "support/captureBinding.h"
+#include "toolkit/pendingOutput.h"
 
 #include <doctest/doctest.h>
 #include <set>
@@ -15,11 +16,6 @@ void storeSlow(std::string const& path) {
     store(path, trimora::makeScan(7, 2));
 }
 constexpr char slowTask[] = " --task 'smooth --laplacian 20000'";
-
-bool isGone(pid_t process) {
-    std::string const status = contentOf("/proc/" + std::to_string(process) + "/stat");
-    return status.empty() || status.find(") Z ") != std::string::npos;
-}
 
 }  // namespace
 
@@ -185,6 +181,81 @@ TEST_CASE("defectsThatAreLeftAreTold") {
     CHECK(results.at("damaged.obj")["exitCode"] == 1);
     CHECK(fs::exists(files / "out/damaged.obj"));
     CHECK(files.batch("list --task check --out out").code == 1);  // all of it earlier
+}
+
+TEST_CASE("whatASoundRunWarnsOfIsTold") {
+    Files const files({"a.obj"});
+    writeFile(files / "cut.off", "OFF\n4 3 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 1 2\n3 0 3 1\n");
+    writeFile(files / "map.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nvt 0 0\nf 1/1 2/1 3/1\n");
+    writeFile(files / "list", "a.obj\ncut.off\nmap.obj\n");
+    std::string const arguments = "list --task measure --out out --extension stl --jobs 1";
+    Run const first = files.batch(arguments);
+    CHECK(first.out.find("trimora: warning: cut.off: is cut short") != std::string::npos);
+    CHECK(first.out.find("stl files do not hold: texture coordinates") != std::string::npos);
+    CHECK(first.out.find("warning: a.obj") == std::string::npos);
+    CHECK(first.out.find("; 2 with warnings\n") != std::string::npos);
+    auto const results = resultsIn(files / "out/results.jsonl");
+    CHECK(results.at("a.obj")["warnings"] == 0);
+    CHECK(results.at("cut.off")["warnings"] == 1);
+    CHECK(results.at("cut.off")["status"] == results.at("a.obj")["status"]);
+    // Those of earlier calls count.
+    CHECK(linesOf(files.batch(arguments + " --json").out).back()["summary"]["withWarnings"] == 2);
+}
+
+TEST_CASE("reportsOfAnyLengthAreOfADoneFile") {
+    Files const files({});
+    std::string triangles;
+    constexpr int count = 1100;
+    for (int i = 0; i < count; ++i) {
+        std::string const x = std::to_string(3 * i);
+        triangles += "v " + x + " 0 0\nv " + x + ".5 0 0\nv " + x + " 1 0\nf -3 -2 -1\n";
+    }
+    writeFile(files / "loose.obj", triangles);
+    writeFile(files / "list", "loose.obj\n");
+    std::string const stage = "fill --holes max-edges:2";
+    CHECK(files.batch("list --task '" + stage + "' --out out").code <= 1);
+    Json const told = resultsIn(files / "out/results.jsonl").at("loose.obj")["run"]["stages"][0];
+    CHECK(told["holes"].size() == 1000);
+    CHECK(told["entriesLeftOut"]["holes"] == count - 1000);
+
+    // So many stages that even this is more than is taken.
+    std::string task = stage;
+    for (int i = 1; i < 95; ++i)
+        task += " | " + stage;
+    Run const cut = files.batch("list --task '" + task + "' --out out2");
+    CHECK(cut.code <= 1);
+    Json const line = resultsIn(files / "out2/results.jsonl").at("loose.obj");
+    CHECK(line["run"].is_null());
+    CHECK(line["stderr"].back().get<std::string>().find("too large") != std::string::npos);
+    CHECK(line["staleOutput"].is_null());
+    CHECK(line["outputHash"].is_string());
+    CHECK(files.batch("list --task '" + task + "' --out out2").out.find("1 of them earlier") !=
+          std::string::npos);
+}
+
+TEST_CASE("whatKilledProcessesLeftBesideOutputsGoes") {
+    Files const files({"a.obj", "sub/b.obj"});
+    pid_t const gone = fork();
+    if (gone == 0)
+        _exit(0);
+    waitpid(gone, nullptr, 0);
+    std::string const own = trimora::newPassingStem();
+    std::string const number = "-" + std::to_string(getpid()) + "-";
+    std::string dead = own;
+    dead.replace(own.find(number), number.size(), "-" + std::to_string(gone) + "-");
+    std::string foreign = dead;
+    foreign.replace(0, std::string(".trimora-").size(), ".trimora-x");
+    for (char const* const folder : {"out/", "out/sub/"}) {
+        fs::create_directories(files / folder);
+        for (std::string const& stem : {own, dead, foreign})
+            writeFile(files / (folder + stem + "0.tmp"), "half");
+    }
+    CHECK(files.batch("list --task weld --out out").code == 0);
+    for (char const* const folder : {"out/", "out/sub/"}) {
+        CHECK(!fs::exists(files / (folder + dead + "0.tmp")));
+        CHECK(fs::exists(files / (folder + own + "0.tmp")));      // this process may still fill it
+        CHECK(fs::exists(files / (folder + foreign + "0.tmp")));  // another machine's
+    }
 }
 
 TEST_CASE("aProcessThatIsKilledIsALineInTheResults") {

@@ -159,7 +159,8 @@ TEST_CASE("whatIsWrongWithAFileIsAWarningOfEveryCommand") {
               "is cut short: it holds 1 of 2 faces; copy it again or write it anew\n"},
              {"a.off", "OFF\n3 1 0\n0 0\n1 0 x\n0 1 0\n3 0 1 2\n",
               "2 vertices lack a coordinate, which is 0 here, or has one that is no number\n"},
-             {"a.stl", "solid\n" + facet, "line 6: the file ends without endsolid\n"},
+             {"a.stl", "solid\n" + facet,
+              "ends without endsolid: it may have been cut short behind a facet\n"},
              {"a.stl", "solid\nx\n" + facet + "y\nendsolid\n",
               "2 problems, the first at line 2: a word that means nothing in this format; line "
               "skipped; `trimora info` lists them\n"},
@@ -179,13 +180,16 @@ TEST_CASE("whatIsWrongWithAFileIsAWarningOfEveryCommand") {
             CHECK(told.err.find(path + ": " + file.words) != std::string::npos);
         CHECK(run("info --quiet " + path).err.empty());
 
-        bool const isCut = told.err.find("cut short") != std::string::npos;
+        bool const isCut = told.err.find("is cut short:") != std::string::npos;
         Run const converted = run("convert " + path + " " + (folder / "out.obj"));
         CHECK(converted.code == 0);
-        CHECK((converted.err.find("cut short") != std::string::npos) == isCut);
+        CHECK((converted.err.find("is cut short:") != std::string::npos) == isCut);
         auto const doctor = run("doctor --json " + path).json();
         CHECK((doctor["findings"].at(0)["kind"] == "cutShort") == isCut);
         CHECK(doctor["read"]["cutShort"].size() == (isCut ? 1 : 0));
+        auto const check = run("check --json " + path);
+        CHECK(check.json()["clean"] == !isCut);
+        CHECK(check.code == (isCut ? 1 : 0));
     }
     writeFile(folder / "a.off", "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n");
     CHECK(run("info - <" + (folder / "a.off")).err.find("warning: standard input: is cut short") !=

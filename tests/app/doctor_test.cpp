@@ -46,8 +46,7 @@ std::string mended(std::string const& remedy, std::string const& input, std::str
     CAPTURE(arguments);
     CAPTURE(mending.err);
     CHECK(mending.code == 0);
-    bool const isSplit = remedy.rfind("trimora split", 0) == 0;
-    return isSplit ? replaced(output, ".obj", "-001.obj") : output;
+    return output;
 }
 
 struct Defect {
@@ -95,6 +94,14 @@ CompactMesh needled() {
     return mesh;
 }
 
+/// A vertex of a ball is drawn out of its other side.
+CompactMesh spiked() {
+    CompactMesh mesh = support::sphere(4);
+    koGeom::MeshVertex& tip = mesh.getVertices()[mesh.getTriangles()[0][0]];
+    tip = {-1.3f * tip.x + 0.01f, -1.3f * tip.y + 0.02f, -1.3f * tip.z + 0.03f};
+    return mesh;
+}
+
 CompactMesh nonfinite() {
     CompactMesh mesh = support::grid(4, 4);
     mesh.getVertices()[12].z = std::numeric_limits<float>::quiet_NaN();
@@ -120,7 +127,7 @@ std::vector<Defect> defects() {
         {"folds", folded()},
         {"holes", holed()},
         {"cracks", joined(grid(8, 8), grid(8, 8), 8.02f)},
-        {"selfIntersections", joined(sphere(3), sphere(3), 0.7f, 0.1f, 0.05f)},
+        {"selfIntersections", spiked()},
         {"dust", joined(sphere(3), placed(triangle(), 0.01f), 3.0f)},
         {"extremeScale", placed(sphere(2), 1e-6f)},
         {"farFromOrigin", placed(sphere(2), 1.0f, 30000.0f)},
@@ -198,7 +205,8 @@ TEST_CASE("everyRemedyOfRealMeshesEndsBetter") {
                 continue;
             std::string const remedy = finding["remedy"];
             CAPTURE(remedy);
-            CHECK(finding["sure"] == true);
+            std::string const advice = finding["advice"];
+            CHECK((finding["sure"] == true || advice.find("That is much") != std::string::npos));
             auto const [place, isNew] = diagnoses.try_emplace(remedy);
             if (isNew) {
                 place->second = doctorOf(mended(remedy, input, folder / "out.obj"));

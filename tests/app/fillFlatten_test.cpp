@@ -217,11 +217,14 @@ TEST_CASE("fillKeepsWhatIsDoneOnlyWhenAsked") {
 
     Run const partial = run(work + " --keep-partial --json");
     CHECK(partial.code == 6);
-    CHECK(partial.err.find("timed out; 6 of 7 chosen holes are filled") != std::string::npos);
     CHECK(partial.json()["timedOut"] == true);
-    CHECK(partial.json()["filled"] == 6);
+    int const numFilled = partial.json()["filled"];  // 6, but on a machine with much other work
+    REQUIRE(numFilled > 0);
+    CHECK(numFilled <= 6);
+    CHECK(partial.err.find("timed out; " + std::to_string(numFilled) +
+                           " of 7 chosen holes are filled") != std::string::npos);
     CHECK(partial.json()["holes"][6]["outcome"] == "cancelled");
-    CHECK(checkOf(out)["boundaries"] == 1);
+    CHECK(checkOf(out)["boundaries"] == 7 - numFilled);
     // With --json an object in any case: of the holes once they are known.
     store(in, support::grid(2399, 1));
     Run const none = run(work + " --keep-partial --json");

@@ -196,6 +196,7 @@ TEST_CASE("faultsOfATaskAreToldBeforeAnythingIsRead") {
         {"'repair | batch'", "is no command for a pipe"},
         {"'repair | fill --no-such'", "stage 2 (fill)"},
         {"'repair other.obj'", "stage 1 (repair)"},
+        {"'weld | repair --no-such 1 x'", "not expected: --no-such 1 x;"},
         {"'weld | reduce'", "stage 2 (reduce): reduce takes exactly one of"},
         {"'weld | reduce --tolerance x'", "stage 2 (reduce)"},
         {"'reduce --fraction= | weld'", "stage 1 (reduce)"},

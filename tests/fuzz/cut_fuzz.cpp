@@ -25,7 +25,8 @@ trimora::SurfaceCurves planeCurves(CompactMesh const& mesh, fuzz::Bytes& bytes, 
     double const x = bytes.index(7) - 3, y = bytes.index(7) - 3, z = bytes.index(7) - 3;
     if (!plane.set({x, y, z, coordinateFrom(bytes)}))
         return {};
-    return trimora::planeSection(mesh, plane, tolerance);
+    koUtil::Progress progress;
+    return trimora::planeSection(mesh, plane, tolerance, progress).curves;
 }
 
 trimora::SurfaceCurves laidCurves(CompactMesh const& mesh, fuzz::Bytes& bytes, double tolerance) {
@@ -57,7 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     if (curves.empty())
         return 0;
     CompactMesh const before = mesh;
-    auto const outcome = trimora::cutMesh(mesh, curves, tolerance);
+    koUtil::Progress progress;
+    auto const outcome = trimora::cutMesh(mesh, curves, tolerance, progress);
     fuzz::requireRefusedOrValid(before, mesh, outcome.refusal);
     if (isHard)
         return 0;

@@ -32,9 +32,9 @@ void fillByToolkit(CompactMesh& mesh, koGeom::HoleQuality quality, bool isHard) 
     trimora::FillOptions options;
     options.quality = quality;
     options.maxTriangles = 3000;
-    auto const holes = trimora::findHoles(mesh);
-    auto const chosen = trimora::chooseHoles(holes, {trimora::HoleChoice::Kind::All, {}, 0.0});
     koUtil::Progress progress;
+    auto const holes = trimora::findHoles(mesh, progress).holes;
+    auto const chosen = trimora::chooseHoles(holes, {trimora::HoleChoice::Kind::All, {}, 0.0});
     auto const outcome = trimora::fillHoles(mesh, holes, chosen, options, progress);
     fuzz::requireValid(mesh);
     int triangles = 0;

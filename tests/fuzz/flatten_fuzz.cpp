@@ -52,8 +52,9 @@ void flattenByToolkit(CompactMesh& mesh, trimora::FlattenOptions const& options)
     for (koGeom::MeshUV const& uv : outcome.corners)
         requireInSquare(uv);
     for (trimora::MapDistortion const& chart :
-         trimora::measureMaps(mesh, trimora::cornersOf(mesh), outcome.chartOf,
-                              static_cast<int>(outcome.charts.size())))
+         trimora::measureMaps(mesh, trimora::cornersOf(mesh).corners, outcome.chartOf,
+                              static_cast<int>(outcome.charts.size()))
+             .ofGroups)
         fuzz::require(std::isfinite(chart.mean) &&
                           (chart.measuredTriangles == 0 || chart.largest >= 1.0),
                       "a distortion that is none");

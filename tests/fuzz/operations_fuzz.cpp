@@ -64,13 +64,14 @@ void extrude(CompactMesh& mesh, fuzz::Bytes& bytes) {
     if (bytes.index(2) != 0)
         options.direction = koLinear::Vector(bytes.index(3) - 1, bytes.index(3) - 1, 1);
     auto const outcome =
-        trimora::extrudeMesh(mesh, selectionFrom(bytes, mesh.getNumTriangles()), options);
+        trimora::extrudeMesh(mesh, selectionFrom(bytes, mesh.getNumTriangles()), options, nobody);
     fuzz::requireRefusedOrValid(before, mesh, outcome.refusal);
 }
 
 void subdivide(CompactMesh& mesh, fuzz::Bytes& bytes) {
-    CompactMesh const quads = trimora::subdivideMesh(mesh, {}, 1 + bytes.index(2));
-    fuzz::requireValid(quads);
+    auto const outcome = trimora::subdivideMesh(mesh, {}, 1 + bytes.index(2), nobody);
+    fuzz::require(outcome.refusal.empty(), "a mesh was not subdivided");
+    fuzz::requireValid(outcome.mesh);
 }
 
 void split(CompactMesh& mesh, fuzz::Bytes& bytes) {
@@ -95,7 +96,7 @@ void strips(CompactMesh& mesh, fuzz::Bytes& bytes, bool isHard) {
     if (bytes.index(2) != 0)
         options.cacheSize = bytes.index(24);
     CompactMesh result;
-    auto const outcome = trimora::makeStrips(mesh, options, result);
+    auto const outcome = trimora::makeStrips(mesh, options, result, nobody);
     fuzz::requireValid(result);
     std::string const fault = support::faultOf(result);
     fuzz::require(fault.empty(), fault.c_str());
@@ -121,7 +122,7 @@ void look(CompactMesh& mesh, fuzz::Bytes& bytes) {
     trimora::SilhouetteView view;
     view.isDirection = bytes.index(2) != 0;
     view.place = {bytes.index(9) - 2.0, bytes.index(9) - 2.0, bytes.index(9) - 2.0};
-    auto const outcome = trimora::silhouetteCurves(mesh, view);
+    auto const outcome = trimora::silhouetteCurves(mesh, view, nobody);
     fuzz::require(outcome.refusal.empty() || outcome.curves.empty(), "curves of a refusal");
     for (trimora::Polyline const& curve : outcome.curves)
         for (koLinear::Point const& p : curve)
@@ -132,7 +133,7 @@ void look(CompactMesh& mesh, fuzz::Bytes& bytes) {
 void sampleBorders(CompactMesh& mesh, fuzz::Bytes& bytes) {
     trimora::CollarOptions options;
     options.samples = bytes.index(30);
-    for (trimora::MeshHole const& hole : trimora::findHoles(mesh)) {
+    for (trimora::MeshHole const& hole : trimora::findHoles(mesh, nobody).holes) {
         auto const outcome = trimora::sampleCollar(mesh, hole, options);
         fuzz::require(!outcome.refusal.empty() || options.samples == 0 ||
                           outcome.samples.size() == static_cast<std::size_t>(options.samples),

@@ -14,9 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     options.distance = distances[flags & 3];
     CompactMesh mesh = fuzz::latticeMesh(bytes, (flags & 4) != 0);
     CompactMesh const before = mesh;
-    auto const holes = trimora::findHoles(mesh);
-    auto const chosen = trimora::chooseHoles(holes, {trimora::HoleChoice::Kind::All, {}, 0.0});
     koUtil::Progress progress;
+    auto const holes = trimora::findHoles(mesh, progress).holes;
+    auto const chosen = trimora::chooseHoles(holes, {trimora::HoleChoice::Kind::All, {}, 0.0});
     auto const outcome = trimora::stitchMesh(mesh, holes, chosen, options, progress);
     fuzz::requireValid(mesh);
     if (!outcome.refusal.empty()) {

@@ -89,7 +89,7 @@ std::string fillWith(State& state, koGeom::HoleQuality quality) {
     trimora::FillOptions options;
     options.quality = quality;
     options.maxTriangles = 200'000;
-    auto const holes = trimora::findHoles(state.mesh);
+    auto const holes = trimora::findHoles(state.mesh, state.progress).holes;
     auto const chosen = trimora::chooseHoles(holes, {HoleChoice::Kind::All, {}, 0.0});
     int const numOpen = support::numBorderEdges(state.mesh);
     auto const outcome = trimora::fillHoles(state.mesh, holes, chosen, options, state.progress);
@@ -173,7 +173,10 @@ std::string subdivide(State& state) {
         return "too large to grow";
     if (trimora::numNonfiniteVertices(state.mesh) > 0)
         return "vertices that are NaN or infinite would make further ones";
-    CompactMesh quads = trimora::subdivideMesh(state.mesh, {}, 1);
+    auto outcome = trimora::subdivideMesh(state.mesh, {}, 1, state.progress);
+    if (!outcome.refusal.empty())
+        return outcome.refusal;
+    CompactMesh& quads = outcome.mesh;
     require(quads.getNumPolys() == 3 * numTriangles, "another number of quads than three each");
     CompactMesh const result = [&quads] {
         std::vector<int> triangles;
@@ -190,7 +193,8 @@ std::string subdivide(State& state) {
 }
 
 /// A plane aslant through the middle of the finite vertices' mean.
-trimora::SurfaceCurves sectionOf(CompactMesh const& mesh, double tolerance) {
+trimora::SurfaceCurves sectionOf(State& state, double tolerance) {
+    CompactMesh const& mesh = state.mesh;
     koLinear::Vector sum(0, 0, 0);
     int count = 0;
     for (int v = 0; v < mesh.getNumVertices(); ++v) {
@@ -204,20 +208,22 @@ trimora::SurfaceCurves sectionOf(CompactMesh const& mesh, double tolerance) {
     trimora::SectionPlane plane;
     if (count == 0 || !plane.set({normal.x, normal.y, normal.z, -dot(normal, (1.0 / count) * sum)}))
         return {};
-    return trimora::planeSection(mesh, plane, tolerance);
+    auto section = trimora::planeSection(mesh, plane, tolerance, state.progress);
+    require(section.refusal.empty(), "no section: " + section.refusal);
+    return std::move(section.curves);
 }
 
 std::string section(State& state) {
-    return sectionOf(state.mesh, trimora::cutTolerance(state.mesh)).empty() ? "no section" : "";
+    return sectionOf(state, trimora::cutTolerance(state.mesh)).empty() ? "no section" : "";
 }
 
 std::string cut(State& state) {
     double const tolerance = trimora::cutTolerance(state.mesh);
-    auto const curves = sectionOf(state.mesh, tolerance);
+    auto const curves = sectionOf(state, tolerance);
     if (curves.empty())
         return "no section";
     double const before = support::area(state.mesh);
-    auto const outcome = trimora::cutMesh(state.mesh, curves, tolerance);
+    auto const outcome = trimora::cutMesh(state.mesh, curves, tolerance, state.progress);
     double const after = support::area(state.mesh);
     auto const differ = [](double a, double b, double by) { return std::abs(a - b) > by * a; };
     if (outcome.refusal.empty() && outcome.removedVertices == 0 && outcome.closedFolds == 0)
@@ -230,7 +236,7 @@ std::string cut(State& state) {
 }
 
 std::string stitch(State& state) {
-    auto const holes = trimora::findHoles(state.mesh);
+    auto const holes = trimora::findHoles(state.mesh, state.progress).holes;
     auto const chosen = trimora::chooseHoles(holes, {HoleChoice::Kind::All, {}, 0.0});
     trimora::StitchOptions options;
     auto const suggestion = trimora::suggestStitchDistance(state.mesh, holes, chosen);
@@ -262,7 +268,7 @@ std::string extrude(State& state) {
         selection.setBit(t);
     trimora::ExtrudeOptions options;
     options.distance = 0.05 * trimora::diagonalOf(mesh);
-    return trimora::extrudeMesh(state.mesh, selection, options).refusal;
+    return trimora::extrudeMesh(state.mesh, selection, options, state.progress).refusal;
 }
 
 std::string flatten(State& state) {
@@ -318,7 +324,7 @@ std::string strips(State& state) {
     trimora::StripOptions options;
     options.maxLength = 1000;
     CompactMesh result;
-    auto const outcome = trimora::makeStrips(state.mesh, options, result);
+    auto const outcome = trimora::makeStrips(state.mesh, options, result, state.progress);
     if (!outcome.refusal.empty())
         return outcome.refusal;
     require(result.getNumTriangles() == state.mesh.getNumTriangles(), "strips lost triangles");
@@ -364,7 +370,7 @@ std::string silhouette(State& state) {
     trimora::SilhouetteView view;
     view.isDirection = true;
     view.place = {0.3, 0.5, 0.8};
-    return trimora::silhouetteCurves(state.mesh, view).refusal;
+    return trimora::silhouetteCurves(state.mesh, view, state.progress).refusal;
 }
 
 std::string render(State& state) {
@@ -401,12 +407,11 @@ std::string diagnose(State& state) {
 }
 
 std::string verify(State& state) {
-    trimora::verifyMesh(state.mesh, {});
-    return {};
+    return trimora::verifyMesh(state.mesh, {}, state.progress).refusal;
 }
 
 std::string collar(State& state) {
-    auto holes = trimora::findHoles(state.mesh);
+    auto holes = trimora::findHoles(state.mesh, state.progress).holes;
     holes.resize(std::min(holes.size(), std::size_t(20)));  // each is sampled by itself
     for (trimora::MeshHole const& hole : holes) {
         trimora::CollarOptions options;

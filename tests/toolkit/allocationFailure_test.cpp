@@ -24,6 +24,7 @@
 #include "toolkit/vertexValues.h"
 #include "toolkit/writeMesh.h"
 #include "toolkit/writeText.h"
+#include "unwatched.h"
 
 #include "trimora/contract/koGeom/TopoMesh.h"
 
@@ -92,7 +93,7 @@ std::vector<coreCalls::MeshCall> const furtherCalls = {
      }},
     {"plans", coreCalls::twoStrips,
      [](CompactMesh& m) {
-         auto const holes = trimora::findHoles(m);
+         auto const holes = unwatched::findHoles(m);
          trimora::planFilling(m, holes, allOf(holes), {});
          trimora::planStitching(m, holes, allOf(holes), 0.1);
          trimora::suggestStitchDistance(m, holes, allOf(holes));
@@ -108,7 +109,7 @@ std::vector<coreCalls::MeshCall> const furtherCalls = {
      }},
     {"maps", mapped,
      [](CompactMesh& m) {
-         trimora::CornerUVs const corners = trimora::cornersOf(m);
+         trimora::CornerUVs const corners = trimora::cornersOf(m).corners;
          trimora::measureMap(m, corners);
          trimora::measureMaps(
              m, corners, std::vector<int>(static_cast<std::size_t>(m.getNumTriangles()), 0), 1);

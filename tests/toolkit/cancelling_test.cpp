@@ -220,6 +220,38 @@ TEST_CASE("everyOperationCanBeCancelledAtEveryQuestion") {
         cancelEverywhere(tally, operation, operation.sample(), mostFor(operation));
 }
 
+TEST_CASE("operationsAskBetweenTheirSteps") {
+    struct Row {
+        char const* name;
+        std::int64_t fewestQuestions;
+    };
+    constexpr Row rows[] = {{"weld", 2},       {"cut", 5},
+                            {"extrude", 7},    {"curvature", 4},
+                            {"find holes", 3}, {"plane section", 4},
+                            {"silhouette", 4}, {"merge", 3},
+                            {"strips", 6},     {"strips for a cache", 6},
+                            {"subdivide", 6},  {"verify", 6}};
+    OneThread const oneThread;
+    exhaustion::Tally tally("operations", "questions");
+    for (Row const& row : rows) {
+        CAPTURE(row.name);
+        auto const operation =
+            std::find_if(operations::all().begin(), operations::all().end(),
+                         [&row](Operation const& each) { return each.name == row.name; });
+        REQUIRE(operation != operations::all().end());
+        CompactMesh const sample = operation->sample();
+        operations::Run const run = operation->prepare(sample);
+        std::int64_t const numQuestions =
+            atEveryQuestion(tally, [&](Progress& progress, IsCancelled const& isCancelled) {
+                CompactMesh mesh(sample);
+                operations::Result const result = operations::outcomeOf(run, mesh, progress);
+                CHECK(result.cancelled == isCancelled());
+                CHECK(result.refusal.empty());
+            });
+        CHECK(numQuestions >= row.fewestQuestions);
+    }
+}
+
 // On some hundred triangles most loops end before they ask.
 TEST_CASE("operationsOnLargerMeshesCanBeCancelled") {
     OneThread const oneThread;

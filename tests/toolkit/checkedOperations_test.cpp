@@ -7,15 +7,19 @@
 #include "support/sanitizers.h"
 #include "toolkit/collarSampling.h"
 #include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/flatPicture.h"
 #include "toolkit/mapDistortion.h"
+#include "toolkit/meshDistance.h"
 #include "toolkit/meshHoleFilling.h"
 #include "toolkit/meshInvariants.h"
 #include "toolkit/meshMerging.h"
 #include "toolkit/meshOffsetting.h"
 #include "toolkit/meshReduction.h"
 #include "toolkit/vertexCurvature.h"
+#include "unwatched.h"
 
 #include <climits>
+#include <cmath>
 #include <doctest/doctest.h>
 #include <functional>
 #include <limits>
@@ -32,29 +36,32 @@ namespace {
 struct Break {
     std::string words;  // that the refusal begins with
     std::function<void(CompactMesh&)> apply;
+    bool hasPlace = false;  // a corner beside the bad one is there, and finite
 };
 
 std::vector<Break> const breaks = {
     {"triangle 3 names vertex -1, and the vertices",
-     [](CompactMesh& m) { m.getTriangles()[3][2] = -1; }},
-    {"triangle 0 names vertex",
-     [](CompactMesh& m) { m.getTriangles()[0][0] = m.getNumVertices(); }},
-    {"triangle 2 names vertex 2147483647",
-     [](CompactMesh& m) { m.getTriangles()[2][1] = INT_MAX; }},
+     [](CompactMesh& m) { m.getTriangles()[3][2] = -1; }, true},
+    {"triangle 0 names vertex", [](CompactMesh& m) { m.getTriangles()[0][0] = m.getNumVertices(); },
+     true},
+    {"triangle 2 names vertex 2147483647", [](CompactMesh& m) { m.getTriangles()[2][1] = INT_MAX; },
+     true},
     {"triangle 2 names vertex -2147483648",
-     [](CompactMesh& m) { m.getTriangles()[2][1] = INT_MIN; }},
+     [](CompactMesh& m) { m.getTriangles()[2][1] = INT_MIN; }, true},
     {"triangle 0 names vertex", [](CompactMesh& m) { m.resizeVertexArray(0); }},
     {"line 0 names vertex -7",
      [](CompactMesh& m) {
          m.resizeLineArray(1);
          m.getLines()[0][1] = -7;
-     }},
+     },
+     true},
     {"polygon 0 names vertex -2",
      [](CompactMesh& m) {
          m.polys.resize(3, 1);
          m.polys.lengths[0] = 3;
          m.polys.points[1] = -2;
-     }},
+     },
+     true},
     {"the lengths of each triangle strip add up to 0",
      [](CompactMesh& m) { m.resizeTriStripArrays(4, 0); }},
     {"the selection of triangles says",
@@ -72,6 +79,15 @@ std::vector<Break> const breaks = {
 /// Bytes of everything, also of what is no mesh: what the digests of stateOf see.
 bool isUntouched(MeshState const& before, CompactMesh const& mesh) {
     return before.isSameAs(stateOf(mesh, InvariantDepth::Arrays));
+}
+
+/// Small questions, whose answers have no room for a refusal.
+bool isSmallQuestion(Operation const& operation) {
+    for (char const* const name :
+         {"count", "find parts", "propose a distance", "paint curvature", "paint components"})
+        if (operation.name == name)
+            return true;
+    return false;
 }
 
 struct SmallOutcome {
@@ -96,6 +112,10 @@ TEST_CASE("everyOperationRefusesAMeshThatIsNone") {
             koUtil::Progress progress;
             operations::Result const result = operations::outcomeOf(run, mesh, progress);
             CHECK_MESSAGE(result.refusal.rfind(each.words, 0) == 0, result.refusal);
+            CHECK(result.isThrown == isSmallQuestion(operation));
+            CHECK(!result.cancelled);
+            if (result.tellsPlaces)
+                CHECK(result.place.has_value() == each.hasPlace);
             CHECK(isUntouched(before, mesh));
             CHECK(notices.total() == 0);
         }
@@ -249,7 +269,7 @@ TEST_CASE("anEditThatThrowsLeavesTheMesh") {
 
 TEST_CASE("refusesArgumentsThatAreNone") {
     CompactMesh const open = support::holed(support::sphere(1), 0.9, 4);
-    std::vector<trimora::MeshHole> const holes = trimora::findHoles(open);
+    std::vector<trimora::MeshHole> const holes = unwatched::findHoles(open);
     REQUIRE(!holes.empty());
     koUtil::Progress progress;
     CompactMesh mesh(open);
@@ -268,8 +288,9 @@ TEST_CASE("refusesArgumentsThatAreNone") {
     CHECK(trimora::sampleCollar(mesh, holes[0], collar).refusal ==
           "the number of samples is below 0, or above 10000000");
 
-    CHECK(trimora::measureCurvature(mesh, static_cast<koGeom::MeshCurvature>(99)).refusal ==
-          "there is no curvature of this number");
+    CHECK(
+        trimora::measureCurvature(mesh, static_cast<koGeom::MeshCurvature>(99), progress).refusal ==
+        "there is no curvature of this number");
 
     trimora::OffsetOptions offset;
     offset.distance = std::numeric_limits<double>::quiet_NaN();
@@ -282,11 +303,77 @@ TEST_CASE("refusesArgumentsThatAreNone") {
               "the tolerance is below 0, or no finite number");
 
     trimora::CornerUVs const corners(3 * static_cast<std::size_t>(mesh.getNumTriangles()));
-    CHECK_THROWS_AS(trimora::mapOfTriangle(mesh, corners, -1), std::invalid_argument);
-    CHECK_THROWS_AS(trimora::mapOfTriangle(mesh, corners, mesh.getNumTriangles()),
-                    std::invalid_argument);
-    CHECK_THROWS_AS(trimora::mapOfTriangle(mesh, {}, 0), std::invalid_argument);
+    CHECK(trimora::mapOfTriangle(mesh, corners, 0).area > 0.0);
+    CHECK(trimora::mapOfTriangle(mesh, corners, -1).area == 0.0);
+    CHECK(trimora::mapOfTriangle(mesh, corners, mesh.getNumTriangles()).area == 0.0);
+    CHECK(trimora::mapOfTriangle(mesh, {}, 0).area == 0.0);
+    char const* const otherCorners = "texture coordinates of another number of corners";
+    CHECK(trimora::measureMap(mesh, {}).refusal == otherCorners);
+    CHECK(trimora::drawFlatMap(mesh, {}).refusal == otherCorners);
+    CHECK(trimora::drawFlatMap(mesh, {}).svg.empty());
+    CHECK(trimora::cornersOf(mesh).refusal == "the mesh has no texture coordinates");
+    auto const numTriangles = static_cast<std::size_t>(mesh.getNumTriangles());
+    for (auto const& [groups, numGroups] : {std::pair(std::vector<int>(numTriangles, 1), 1),
+                                            {std::vector<int>(numTriangles, -1), 1},
+                                            {std::vector<int>(numTriangles - 1, 0), 1},
+                                            {std::vector<int>(), 0}})
+        CHECK(trimora::measureMaps(mesh, corners, groups, numGroups).refusal ==
+              "groups that are not those of the triangles");
+    CHECK(!trimora::measureMaps(CompactMesh(), {}, {}, -1).refusal.empty());
+
+    trimora::SectionPlane plane;
+    for (double const tolerance : {-1.0, double(INFINITY), double(NAN)})
+        CHECK(trimora::planeSection(mesh, plane, tolerance, progress).refusal ==
+              "the tolerance has to be a length, not below 0");
+    for (double const bad : {0.0, double(NAN), double(INFINITY)}) {
+        plane.coefficients = {0.0, 0.0, bad, 1.0};
+        CHECK(trimora::planeSection(mesh, plane, 0.0, progress).refusal ==
+              "the plane has no normal, or numbers that are NaN or infinite");
+    }
     CHECK(isUntouched(stateOf(open, InvariantDepth::Arrays), mesh));
+}
+
+//   2-----3
+//   | \ 1 |      the fan of the square from vertex 0 is 0 1 3 and 0 3 2; these two are none
+//   | 0 \ |
+//   0-----1
+TEST_CASE("facesThatAreNoneAreRefused") {
+    CompactMesh const square =
+        support::meshOf({0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0}, {0, 1, 2, 1, 3, 2});
+    koUtil::Progress progress;
+    auto const subdivided = trimora::subdivideMesh(square, {0, 0}, 1, progress);
+    CHECK(subdivided.refusal.rfind("triangle 1 does not go on with the fan of its face", 0) == 0);
+    CHECK(subdivided.problemPoint == std::array<double, 3>{1.0, 0.0, 0.0});
+    CHECK(subdivided.mesh.getNumPolys() == 0);
+    auto const verified = trimora::verifyMesh(square, {0, 0}, progress);
+    CHECK(verified.refusal == subdivided.refusal);
+    CHECK(!verified.passed);
+    CHECK(verified.problemPoint == subdivided.problemPoint);
+    for (std::vector<int> const& faces : {std::vector<int>{0}, {0, 1, 2}}) {
+        CHECK(trimora::subdivideMesh(square, faces, 1, progress).refusal ==
+              "the faces of another number of triangles");
+        CHECK(trimora::verifyMesh(square, faces, progress).refusal ==
+              "the faces of another number of triangles");
+    }
+    for (int const levels : {0, -1, INT_MIN, 15, INT_MAX})
+        CHECK(trimora::subdivideMesh(square, {}, levels, progress)
+                  .refusal.rfind("levels of subdivision have to be 1 or more", 0) == 0);
+    // Faces have any numbers.
+    CHECK(trimora::subdivideMesh(square, {-1, -2}, 1, progress).mesh.getNumPolys() == 6);
+}
+
+TEST_CASE("ofTwoMeshesTheRefusedOneIsTold") {
+    CompactMesh const sound = support::cube();
+    CompactMesh broken = support::cube();
+    broken.getTriangles()[4][1] = 8;
+    koUtil::Progress progress;
+    CHECK(trimora::measureDistance(sound, broken, progress).mesh == 1);
+    CHECK(trimora::measureDistance(broken, sound, progress).mesh == 0);
+    ko::list<koGeom::MeshPlacement> placed;
+    placed.push_back({koGeom::AffineMatrixFlt::Identity, &sound});
+    placed.push_back({koGeom::AffineMatrixFlt::Identity, &broken});
+    CompactMesh result;
+    CHECK(trimora::mergeMeshes(placed, 0.0, result, progress).mesh == 1);
 }
 
 // A reducer that finds nothing to remove leaves its selections empty, but of another size: that is no change.

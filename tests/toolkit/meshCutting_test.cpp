@@ -13,6 +13,7 @@
 #include "toolkit/meshVerification.h"
 #include "toolkit/readMesh.h"
 #include "toolkit/surfaceCurve.h"
+#include "unwatched.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 
@@ -33,7 +34,7 @@ CutOutcome cutByPlane(CompactMesh& mesh, std::array<double, 4> const& numbers) {
     trimora::SectionPlane plane;
     REQUIRE(plane.set(numbers));
     double const tolerance = trimora::cutTolerance(mesh);
-    return trimora::cutMesh(mesh, trimora::planeSection(mesh, plane, tolerance), tolerance);
+    return unwatched::cutMesh(mesh, unwatched::planeSection(mesh, plane, tolerance), tolerance);
 }
 
 CutOutcome cutByCurves(CompactMesh& mesh, std::vector<Polyline> const& polylines) {
@@ -43,12 +44,12 @@ CutOutcome cutByCurves(CompactMesh& mesh, std::vector<Polyline> const& polylines
     trimora::LaidCurves const laid =
         trimora::laySurfaceCurves(mesh, cache, polylines, tolerance, progress);
     REQUIRE(laid.refusal.empty());
-    return trimora::cutMesh(mesh, laid.curves, tolerance);
+    return unwatched::cutMesh(mesh, laid.curves, tolerance);
 }
 
 void checkSound(CompactMesh const& mesh) {
     CHECK(support::faultOf(mesh).empty());
-    trimora::VerifyOutcome const verified = trimora::verifyMesh(mesh, {});
+    trimora::VerifyOutcome const verified = unwatched::verifyMesh(mesh, {});
     for (auto const& check : verified.checks) {
         CAPTURE(check.name);
         CHECK(check.passed);
@@ -160,7 +161,7 @@ TEST_CASE("refusalsChangeNothingAndSayWhatToDo") {
         {{{-1, 1.3, 0}, {5, 1.3, 0}}, {{1.6, -1, 0}, {1.6, 5, 0}}, {{0.55, 0, 0}, {4, 3.45, 0}}});
     CHECK(three.refusal.find("three curves cross") != std::string::npos);
 
-    CHECK(trimora::cutMesh(sheet, {}, 1e-6).refusal.find("no curve") != std::string::npos);
+    CHECK(unwatched::cutMesh(sheet, {}, 1e-6).refusal.find("no curve") != std::string::npos);
     CHECK(counter.total() == 0);
     CHECK(support::coordinatesOf(sheet) == untouched);
     CHECK(sheet.getSelectedTriangles().count == 0);
@@ -209,7 +210,7 @@ TEST_CASE("tooManyPointsInOneTriangleAreRefused") {
     trimora::SurfaceCurves curves(1);
     for (int i = 0; i <= trimora::maxPolygonCorners; ++i)
         curves[0].push_back({0, 0.5, 0.25, 0.25});
-    CutOutcome const outcome = trimora::cutMesh(sheet, curves, 1e-6);
+    CutOutcome const outcome = unwatched::cutMesh(sheet, curves, 1e-6);
     CHECK(outcome.refusal.find("5001 points in one triangle, 4997 at most") != std::string::npos);
 }
 
@@ -218,7 +219,7 @@ TEST_CASE("brokenSurfacesAreRefusedOnlyNearTheCut") {
     REQUIRE(cutByPlane(mesh, {1.0, 0.0, 0.0, -5.5}).refusal.empty());
     CompactMesh fin = support::threeOnAnEdge();
     CutOutcome const outcome =
-        trimora::cutMesh(fin, {{{0, 0.0, 0.5, 0.5}, {0, 0.5, 0.5, 0.0}}}, 1e-6);
+        unwatched::cutMesh(fin, {{{0, 0.0, 0.5, 0.5}, {0, 0.5, 0.5, 0.0}}}, 1e-6);
     CHECK(outcome.refusal.find("more than two triangles meet") == 0);
     CHECK(outcome.refusal.find("repair the mesh first") != std::string::npos);
     CompactMesh const turned = support::flipped(support::grid(6, 6), 0.5, 3);
@@ -300,7 +301,7 @@ TEST_CASE("cutsDoNotDependOnTheSizeOfTheMesh") {
 TEST_CASE("faultsOfTheSurfaceHaveTheirPlace") {
     CompactMesh fin = support::threeOnAnEdge();
     CutOutcome const outcome =
-        trimora::cutMesh(fin, {{{0, 0.0, 0.5, 0.5}, {0, 0.5, 0.5, 0.0}}}, 1e-6);
+        unwatched::cutMesh(fin, {{{0, 0.0, 0.5, 0.5}, {0, 0.5, 0.5, 0.0}}}, 1e-6);
     CHECK(outcome.problemPoint.has_value());
     CHECK(outcome.refusal.find("(1 such edge)") != std::string::npos);
     CompactMesh mixed = support::flipped(support::grid(6, 6), 0.5, 3);

@@ -83,6 +83,18 @@ TEST_CASE("theReadersReportIsToldFirst") {
     CHECK(faces.count == 3);
     CHECK(faces.meaning.find("2 with fewer than three corners") != std::string::npos);
     CHECK(faces.meaning.find("line 7: a corner names vertex 9 of 8") != std::string::npos);
+
+    trimora::ReadReport other;
+    other.cutShort = {{"faces", 1, 3, 233}};
+    other.doubts = {"ends without endsolid", "has a second list of faces"};
+    Diagnosis const doubted = diagnosed(support::cube(), {}, other);
+    CHECK(faultsIn(doubted) == Kinds({"cutShort", "doubtfulFile"}));
+    CHECK(findingOf(doubted, "cutShort").title ==
+          "The file makes no sense from byte 233 on: 1 of 3 faces");
+    CHECK(findingOf(doubted, "cutShort").advice.find("badly written") != std::string::npos);
+    CHECK(findingOf(doubted, "doubtfulFile").severity == Severity::Moderate);
+    CHECK(findingOf(doubted, "doubtfulFile")
+              .meaning.find("The file ends without endsolid. It has a second list of faces.") == 0);
 }
 
 TEST_CASE("trianglesThatAreNotFiniteAreFound") {
@@ -153,7 +165,7 @@ TEST_CASE("unusedVerticesAreFound") {
     CHECK(finding.count == 2);
     CHECK(finding.places[0].vertices == Ids({8}));
     CHECK(finding.meaning.find("1 are NaN") != std::string::npos);
-    CHECK(finding.remedy == "trimora split IN OUT --vertices 14");
+    CHECK(finding.remedy == "trimora repair IN OUT --drop-unused");
 }
 
 TEST_CASE("badTrianglesAreToldOnceAndTakenOutOfTheWay") {
@@ -279,7 +291,7 @@ TEST_CASE("dustIsSmallBesideTheWhole") {
     Finding const finding = findingOf(diagnosis, "dust");
     CHECK(finding.count == 1);
     CHECK(finding.places[0].triangles == Ids({512}));
-    CHECK(finding.remedy == "trimora split IN OUT --components");
+    CHECK(finding.remedy == "trimora repair IN OUT --dust 0.0001");
 }
 
 TEST_CASE("scaleIsToldWhereItHurts") {

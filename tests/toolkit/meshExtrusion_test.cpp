@@ -9,6 +9,7 @@
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshExtrusion.h"
 #include "toolkit/meshVerification.h"
+#include "unwatched.h"
 
 #include <doctest/doctest.h>
 
@@ -56,7 +57,7 @@ TEST_CASE("aSheetBecomesABox") {
     for (double const distance : {0.5, -0.5}) {
         CAPTURE(distance);
         CompactMesh mesh = support::grid(3, 2);
-        ExtrudeOutcome const outcome = trimora::extrudeMesh(mesh, allOf(mesh), {distance, {}});
+        ExtrudeOutcome const outcome = unwatched::extrudeMesh(mesh, allOf(mesh), {distance, {}});
         REQUIRE(outcome.refusal.empty());
         CHECK(outcome.regions == 1);
         CHECK(outcome.freeRegions == 1);
@@ -66,13 +67,13 @@ TEST_CASE("aSheetBecomesABox") {
         trimora::CheckResult const result = checked(mesh);
         CHECK(result.clean);
         CHECK(result.closed);
-        CHECK(trimora::verifyMesh(mesh, {}).passed);
+        CHECK(unwatched::verifyMesh(mesh, {}).passed);
     }
 }
 
 TEST_CASE("aSheetWithAHoleBecomesAFrame") {
     CompactMesh mesh = frame();
-    ExtrudeOutcome const outcome = trimora::extrudeMesh(mesh, allOf(mesh), {2.0, {}});
+    ExtrudeOutcome const outcome = unwatched::extrudeMesh(mesh, allOf(mesh), {2.0, {}});
     REQUIRE(outcome.refusal.empty());
     CHECK(outcome.walls == 24);
     CHECK(support::volume(mesh) == doctest::Approx(48.0));
@@ -84,7 +85,7 @@ TEST_CASE("aSheetWithAHoleBecomesAFrame") {
 
 TEST_CASE("aPatchWithinASurfaceIsReplaced") {
     CompactMesh mesh = support::grid(5, 5);
-    ExtrudeOutcome const outcome = trimora::extrudeMesh(mesh, bitsOf(50, {24, 25}), {1.0, {}});
+    ExtrudeOutcome const outcome = unwatched::extrudeMesh(mesh, bitsOf(50, {24, 25}), {1.0, {}});
     REQUIRE(outcome.refusal.empty());
     CHECK(outcome.freeRegions == 0);
     CHECK(outcome.walls == 4);
@@ -104,7 +105,7 @@ TEST_CASE("innerVerticesOfAReplacedPatchGo") {
         if (mesh.getVertices()[mesh.getTriangles()[t][0]].z > 0.7f)
             cap.setBit(t);
     }
-    ExtrudeOutcome const outcome = trimora::extrudeMesh(mesh, cap, {0.5, Vector(0, 0, 3)});
+    ExtrudeOutcome const outcome = unwatched::extrudeMesh(mesh, cap, {0.5, Vector(0, 0, 3)});
     REQUIRE(outcome.refusal.empty());
     trimora::CheckResult const result = checked(mesh);
     CHECK(result.closed);
@@ -129,7 +130,7 @@ TEST_CASE("aRingBesideTheBorderIsReplacedToo") {
         if (centre.x > 1 && centre.x < 4 && centre.y > 1 && centre.y < 4)
             ring.setBit(t);
     }
-    ExtrudeOutcome const outcome = trimora::extrudeMesh(mesh, ring, {1.0, {}});
+    ExtrudeOutcome const outcome = unwatched::extrudeMesh(mesh, ring, {1.0, {}});
     REQUIRE(outcome.refusal.empty());
     CHECK(outcome.freeRegions == 0);
     CHECK(outcome.walls == 16);
@@ -153,7 +154,7 @@ TEST_CASE("regionsGoAlongTheirOwnNormals") {
             selected.push_back(t);
     }
     REQUIRE(selected.size() == 4);
-    ExtrudeOutcome const outcome = trimora::extrudeMesh(mesh, bitsOf(12, selected), {1.0, {}});
+    ExtrudeOutcome const outcome = unwatched::extrudeMesh(mesh, bitsOf(12, selected), {1.0, {}});
     REQUIRE(outcome.refusal.empty());
     CHECK(outcome.regions == 2);
     CHECK(support::volume(mesh) == doctest::Approx(3.0));
@@ -162,7 +163,7 @@ TEST_CASE("regionsGoAlongTheirOwnNormals") {
 
 TEST_CASE("manyFreeRegionsBecomeSolidsAtOnce") {
     CompactMesh soup = support::soup(support::sphere(4));
-    ExtrudeOutcome const outcome = trimora::extrudeMesh(soup, allOf(soup), {0.1, {}});
+    ExtrudeOutcome const outcome = unwatched::extrudeMesh(soup, allOf(soup), {0.1, {}});
     CHECK(outcome.freeRegions == 2048);
     CHECK(soup.getNumTriangles() == 2048 * 8);
     trimora::CheckResult const result = checked(soup);
@@ -175,7 +176,7 @@ TEST_CASE("manyFreeRegionsBecomeSolidsAtOnce") {
 TEST_CASE("extrusionsThatCannotBeAreRefusedInWords") {
     CompactMesh closed = support::sphere(2);
     support::ModificationCounter const counter(closed);
-    CHECK(trimora::extrudeMesh(closed, allOf(closed), {1.0, {}}).refusal.find("closed surface") !=
+    CHECK(unwatched::extrudeMesh(closed, allOf(closed), {1.0, {}}).refusal.find("closed surface") !=
           std::string::npos);
     CHECK(counter.total() == 0);
     CompactMesh tube = support::cube();  // its four sides
@@ -190,18 +191,18 @@ TEST_CASE("extrusionsThatCannotBeAreRefusedInWords") {
         if (low != high)
             sides.push_back(t);
     }
-    CHECK(trimora::extrudeMesh(tube, bitsOf(12, sides), {1.0, {}}).refusal.find("cancel out") !=
+    CHECK(unwatched::extrudeMesh(tube, bitsOf(12, sides), {1.0, {}}).refusal.find("cancel out") !=
           std::string::npos);
-    CHECK(trimora::extrudeMesh(tube, bitsOf(12, sides), {1.0, Vector(1, 0, 0)}).refusal.empty());
+    CHECK(unwatched::extrudeMesh(tube, bitsOf(12, sides), {1.0, Vector(1, 0, 0)}).refusal.empty());
     CompactMesh broken = support::bowTie();
-    CHECK(trimora::extrudeMesh(broken, bitsOf(8, {0}), {1.0, {}}).refusal.find("repair") !=
+    CHECK(unwatched::extrudeMesh(broken, bitsOf(8, {0}), {1.0, {}}).refusal.find("repair") !=
           std::string::npos);
 }
 
 TEST_CASE("distancesThatFloatsCannotHoldAreRefused") {
     for (double const distance : {1e39, -1e39, 1e308}) {
         CompactMesh sheet = support::grid(3, 2);
-        ExtrudeOutcome const outcome = trimora::extrudeMesh(sheet, allOf(sheet), {distance, {}});
+        ExtrudeOutcome const outcome = unwatched::extrudeMesh(sheet, allOf(sheet), {distance, {}});
         CHECK(outcome.refusal.find("beyond the range of floats") != std::string::npos);
         CHECK(outcome.problemPoint.has_value());
         CHECK(sheet.getNumTriangles() == 12);
@@ -209,32 +210,32 @@ TEST_CASE("distancesThatFloatsCannotHoldAreRefused") {
     CompactMesh far = support::grid(3, 2);  // in range by itself, but not from where the mesh lies
     for (int v = 0; v < far.getNumVertices(); ++v)
         far.getVertices()[v].z = 3e38f;
-    CHECK(!trimora::extrudeMesh(far, allOf(far), {1e38, {}}).refusal.empty());
-    CHECK(trimora::extrudeMesh(far, allOf(far), {-1e38, {}}).refusal.empty());
+    CHECK(!unwatched::extrudeMesh(far, allOf(far), {1e38, {}}).refusal.empty());
+    CHECK(unwatched::extrudeMesh(far, allOf(far), {-1e38, {}}).refusal.empty());
     CompactMesh sheet = support::grid(3, 2);
     for (int v = 0; v < sheet.getNumVertices(); ++v)
         sheet.getVertices()[v].z = 1.0f;
-    CHECK(trimora::extrudeMesh(sheet, allOf(sheet), {1e-9, {}})
+    CHECK(unwatched::extrudeMesh(sheet, allOf(sheet), {1e-9, {}})
               .refusal.find("lost in the rounding") != std::string::npos);
-    CHECK(trimora::extrudeMesh(sheet, allOf(sheet), {1e-6, {}}).refusal.empty());
+    CHECK(unwatched::extrudeMesh(sheet, allOf(sheet), {1e-6, {}}).refusal.empty());
 }
 
 TEST_CASE("directionsOfAnyLengthAreTaken") {
     for (double const length : {1e-300, 1e-200, 1.0, 1e200, 1e308}) {
         CompactMesh sheet = support::grid(3, 2);
-        REQUIRE(
-            trimora::extrudeMesh(sheet, allOf(sheet), {0.5, Vector(0, 0, length)}).refusal.empty());
+        REQUIRE(unwatched::extrudeMesh(sheet, allOf(sheet), {0.5, Vector(0, 0, length)})
+                    .refusal.empty());
         CHECK(support::volume(sheet) == doctest::Approx(3.0));
     }
 }
 
 TEST_CASE("regionsThatOnlySlideAreCounted") {
     CompactMesh sheet = support::grid(3, 2);
-    CHECK(trimora::extrudeMesh(sheet, allOf(sheet), {0.5, Vector(1, 1, 0)}).flatRegions == 1);
+    CHECK(unwatched::extrudeMesh(sheet, allOf(sheet), {0.5, Vector(1, 1, 0)}).flatRegions == 1);
     CompactMesh steep = support::grid(3, 2);
-    CHECK(trimora::extrudeMesh(steep, allOf(steep), {0.5, Vector(1, 1, 0.01)}).flatRegions == 0);
+    CHECK(unwatched::extrudeMesh(steep, allOf(steep), {0.5, Vector(1, 1, 0.01)}).flatRegions == 0);
     CompactMesh terrain = support::terrain(6, 6, 3);  // its own slopes leave no direction flat
-    CHECK(trimora::extrudeMesh(terrain, allOf(terrain), {0.5, Vector(1, 0, 0)}).flatRegions == 0);
+    CHECK(unwatched::extrudeMesh(terrain, allOf(terrain), {0.5, Vector(1, 0, 0)}).flatRegions == 0);
 }
 
 TEST_CASE("openMeshesOfTheZooBecomeSolids") {
@@ -244,7 +245,7 @@ TEST_CASE("openMeshesOfTheZooBecomeSolids") {
         CAPTURE_BINDING(name);
         CompactMesh solid = mesh;
         ExtrudeOutcome const outcome =
-            trimora::extrudeMesh(solid, allOf(solid), {0.3, Vector(0.1, 0.2, 5.0)});
+            unwatched::extrudeMesh(solid, allOf(solid), {0.3, Vector(0.1, 0.2, 5.0)});
         if (!outcome.refusal.empty())
             continue;
         CHECK(support::faultOf(solid).empty());

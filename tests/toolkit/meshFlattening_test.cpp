@@ -151,7 +151,7 @@ TEST_CASE("distortionIsCountedByTriangles") {
     // 20 triangles of a strip: 18 mapped alike, one square stretched four times, one triangle turned over.
     CompactMesh const strip = support::grid(10, 1);
     CornerUVs corners = cornersOf(strip, [](Point p) { return uvOf(0.05 * p.x, 0.05 * p.y); });
-    MapDistortion const even = trimora::measureMap(strip, corners);
+    MapDistortion const even = trimora::measureMap(strip, corners).whole;
     CHECK(even.mean == doctest::Approx(1.0));
     CHECK(even.largest == doctest::Approx(1.0));
     CHECK(even.areaShare == doctest::Approx(10.0 * 0.05 * 0.05));
@@ -159,7 +159,7 @@ TEST_CASE("distortionIsCountedByTriangles") {
         corners[i].u *= 4.0f;
     std::swap(corners[57], corners[58]);  // the ends of the longest side
     corners[3] = corners[4] = corners[5];
-    MapDistortion const uneven = trimora::measureMap(strip, corners);
+    MapDistortion const uneven = trimora::measureMap(strip, corners).whole;
     CHECK(uneven.largest == doctest::Approx(4.0));
     CHECK(uneven.mean == doctest::Approx((18.0 + 4.0) / 19.0));
     CHECK(uneven.percentile95 == doctest::Approx(4.0));  // the 19th of 19
@@ -181,17 +181,17 @@ TEST_CASE("trianglesWithinRoundingCountAsCollapsed") {
         corners[0] = uvOf(0.0, 0.0);
         corners[1] = uvOf(0.1, 0.0);
         corners[2] = uvOf(0.1, height);
-        MapDistortion const distortion = trimora::measureMap(strip, corners);
+        MapDistortion const distortion = trimora::measureMap(strip, corners).whole;
         CHECK(distortion.collapsedTriangles == isCollapsed);
         CHECK(distortion.flippedTriangles == 0);
         CHECK((distortion.largest > 1000.0) != isCollapsed);
     }
     // However small the map.
     CornerUVs const tiny = cornersOf(strip, [](Point p) { return uvOf(1e-9 * p.x, 1e-9 * p.y); });
-    CHECK(trimora::measureMap(strip, tiny).measuredTriangles == 20);
+    CHECK(trimora::measureMap(strip, tiny).whole.measuredTriangles == 20);
 
     CompactMesh const line = meshOf({0, 0, 0, 1, 0, 0, 2, 0, 0}, {0, 1, 2});
-    MapDistortion const none = trimora::measureMap(line, CornerUVs(3, uvOf(0, 0)));
+    MapDistortion const none = trimora::measureMap(line, CornerUVs(3, uvOf(0, 0))).whole;
     CHECK(none.measuredTriangles == 0);
     CHECK(none.degenerateTriangles == 1);
     CHECK(none.mean == 0.0);
@@ -206,7 +206,7 @@ TEST_CASE("distortionIsToldByGroups") {
         for (std::size_t i = 3 * t; i < 3 * t + 3; ++i)
             corners[i].v *= -2.0f;
     }
-    auto const parts = trimora::measureMaps(strip, corners, groups, 3);
+    auto const parts = trimora::measureMaps(strip, corners, groups, 3).ofGroups;
     REQUIRE(parts.size() == 3);
     CHECK(parts[0].mean == doctest::Approx(1.0));
     CHECK(parts[1].measuredTriangles == 0);
@@ -226,7 +226,7 @@ TEST_CASE("whatCanBeUnrolledComesOutIsometric") {
         CompactMesh work = mesh;
         FlattenOutcome const outcome = flattened(work);
         checkFlat(work, mesh, outcome);
-        MapDistortion const distortion = trimora::measureMap(work, outcome.corners);
+        MapDistortion const distortion = trimora::measureMap(work, outcome.corners).whole;
         CHECK(distortion.largest < 1.002);
         CHECK(distortion.flippedTriangles == 0);
         double const scale = areaScaleOf(work, outcome, 0, work.getNumTriangles());
@@ -296,7 +296,7 @@ TEST_CASE("holesInsideADiskAreFlattenedWithIt") {
         checkFlat(work, holed, outcome);
         CHECK(outcome.charts[0].boundaries == (squares.size() == 1 ? 2 : 3));
         CHECK_FALSE(outcome.charts[0].isCut);
-        CHECK(trimora::measureMap(work, outcome.corners).largest < 1.001);
+        CHECK(trimora::measureMap(work, outcome.corners).whole.largest < 1.001);
     }
 }
 
@@ -361,7 +361,7 @@ TEST_CASE("unusedVerticesAndACancelChangeNothing") {
     CHECK(outcome.refusal.empty());
     CHECK(outcome.unusedVertices == 1);
     CHECK(mesh.getUVs()[25].u == 0.0f);
-    CHECK(trimora::measureMap(mesh, outcome.corners).largest < 1.001);
+    CHECK(trimora::measureMap(mesh, outcome.corners).whole.largest < 1.001);
 
     for (double const limit : {-1.0, 0.1, 0.5}) {
         CAPTURE(limit);
@@ -427,7 +427,7 @@ TEST_CASE("thePictureHoldsEveryTriangleAndAKey") {
             ++number;
         return number;
     };
-    std::string const even = trimora::drawFlatMap(grid, corners);
+    std::string const even = trimora::drawFlatMap(grid, corners).svg;
     CHECK(even.rfind("<svg ", 0) == 0);
     CHECK(holds(even, "</svg>"));
     CHECK(count(even, "<path") == 1);
@@ -439,9 +439,9 @@ TEST_CASE("thePictureHoldsEveryTriangleAndAKey") {
     std::swap(corners[0], corners[1]);
     for (std::size_t i = 60; i < 120; ++i)
         corners[i].u *= 0.25f;
-    std::string const uneven = trimora::drawFlatMap(grid, corners);
+    std::string const uneven = trimora::drawFlatMap(grid, corners).svg;
     CHECK(count(uneven, "<path") == 3);
     CHECK(count(uneven, "Z") == 40);
     CHECK(holds(uneven, "turned over"));
-    CHECK(holds(trimora::drawFlatMap(CompactMesh(), {}), "</svg>"));
+    CHECK(holds(trimora::drawFlatMap(CompactMesh(), {}).svg, "</svg>"));
 }

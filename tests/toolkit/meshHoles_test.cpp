@@ -9,6 +9,7 @@
 #include "toolkit/meshHoleFilling.h"
 #include "toolkit/meshHoles.h"
 #include "toolkit/sampleMeshes.h"
+#include "unwatched.h"
 
 #include "trimora/connectivity/MeshBoundaries.h"
 #include "trimora/connectivity/SimpleMeshCache.h"
@@ -63,7 +64,7 @@ std::vector<int> allOf(std::vector<MeshHole> const& holes) {
 
 FillOutcome fillAll(CompactMesh& mesh, koGeom::HoleQuality quality = koGeom::HoleQualityFair) {
     koUtil::Progress progress;
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     FillOptions options;
     options.quality = quality;
     return trimora::fillHoles(mesh, holes, allOf(holes), options, progress);
@@ -118,7 +119,7 @@ CompactMesh completeTorusOpened() {
 
 // A grid of 10 x 10 squares with two of them missing:  the square at (2, 3), and those at (6, 6) and (7, 6).
 TEST_CASE("holesAreMeasuredAndForetold") {
-    auto const holes = trimora::findHoles(gridWithout(10, {32, 66, 67}));
+    auto const holes = unwatched::findHoles(gridWithout(10, {32, 66, 67}));
     REQUIRE(holes.size() == 3);
     CHECK(holes[0].numEdges() == 40);
     CHECK(holes[0].looksOuter);
@@ -141,7 +142,7 @@ TEST_CASE("holesAreMeasuredAndForetold") {
 
 TEST_CASE("anOuterBorderIsOneOverWhichAPatchIsLarge") {
     auto const looksOuter = [](double height) {
-        auto const holes = trimora::findHoles(sphereBelow(4, height));
+        auto const holes = unwatched::findHoles(sphereBelow(4, height));
         REQUIRE(holes.size() == 1);
         return holes[0].looksOuter;
     };
@@ -150,19 +151,19 @@ TEST_CASE("anOuterBorderIsOneOverWhichAPatchIsLarge") {
     CHECK(looksOuter(0.4));
     CHECK_FALSE(looksOuter(0.6));
     CHECK_FALSE(looksOuter(0.9));
-    CHECK(trimora::findHoles(support::sphere(3)).empty());
-    CHECK(trimora::findHoles(CompactMesh()).empty());
+    CHECK(unwatched::findHoles(support::sphere(3)).empty());
+    CHECK(unwatched::findHoles(CompactMesh()).empty());
 
     // By component: the small one does not make the border of the large one small.
     auto const two =
-        trimora::findHoles(support::joined(support::grid(9, 9), support::grid(1, 1), 20.0f));
+        unwatched::findHoles(support::joined(support::grid(9, 9), support::grid(1, 1), 20.0f));
     REQUIRE(two.size() == 2);
     CHECK(two[0].looksOuter);
     CHECK(two[1].looksOuter);
 }
 
 TEST_CASE("holesAreChosenByKindNumberAndSize") {
-    auto const holes = trimora::findHoles(gridWithout(10, {32, 66, 67}));
+    auto const holes = unwatched::findHoles(gridWithout(10, {32, 66, 67}));
     auto const choose = [&](HoleChoice const& choice) {
         return trimora::chooseHoles(holes, choice);
     };
@@ -178,7 +179,7 @@ TEST_CASE("holesAreChosenByKindNumberAndSize") {
 
 TEST_CASE("predictionsComeCloseToWhatIsMade") {
     auto const compare = [](CompactMesh mesh) {
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         CompactMesh flat = mesh;
         FillOutcome const flatOutcome = fillAll(flat, koGeom::HoleQualityFlat);
         FillOutcome const fineOutcome = fillAll(mesh, koGeom::HoleQualityRefined);
@@ -250,7 +251,7 @@ TEST_CASE("aLargeHoleIsFilledByItselfAndTheSmallOnesTogether") {
         return isInMiddle || t / 2 == 131 || t / 2 == 130 * 128 + 3;
     });
     CompactMesh mesh = grid;
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     REQUIRE(holes.size() == 4);
     koUtil::Progress progress;
     std::vector<double> values;
@@ -337,7 +338,7 @@ TEST_CASE("slitsGetFlatPatches") {
         CAPTURE(sample.gap);
         CompactMesh mesh = support::slitGrid(sample.gap);
         CompactMesh const before = mesh;
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         REQUIRE(holes.size() == 2);
         CHECK(holes[0].hasArea);
         CHECK(holes[1].numEdges() == 6);
@@ -373,7 +374,7 @@ TEST_CASE("aLoneTriangleGetsNoBackSide") {
 
 TEST_CASE("holesThatCannotBeFilledAreKnownBeforehand") {
     auto const plan = [](CompactMesh const& mesh, FillOptions const& options = {}) {
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         return trimora::planFilling(mesh, holes, allOf(holes), options);
     };
     auto const fateOf = [&](CompactMesh const& mesh, std::string const& words) {
@@ -391,7 +392,7 @@ TEST_CASE("holesThatCannotBeFilledAreKnownBeforehand") {
           HoleFate::BadSurface);
 
     CompactMesh const ring = looseRing();
-    auto const holes = trimora::findHoles(ring);
+    auto const holes = unwatched::findHoles(ring);
     CHECK(holes[0].vertices == std::vector{0, 2, 1});
     CHECK(fateOf(ring, "nothing holds") == HoleFate::NoFixedNeighbour);
     CHECK(plan(ring, {koGeom::HoleQualityRefined, 1000000})[0].fate == HoleFate::Filled);
@@ -412,7 +413,7 @@ TEST_CASE("holesThatCannotBeFilledAreKnownBeforehand") {
 TEST_CASE("bordersThatMeetInAVertexAreHolesOfTheirOwn") {
     CompactMesh mesh = gridWithout(8, {18, 27, 36, 20, 45, 38});
     CompactMesh const before = mesh;
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     REQUIRE(holes.size() == 7);
     // The counts of all reports are those of the list.
     CHECK(trimora::countMesh(mesh).boundaries == 7);
@@ -429,10 +430,10 @@ TEST_CASE("bordersThatMeetInAVertexAreHolesOfTheirOwn") {
     CHECK(outcome.count(HoleFate::Filled) == 6);
     checkSums(outcome, before, mesh);
     CHECK(trimora::countMesh(mesh).boundaries == 1);
-    CHECK(trimora::findHoles(mesh).size() == 1);
+    CHECK(unwatched::findHoles(mesh).size() == 1);
 
     // Parts that touch in a vertex have a border each.
-    auto const parts = trimora::findHoles(
+    auto const parts = unwatched::findHoles(
         meshOf({0, 0, 0, 1, 0, 0, 0, 1, 0, -1, 0, 0, 0, -1, 0}, {0, 1, 2, 0, 3, 4}));
     REQUIRE(parts.size() == 2);
     CHECK(parts[0].vertices == std::vector{0, 1, 2});
@@ -445,7 +446,7 @@ TEST_CASE("holesAreTheBordersThatTheLibraryFinds") {
         CompactMesh const mesh = support::shuffled(named.mesh, 5);
         koGeom::SimpleMeshCache cache;
         auto const boundaries = cache.getBoundaries(mesh);
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         REQUIRE(static_cast<int>(holes.size()) == boundaries->size());
         for (int i = 0; i < boundaries->size(); ++i)
             CHECK(holes[static_cast<std::size_t>(i)].vertices ==
@@ -457,7 +458,7 @@ TEST_CASE("aCancelKeepsWholeHolesOnly") {
     CompactMesh const scan = without(trimora::makeScan(4, 4), [](int t, koLinear::Point const& p) {
         return p.z > 0.5 || t % 300 == 7;
     });
-    auto const holes = trimora::findHoles(scan);
+    auto const holes = unwatched::findHoles(scan);
     for (double const limit : {-1.0, 0.0, 0.001, 0.3, 0.7}) {
         CAPTURE(limit);
         CompactMesh mesh = scan;
@@ -472,7 +473,7 @@ TEST_CASE("aCancelKeepsWholeHolesOnly") {
         checkSums(outcome, scan, mesh);
         if (outcome.cancelled)
             CHECK(outcome.count(HoleFate::Cancelled) > 0);
-        CHECK(static_cast<int>(trimora::findHoles(mesh).size()) ==
+        CHECK(static_cast<int>(unwatched::findHoles(mesh).size()) ==
               static_cast<int>(holes.size()) - outcome.count(HoleFate::Filled));
         if (limit <= 0.0)
             CHECK(support::coordinatesOf(mesh) == support::coordinatesOf(scan));
@@ -482,7 +483,7 @@ TEST_CASE("aCancelKeepsWholeHolesOnly") {
 TEST_CASE("vertexSetsGoOnlyWhereSomethingIsFilled") {
     CompactMesh mesh = sphereBelow(2, 0.7);
     mesh.allocUVArray();
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     koUtil::Progress progress;
     CHECK(trimora::fillHoles(mesh, holes, {}, {}, progress).dropped.empty());
     CHECK(mesh.getUVs() != nullptr);

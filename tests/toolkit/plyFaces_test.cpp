@@ -150,6 +150,74 @@ TEST_CASE("countsAndIndicesMayBeFloatsThatAreWhole") {
     }
 }
 
+// A count of a list that is none is told with its byte; one that may be right is where the file ends.
+TEST_CASE("countsThatAreNoneAreToldFromFilesThatEnd") {
+    struct Case {
+        char const* type;
+        double count;
+        bool isNone;
+        char const* element = "face";
+        char const* list = "vertex_indices";
+    };
+    for (Case const& face : std::vector<Case>{{"float", 3.5, true},
+                                              {"char", -1, true},
+                                              {"int", 2147483647, true},
+                                              {"int", 5, true},  // more than there are vertices
+                                              {"int", 4, false},
+                                              {"int", 5, false, "tristrips"},
+                                              {"int", -1, true, "tristrips"},
+                                              {"int", 5, false, "face", "flags"},
+                                              {"float", 0.5, true, "face", "flags"}}) {
+        CAPTURE(face.type);
+        CAPTURE(face.count);
+        PlyText ply("binary_little_endian");
+        ply.line("element vertex 4\n" + xyz + "element " + face.element + " 2\nproperty list " +
+                 face.type + " int " + face.list);
+        ply.endHeader();
+        for (int i = 0; i < 12; ++i)
+            ply.number("float", i);
+        auto const addFace = [&ply, &face](double count) {
+            ply.number(face.type, count);
+            for (int i = 0; i < 3; ++i)
+                ply.number("int", i);
+        };
+        addFace(3);
+        std::size_t const place = ply.text().size();
+        addFace(face.count);
+        auto const read = readBytes(ply.text(), "a.ply");
+        REQUIRE(read.outcome);
+        REQUIRE(read.report.cutShort.size() == 1);
+        CHECK(read.report.cutShort[0].whole == 1);
+        CHECK(read.report.badCountAt() == (face.isNone ? std::int64_t(place) : -1));
+        std::string const start =
+            std::to_string(place) + ": " +
+            (face.isNone ? "a count of a list that is none" : "the file ends");
+        CHECK(problemsOf(read.report).at(0).substr(0, start.size()) == start);
+    }
+}
+
+TEST_CASE("aSecondListOfFacesIsDoubted") {
+    std::string const second = "element face 2\n" + faceList;
+    auto const readWith = [&](std::string const& elements, std::string const& items) {
+        return readBytes(textHeader("element vertex 4\n" + xyz + "element face 1\n" + faceList +
+                                    elements) +
+                             square + "3 0 1 2\n" + items,
+                         "a.ply")
+            .report;
+    };
+    ReadReport const report = readWith(second, "3 0 2 3\n3 0 1 3\n");
+    CHECK(report.triangles == 1);
+    CHECK(report.doubts ==
+          Strings{"has a second list of elements 'face', of 2, which was not read"});
+    CHECK(report.otherElements == 0);
+    CHECK(report.ignoredProperties.empty());
+    CHECK(readWith("element face 0\n" + faceList, "").doubts.empty());
+    ReadReport const others =
+        readWith("element a 1\nproperty int b\nelement a 1\nproperty int b\n", "1\n2\n");
+    CHECK(others.doubts.empty());
+    CHECK(others.otherElements == 2);
+}
+
 //   3---2
 //   | / |     texture coordinates told by face
 //   0---1

@@ -223,6 +223,31 @@ TEST_CASE("meshesSideBySideAreSeenAlike") {
     CHECK(numDifferent == 0);
 }
 
+// A dozen long lines are written smaller than two, and leave the surface to be seen.
+TEST_CASE("longKeysCoverLittle") {
+    CompactMesh const mesh = support::grid(1, 1);
+    RenderOptions options = small(1280, 960, 1);
+    options.key = false;
+    SurfacePaint paint;
+    paint.title = "not sound";
+    paint.kinds = {0, 0};
+    paint.swatches.assign(
+        12, {{}, "9 vertices lie on an edge that runs past instead of ending there", false});
+    Picture const plain = render(mesh, options, &paint).picture;
+    options.key = true;
+    Picture const keyed = render(mesh, options, &paint).picture;
+    int right = 0;
+    int bottom = 0;
+    for (int y = 0; y < plain.height; ++y)
+        for (int x = 0; x < plain.width; ++x)
+            if (std::memcmp(keyed.at(x, y), plain.at(x, y), 3) != 0) {
+                right = std::max(right, x);
+                bottom = std::max(bottom, y);
+            }
+    CHECK(right * bottom > 0.08 * plain.width * plain.height);
+    CHECK(right * bottom < 0.16 * plain.width * plain.height);
+}
+
 TEST_CASE("valuesAreColoredAndTheKeyIsDrawn") {
     CompactMesh const mesh = support::grid(1, 1);
     SurfacePaint paint = trimora::paintDeviation({-2.0f, 2.0f, -2.0f, 2.0f});

@@ -21,11 +21,14 @@ using trimora::SilhouetteOutcome;
 namespace {
 
 SilhouetteOutcome from(CompactMesh const& mesh, Point const& eye) {
-    return trimora::silhouetteCurves(mesh, {false, {eye.x, eye.y, eye.z}});
+    koUtil::Progress progress;
+    return trimora::silhouetteCurves(mesh, {false, {eye.x, eye.y, eye.z}}, progress);
 }
 
 SilhouetteOutcome along(CompactMesh const& mesh, Vector const& direction) {
-    return trimora::silhouetteCurves(mesh, {true, {direction.x, direction.y, direction.z}});
+    koUtil::Progress progress;
+    return trimora::silhouetteCurves(mesh, {true, {direction.x, direction.y, direction.z}},
+                                     progress);
 }
 
 Vector randomDirection(support::Random& random) {

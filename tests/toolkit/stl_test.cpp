@@ -243,14 +243,56 @@ TEST_CASE("binaryStlIsReadAsFarAsItGoes") {
         CHECK(hostile.mesh.getNumTriangles() == 2);
         CHECK(hostile.report.numProblems == 1);
     }
-    auto const more = readBytes(binary("", 1, twoTriangles), "a.stl");
-    CHECK(more.mesh.getNumTriangles() == 1);
-    CHECK(more.report.notes ==
-          std::vector<std::string>{
-              "goes on for 50 bytes behind the last of its 1 triangles; they were not read"});
-    for (std::uint32_t const unfilled : {0u, 0xffffffffu})
-        CHECK(readBytes(binary("", unfilled, twoTriangles), "a.stl").mesh.getNumTriangles() == 2);
     CHECK(readBytes(binary("", 0, {}), "a.stl").mesh.getNumTriangles() == 0);
+}
+
+// What the head tells too little of is read where it is whole triangles; a note of bytes behind, or a doubt whether that is all.
+TEST_CASE("binaryStlIsReadBeyondACountThatIsTooSmall") {
+    float const nan = std::numeric_limits<float>::quiet_NaN();
+    struct Case {
+        std::string bytes;
+        int numTriangles;
+        std::string note;
+        std::string doubt;
+    };
+    std::string const told = "tells of 1 triangle in its head and goes on for 1 more";
+    std::string const untold = "does not tell its count of triangles, and ends in 3 bytes";
+    std::string const padded = std::string(50, '\0');
+    for (Case const& file : std::vector<Case>{
+             {binary("", 2, twoTriangles), 2, "", ""},
+             {binary("", 1, twoTriangles), 2, "", told},
+             {binary("", 1, twoTriangles) + "xyz", 1, "goes on for 53 bytes", ""},
+             {binary("", 2, twoTriangles) + padded, 2, "goes on for 50 bytes", ""},
+             {binary("", 2, twoTriangles) + binary("", 0, {}), 2, "goes on for 84 bytes", ""},
+             {binary("", 1, {0, 0, 0, 1, 0, 0, 1, 1, 0, nan, 0, 0, 1, 0, 0, 0, 1, 0}), 1,
+              "goes on for 50 bytes", ""},
+             {binary("", 0, twoTriangles), 2, "", ""},
+             {binary("", 0xffffffffu, twoTriangles), 2, "", ""},
+             {binary("", 0, twoTriangles) + "xyz", 2, "", untold},
+             {binary("", 0xffffffffu, twoTriangles) + "xyz", 2, "", untold},
+             {binary("", 0, {}) + "xyz", 0, "goes on for 3 bytes", ""}}) {
+        CAPTURE(file.note);
+        CAPTURE(file.doubt);
+        auto const read = readBytes(file.bytes, "a.stl");
+        REQUIRE(read.outcome);
+        CHECK(read.mesh.getNumTriangles() == file.numTriangles);
+        CHECK(read.report.cutShort.empty());
+        auto const isOnly = [](std::vector<std::string> const& list, std::string const& start) {
+            return start.empty() ? list.empty() : list.size() == 1 && list[0].starts_with(start);
+        };
+        CHECK(isOnly(read.report.notes, file.note));
+        CHECK(isOnly(read.report.doubts, file.doubt));
+    }
+}
+
+TEST_CASE("anStlTextWithoutItsEndIsDoubted") {
+    CHECK(readBytes("solid\n" + oneFacet + "endsolid\n", "a.stl").report.doubts.empty());
+    CHECK(readBytes("solid\n" + oneFacet, "a.stl").report.doubts ==
+          std::vector<std::string>{
+              "ends without endsolid: it may have been cut short behind a facet"});
+    auto const within = readBytes("solid\n" + oneFacet + "facet\n", "a.stl").report;
+    CHECK(within.doubts.empty());
+    CHECK(within.cutShort.size() == 1);
 }
 
 TEST_CASE("binaryStlTellsWhatItDoesNotKeep") {

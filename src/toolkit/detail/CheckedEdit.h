@@ -3,6 +3,7 @@
 #include "toolkit/meshInvariants.h"
 #include "toolkit/surfaceFault.h"
 
+#include "trimora/contract/koUtil/Progress.h"
 #include "trimora/export.h"
 
 #include <string>
@@ -27,6 +28,28 @@ bool isRefused(Outcome& outcome, koGeom::CompactMesh const& mesh) {
     if (fault)
         refuse(outcome, fault);
     return static_cast<bool>(fault);
+}
+
+/// What an operation returns that was stopped: the other fields mean nothing then.
+template <typename Outcome>
+Outcome cancelledOutcome() {
+    Outcome outcome;
+    outcome.cancelled = true;
+    return outcome;
+}
+
+/// Whether a run that is whole or nothing was stopped, by what its outcome says or by now, with the outcome saying that alone.
+///
+/// whole   null: an outcome without that, or a run that keeps what it has done
+template <typename Outcome>
+bool isCancelled(Outcome& outcome, [[maybe_unused]] koUtil::Progress const* whole) {
+    if constexpr (requires { outcome.cancelled; }) {
+        bool const isStopped = whole != nullptr && (outcome.cancelled || whole->cancelled());
+        if (isStopped)
+            outcome = cancelledOutcome<Outcome>();
+        return isStopped;
+    }
+    return false;
 }
 
 /// What a broken invariant becomes: a refusal that asks to report it; but for coordinates that grew beyond floats, which is the mesh's doing.
@@ -60,16 +83,18 @@ private:
 /// edit      of the copy that it is given; returns its outcome. Refused (refusal not empty) or not, the mesh takes over what
 ///           the copy has become only if there is no refusal
 /// predict   from the mesh's state before and the outcome: what has to hold of the result
+/// whole     of an edit that is whole or nothing: asked before the mesh is copied and before the copy takes its place; cancelled,
+///           here or in the edit, the mesh is as it was. Null: what a cancelled edit has done by then is taken over
 template <typename Edit, typename Predict>
-auto editChecked(koGeom::CompactMesh& mesh, Edit const& edit, Predict const& predict)
-    -> decltype(edit(mesh)) {
+auto editChecked(koGeom::CompactMesh& mesh, Edit const& edit, Predict const& predict,
+                 koUtil::Progress const* whole = nullptr) -> decltype(edit(mesh)) {
     using Outcome = decltype(edit(mesh));
-    Outcome outcome;
-    if (isRefused(outcome, mesh))
+    Outcome outcome;  // the one that is returned: to copy it later could fail for memory
+    if (isRefused(outcome, mesh) || isCancelled(outcome, whole))
         return outcome;
     CheckedEdit checked(mesh);
     outcome = edit(checked.work());
-    if (!outcome.refusal.empty())
+    if (!outcome.refusal.empty() || isCancelled(outcome, whole))
         return outcome;
     SurfaceFault const fault = checked.conclude(predict(checked.before(), std::as_const(outcome)));
     if (fault) {

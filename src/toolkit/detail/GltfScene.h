@@ -23,6 +23,8 @@ struct GltfScene {
     std::int64_t withoutTextureCoordinates = 0;
     std::int64_t withoutColours = 0;
     std::int64_t otherElements = 0;           ///< points and lines
+    std::int64_t absentTriangles = 0;         ///< that the importer left out, for their corners
+    std::int64_t partsWithOddCorners = 0;     ///< that end in one or two which make no triangle
     bool hasWholeTextureCoordinates = false;  ///< told as whole numbers, and left out
 };
 

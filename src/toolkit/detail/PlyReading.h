@@ -105,12 +105,15 @@ std::size_t findTextureList(PlyReading const& reading, PlyElement const& element
 FileOutcome allocateVertices(PlyReading& reading, std::int64_t count);
 
 /// Counts elements that are no part of the mesh. Those without properties take no bytes, so that a head may declare any number: the
-/// sum stays within its type.
-void addOtherElements(PlyReading& reading, std::int64_t count);
+/// sum stays within its type. A second list of one name is not counted but doubted: it may be of the surface.
+void addOtherElements(PlyReading& reading, PlyElement const& element, std::int64_t count);
 
-/// Tells that only `whole` items of an element are there.
+/// Tells that only `whole` items of an element are there, since the file ends.
 void reportCutOff(PlyReading& reading, PlyElement const& element, std::int64_t whole,
                   std::int64_t place);
+/// The same, since the count of a list is none, at a byte of the file.
+void reportBadCount(PlyReading& reading, PlyElement const& element, std::int64_t whole,
+                    std::int64_t byte);
 
 /// Turns a strip, in which an index below 0 begins anew, into faces; corners that repeat make joins, and no faces.
 void addStrip(std::vector<int> const& strip, std::int64_t place, FaceList& faces);

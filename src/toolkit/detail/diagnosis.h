@@ -93,6 +93,15 @@ struct PlaceElements {
     std::vector<std::array<int, 2>> edges;
 };
 
+/// A distance that may sew cracks, and how long it takes to try it, in triangles.
+struct StitchGuess {
+    double distance;
+    std::int64_t cost;
+};
+
+/// All trials of remedies of a mesh may come to this, in triangles that are repaired and looked at.
+inline constexpr std::int64_t mostCostOfTrials = 3 * std::int64_t(mostTrianglesToMend);
+
 /// What the tests share: the states of the mesh, and the findings so far.
 class DiagnosisRun {
 public:
@@ -105,8 +114,8 @@ public:
     DiagnosisOptions const& options;
     koUtil::Progress& progress;
     Diagnosis result;
-    std::vector<double> stitchDistances;  ///< that may sew the cracks, the best guess first
-    bool hasPlainCuts = false;            ///< that the library sees as the mesh is
+    std::vector<StitchGuess> stitchGuesses;  ///< for the cracks, the best first
+    bool hasPlainCuts = false;               ///< that the library sees as the mesh is
 
     /// Appends a finding, to be completed.
     Finding& add(char const* kind, Finding::Severity severity, std::int64_t count,
@@ -174,8 +183,8 @@ void diagnoseParts(DiagnosisRun& run, DiagnosisEdges const& edges);
 void diagnoseScale(DiagnosisRun& run);
 void diagnoseCuts(DiagnosisRun& run);
 
-/// After the tests: tells of each finding the command that mends it. Tests name those alone that cannot fail; all others are tried on
-/// copies, and named if that ends better. On meshes that are too large for it a guess is named and said to be one.
+/// After the tests: tells of each finding the command that mends it. They are tried on copies, and named if that ends better. Where
+/// none of a finding could be tried, as on large meshes, a guess is named and said to be one.
 void chooseRemedies(DiagnosisRun& run);
 
 /// The triangles as read of each closed part that turnPartsOutward turns. The run has no findings.

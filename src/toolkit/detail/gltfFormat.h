@@ -9,6 +9,9 @@
 
 namespace trimora {
 
+/// What some programs begin a text with; it is none of JSON's.
+inline constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
 /// The rows of glTF, in its binary form and as text, in the table of formats.
 bool recognisesGlb(std::string_view head, std::uint64_t size);
 bool recognisesGltf(std::string_view head, std::uint64_t size);

@@ -7,7 +7,8 @@
 
 namespace trimora {
 
-/// Why a list of holes, or a choice among them, is not that of a mesh: names of vertices and holes that there are not. Empty: it can be.
+/// Why a list of holes, or a choice among them, is not that of a mesh: names of vertices and holes that there are not, or lengths of a mesh
+/// that was somewhere else. Empty: it can be.
 std::string faultOfHoles(koGeom::CompactMesh const& mesh, std::vector<MeshHole> const& holes,
                          std::vector<int> const& chosen);
 
