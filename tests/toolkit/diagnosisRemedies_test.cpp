@@ -245,7 +245,7 @@ TEST_CASE("crowdsOfBordersAreNotTried") {
 //   What the budget does not reach any more is no guess where shorter candidates were tried and failed.
 TEST_CASE("whatWasTriedAndFailedIsNoGuess") {
     CompactMesh const balls = support::joined(support::sphere(3), support::sphere(3), 0.7f, 0.1f);
-    CompactMesh const large = support::joined(balls, support::grid(222, 222), 9.0f);
+    CompactMesh const large = support::joined(balls, support::torus(220, 220), 9.0f);
     REQUIRE(large.getNumTriangles() < trimora::mostTrianglesToMend);
     Finding const cuts = findingOf(diagnose(large), "selfIntersections");
     CHECK(cuts.remedy == "");
