@@ -106,9 +106,12 @@ void SectionGraph::cutTriangle(int triangle) {
                           corner(triangle, 2), tolerance_, a, aParam, aEdge, b, bParam, bEdge);
     if (found == 3)
         addPlaneTriangle(triangle);
-    else if (found == 2)
-        addSegment(node(triangle, aEdge, aParam), node(triangle, bEdge, bParam),
-                   sideOf(triangle, aEdge, bEdge));
+    if (found != 2)
+        return;
+    // One after the other, as nodes are numbered when they are met first.
+    int const last = node(triangle, bEdge, bParam);
+    int const first = node(triangle, aEdge, aParam);
+    addSegment(first, last, sideOf(triangle, aEdge, bEdge));
 }
 
 void SectionGraph::addPlaneTriangle(int triangle) {

@@ -92,6 +92,11 @@ float real(Random& random, double low, double high) {
     return static_cast<float>(random.real(low, high));
 }
 
+/// Between -1 and 1 each. Braces are worked out in their order, arguments in the compiler's.
+std::array<float, 3> anyOffset(Random& random) {
+    return {real(random, -1, 1), real(random, -1, 1), real(random, -1, 1)};
+}
+
 CompactMesh badIndices(CompactMesh const& mesh, Random& random) {
     Lists lists(mesh);
     int const count = mesh.getNumVertices();
@@ -128,10 +133,8 @@ CompactMesh edgeFan(CompactMesh const& mesh, Random& random) {
     MeshVertex const from = lists.at(a);
     for (int i = 0; i < 300; ++i) {
         float const reach = 0.5f * lists.size();
-        lists.add(a, b,
-                  lists.add(from.x + reach * real(random, -1, 1),
-                            from.y + reach * real(random, -1, 1),
-                            from.z + reach * real(random, -1, 1)));
+        auto const [x, y, z] = anyOffset(random);
+        lists.add(a, b, lists.add(from.x + reach * x, from.y + reach * y, from.z + reach * z));
     }
     return lists.mesh();
 }
@@ -155,7 +158,8 @@ CompactMesh moebiusStrips(CompactMesh const& mesh, Random& random) {
         CompactMesh strip = moebius(5 + random.index(60));
         for (int v = 0; v < 3 * strip.getNumVertices(); ++v)
             strip.getVerticesRaw()[v] *= 0.2f * size;
-        result = joined(result, strip, size * real(random, -1, 1), size * real(random, -1, 1));
+        auto const [x, y, z] = anyOffset(random);
+        result = joined(result, strip, size * x, size * y, size * z);
     }
     return result;
 }
@@ -168,9 +172,8 @@ CompactMesh fins(CompactMesh const& mesh, Random& random) {
         float const reach = 0.1f * lists.size();
         if (i % 64 == 1)  // two that share their tip, now and then
             lists.add(t[2], t[1], lists.addCopy(t[0]));
-        lists.add(
-            t[0], t[1],
-            lists.add(p.x + reach * real(random, -1, 1), p.y, p.z + reach * real(random, -1, 1)));
+        auto const [x, y, z] = anyOffset(random);
+        lists.add(t[0], t[1], lists.add(p.x + reach * x, p.y + reach * y, p.z + reach * z));
     }
     return lists.mesh();
 }
@@ -341,8 +344,10 @@ CompactMesh unusedVertices(CompactMesh const& mesh, Random& random) {
     std::vector<MeshVertex> const used = lists.vertices;
     lists.vertices.assign(numInFront, MeshVertex{3.0f, 4.0f, 5.0f});
     lists.vertices.insert(lists.vertices.end(), used.begin(), used.end());
-    for (int i = 0; i < 1000; ++i)
-        lists.add(real(random, -1, 1), real(random, -1, 1), real(random, -1, 1));
+    for (int i = 0; i < 1000; ++i) {
+        auto const [x, y, z] = anyOffset(random);
+        lists.add(x, y, z);
+    }
     lists.vertices.back().y = std::numeric_limits<float>::quiet_NaN();
     return lists.mesh();
 }

@@ -42,11 +42,16 @@ CompactMesh block(Random& random) {
 }
 
 CompactMesh shape(Random& random, bool isRound = false) {
+    // One draw a statement: the order in which arguments are worked out is the compiler's.
     switch (random.index(5)) {
     case 0:
         return isRound ? ball(random) : block(random);
-    case 1:
-        return torus(6 + random.index(40), 5 + random.index(16), 1.2, random.real(0.2, 0.5));
+    case 1: {
+        double const minorRadius = random.real(0.2, 0.5);
+        int const numV = 5 + random.index(16);
+        int const numU = 6 + random.index(40);
+        return torus(numU, numV, 1.2, minorRadius);
+    }
     default:
         return ball(random);
     }
@@ -195,8 +200,10 @@ MadeMesh madeMesh(std::uint64_t seed) {
         crowd(made.mesh, random);
     if (made.has[Degenerate])
         degenerate(made.mesh, random);
-    if (made.has[BadlyWound])
-        made.mesh = flipped(made.mesh, random.real(0.02, 0.5), random.next());
+    if (made.has[BadlyWound]) {
+        std::uint64_t const seedOfFlips = random.next();
+        made.mesh = flipped(made.mesh, random.real(0.02, 0.5), seedOfFlips);
+    }
     place(made.mesh, random);
     made.isSoup = random.index(6) == 0;
     made.mesh = made.isSoup ? soup(made.mesh) : shuffled(made.mesh, random.next());

@@ -54,6 +54,11 @@ TEST_CASE("aSquareIsCutInThreePoints") {
     REQUIRE(curves[0].size() == 3);
     CHECK(at(square, curves[0][1]) == Point(0.25, 0.25, 0.0));
     CHECK(lengthOf(square, curves) == 1.0);
+    // Within a triangle the later of its cut edges has the lower node, whatever the compiler.
+    SurfaceCurves const single = section(support::triangle(), {1.0, 0.0, 0.0, -0.25});
+    REQUIRE(single.size() == 1);
+    CHECK(at(support::triangle(), single[0].front()) == Point(0.25, 0.75, 0.0));
+    CHECK(at(support::triangle(), single[0].back()) == Point(0.25, 0.0, 0.0));
 }
 
 TEST_CASE("aPlaneThroughVerticesPassesThroughThem") {
