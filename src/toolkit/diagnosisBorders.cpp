@@ -7,6 +7,7 @@
 #include "toolkit/detail/diagnosis.h"
 #include "toolkit/detail/edgeLoops.h"
 #include "toolkit/detail/patchEstimate.h"
+#include "toolkit/detail/stitchPlan.h"
 #include "toolkit/detail/tJunctions.h"
 #include "toolkit/meshCounts.h"
 #include "toolkit/meshHoles.h"
@@ -27,7 +28,6 @@ constexpr double margin = 1.25;    // a distance to sew by has to be more than t
 constexpr double edgeShare = 0.1;  // of an edge, where there is next to no gap
 constexpr double farther = 8.0;    // distances beyond sew something else
 constexpr std::size_t mostGuesses = 3;
-constexpr double samplesPerDistance = 5.0;  // of stitching
 // Measured, in triangles of a trial of another kind.
 constexpr double costOfSample = 0.1;
 constexpr double costOfPair = 30.0;

@@ -20,8 +20,6 @@ namespace {
 using koGeom::CompactMesh;
 using koLinear::Point;
 
-constexpr double samplesPerDistance = 5.0;  // of koGeom::meshStitch
-
 std::size_t at(int i) {
     return static_cast<std::size_t>(i);
 }

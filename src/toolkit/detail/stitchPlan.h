@@ -7,6 +7,8 @@
 
 namespace trimora {
 
+inline constexpr double samplesPerDistance = 5.0;  // of koGeom::meshStitch
+
 /// Pairs of loops, each counted from both sides, with a vertex each within the distance of one another: as many as a grid tells,
 /// hence no more than there are.
 ///
