@@ -4,6 +4,7 @@
 #include "toolkit/checkedRepair.h"
 
 #include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/detail/triangleArea.h"
 #include "toolkit/meshCheck.h"
 #include "toolkit/meshParts.h"
 #include "toolkit/partsOutward.h"
@@ -15,7 +16,6 @@
 #include "trimora/repair/MeshRepair.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace trimora {
 
@@ -131,15 +131,6 @@ bool hasOpenSeams(CompactMesh const& mesh, bool isWelded) {
     return numCoincidentVertices(welded) > 0;
 }
 
-double areaOf(CompactMesh const& mesh, int triangle) {
-    koGeom::MeshTriangle const& c = mesh.getTriangles()[triangle];
-    koLinear::Point const corner = mesh.getVertices()[c[0]].asPoint();
-    double const area = 0.5 * cross(mesh.getVertices()[c[1]].asPoint() - corner,
-                                    mesh.getVertices()[c[2]].asPoint() - corner)
-                                  .length();
-    return std::isfinite(area) ? area : 0.0;
-}
-
 /// Numbers of those that stay, ascending.
 struct Kept {
     std::vector<int> vertices;
@@ -154,7 +145,7 @@ Kept withoutDust(CompactMesh const& mesh, double share) {
     for (auto const& part : parts) {
         double& area = areas.emplace_back(0.0);
         for (int k = 0; k < part->numTriangles; ++k)
-            area += areaOf(mesh, part->triangles[k]);
+            area += finiteAreaOf(mesh, part->triangles[k]);
         whole += area;
     }
     std::vector<char> isDust(static_cast<std::size_t>(mesh.getNumVertices()), 0);

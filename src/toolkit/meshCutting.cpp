@@ -4,6 +4,7 @@
 #include "toolkit/meshCutting.h"
 
 #include "toolkit/detail/CheckedEdit.h"
+#include "toolkit/detail/triangleArea.h"
 #include "toolkit/meshTidying.h"
 #include "toolkit/surfaceFault.h"
 
@@ -49,19 +50,10 @@ Point pointOf(CompactMesh const& mesh, int vertex) {
     return mesh.getVertices()[vertex].asPoint();
 }
 
-// In doubles: a sum of floats would differ before and after by more than a cut does.
-double areaOf(CompactMesh const& mesh, int triangle) {
-    koGeom::MeshTriangle const& corners = mesh.getTriangles()[triangle];
-    Point const a = pointOf(mesh, corners[0]);
-    double const twice =
-        cross(pointOf(mesh, corners[1]) - a, pointOf(mesh, corners[2]) - a).length();
-    return std::isfinite(twice) ? 0.5 * twice : 0.0;
-}
-
 double areaOf(CompactMesh const& mesh) {
     double sum = 0.0;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
-        sum += areaOf(mesh, t);
+        sum += finiteAreaOf(mesh, t);
     return sum;
 }
 
@@ -75,7 +67,7 @@ RegionSize sizeOf(CompactMesh const& mesh, std::vector<int> const& triangles) {
     RegionSize size;
     std::vector<std::pair<int, int>> edges;
     for (int const t : triangles) {
-        size.area += areaOf(mesh, t);
+        size.area += finiteAreaOf(mesh, t);
         koGeom::MeshTriangle const& corners = mesh.getTriangles()[t];
         for (int k = 0; k < 3; ++k)
             edges.push_back(std::minmax({corners[k], corners[(k + 1) % 3]}));
